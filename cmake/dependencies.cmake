@@ -1,0 +1,15 @@
+# System libraries, as imported targets whose headers count as system headers.
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
+
+# The sealing primitives: the first library is preferred, the second gives the same bytes.
+pkg_check_modules(MONOCYPHER IMPORTED_TARGET monocypher>=4)
+if(MONOCYPHER_FOUND)
+  set(VELMORA_CRYPTO_TARGET PkgConfig::MONOCYPHER)
+  set(VELMORA_CRYPTO_MONOCYPHER 1)
+else()
+  pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET libsodium)
+  set(VELMORA_CRYPTO_TARGET PkgConfig::SODIUM)
+  set(VELMORA_CRYPTO_MONOCYPHER 0)
+endif()

@@ -1,0 +1,44 @@
+# Warnings, hardening and sanitizers, linked privately by every target of ours.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+
+add_library(velmora_options INTERFACE)
+target_compile_options(velmora_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  $<$<BOOL:${VELMORA_WERROR}>:-Werror>
+  # The equalizer promises the same bits on every machine: a fused multiply-add rounds once where the
+  # arithmetic as written rounds twice.
+  -ffp-contract=off
+  # Readable backtraces, also in release builds.
+  -fno-omit-frame-pointer)
+
+if(VELMORA_SANITIZE)
+  set(flags -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all)
+  target_compile_options(velmora_options INTERFACE ${flags} -g)
+  target_link_options(velmora_options INTERFACE ${flags})
+else()
+  target_compile_options(velmora_options INTERFACE
+    -fstack-protector-strong
+    $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
+    $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  target_link_options(velmora_options INTERFACE -Wl,-z,relro,-z,now)
+endif()
+
+if(VELMORA_FUZZ)
+  # Every object carries coverage so that the fuzzer sees into the libraries.
+  target_compile_options(velmora_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+if(VELMORA_TIDY)
+  find_program(CLANG_TIDY NAMES clang-tidy clang-tidy-14 REQUIRED)
+  set(CMAKE_CXX_CLANG_TIDY ${CLANG_TIDY} --quiet)
+endif()
+
+# velmora_library(NAME dsp SOURCES ... PUBLIC ... PRIVATE ...): one static library per folder. Its headers are
+# reachable by name only for targets that link it, so an include that breaks the layering does not compile.
+function(velmora_library)
+  cmake_parse_arguments(ARG "" "NAME" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  add_library(velmora_${ARG_NAME} STATIC ${ARG_SOURCES})
+  target_include_directories(velmora_${ARG_NAME} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+  target_link_libraries(velmora_${ARG_NAME} PUBLIC ${ARG_PUBLIC} PRIVATE velmora_options ${ARG_PRIVATE})
+endfunction()
