@@ -1,1 +1,210 @@
-// placeholder
+// DESIGN: one main loop for the life of the engine, one context per connection. Everything that waits goes through
+// wait_until, which wakes at least every 100 ms to look at the clock and at the connection, so neither a silent
+// nor a dead server can hold the control thread. When one request of a pass is not answered, the others of that
+// pass are not waited for: a hung server costs one time limit per pass, not one per request.
+
+#include <pulse/rtclock.h>
+
+#include <atomic>
+#include <memory>
+
+#include "audio_private.h"
+#include "logger.h"
+
+namespace audio {
+
+namespace {
+
+constexpr const char* kLoopThreadName = "Velq-audio";
+constexpr const char* kAppId = "org.velmora.Velmora";
+constexpr const char* kIconName = "velmora";
+constexpr pa_usec_t kCheckUs = 100000;
+
+pa_threaded_mainloop* g_ml = nullptr;   // set by the thread that starts and stops; the pointer is stable between
+pa_context* g_ctx = nullptr;            // main-loop lock
+std::atomic<bool> g_ctx_lost{false};    // set on the loop thread, read anywhere
+bool g_silent = false;                  // a request of this pass was dropped; main-loop lock
+bool g_silence_logged = false;          // main-loop lock
+
+struct ContextDeleter {
+  void operator()(pa_operation* op) const { pa_operation_unref(op); }
+};
+using OperationPtr = std::unique_ptr<pa_operation, ContextDeleter>;
+
+void on_wake(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* /*tv*/, void* /*user*/) {
+  signal_loop();
+}
+
+void on_ctx_state(pa_context* c, void* /*user*/) {
+  if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(c))) {
+    g_ctx_lost.store(true);
+    mark_dirty();
+  }
+  signal_loop();
+}
+
+// Server subscription: what may change where the sound has to go.
+void on_event(pa_context* /*c*/, pa_subscription_event_type_t type, std::uint32_t /*index*/, void* /*user*/) {
+  const auto facility = type & PA_SUBSCRIPTION_EVENT_FACILITY_MASK;
+  const auto kind = type & PA_SUBSCRIPTION_EVENT_TYPE_MASK;
+  const bool matters =
+      facility == PA_SUBSCRIPTION_EVENT_SINK ||
+      (facility == PA_SUBSCRIPTION_EVENT_SERVER && kind == PA_SUBSCRIPTION_EVENT_CHANGE) ||
+      (facility == PA_SUBSCRIPTION_EVENT_SINK_INPUT && kind == PA_SUBSCRIPTION_EVENT_NEW);
+  if (matters) mark_dirty();
+}
+
+// Gives up the lock until something is signalled, for 100 ms at most.
+void wait_a_moment() {
+  pa_time_event* timer = pa_context_rttime_new(g_ctx, pa_rtclock_now() + kCheckUs, on_wake, nullptr);
+  pa_threaded_mainloop_wait(g_ml);
+  if (timer != nullptr) pa_threaded_mainloop_get_api(g_ml)->time_free(timer);
+}
+
+// Waits until `done`, the deadline, the end of the engine's patience or a broken connection.
+template <typename Done>
+bool wait_until(Clock::time_point deadline, Done done) {
+  while (!done()) {
+    const auto now = Clock::now();
+    if (now >= deadline || now >= patience_ends()) return false;
+    if (g_ctx == nullptr || !PA_CONTEXT_IS_GOOD(pa_context_get_state(g_ctx))) return false;
+    wait_a_moment();
+  }
+  return true;
+}
+
+Clock::time_point in(int ms) { return Clock::now() + std::chrono::milliseconds(ms); }
+
+bool context_settled() {
+  switch (pa_context_get_state(g_ctx)) {
+    case PA_CONTEXT_CONNECTING:
+    case PA_CONTEXT_AUTHORIZING:
+    case PA_CONTEXT_SETTING_NAME:
+      return false;
+    default:
+      return true;
+  }
+}
+
+}  // namespace
+
+LoopLock::LoopLock() { pa_threaded_mainloop_lock(g_ml); }
+LoopLock::~LoopLock() { pa_threaded_mainloop_unlock(g_ml); }
+
+Proplist::Proplist(const char* media_name) : list(pa_proplist_new()) {
+  pa_proplist_sets(list, PA_PROP_APPLICATION_NAME, kAppName);
+  pa_proplist_sets(list, PA_PROP_APPLICATION_ID, kAppId);
+  pa_proplist_sets(list, PA_PROP_APPLICATION_ICON_NAME, kIconName);
+  pa_proplist_sets(list, PA_PROP_MEDIA_NAME, media_name);
+}
+
+Proplist::~Proplist() { pa_proplist_free(list); }
+
+bool loop_start() {
+  g_ml = pa_threaded_mainloop_new();
+  if (g_ml == nullptr) return false;
+  pa_threaded_mainloop_set_name(g_ml, kLoopThreadName);
+  if (pa_threaded_mainloop_start(g_ml) == 0) return true;
+  pa_threaded_mainloop_free(g_ml);
+  g_ml = nullptr;
+  return false;
+}
+
+void loop_stop() {
+  pa_threaded_mainloop_stop(g_ml);
+  pa_threaded_mainloop_free(g_ml);
+  g_ml = nullptr;
+}
+
+bool connection_lost() { return g_ctx_lost.load(); }
+
+pa_context* context(const LoopLock& /*lock*/) { return g_ctx; }
+
+Connect connect_locked(const LoopLock& lock) {
+  const Proplist props("control");
+  g_ctx = pa_context_new_with_proplist(pa_threaded_mainloop_get_api(g_ml), kAppName, props.list);
+  g_ctx_lost.store(false);
+  if (g_ctx == nullptr) return Connect::kFailed;
+  pa_context_set_state_callback(g_ctx, on_ctx_state, nullptr);
+  const bool ready = pa_context_connect(g_ctx, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) >= 0 &&
+                     wait_until(in(kRequestMs), context_settled) &&
+                     pa_context_get_state(g_ctx) == PA_CONTEXT_READY;
+  if (!ready) {
+    disconnect_locked(lock);
+    return Connect::kFailed;
+  }
+  pa_context_set_subscribe_callback(g_ctx, on_event, nullptr);
+  constexpr auto kMask = static_cast<pa_subscription_mask_t>(
+      PA_SUBSCRIPTION_MASK_SINK | PA_SUBSCRIPTION_MASK_SINK_INPUT | PA_SUBSCRIPTION_MASK_SERVER);
+  wait_op(lock, pa_context_subscribe(g_ctx, kMask, nullptr, nullptr));
+  const char* server = pa_context_get_server(g_ctx);
+  logger::info(std::string("Sound server connected: ") + (server == nullptr ? "?" : server));
+  return Connect::kReady;
+}
+
+void disconnect_locked(const LoopLock& lock) {
+  close_record(lock);
+  close_play(lock);
+  if (g_ctx == nullptr) return;
+  pa_context_set_state_callback(g_ctx, nullptr, nullptr);
+  pa_context_set_subscribe_callback(g_ctx, nullptr, nullptr);
+  pa_context_disconnect(g_ctx);
+  pa_context_unref(g_ctx);
+  g_ctx = nullptr;
+}
+
+void begin_pass(const LoopLock& /*lock*/) { g_silent = false; }
+
+bool server_silent(const LoopLock& /*lock*/) { return g_silent; }
+
+bool wait_for(const LoopLock& /*lock*/, pa_operation* op, int ms) {
+  const bool ended =
+      wait_until(in(ms), [op] { return pa_operation_get_state(op) != PA_OPERATION_RUNNING; });
+  return ended && pa_operation_get_state(op) == PA_OPERATION_DONE;
+}
+
+bool wait_op(const LoopLock& lock, pa_operation* op, int ms) {
+  if (op == nullptr) return false;
+  const OperationPtr owner(op);
+  if (!g_silent && wait_for(lock, op, ms)) {
+    g_silence_logged = false;
+    return true;
+  }
+  if (pa_operation_get_state(op) != PA_OPERATION_RUNNING) return false;
+  pa_operation_cancel(op);
+  if (!g_silent && !g_silence_logged) logger::warn("Sound server not answering - request dropped");
+  g_silence_logged = true;
+  g_silent = true;
+  return false;
+}
+
+bool wait_stream_ready(const LoopLock& /*lock*/, pa_stream* stream) {
+  const auto settled = [stream] { return pa_stream_get_state(stream) != PA_STREAM_CREATING; };
+  if (!g_silent && wait_until(in(kStreamMs), settled) && pa_stream_get_state(stream) == PA_STREAM_READY) {
+    return true;
+  }
+  mark_dirty();
+  return false;
+}
+
+void pause_unlocked(const LoopLock& /*lock*/, int ms) {
+  wait_until(in(ms), [] { return false; });
+}
+
+void signal_loop() { pa_threaded_mainloop_signal(g_ml, 0); }
+
+void on_success(pa_context* /*c*/, int success, void* user) {
+  if (user != nullptr) *static_cast<bool*>(user) = success != 0;
+  signal_loop();
+}
+
+void on_stream_state(pa_stream* s, void* /*user*/) {
+  if (!PA_STREAM_IS_GOOD(pa_stream_get_state(s))) mark_dirty();
+  signal_loop();
+}
+
+std::string error_text(const LoopLock& /*lock*/) {
+  return g_ctx == nullptr ? "not connected" : pa_strerror(pa_context_errno(g_ctx));
+}
+
+}  // namespace audio

@@ -1,1 +1,262 @@
-// placeholder
+// DESIGN: callers store wishes and read results under one short mutex; the control thread turns wishes and server
+// events into passes. A pass looks at the whole server and brings it into the wanted state, so it does not matter
+// which event woke it or whether several came at once. A pass that failed is repeated with growing pauses.
+
+#include <sys/prctl.h>
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "audio_private.h"
+#include "guard.h"
+#include "logger.h"
+
+namespace audio {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr const char* kControlThreadName = "Velq-control";
+constexpr milliseconds kLookAgain{2000};   // a passive or disconnected engine looks at the server this often
+constexpr milliseconds kSettle{60};        // a burst of events is handled in one pass
+constexpr milliseconds kMaxRetry{1000};    // between passes that fail
+constexpr milliseconds kStopLimit{5000};   // what stop() waits for the server, all requests together
+constexpr std::chrono::seconds kStatsEvery{60};
+
+std::mutex g_mtx;  // guards all up to the next comment
+std::condition_variable g_cv;
+bool g_dirty = false;
+bool g_quit = false;
+std::optional<bool> g_want_active;
+std::string g_want_output;
+std::string g_restore_hint;
+int g_want_mute = -1;
+bool g_takeover = false;
+Status g_status;
+std::vector<Device> g_devices;
+
+std::atomic<Clock::rep> g_patience_ends{Clock::time_point::max().time_since_epoch().count()};
+
+std::thread g_thread;                  // the thread that calls start and stop
+std::atomic<bool> g_started{false};
+
+// Control thread only.
+int g_failures = 0;               // passes in a row that failed
+bool g_unreachable_said = false;  // the warning was logged and no connection succeeded since
+
+template <typename F>
+void change_wish(F&& change) {
+  {
+    const std::lock_guard lock(g_mtx);
+    if (!change()) return;
+    g_dirty = true;
+  }
+  g_cv.notify_all();
+}
+
+bool connected() {
+  const LoopLock lock;
+  return context(lock) != nullptr && !connection_lost();
+}
+
+// Waits until there is something to do. Returns false when the engine is to stop.
+bool wait_for_work(bool idle_work) {
+  std::unique_lock lock(g_mtx);
+  const auto woken = [] { return g_dirty || g_quit; };
+  if (!g_cv.wait_for(lock, kLookAgain, woken)) {
+    // Nothing happened; only a passive or a disconnected engine looks again on its own.
+    g_dirty = idle_work || g_status.state == kPassive;
+  }
+  return !g_quit;
+}
+
+// Lets a burst of events pass, longer after failures. Returns false when the engine is to stop.
+bool settle() {
+  const auto pause = std::min(kMaxRetry, kSettle * (1 << std::min(g_failures, 5)));
+  std::unique_lock lock(g_mtx);
+  return !g_cv.wait_for(lock, pause, [] { return g_quit; });
+}
+
+Wishes take_wishes() {
+  const std::lock_guard lock(g_mtx);
+  g_dirty = false;
+  return {g_want_active, g_want_output, g_restore_hint, std::exchange(g_want_mute, -1), g_takeover};
+}
+
+// A mute wish that could not be carried out waits for the next pass, unless there is a newer one.
+void keep_mute_wish(int mute) {
+  const std::lock_guard lock(g_mtx);
+  if (g_want_mute < 0) g_want_mute = mute;
+}
+
+bool ensure_connected(const LoopLock& lock, const Wishes& wishes) {
+  if (connection_lost()) {
+    disconnect_locked(lock);
+    forget_module();
+  }
+  if (context(lock) != nullptr) return true;
+  if (connect_locked(lock) == Connect::kReady) {
+    forget_restrictions();
+    suggest_follow(wishes.restore_hint);
+    g_unreachable_said = false;
+    return true;
+  }
+  if (!std::exchange(g_unreachable_said, true)) logger::warn("No sound server reachable");
+  update_status([](Status& s) {
+    s.state = kNoServer;
+    s.streams_alive = false;
+  });
+  return false;
+}
+
+// One pass. Returns whether it did all that it was to do.
+bool run_pass(const Wishes& wishes) {
+  const LoopLock lock;
+  begin_pass(lock);
+  if (!ensure_connected(lock, wishes)) return false;
+  const bool done = reconcile(lock, wishes);
+  if (!server_silent(lock)) log_hardware(lock);
+  return done && !connection_lost();
+}
+
+void restore() {
+  const LoopLock lock;
+  begin_pass(lock);
+  bool restored = true;
+  if (context(lock) != nullptr && !connection_lost()) {
+    bool takeover = false;
+    {
+      const std::lock_guard engine(g_mtx);
+      takeover = g_takeover;
+    }
+    restored = restore_server(lock, takeover);
+  }
+  disconnect_locked(lock);
+  // The server may yet wake up: the guard has more time for it than a program that is to end.
+  if (!restored) guard::abandon();
+}
+
+void control_loop() {
+  prctl(PR_SET_NAME, kControlThreadName);
+  auto last_stats = Clock::now();
+  for (;;) {
+    if (Clock::now() - last_stats >= kStatsEvery) {
+      last_stats = Clock::now();
+      report_stats();
+    }
+    if (!wait_for_work(!connected())) break;
+    {
+      const std::lock_guard lock(g_mtx);
+      if (!g_dirty) continue;
+    }
+    if (!settle()) break;
+    const Wishes wishes = take_wishes();
+    if (run_pass(wishes)) {
+      g_failures = 0;
+    } else {
+      ++g_failures;
+      keep_mute_wish(wishes.mute);
+      mark_dirty();
+    }
+  }
+  restore();
+  report_totals();
+}
+
+}  // namespace
+
+void mark_dirty() {
+  {
+    const std::lock_guard lock(g_mtx);
+    g_dirty = true;
+  }
+  g_cv.notify_all();
+}
+
+Clock::time_point patience_ends() { return Clock::time_point(Clock::duration(g_patience_ends.load())); }
+
+void with_status_locked(void (*change)(Status&, void*), void* user) {
+  const std::lock_guard lock(g_mtx);
+  change(g_status, user);
+}
+
+void publish_status(const Status& status, std::vector<Device> devices) {
+  const std::lock_guard lock(g_mtx);
+  // A wish to mute that this snapshot could not know of yet is what the person sees.
+  const bool muted = g_want_mute >= 0 ? g_want_mute == 1 : status.muted;
+  g_status = status;
+  g_status.muted = muted;
+  g_devices = std::move(devices);
+}
+
+bool start(bool takeover) {
+  if (g_started.exchange(true)) return true;
+  {
+    const std::lock_guard lock(g_mtx);
+    g_takeover = takeover;
+    g_quit = false;
+    g_dirty = true;
+  }
+  g_patience_ends.store(Clock::time_point::max().time_since_epoch().count());
+  if (!loop_start()) {
+    g_started.store(false);
+    return false;
+  }
+  reset_processor();
+  g_thread = std::thread(control_loop);
+  return true;
+}
+
+void stop() {
+  if (!g_started.exchange(false)) return;
+  g_patience_ends.store((Clock::now() + kStopLimit).time_since_epoch().count());
+  {
+    const std::lock_guard lock(g_mtx);
+    g_quit = true;
+  }
+  g_cv.notify_all();
+  g_thread.join();
+  loop_stop();
+}
+
+void set_active(bool active) {
+  change_wish([active] { return std::exchange(g_want_active, active) != active; });
+}
+
+void set_output(const std::string& name) {
+  change_wish([&name] {
+    if (g_want_output == name) return false;
+    g_want_output = name;
+    return true;
+  });
+}
+
+void set_mute(bool mute) {
+  change_wish([mute] {
+    g_status.muted = mute;
+    g_want_mute = mute ? 1 : 0;
+    return true;
+  });
+}
+
+void set_restore_hint(const std::string& name) {
+  const std::lock_guard lock(g_mtx);
+  g_restore_hint = name;
+}
+
+Status status() {
+  const std::lock_guard lock(g_mtx);
+  return g_status;
+}
+
+std::vector<Device> devices() {
+  const std::lock_guard lock(g_mtx);
+  return g_devices;
+}
+
+}  // namespace audio

@@ -1,1 +1,234 @@
-// placeholder
+// DESIGN: a single-threaded main loop, pumped by hand with the clock in view, because nothing else is left that
+// could end this process if the server never answers. The rescue looks several times: a request that the program
+// sent just before it died may be carried out after the first look.
+
+#include "rescue.h"
+
+#include <pulse/pulseaudio.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace audio {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr const char* kContextName = "Velmora guard";
+constexpr milliseconds kAnswerLimit{30000};  // for everything, should the server be slow
+constexpr milliseconds kQuiet{700};          // our sink must stay away this long
+constexpr milliseconds kGrace{1500};         // for another copy to show whether it takes our sink over
+constexpr milliseconds kLook{50};
+constexpr int kPumpMs = 20;
+
+struct Server {
+  pa_mainloop* loop = nullptr;
+  pa_context* context = nullptr;
+  Clock::time_point deadline;
+
+  explicit Server(Clock::time_point until) : loop(pa_mainloop_new()), deadline(until) {
+    if (loop != nullptr) context = pa_context_new(pa_mainloop_get_api(loop), kContextName);
+  }
+  ~Server() {
+    if (context != nullptr) {
+      pa_context_disconnect(context);
+      pa_context_unref(context);
+    }
+    if (loop != nullptr) pa_mainloop_free(loop);
+  }
+  Server(const Server&) = delete;
+  Server& operator=(const Server&) = delete;
+
+  bool alive() const { return PA_CONTEXT_IS_GOOD(pa_context_get_state(context)); }
+
+  // Runs the loop until `done`, a broken connection or the deadline.
+  template <typename Done>
+  bool pump(Clock::time_point until, Done done) {
+    while (!done()) {
+      if (!alive() || Clock::now() >= std::min(until, deadline)) return false;
+      if (pa_mainloop_prepare(loop, kPumpMs * 1000) < 0 || pa_mainloop_poll(loop) < 0 ||
+          pa_mainloop_dispatch(loop) < 0) {
+        return false;
+      }
+    }
+    return true;
+  }
+
+  bool connect() {
+    if (context == nullptr) return false;
+    if (pa_context_connect(context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) return false;
+    return pump(deadline, [this] { return pa_context_get_state(context) == PA_CONTEXT_READY; });
+  }
+
+  bool finish(pa_operation* op) {
+    if (op == nullptr) return false;
+    const bool ended = pump(deadline, [op] { return pa_operation_get_state(op) != PA_OPERATION_RUNNING; });
+    const bool done = pa_operation_get_state(op) == PA_OPERATION_DONE;
+    if (!ended) pa_operation_cancel(op);
+    pa_operation_unref(op);
+    return ended && done;
+  }
+
+  void pause(milliseconds time) {
+    pump(Clock::now() + time, [] { return false; });
+  }
+};
+
+struct Stream {
+  std::uint32_t index;
+  std::uint32_t device;
+  std::uint32_t client;
+};
+
+// What one look at the server shows.
+struct View {
+  bool complete = false;
+  std::string default_sink;
+  std::uint32_t sink = kNoIndex;  // ours
+  std::uint32_t module = kNoIndex;
+  std::uint32_t monitor = kNoIndex;
+  pa_cvolume volume{};
+  bool muted = false;
+  bool device_found = false;
+  pa_cvolume device_volume{};
+  std::vector<Stream> playbacks;                // on our sink
+  std::vector<std::uint32_t> monitor_clients;   // who records our monitor
+  std::vector<std::uint32_t> other_copies;      // clients of other running copies
+};
+
+struct Look {
+  View view;
+  const std::string& device;
+  pid_t program;
+};
+
+bool is_program(const pa_proplist* props, pid_t program) {
+  const char* id = pa_proplist_gets(props, PA_PROP_APPLICATION_PROCESS_ID);
+  return id != nullptr && std::strtol(id, nullptr, 10) == program;
+}
+
+void on_server(pa_context* /*c*/, const pa_server_info* info, void* user) {
+  if (info != nullptr && info->default_sink_name != nullptr) {
+    static_cast<Look*>(user)->view.default_sink = info->default_sink_name;
+  }
+}
+
+void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
+  if (eol != 0) return;
+  auto* look = static_cast<Look*>(user);
+  if (std::strcmp(info->name, kSinkName) == 0) {
+    look->view.sink = info->index;
+    look->view.module = info->owner_module;
+    look->view.monitor = info->monitor_source;
+    look->view.volume = info->volume;
+    look->view.muted = info->mute != 0;
+  } else if (look->device == info->name) {
+    look->view.device_found = true;
+    look->view.device_volume = info->volume;
+  }
+}
+
+void on_playback(pa_context* /*c*/, const pa_sink_input_info* info, int eol, void* user) {
+  if (eol == 0) static_cast<Look*>(user)->view.playbacks.push_back({info->index, info->sink, info->client});
+}
+
+void on_recording(pa_context* /*c*/, const pa_source_output_info* info, int eol, void* user) {
+  if (eol != 0) return;
+  auto* look = static_cast<Look*>(user);
+  if (info->source == look->view.monitor) look->view.monitor_clients.push_back(info->client);
+}
+
+void on_client(pa_context* /*c*/, const pa_client_info* info, int eol, void* user) {
+  if (eol != 0) return;
+  auto* look = static_cast<Look*>(user);
+  const char* name = pa_proplist_gets(info->proplist, PA_PROP_APPLICATION_NAME);
+  if (name != nullptr && std::strcmp(name, kAppName) == 0 && !is_program(info->proplist, look->program)) {
+    look->view.other_copies.push_back(info->index);
+  }
+}
+
+View look_at(Server* server, const std::string& device, pid_t program) {
+  Look look{{}, device, program};
+  pa_context* c = server->context;
+  look.view.complete = server->finish(pa_context_get_server_info(c, on_server, &look)) &&
+                       server->finish(pa_context_get_sink_info_list(c, on_sink, &look)) &&
+                       server->finish(pa_context_get_sink_input_info_list(c, on_playback, &look)) &&
+                       server->finish(pa_context_get_source_output_info_list(c, on_recording, &look)) &&
+                       server->finish(pa_context_get_client_info_list(c, on_client, &look));
+  return std::move(look.view);
+}
+
+// Whether another copy records our sink: it has taken it over and will put everything back itself.
+bool taken_over(const View& view) {
+  for (const std::uint32_t copy : view.other_copies) {
+    for (const std::uint32_t client : view.monitor_clients) {
+      if (copy == client) return true;
+    }
+  }
+  return false;
+}
+
+// What was turned down on our sink must not come back loud on the device.
+void hand_over_volume(Server* server, const View& view, const std::string& device) {
+  const pa_volume_t volume = pa_cvolume_max(&view.volume);
+  if (volume != PA_VOLUME_NORM) {
+    pa_cvolume scaled = view.device_volume;
+    pa_sw_cvolume_multiply_scalar(&scaled, &scaled, volume);
+    server->finish(pa_context_set_sink_volume_by_name(server->context, device.c_str(), &scaled, nullptr, nullptr));
+  }
+  if (view.muted) {
+    server->finish(pa_context_set_sink_mute_by_name(server->context, device.c_str(), 1, nullptr, nullptr));
+  }
+}
+
+void restore_default(Server* server, const View& view, const std::string& device) {
+  if (!view.device_found || view.default_sink != kSinkName) return;
+  server->finish(pa_context_set_default_sink(server->context, device.c_str(), nullptr, nullptr));
+}
+
+void undo(Server* server, const View& view, const std::string& device) {
+  pa_context* c = server->context;
+  restore_default(server, view, device);
+  if (view.device_found) {
+    for (const Stream& stream : view.playbacks) {
+      if (stream.device != view.sink) continue;
+      server->finish(pa_context_move_sink_input_by_name(c, stream.index, device.c_str(), nullptr, nullptr));
+    }
+  }
+  server->finish(pa_context_unload_module(c, view.module, nullptr, nullptr));
+}
+
+}  // namespace
+
+void rescue(const std::string& device, std::uint32_t module, pid_t program) {
+  Server server(Clock::now() + kAnswerLimit);
+  if (!server.connect()) return;
+  const auto began = Clock::now();
+  auto last_seen = began;
+  bool volume_handed_over = false;
+  while (Clock::now() - last_seen < kQuiet) {
+    const View view = look_at(&server, device, program);
+    if (!view.complete) return;
+    if (view.sink == kNoIndex) {
+      restore_default(&server, view, device);
+    } else {
+      const bool not_ours = module != kNoIndex && view.module != module;
+      if (not_ours || taken_over(view)) return;
+      last_seen = Clock::now();
+      // A copy that has just started may be about to take the sink over.
+      if (view.other_copies.empty() || last_seen - began >= kGrace) {
+        if (view.device_found && !std::exchange(volume_handed_over, true)) hand_over_volume(&server, view, device);
+        undo(&server, view, device);
+      }
+    }
+    server.pause(kLook);
+  }
+}
+
+}  // namespace audio

@@ -1,1 +1,319 @@
-// placeholder
+// DESIGN: reconcile compares a fresh snapshot with what is wanted and does the difference, so it can be run at any
+// time, any number of times. What this run did to the server is two facts: the module that it loaded or adopted
+// (g_module) and the device that gets everything back (g_follow). Only that module is ever unloaded.
+//
+// Two orders matter. The default device is changed before streams are moved, on the way in and on the way out: a
+// server takes a stream that is moved onto the default device for one that follows the default, and otherwise
+// pins it to the device for good. And the guard is told before the sink is loaded, not after: the program may be
+// killed in between.
+
+#include "audio_private.h"
+#include "guard.h"
+#include "logger.h"
+
+namespace audio {
+
+namespace {
+
+constexpr const char* kModuleName = "module-null-sink";
+constexpr const char* kModuleArguments =
+    " rate=48000 channels=2 channel_map=front-left,front-right "
+    "sink_properties='device.description=Velmora monitor.channel-volumes=true device.icon_name=velmora'";
+constexpr int kDefaultPolls = 10;
+constexpr int kDefaultPollMs = 100;
+constexpr int kRestrictedMs = 1000;  // what a server that refuses default changes gets to answer
+
+// Control thread only.
+std::uint32_t g_module = kNoIndex;
+Follow g_follow;
+bool g_restricted = false;
+bool g_restricted_said = false;
+bool g_passive_said = false;
+
+void on_module_loaded(pa_context* /*c*/, std::uint32_t index, void* user) {
+  *static_cast<std::uint32_t*>(user) = index;
+  signal_loop();
+}
+
+// A request whose answer is yes or no. Returns whether the server said yes.
+template <typename Request>
+bool granted(const LoopLock& lock, int ms, Request request) {
+  bool yes = false;
+  return wait_op(lock, request(context(lock), &yes), ms) && yes;
+}
+
+bool set_default(const LoopLock& lock, const std::string& name, int ms) {
+  return granted(lock, ms, [&](pa_context* c, bool* yes) {
+    return pa_context_set_default_sink(c, name.c_str(), on_success, yes);
+  });
+}
+
+enum class Poll { kReached, kRefused, kNoAnswer };
+
+// The server may say yes and change the default later, or never.
+Poll poll_default(const LoopLock& lock, const std::string& name) {
+  for (int i = 0; i < kDefaultPolls; ++i) {
+    if (i > 0) pause_unlocked(lock, kDefaultPollMs);
+    const auto now = query_default(lock);
+    if (!now) return Poll::kNoAnswer;
+    if (*now == name) return Poll::kReached;
+  }
+  return Poll::kRefused;
+}
+
+// Streams end at any time, so a move that fails is no failure of ours: the next snapshot tells.
+void move_streams(const LoopLock& lock, const std::vector<std::uint32_t>& streams, std::uint32_t sink) {
+  for (const std::uint32_t stream : streams) {
+    granted(lock, kRequestMs, [&](pa_context* c, bool* yes) {
+      return pa_context_move_sink_input_by_index(c, stream, sink, on_success, yes);
+    });
+  }
+}
+
+bool set_mute_of(const LoopLock& lock, const std::string& sink, bool mute) {
+  return granted(lock, kRequestMs, [&](pa_context* c, bool* yes) {
+    return pa_context_set_sink_mute_by_name(c, sink.c_str(), mute ? 1 : 0, on_success, yes);
+  });
+}
+
+bool set_volume_of(const LoopLock& lock, const std::string& sink, const pa_cvolume& volume) {
+  return granted(lock, kRequestMs, [&](pa_context* c, bool* yes) {
+    return pa_context_set_sink_volume_by_name(c, sink.c_str(), &volume, on_success, yes);
+  });
+}
+
+bool owns_sink(const Snapshot& s) {
+  const SinkInfo* ours = s.find(kSinkName);
+  return ours != nullptr && g_module != kNoIndex && ours->module == g_module;
+}
+
+void take_module(std::uint32_t module) {
+  g_module = module;
+  guard::owns_module(module);
+}
+
+// What the server remembers of an earlier virtual sink (a low volume, a mute) is not what the person hears now,
+// and on the way out a low volume is handed to the real device: without this it would sink from run to run.
+void start_at_full_volume(const LoopLock& lock) {
+  pa_cvolume full;
+  pa_cvolume_set(&full, kChannels, PA_VOLUME_NORM);
+  set_volume_of(lock, kSinkName, full);
+  set_mute_of(lock, kSinkName, false);
+}
+
+// Loads our sink. `s` becomes the snapshot after that.
+bool load_sink(const LoopLock& lock, Snapshot* s) {
+  std::uint32_t module = kNoIndex;
+  const std::string arguments = std::string("sink_name=") + kSinkName + kModuleArguments;
+  const bool answered = wait_op(
+      lock, pa_context_load_module(context(lock), kModuleName, arguments.c_str(), on_module_loaded, &module));
+  if (!answered || module == kNoIndex) {
+    logger::error("Virtual sink cannot be loaded: " + error_text(lock));
+    return false;
+  }
+  take_module(module);
+  logger::info("Virtual sink loaded (module " + std::to_string(module) + ")");
+  start_at_full_volume(lock);
+  auto now = query(lock);
+  if (!now) return false;
+  *s = std::move(*now);
+  if (owns_sink(*s)) return true;
+  // Another copy was faster and has the name; the server gave our sink a different one.
+  granted(lock, kRequestMs, [module](pa_context* c, bool* yes) {
+    return pa_context_unload_module(c, module, on_success, yes);
+  });
+  logger::info("Virtual sink removed (module " + std::to_string(module) + ")");
+  g_module = kNoIndex;
+  return false;
+}
+
+bool ensure_sink(const LoopLock& lock, Snapshot* s) {
+  const SinkInfo* ours = s->find(kSinkName);
+  if (ours == nullptr) return load_sink(lock, s);
+  if (g_module == kNoIndex) {
+    take_module(ours->module);
+    logger::info("Virtual sink taken over from the last run");
+  }
+  return true;
+}
+
+void become_default(const LoopLock& lock) {
+  const int ms = g_restricted ? kRestrictedMs : kRequestMs;
+  set_default(lock, kSinkName, ms);
+  if (server_silent(lock) || g_restricted) return;
+  if (poll_default(lock, kSinkName) != Poll::kRefused) return;
+  g_restricted = true;
+  if (!g_restricted_said) {
+    logger::warn("Default device cannot be set here (restricted environment) - the user picks the sink");
+  }
+  g_restricted_said = true;
+}
+
+struct SinkLevel {
+  pa_cvolume volume{};
+  bool muted = false;
+  bool found = false;
+};
+
+void on_level(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
+  if (eol == 0) *static_cast<SinkLevel*>(user) = {info->volume, info->mute != 0, true};
+  signal_loop();
+}
+
+SinkLevel level_of(const LoopLock& lock, const std::string& sink) {
+  SinkLevel level;
+  wait_op(lock, pa_context_get_sink_info_by_name(context(lock), sink.c_str(), on_level, &level));
+  return level;
+}
+
+// The person turned down "the default device", which was our sink. Without it the same sound must not be louder.
+void hand_over_volume(const LoopLock& lock, const std::string& target) {
+  const SinkLevel ours = level_of(lock, kSinkName);
+  if (!ours.found) return;
+  const pa_volume_t volume = pa_cvolume_max(&ours.volume);
+  if (volume != PA_VOLUME_NORM) {
+    SinkLevel real = level_of(lock, target);
+    if (real.found) {
+      pa_sw_cvolume_multiply_scalar(&real.volume, &real.volume, volume);
+      set_volume_of(lock, target, real.volume);
+    }
+  }
+  if (ours.muted) set_mute_of(lock, target, true);
+}
+
+// Gives the default device and the streams back to `target`.
+void hand_back(const LoopLock& lock, const Snapshot& s, const SinkInfo& target, bool takeover) {
+  hand_over_volume(lock, target.name);
+  if (takeover && s.default_sink == kSinkName) {
+    set_default(lock, target.name, g_restricted ? kRestrictedMs : kRequestMs);
+    if (!g_restricted) poll_default(lock, target.name);
+  }
+  if (g_restricted) return;
+  // Streams may have come since the snapshot was taken.
+  const auto now = query(lock);
+  if (now) move_streams(lock, streams_to_return(*now), target.index);
+}
+
+// Removes our sink and puts back what it changed. Returns false when that could not be completed.
+bool teardown(const LoopLock& lock, const Snapshot& s, const std::string& target_name, bool takeover) {
+  const SinkInfo* target = is_reserved(target_name) ? nullptr : s.find(target_name);
+  close_play(lock);
+  if (!owns_sink(s)) {
+    g_module = kNoIndex;
+    guard::disarmed();
+    return true;
+  }
+  if (target != nullptr) hand_back(lock, s, *target, takeover);
+  close_record(lock);
+  const std::uint32_t module = g_module;
+  const bool unloaded = granted(lock, kRequestMs, [module](pa_context* c, bool* yes) {
+    return pa_context_unload_module(c, module, on_success, yes);
+  });
+  if (server_silent(lock)) return false;
+  if (unloaded) {
+    logger::info("Virtual sink removed (module " + std::to_string(module) + ")");
+  } else {
+    logger::warn("Virtual sink cannot be removed: " + error_text(lock));
+  }
+  g_module = kNoIndex;
+  guard::disarmed();
+  return unloaded;
+}
+
+void apply_mute(const LoopLock& lock, int mute, const std::string& target) {
+  if (mute < 0 || target.empty()) return;
+  if (!set_mute_of(lock, target, mute == 1)) return;
+  if (mute == 0) set_mute_of(lock, kSinkName, false);
+  logger::info(mute == 1 ? "Muted" : "Unmuted");
+}
+
+void stay_passive(const LoopLock& lock) {
+  close_play(lock);
+  close_record(lock);
+  update_status([](Status& s) {
+    s.state = kPassive;
+    s.streams_alive = false;
+  });
+  if (!g_passive_said) logger::warn("Another installation is running - this one stays passive");
+  g_passive_said = true;
+}
+
+bool reconcile_off(const LoopLock& lock, Snapshot s, const std::string& target, bool takeover) {
+  // A sink that a run left behind is ours to clear away, and nobody else's: no other copy is running.
+  const SinkInfo* leftover = s.find(kSinkName);
+  if (leftover != nullptr && g_module == kNoIndex) take_module(leftover->module);
+  bool done = teardown(lock, s, g_follow.device, takeover);
+  const SinkInfo* heard = s.find(target);
+  if (heard == nullptr) {
+    close_record(lock);
+  } else if (!record_alive(lock, heard->monitor, false)) {
+    done = open_record(lock, *heard, false) && done;
+  }
+  auto now = query(lock);
+  if (!now) return false;
+  publish(*now, target, g_follow.device, false, streams_alive(lock), false);
+  return done;
+}
+
+bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, bool takeover) {
+  guard::armed(g_follow.device);
+  if (!ensure_sink(lock, &s)) {
+    publish(s, target, g_follow.device, false, false, false);
+    return false;
+  }
+  bool done = true;
+  if (target.empty()) {
+    close_play(lock);
+  } else {
+    done = open_play(lock, target);
+  }
+  const SinkInfo* ours = s.find(kSinkName);
+  if (!record_alive(lock, ours->monitor, true)) done = open_record(lock, *ours, true) && done;
+  if (takeover) {
+    if (s.default_sink != kSinkName) become_default(lock);
+    if (!g_restricted) move_streams(lock, streams_to_take(s, g_follow.device), ours->index);
+  }
+  auto now = query(lock);
+  if (!now) return false;
+  const bool elsewhere = takeover && now->default_sink != kSinkName && now->default_sink != kSiblingSink;
+  publish(*now, target, g_follow.device, true, streams_alive(lock), elsewhere);
+  return done;
+}
+
+}  // namespace
+
+bool reconcile(const LoopLock& lock, const Wishes& wishes) {
+  auto s = query(lock);
+  if (!s) return false;
+  // A sink of our name in another module than ours is another copy's: ours has been removed by someone.
+  if (g_module != kNoIndex && !owns_sink(*s)) g_module = kNoIndex;
+  if (wishes.active && s->other_instance && g_module == kNoIndex) {
+    stay_passive(lock);
+    return true;
+  }
+  g_follow = next_follow(*s, g_follow, wishes.restore_hint);
+  const std::string target = choose_target(*s, wishes.output, g_follow.device);
+  apply_mute(lock, wishes.mute, target);
+  if (!wishes.active) {
+    publish(*s, target, g_follow.device, false, false, false);
+    return true;
+  }
+  return *wishes.active ? reconcile_on(lock, std::move(*s), target, wishes.takeover)
+                        : reconcile_off(lock, std::move(*s), target, wishes.takeover);
+}
+
+bool restore_server(const LoopLock& lock, bool takeover) {
+  if (g_module == kNoIndex) return true;
+  const auto s = query(lock);
+  return s && teardown(lock, *s, g_follow.device, takeover);
+}
+
+void forget_module() { g_module = kNoIndex; }
+
+void suggest_follow(const std::string& restore_hint) {
+  if (g_follow.device.empty() && !is_reserved(restore_hint)) g_follow.device = restore_hint;
+}
+
+void forget_restrictions() { g_restricted = false; }
+
+}  // namespace audio

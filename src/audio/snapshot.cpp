@@ -1,1 +1,125 @@
-// placeholder
+// DESIGN: a snapshot is four answers in a row. They may contradict each other when something changes in between;
+// that very change is an event, which brings the next pass.
+
+#include <cstring>
+#include <utility>
+
+#include "audio_private.h"
+
+namespace audio {
+
+namespace {
+
+std::string text(const char* s) { return s == nullptr ? std::string() : std::string(s); }
+
+bool marked_ours(const pa_proplist* props) {
+  const char* name = pa_proplist_gets(props, PA_PROP_APPLICATION_NAME);
+  return name != nullptr && std::strcmp(name, kAppName) == 0;
+}
+
+// Each answer is collected with its own completeness: a list that broke off is no list.
+template <typename T>
+struct Answer {
+  T value;
+  bool complete = false;
+};
+
+void on_server(pa_context* /*c*/, const pa_server_info* info, void* user) {
+  auto* answer = static_cast<Answer<std::string>*>(user);
+  if (info != nullptr) {
+    answer->value = text(info->default_sink_name);
+    answer->complete = true;
+  }
+  signal_loop();
+}
+
+// Every list callback: `eol` ends the list (positive) or breaks it off (negative).
+template <typename T>
+bool list_ended(Answer<std::vector<T>>* answer, int eol) {
+  if (eol == 0) return false;
+  answer->complete = eol > 0;
+  signal_loop();
+  return true;
+}
+
+void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
+  auto* answer = static_cast<Answer<std::vector<SinkInfo>>*>(user);
+  if (list_ended(answer, eol)) return;
+  answer->value.push_back({info->index, text(info->name), text(info->description),
+                           text(info->monitor_source_name), info->owner_module, info->mute != 0});
+}
+
+void on_sink_input(pa_context* /*c*/, const pa_sink_input_info* info, int eol, void* user) {
+  auto* answer = static_cast<Answer<std::vector<StreamInfo>>*>(user);
+  if (list_ended(answer, eol)) return;
+  answer->value.push_back({info->index, info->sink, info->client, marked_ours(info->proplist)});
+}
+
+void on_source_output(pa_context* /*c*/, const pa_source_output_info* info, int eol, void* user) {
+  auto* answer = static_cast<Answer<std::vector<StreamInfo>>*>(user);
+  if (list_ended(answer, eol)) return;
+  answer->value.push_back({info->index, info->source, info->client, marked_ours(info->proplist)});
+}
+
+template <typename T>
+bool received(const LoopLock& lock, pa_operation* op, const Answer<T>& answer) {
+  return wait_op(lock, op) && answer.complete;
+}
+
+}  // namespace
+
+std::optional<std::string> query_default(const LoopLock& lock) {
+  Answer<std::string> answer;
+  if (!received(lock, pa_context_get_server_info(context(lock), on_server, &answer), answer)) return {};
+  return std::move(answer.value);
+}
+
+std::optional<Snapshot> query(const LoopLock& lock) {
+  pa_context* c = context(lock);
+  auto default_sink = query_default(lock);
+  if (!default_sink) return {};
+  Answer<std::vector<SinkInfo>> sinks;
+  if (!received(lock, pa_context_get_sink_info_list(c, on_sink, &sinks), sinks)) return {};
+  Answer<std::vector<StreamInfo>> playbacks;
+  if (!received(lock, pa_context_get_sink_input_info_list(c, on_sink_input, &playbacks), playbacks)) return {};
+  Answer<std::vector<StreamInfo>> recordings;
+  if (!received(lock, pa_context_get_source_output_info_list(c, on_source_output, &recordings), recordings)) {
+    return {};
+  }
+  Snapshot s;
+  s.default_sink = std::move(*default_sink);
+  s.sinks = std::move(sinks.value);
+  s.playbacks = std::move(playbacks.value);
+  s.recordings = std::move(recordings.value);
+  s.own_client = pa_context_get_index(c);
+  s.other_instance = has_other_instance(s);
+  return s;
+}
+
+void publish(const Snapshot& s, const std::string& target, const std::string& follow, bool active,
+             bool streams_alive, bool select_output) {
+  Status status;
+  status.state = kRunning;
+  status.streams_alive = streams_alive;
+  status.target = target;
+  status.active = active;
+  status.follow = follow;
+  status.select_output = select_output;
+
+  const SinkInfo* sink = s.find(target);
+  status.muted = sink != nullptr && sink->muted;
+  if (streams_alive && !status.muted) {
+    const SinkInfo* ours = s.find(kSinkName);
+    status.muted = ours != nullptr && ours->muted;
+  }
+
+  std::vector<Device> devices;
+  for (const SinkInfo& k : s.sinks) {
+    if (is_reserved(k.name)) continue;
+    devices.push_back({k.name, k.description.empty() ? k.name : k.description});
+    if (k.name == target) status.target_label = devices.back().label;
+  }
+  publish_status(status, std::move(devices));
+}
+
+}  // namespace audio

@@ -1,1 +1,388 @@
-// placeholder
+// DESIGN: the sound's way is record stream -> equalizer -> cushion -> playback stream, all in on_read on the loop
+// thread. Fragments are handled in pieces of 10 ms, so that a long one is treated like the same sound in short
+// ones, and no buffer ever grows. Before any sample counts, the streams' devices are checked by name: a server may
+// put a stream elsewhere when its device vanishes, and the sound of a microphone, or our own output, must not go
+// round.
+//
+// The callback allocates nothing, logs nothing and waits for nothing: the curve is taken when its lock is free (at
+// the next block otherwise), and the tap's lock is only ever held for a copy.
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <mutex>
+#include <span>
+#include <utility>
+
+#include "audio_private.h"
+#include "cushion.h"
+#include "logger.h"
+
+namespace audio {
+
+namespace {
+
+constexpr int kTapFrames = 8192;
+constexpr int kPieceFrames = Cushion::kMaxFrames;
+constexpr std::size_t kFrameBytes = sizeof(float) * kChannels;
+constexpr std::uint32_t kServerDefault = 0xFFFFFFFFU;
+constexpr pa_usec_t kFragmentUs = 10000;
+constexpr pa_usec_t kMaxLengthUs = 500000;
+constexpr pa_usec_t kPrebufUs = 30000;
+constexpr int kResetAfterSilentPieces = 1000;  // 10 s: what rings in the filters is far below any float by then
+
+constexpr pa_sample_spec kFormat = {PA_SAMPLE_FLOAT32LE, kRate, kChannels};
+
+// Main-loop lock.
+pa_stream* g_rec = nullptr;
+pa_stream* g_play = nullptr;
+std::string g_rec_source;     // what is to be recorded, empty when closed
+std::string g_play_sink;      // what is to be played to, empty when closed
+bool g_rec_routed = false;
+bool g_rec_fault_said = false;   // a stream that cannot be opened is retried often and logged once
+bool g_play_fault_said = false;
+
+// The playback stream's queue: as the server told it last, plus what was written since.
+struct Queue {
+  bool known = false;
+  bool playing = false;
+  std::int64_t us = 0;
+  std::int64_t device_us = std::numeric_limits<std::int64_t>::max();  // the device's own share, the smallest seen
+  Clock::time_point at;
+};
+Queue g_queue;
+
+// Loop thread (and start, before it runs).
+eq::Processor g_proc;
+Cushion g_cushion;
+std::uint32_t g_applied_version = 0;
+int g_silent_pieces = 0;
+std::array<float, std::size_t{kPieceFrames} * kChannels> g_scratch{};
+constexpr std::array<float, std::size_t{Cushion::kTargetUs} / 1000 * kRate / 1000 * kChannels> kSilence{};
+
+std::mutex g_curve_mtx;
+eq::Curve g_curve;  // g_curve_mtx
+std::atomic<std::uint32_t> g_curve_version{0};
+
+std::mutex g_tap_mtx;  // guards the ring
+std::array<float, kTapFrames> g_tap_l{};
+std::array<float, kTapFrames> g_tap_r{};
+int g_tap_pos = 0;
+std::uint64_t g_tap_serial = 0;
+
+std::atomic<float> g_peak_l{0.0F};
+std::atomic<float> g_peak_r{0.0F};
+
+std::atomic<std::uint64_t> g_dropped{0};
+std::atomic<std::uint64_t> g_drop_events{0};
+std::atomic<std::uint64_t> g_underflows{0};
+
+// Control thread: what report_stats reported last.
+std::uint64_t g_reported_drops = 0;
+std::uint64_t g_reported_underflows = 0;
+
+bool good(pa_stream* s) { return s != nullptr && PA_STREAM_IS_GOOD(pa_stream_get_state(s)); }
+
+// Whether the server has the stream where we asked for it.
+bool is_on(pa_stream* s, const std::string& device) {
+  const char* name = pa_stream_get_device_name(s);
+  return name != nullptr && device == name;
+}
+
+void raise_peak(std::atomic<float>* peak, float value) {
+  float before = peak->load(std::memory_order_relaxed);
+  while (value > before && !peak->compare_exchange_weak(before, value)) {
+  }
+}
+
+void push_tap(std::span<const float> samples) {
+  const int frames = static_cast<int>(samples.size()) / kChannels;
+  float left = 0.0F;
+  float right = 0.0F;
+  {
+    const std::lock_guard lock(g_tap_mtx);
+    for (int i = 0; i < frames; ++i) {
+      const float l = samples[static_cast<std::size_t>(i) * kChannels];
+      const float r = samples[static_cast<std::size_t>(i) * kChannels + 1];
+      g_tap_l[static_cast<std::size_t>(g_tap_pos)] = l;
+      g_tap_r[static_cast<std::size_t>(g_tap_pos)] = r;
+      g_tap_pos = (g_tap_pos + 1) % kTapFrames;
+      left = std::max(left, std::abs(l));
+      right = std::max(right, std::abs(r));
+    }
+    ++g_tap_serial;
+  }
+  raise_peak(&g_peak_l, left);
+  raise_peak(&g_peak_r, right);
+}
+
+void apply_new_curve() {
+  if (g_curve_version.load(std::memory_order_acquire) == g_applied_version) return;
+  eq::Curve curve;
+  {
+    const std::unique_lock lock(g_curve_mtx, std::try_to_lock);
+    if (!lock) return;
+    curve = g_curve;
+    g_applied_version = g_curve_version.load(std::memory_order_relaxed);
+  }
+  g_proc.set_curve(curve);
+}
+
+// Equalizes in place. Silence that has lasted long enough costs nothing.
+void equalize(std::span<float> samples) {
+  if (!std::ranges::all_of(samples, [](float x) { return x == 0.0F; })) {
+    g_silent_pieces = 0;
+  } else if (g_silent_pieces >= kResetAfterSilentPieces) {
+    return;
+  } else if (++g_silent_pieces == kResetAfterSilentPieces) {
+    g_proc.reset();
+    return;
+  }
+  g_proc.process(samples.data(), static_cast<int>(samples.size()) / kChannels);
+}
+
+// The server told where the playback stream is. In its latency the stream's queue and the device's own delay (a
+// wireless headset's, say) are added up; the smallest device share ever seen is not ours to shorten.
+void on_timing(pa_stream* s, void* /*user*/) {
+  const pa_timing_info* timing = pa_stream_get_timing_info(s);
+  if (s != g_play || timing == nullptr || timing->write_index_corrupt != 0 || timing->read_index_corrupt != 0) return;
+  const auto device_us = static_cast<std::int64_t>(timing->sink_usec);
+  const auto bytes = static_cast<std::uint64_t>(std::max<std::int64_t>(0, timing->write_index - timing->read_index));
+  g_queue.device_us = std::min(g_queue.device_us, device_us);
+  g_queue.us = static_cast<std::int64_t>(pa_bytes_to_usec(bytes, &kFormat)) + device_us - g_queue.device_us;
+  g_queue.at = Clock::now();
+  g_queue.playing = timing->playing != 0;
+  g_queue.known = true;
+}
+
+// What waits in the playback stream now. The library's own interpolation is of no use here: after a start it stays
+// at zero for seconds, just when the queue has to be got right.
+std::int64_t queue_us() {
+  if (!g_queue.known) return Cushion::kUnknown;
+  const auto since = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - g_queue.at).count();
+  return std::max<std::int64_t>(0, g_queue.us - (g_queue.playing ? since : 0));
+}
+
+void write(std::span<const float> samples) {
+  if (samples.empty()) return;
+  pa_stream_write(g_play, samples.data(), samples.size_bytes(), nullptr, 0, PA_SEEK_RELATIVE);
+  g_queue.us += static_cast<std::int64_t>(pa_bytes_to_usec(samples.size_bytes(), &kFormat));
+}
+
+void play(std::span<float> samples) {
+  if (g_play == nullptr || pa_stream_get_state(g_play) != PA_STREAM_READY || !is_on(g_play, g_play_sink)) return;
+  const Cushion::Output out = g_cushion.shape(samples, queue_us());
+  if (out.dropped) {
+    g_dropped += samples.size_bytes();
+    ++g_drop_events;
+    return;
+  }
+  write(std::span(kSilence).first(static_cast<std::size_t>(out.pad_frames) * kChannels));
+  write(out.samples);
+}
+
+void take_fragment(const float* samples, std::size_t count) {
+  for (std::size_t at = 0; at < count;) {
+    const std::size_t n = std::min(count - at, g_scratch.size());
+    const std::span<float> piece = std::span(g_scratch).first(n);
+    std::copy_n(samples + at, n, piece.begin());
+    equalize(piece);
+    push_tap(piece);
+    play(piece);
+    at += n;
+  }
+}
+
+void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {
+  const void* data = nullptr;
+  std::size_t bytes = 0;
+  while (pa_stream_peek(s, &data, &bytes) == 0 && bytes > 0) {
+    if (data != nullptr && s == g_rec && is_on(s, g_rec_source)) {
+      const std::span samples(static_cast<const float*>(data), bytes / kFrameBytes * kChannels);
+      if (g_rec_routed) {
+        apply_new_curve();
+        take_fragment(samples.data(), samples.size());
+      } else {
+        push_tap(samples);
+      }
+    }
+    pa_stream_drop(s);
+  }
+}
+
+void on_underflow(pa_stream* s, void* /*user*/) {
+  ++g_underflows;
+  if (s != g_play) return;
+  g_cushion.restart();
+  g_queue.known = false;
+}
+
+// A server that moves a stream against our wish: the next pass opens it where it belongs.
+void on_moved(pa_stream* /*s*/, void* /*user*/) { mark_dirty(); }
+
+pa_stream* new_stream(const LoopLock& lock, const char* name, const char* media_name) {
+  const Proplist props(media_name);
+  pa_stream* s = pa_stream_new_with_proplist(context(lock), name, &kFormat, nullptr, props.list);
+  if (s == nullptr) return nullptr;
+  pa_stream_set_state_callback(s, on_stream_state, nullptr);
+  pa_stream_set_moved_callback(s, on_moved, nullptr);
+  return s;
+}
+
+void close_stream(pa_stream** s, std::string* device) {
+  device->clear();
+  if (*s == nullptr) return;
+  pa_stream_set_state_callback(*s, nullptr, nullptr);
+  pa_stream_set_moved_callback(*s, nullptr, nullptr);
+  pa_stream_set_read_callback(*s, nullptr, nullptr);
+  pa_stream_set_underflow_callback(*s, nullptr, nullptr);
+  pa_stream_set_latency_update_callback(*s, nullptr, nullptr);
+  pa_stream_disconnect(*s);
+  pa_stream_unref(*s);
+  *s = nullptr;
+}
+
+pa_buffer_attr default_buffers() {
+  return {kServerDefault, kServerDefault, kServerDefault, kServerDefault, kServerDefault};
+}
+
+std::uint32_t bytes_of(pa_usec_t us) { return static_cast<std::uint32_t>(pa_usec_to_bytes(us, &kFormat)); }
+
+// Why a stream is not where it should be.
+std::string fault(const LoopLock& lock, pa_stream* s) {
+  if (s != nullptr && pa_stream_get_state(s) == PA_STREAM_READY) {
+    const char* name = pa_stream_get_device_name(s);
+    return std::string("the server offers ") + (name == nullptr ? "no device" : name);
+  }
+  return error_text(lock);
+}
+
+void warn_once(bool* said, const std::string& text) {
+  if (!std::exchange(*said, true)) logger::warn(text);
+}
+
+}  // namespace
+
+void reset_processor() {
+  g_proc.set_format(static_cast<float>(kRate), kChannels);
+  g_cushion.restart();
+}
+
+void close_record(const LoopLock& /*lock*/) { close_stream(&g_rec, &g_rec_source); }
+
+void close_play(const LoopLock& /*lock*/) { close_stream(&g_play, &g_play_sink); }
+
+bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
+  const std::string source = monitored.monitor;
+  close_record(lock);
+  g_rec = new_stream(lock, "record", routed ? "Equalizer" : "Spectrum");
+  bool ready = false;
+  if (g_rec != nullptr) {
+    pa_stream_set_read_callback(g_rec, on_read, nullptr);
+    g_rec_source = source;
+    g_rec_routed = routed;
+    if (routed) g_proc.set_format(static_cast<float>(kRate), kChannels);
+    pa_buffer_attr buffers = default_buffers();
+    buffers.fragsize = bytes_of(kFragmentUs);
+    const unsigned flags = PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE |
+                           (routed ? 0U : static_cast<unsigned>(PA_STREAM_DONT_INHIBIT_AUTO_SUSPEND));
+    ready = pa_stream_connect_record(g_rec, source.c_str(), &buffers, static_cast<pa_stream_flags_t>(flags)) >= 0 &&
+            wait_stream_ready(lock, g_rec) && is_on(g_rec, source);
+  }
+  if (ready) {
+    g_rec_fault_said = false;
+    return true;
+  }
+  if (!server_silent(lock)) {
+    warn_once(&g_rec_fault_said, "Cannot record from " + source + ": " + fault(lock, g_rec));
+  }
+  close_record(lock);
+  return false;
+}
+
+bool open_play(const LoopLock& lock, const std::string& sink) {
+  if (good(g_play) && g_play_sink == sink && is_on(g_play, sink)) return true;
+  close_play(lock);
+  g_play = new_stream(lock, "playback", "Equalizer");
+  bool ready = false;
+  if (g_play != nullptr) {
+    pa_stream_set_underflow_callback(g_play, on_underflow, nullptr);
+    pa_stream_set_latency_update_callback(g_play, on_timing, nullptr);
+    g_play_sink = sink;
+    g_cushion.restart();
+    g_queue = {};
+    pa_buffer_attr buffers = default_buffers();
+    buffers.maxlength = bytes_of(kMaxLengthUs);
+    buffers.tlength = bytes_of(Cushion::kTargetUs);
+    buffers.prebuf = bytes_of(kPrebufUs);
+    pa_cvolume full;
+    pa_cvolume_set(&full, kChannels, PA_VOLUME_NORM);
+    constexpr unsigned kFlags =
+        PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_AUTO_TIMING_UPDATE | PA_STREAM_DONT_MOVE;
+    ready = pa_stream_connect_playback(g_play, sink.c_str(), &buffers, static_cast<pa_stream_flags_t>(kFlags),
+                                       &full, nullptr) >= 0 &&
+            wait_stream_ready(lock, g_play) && is_on(g_play, sink);
+  }
+  if (ready) {
+    g_play_fault_said = false;
+    return true;
+  }
+  if (!server_silent(lock)) warn_once(&g_play_fault_said, "Cannot play to " + sink + ": " + fault(lock, g_play));
+  close_play(lock);
+  return false;
+}
+
+bool record_alive(const LoopLock& /*lock*/, const std::string& source, bool routed) {
+  return good(g_rec) && g_rec_routed == routed && g_rec_source == source && is_on(g_rec, source);
+}
+
+bool streams_alive(const LoopLock& /*lock*/) { return good(g_rec) && good(g_play); }
+
+void set_curve(const eq::Curve& curve) {
+  const std::lock_guard lock(g_curve_mtx);
+  g_curve = curve;
+  g_curve_version.fetch_add(1, std::memory_order_release);
+}
+
+bool tap(float* left, float* right, int n, float* rate, std::uint64_t* serial) {
+  const std::lock_guard lock(g_tap_mtx);
+  if (serial != nullptr) *serial = g_tap_serial;
+  if (rate != nullptr) *rate = static_cast<float>(kRate);
+  if (g_tap_serial == 0) return false;
+  const int count = std::clamp(n, 0, kTapFrames);
+  const int from = (g_tap_pos - count + kTapFrames) % kTapFrames;
+  const int first = std::min(count, kTapFrames - from);
+  const auto copy = [&](const std::array<float, kTapFrames>& ring, float* out) {
+    std::copy_n(ring.begin() + from, first, out);
+    std::copy_n(ring.begin(), count - first, out + first);
+  };
+  copy(g_tap_l, left);
+  copy(g_tap_r, right);
+  return true;
+}
+
+void take_peaks(float* left, float* right) {
+  *left = g_peak_l.exchange(0.0F);
+  *right = g_peak_r.exchange(0.0F);
+}
+
+void report_stats() {
+  const std::uint64_t drops = g_drop_events.load();
+  const std::uint64_t underflows = g_underflows.load();
+  if (drops == g_reported_drops && underflows == g_reported_underflows) return;
+  logger::info("Audio path last minute: " + std::to_string(drops - g_reported_drops) + "x dropped, " +
+               std::to_string(underflows - g_reported_underflows) + "x buffer underrun");
+  g_reported_drops = drops;
+  g_reported_underflows = underflows;
+}
+
+void report_totals() {
+  if (g_dropped == 0 && g_underflows == 0) return;
+  logger::info("Audio path total: dropped " + std::to_string(g_dropped.load()) + " bytes in " +
+               std::to_string(g_drop_events.load()) + " chunks, buffer underruns " +
+               std::to_string(g_underflows.load()));
+}
+
+}  // namespace audio

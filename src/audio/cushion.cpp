@@ -1,0 +1,147 @@
+// DESIGN: three ways to take an excess away, by what can be heard. Silence is simply left out. Right after playback
+// began or ran dry there was a gap anyway, so a burst that arrives then (what piled up during the gap) is cut
+// short at once. In the middle of sound, pieces of a few milliseconds are taken out at places where the sound
+// repeats itself, found by correlation and crossfaded, a few in a row. Beyond the limit whole blocks go. Every cut
+// is crossfaded from the sound as it would have gone on to the sound as it does go on, so none clicks.
+
+#include "cushion.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace audio {
+
+namespace {
+
+constexpr int kChannels = 2;
+constexpr int kFramesPerMs = 48;
+constexpr int kTargetFrames = Cushion::kTargetUs / 1000 * kFramesPerMs;
+constexpr int kSettleBlocks = 50;            // half a second
+constexpr int kWindowBlocks = 50;
+constexpr int kSpliceEvery = 4;              // blocks
+constexpr int kMinLag = 48;                  // frames; a shorter piece is not worth a splice
+constexpr std::int64_t kBurstUs = 40000;     // above the target: a burst, not jitter
+constexpr std::int64_t kTrimFromUs = 20000;  // above the target, all through a window: an excess
+constexpr std::int64_t kTrimToUs = 5000;
+constexpr std::int64_t kSilentExcessUs = 10000;
+
+bool is_silent(std::span<const float> block) {
+  return std::ranges::all_of(block, [](float x) { return x == 0.0F; });
+}
+
+// Linear crossfade weight of the incoming sound at frame i of n.
+float weight(int i, int n) { return (static_cast<float>(i) + 0.5F) / static_cast<float>(n); }
+
+}  // namespace
+
+void Cushion::restart() {
+  mode_ = Mode::kFresh;
+  trimming_ = false;
+  cut_open_ = false;
+}
+
+Cushion::Output Cushion::shape(std::span<float> block, std::int64_t queue_us) {
+  if (block.empty()) return {};
+  if (queue_us > kLimitUs) {
+    remember_cut(block);
+    return {.pad_frames = 0, .samples = {}, .dropped = true};
+  }
+  Output out{.pad_frames = 0, .samples = block, .dropped = false};
+  if (mode_ == Mode::kFresh) {
+    const int queued = static_cast<int>(std::max<std::int64_t>(queue_us, 0) * kFramesPerMs / 1000);
+    out.pad_frames = std::max(0, kTargetFrames - queued - static_cast<int>(block.size()) / kChannels);
+    // From silence to sound.
+    cut_start_.fill(0.0F);
+    cut_open_ = true;
+    mode_ = Mode::kSettling;
+    settle_blocks_ = 0;
+    window_blocks_ = 0;
+  } else if (cutting(queue_us, is_silent(block))) {
+    remember_cut(block);
+    return {};
+  }
+  watch(queue_us);
+  if (cut_open_) {
+    join_cut(block);
+  } else if (trimming_ && --until_splice_ <= 0) {
+    until_splice_ = kSpliceEvery;
+    out.samples = splice(block);
+  }
+  return out;
+}
+
+// Whether this block is to be left out to shorten the queue.
+bool Cushion::cutting(std::int64_t queue_us, bool silent) {
+  if (queue_us == kUnknown) return false;
+  if (silent) return queue_us > kTargetUs + kSilentExcessUs;
+  if (mode_ != Mode::kSettling) return false;
+  return queue_us > kTargetUs + (cut_open_ ? 0 : kBurstUs);
+}
+
+// Finds out whether the queue is too long all the time, as opposed to for a moment.
+void Cushion::watch(std::int64_t queue_us) {
+  if (mode_ == Mode::kSettling && ++settle_blocks_ >= kSettleBlocks) mode_ = Mode::kSteady;
+  if (queue_us == kUnknown) return;
+  window_min_us_ = window_blocks_ == 0 ? queue_us : std::min(window_min_us_, queue_us);
+  if (trimming_ && queue_us <= kTargetUs + kTrimToUs) trimming_ = false;
+  if (++window_blocks_ < kWindowBlocks) return;
+  window_blocks_ = 0;
+  if (mode_ == Mode::kSteady && window_min_us_ > kTargetUs + kTrimFromUs) trimming_ = true;
+}
+
+void Cushion::remember_cut(std::span<const float> block) {
+  if (cut_open_) return;
+  cut_open_ = true;
+  cut_start_.fill(0.0F);
+  std::ranges::copy(block.first(std::min(block.size(), cut_start_.size())), cut_start_.begin());
+}
+
+void Cushion::join_cut(std::span<float> block) {
+  cut_open_ = false;
+  const int frames = std::min(kFadeFrames, static_cast<int>(block.size()) / kChannels);
+  for (int i = 0; i < frames; ++i) {
+    const float w = weight(i, frames);
+    for (int c = 0; c < kChannels; ++c) {
+      const auto at = static_cast<std::size_t>(i * kChannels + c);
+      block[at] = (1.0F - w) * cut_start_[at] + w * block[at];
+    }
+  }
+}
+
+// Takes one piece out of the block, of the length after which the sound is most like itself.
+std::span<const float> Cushion::splice(std::span<float> block) {
+  const int frames = static_cast<int>(block.size()) / kChannels;
+  const int max_lag = std::min(kMaxLag, frames - kFadeFrames);
+  if (max_lag < kMinLag) return block;
+  constexpr int kCount = kFadeFrames * kChannels;
+  int best_lag = max_lag;
+  float best = -1.0F;
+  for (int lag = kMinLag; lag <= max_lag; ++lag) {
+    const float* shifted = block.data() + static_cast<std::size_t>(lag) * kChannels;
+    float product = 0.0F;
+    float energy = 1e-12F;
+    for (int i = 0; i < kCount; ++i) {
+      product += block[static_cast<std::size_t>(i)] * shifted[i];
+      energy += shifted[i] * shifted[i];
+    }
+    const float likeness = product / std::sqrt(energy);
+    if (likeness >= best) {
+      best = likeness;
+      best_lag = lag;
+    }
+  }
+  const auto skipped = static_cast<std::size_t>(best_lag) * kChannels;
+  // The result ends where the block ends, so the next block follows without a seam; it is built from the front, in
+  // place, over samples that have been read already.
+  for (int i = 0; i < kFadeFrames; ++i) {
+    const float w = weight(i, kFadeFrames);
+    for (int c = 0; c < kChannels; ++c) {
+      const auto at = static_cast<std::size_t>(i * kChannels + c);
+      block[at] = (1.0F - w) * block[at] + w * block[at + skipped];
+    }
+  }
+  std::copy(block.begin() + kCount + static_cast<std::ptrdiff_t>(skipped), block.end(), block.begin() + kCount);
+  return block.first(block.size() - skipped);
+}
+
+}  // namespace audio

@@ -1,0 +1,39 @@
+// The guard's side of the pipe: lines in, what would have to be undone out. Pure; knows no process and no server.
+//
+//   "A " + device   armed: our sink is, or is about to be, in place; `device` becomes the default again
+//   "M " + index    the module that owns our sink, decimal
+//   "D"             disarmed: nothing to undo
+//   "Q"             the program is ending normally
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "routing_rules.h"
+
+namespace guard {
+
+// What the messages so far amount to.
+struct Orders {
+  bool armed = false;
+  bool quit = false;
+  std::string device;                       // to be made the default again
+  std::uint32_t module = audio::kNoIndex;   // owner of our sink, unknown until told
+};
+
+class LineReader {
+ public:
+  // Takes the next bytes of the pipe, in any pieces. A line longer than 64 KiB is ignored whole.
+  void feed(const char* data, std::size_t size);
+  const Orders& orders() const { return orders_; }
+
+ private:
+  void take_line();
+
+  std::string line_;
+  bool overlong_ = false;
+  Orders orders_;
+};
+
+}  // namespace guard
