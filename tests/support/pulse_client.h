@@ -1,0 +1,151 @@
+// What a test wants to know of a sound server, and do to it: a control program in the manner of a
+// desktop's sound settings. Every call asks the server and waits for the answer.
+//
+// Failure: calls throw std::runtime_error with the server's error text; so does a server that is
+// gone or does not answer within kAnswerLimit. A lost connection is built anew by the next call, so
+// that one client serves a test across server restarts. Thread: one at a time.
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "pulse_connection.h"
+
+namespace support {
+
+// Index of nothing: a sink without a module, a stream without a client.
+constexpr std::uint32_t kNoIndex = PA_INVALID_INDEX;
+
+struct ServerInfo {
+  std::string name;     // "pulseaudio", or "PulseAudio (on PipeWire ...)"
+  std::string version;  // of the protocol's server
+  std::string default_sink;
+  std::string default_source;
+};
+
+struct Sink {
+  std::uint32_t index = kNoIndex;
+  std::string name;
+  std::string description;
+  std::uint32_t owner_module = kNoIndex;
+  double volume = 0;  // 1 = 100 %, mean of the channels
+  bool mute = false;
+  pa_sink_state_t state = PA_SINK_INVALID_STATE;
+  std::uint64_t latency_us = 0;
+  std::uint64_t configured_latency_us = 0;
+  std::string monitor;  // name of the source that carries what is played to the sink
+  std::uint32_t rate_hz = 0;
+  std::uint32_t channels = 0;
+};
+
+struct Source {
+  std::uint32_t index = kNoIndex;
+  std::string name;
+  std::string description;
+  std::uint32_t monitor_of = kNoIndex;  // index of the sink it is the monitor of
+  pa_source_state_t state = PA_SOURCE_INVALID_STATE;
+};
+
+// A stream: playback (device = index of a sink) or recording (device = index of a source).
+struct Stream {
+  std::uint32_t index = kNoIndex;
+  std::uint32_t device = kNoIndex;
+  std::uint32_t client = kNoIndex;
+  std::string application_name;
+  std::string media_name;
+  double volume = 0;  // 1 = 100 %, mean of the channels
+  bool mute = false;
+  bool corked = false;
+};
+
+struct Module {
+  std::uint32_t index = kNoIndex;
+  std::string name;
+  std::string argument;
+};
+
+struct Client {
+  std::uint32_t index = kNoIndex;
+  std::string application_name;
+};
+
+class PulseClient {
+ public:
+  explicit PulseClient(const std::string& address,
+                       const std::string& application_name = "Test control");
+
+  // Connects if need be; for tests that want the failure here and not in the next call.
+  void connect();
+
+  ServerInfo info();
+  std::string default_sink() { return info().default_sink; }
+  std::vector<Sink> sinks();
+  std::vector<Source> sources();
+  std::vector<Stream> sink_inputs();
+  std::vector<Stream> source_outputs();
+  std::vector<Module> modules();
+  std::vector<Client> clients();
+
+  std::optional<Sink> sink(const std::string& name);
+  // The playback streams of a program, and the name of the sink that a playback stream is on (empty
+  // when either is not there).
+  std::vector<Stream> sink_inputs_of(const std::string& application_name);
+  std::string sink_of(const std::string& application_name);
+
+  void set_default_sink(const std::string& name);
+  std::uint32_t load_module(const std::string& name, const std::string& arguments);
+  void unload_module(std::uint32_t index);
+  void move_sink_input(std::uint32_t index, const std::string& sink);
+  void set_sink_volume(const std::string& sink, double volume);  // 1 = 100 %
+  void set_sink_mute(const std::string& sink, bool mute);
+  void set_sink_suspended(const std::string& sink, bool suspended);
+  void set_sink_input_volume(std::uint32_t index, double volume);
+  void set_sink_input_mute(std::uint32_t index, bool mute);
+  void kill_sink_input(std::uint32_t index);
+  void kill_client(std::uint32_t index);
+
+  // Plugs a stereo device in, and waits until it is listed; returns the index of its module.
+  std::uint32_t add_null_sink(const std::string& name, const std::string& description = "");
+  // Pulls the device out again (any sink that belongs to a module), and waits until it is gone.
+  void remove_sink(const std::string& name);
+
+ private:
+  template <class Item, class Start>
+  std::vector<Item> list(const std::string& what, Start&& start);
+  template <class Start>
+  void act(const std::string& what, Start&& start);
+
+  PulseConnection connection_;
+};
+
+// What a person would notice of a server: what must be the same after Velmora as before it.
+struct ServerState {
+  struct Device {
+    std::string description;
+    double volume = 0;
+    bool mute = false;
+    bool operator==(const Device&) const = default;
+  };
+
+  std::string default_sink;
+  std::map<std::string, Device> sinks;                // by name
+  std::multimap<std::string, std::string> modules;    // name, arguments
+  std::multimap<std::string, std::string> playing;    // "program: stream", name of the sink
+  std::multimap<std::string, std::string> recording;  // "program: stream", name of the source
+
+  bool operator==(const ServerState&) const = default;
+};
+
+ServerState capture_state(PulseClient& client);
+
+// The lines in which two states differ, "- " before and "+ " after; empty when they are equal.
+std::string difference(const ServerState& before, const ServerState& after);
+
+// For the failure messages of comparisons.
+std::ostream& operator<<(std::ostream& out, const ServerState& state);
+
+}  // namespace support

@@ -1,0 +1,65 @@
+// DESIGN: the program runs as a person would run it, except that nothing of the person's desktop
+// can be reached: the environment is the test server's, and the video driver is one without a
+// screen.
+#include "velmora_process.h"
+
+#include <iostream>
+
+#include "wait_until.h"
+
+namespace support {
+namespace {
+
+constexpr std::size_t kTailBytes = 2000;
+
+}  // namespace
+
+VelmoraProcess::VelmoraProcess(const SoundServer& server, Options options)
+    : config_home_(options.config_home.empty() ? directory_.path() / "config"
+                                               : options.config_home) {
+  std::filesystem::create_directories(config_home_);
+  Environment environment = server.environment();
+  environment["XDG_CONFIG_HOME"] = config_home_.string();
+  environment["SDL_VIDEODRIVER"] = "dummy";
+  for (const auto& [name, value] : options.environment)
+    environment[name] = value;
+  std::vector<std::string> command{VELMORA_EXECUTABLE};
+  command.insert(command.end(), options.arguments.begin(), options.arguments.end());
+  process_.emplace(command, environment, directory_.path() / "console.txt");
+}
+
+VelmoraProcess::~VelmoraProcess() {
+  stop();
+  if (testing::Test::HasFailure()) {
+    std::cerr << "---- Velmora, log\n" << log() << "---- Velmora, console\n" << console();
+  }
+}
+
+testing::AssertionResult VelmoraProcess::wait_for_log(const std::string& text,
+                                                      std::chrono::milliseconds limit) {
+  return wait_until("the log says \"" + text + "\"", limit, [&](std::string& seen) {
+    const std::string all = log();
+    seen = all.size() > kTailBytes ? "..." + all.substr(all.size() - kTailBytes) : all;
+    return all.find(text) != std::string::npos;
+  });
+}
+
+std::string VelmoraProcess::log() const {
+  return read_file(config_home_ / "Velmora/Velmora.log");
+}
+
+int VelmoraProcess::count_in_log(const std::string& text) const {
+  const std::string all = log();
+  int count = 0;
+  for (auto at = all.find(text); at != std::string::npos; at = all.find(text, at + text.size()))
+    ++count;
+  return count;
+}
+
+std::optional<pid_t> VelmoraProcess::guard() const {
+  const std::vector<pid_t> children = children_of(pid());
+  if (children.empty()) return std::nullopt;
+  return children.front();
+}
+
+}  // namespace support
