@@ -1,12 +1,13 @@
 // The audio engine: it puts Velmora between all programs and the real output device.
 //
-// Vocabulary: a *sink* is an output device of the sound server, a *monitor* the source that carries what is
-// played to a sink, the *target* the real sink we play to, *routed* a capture that is equalized and played.
+// Vocabulary: a *sink* is an output device of the sound server, a *monitor* the source that carries
+// what is played to a sink, the *target* the real sink we play to, *routed* a capture that is
+// equalized and played.
 //
-// Lifecycle: hand over the wishes (set_restore_hint, set_output, set_curve, set_active), then start(); stop()
-// puts the server back as it was found. Wishes may be changed at any time from any thread; each is a short
-// store that never waits for the server. Until set_active is called the engine wants nothing: it connects and
-// watches, but loads, moves and removes nothing.
+// Lifecycle: hand over the wishes (set_restore_hint, set_output, set_curve, set_active), then
+// start(); stop() puts the server back as it was found. Wishes may be changed at any time from any
+// thread; each is a short store that never waits for the server. Until set_active is called the
+// engine wants nothing: it connects and watches, but loads, moves and removes nothing.
 //
 // Threads: every function here may be called from any thread, start and stop from one thread only.
 #pragma once
@@ -35,15 +36,16 @@ enum State : std::int32_t {
 // What the engine is doing, as shown to the person.
 struct Status {
   std::int32_t state = kConnecting;
-  bool streams_alive = false;       // recording and playback stream are being created or ready
-  std::string target;               // sink name of the real device we play to
-  std::string target_label;         // its label, empty when it is not in the device list
-  bool active = false;              // the equalizer is applied
-  std::string follow;               // the real device followed, which gets the streams back
-  bool muted = false;               // target muted, or the virtual sink while the streams are alive
-  bool select_output = false;       // the person must choose our sink as output in the desktop's settings
-  bool setup_needed = false;        // always false on this platform
-  bool permission_needed = false;   // always false on this platform
+  bool streams_alive = false;  // recording and playback stream are being created or ready
+  std::string target;          // sink name of the real device we play to
+  std::string target_label;    // its label, empty when it is not in the device list
+  bool active = false;         // the equalizer is applied
+  std::string follow;          // the real device followed, which gets the streams back
+  bool muted = false;          // target muted, or the virtual sink while the streams are alive
+  bool select_output =
+      false;                  // the person must choose our sink as output in the desktop's settings
+  bool setup_needed = false;  // always false on this platform
+  bool permission_needed = false;  // always false on this platform
 
   bool operator==(const Status&) const = default;
 };
@@ -53,12 +55,13 @@ struct Status {
 // Returns false when the sound library cannot be set up.
 bool start(bool takeover);
 
-// Puts the server back (default device, streams, virtual sink), disconnects and frees everything. A server that
-// does not answer holds it up for a few seconds at most; the guard process then finishes the work. No-op when
-// not started.
+// Puts the server back (default device, streams, virtual sink), disconnects and frees everything. A
+// server that does not answer holds it up for a few seconds at most; the guard process then
+// finishes the work. No-op when not started.
 void stop();
 
-// Wishes ------------------------------------------------------------------------------------------------------
+// Wishes
+// ------------------------------------------------------------------------------------------------------
 
 // Equalizer on or off.
 void set_active(bool active);
@@ -69,14 +72,15 @@ void set_output(const std::string& name);
 // Mutes or unmutes the target, once; the status shows it at once.
 void set_mute(bool mute);
 
-// The default device before the program took over, from an earlier run: what to restore when the server itself
-// cannot tell.
+// The default device before the program took over, from an earlier run: what to restore when the
+// server itself cannot tell.
 void set_restore_hint(const std::string& name);
 
 // The curve to apply from the next block on. Several calls between two blocks: the newest counts.
 void set_curve(const eq::Curve& curve);
 
-// Results -----------------------------------------------------------------------------------------------------
+// Results
+// -----------------------------------------------------------------------------------------------------
 
 Status status();
 

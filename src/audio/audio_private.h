@@ -3,21 +3,20 @@
 //   engine.cpp         wishes, status, the control thread and its loop, start and stop
 //   connection.cpp     the main loop and the connection; waiting for answers with a time limit
 //   snapshot.cpp       reading the server, publishing status and device list
-//   routing.cpp        our sink, the default device, other programs' streams: reconcile and teardown
-//   routing_rules.cpp  the decisions behind it, pure
-//   stream_path.cpp    record stream -> equalizer -> playback stream, tap, peaks, counters
-//   cushion.cpp        how much sound waits in the playback stream, pure
-//   hardware_log.cpp   the description of the server for log and crash report
-//   guard_linux.cpp    the guard process; guard_protocol.cpp what it is told
-//   rescue.cpp         what the guard does when the program has died
+//   routing.cpp        our sink, the default device, other programs' streams: reconcile and
+//   teardown routing_rules.cpp  the decisions behind it, pure stream_path.cpp    record stream ->
+//   equalizer -> playback stream, tap, peaks, counters cushion.cpp        how much sound waits in
+//   the playback stream, pure hardware_log.cpp   the description of the server for log and crash
+//   report guard_linux.cpp    the guard process; guard_protocol.cpp what it is told rescue.cpp what
+//   the guard does when the program has died
 //
-// Threads: the *loop thread* belongs to the sound library ("Velq-audio") and runs every callback; the *control
-// thread* ("Velq-control") makes every request; *callers* are any other threads.
+// Threads: the *loop thread* belongs to the sound library ("Velq-audio") and runs every callback;
+// the *control thread* ("Velq-control") makes every request; *callers* are any other threads.
 //
-// Locks: the main-loop lock (LoopLock) covers everything that belongs to the sound library; callbacks run with
-// it held. The engine mutex covers wishes and status and is held for a copy only; it may be taken with the
-// main-loop lock held, never the other way round. A function that takes `const LoopLock&` needs the lock held
-// and may give it up while it waits.
+// Locks: the main-loop lock (LoopLock) covers everything that belongs to the sound library;
+// callbacks run with it held. The engine mutex covers wishes and status and is held for a copy
+// only; it may be taken with the main-loop lock held, never the other way round. A function that
+// takes `const LoopLock&` needs the lock held and may give it up while it waits.
 #pragma once
 
 #include <pulse/pulseaudio.h>
@@ -57,12 +56,14 @@ struct Wishes {
   bool takeover = false;
 };
 
-// engine.cpp --------------------------------------------------------------------------------------------------
+// engine.cpp
+// --------------------------------------------------------------------------------------------------
 
 // Something changed: reconcile soon. Any thread.
 void mark_dirty();
 
-// The time after which nothing may be waited for any more: far away, until the engine is told to stop. Any thread.
+// The time after which nothing may be waited for any more: far away, until the engine is told to
+// stop. Any thread.
 Clock::time_point patience_ends();
 
 // Runs `change` on the status under the engine mutex. Any thread.
@@ -70,17 +71,19 @@ template <typename F>
 void update_status(F&& change);
 void with_status_locked(void (*change)(Status&, void*), void* user);
 
-// Publishes a new device list together with the status fields that a snapshot decides. Control thread.
+// Publishes a new device list together with the status fields that a snapshot decides. Control
+// thread.
 void publish_status(const Status& status, std::vector<Device> devices);
 
-// connection.cpp ----------------------------------------------------------------------------------------------
+// connection.cpp
+// ----------------------------------------------------------------------------------------------
 
 enum class Connect { kReady, kFailed };
 
-bool loop_start();                      // creates and starts the loop thread
-void loop_stop();                       // ends it and frees everything; no LoopLock may be held
-bool connection_lost();                 // the server went away; any thread
-pa_context* context(const LoopLock&);   // null while not connected
+bool loop_start();                     // creates and starts the loop thread
+void loop_stop();                      // ends it and frees everything; no LoopLock may be held
+bool connection_lost();                // the server went away; any thread
+pa_context* context(const LoopLock&);  // null while not connected
 Connect connect_locked(const LoopLock&);
 void disconnect_locked(const LoopLock&);
 
@@ -89,11 +92,12 @@ void begin_pass(const LoopLock&);
 // Whether a request of this pass was dropped because the server did not answer.
 bool server_silent(const LoopLock&);
 
-// Waits until `op` has ended, for `ms` at most. Returns false on time-out and when the connection broke.
+// Waits until `op` has ended, for `ms` at most. Returns false on time-out and when the connection
+// broke.
 bool wait_for(const LoopLock&, pa_operation* op, int ms);
-// The same with kRequestMs, or `ms`; a request that is not answered in time is cancelled and logged, once until
-// the server answers again, and every later one of the same pass is dropped at once. Always releases `op`; a
-// null `op` counts as failed. Returns whether the answer arrived.
+// The same with kRequestMs, or `ms`; a request that is not answered in time is cancelled and
+// logged, once until the server answers again, and every later one of the same pass is dropped at
+// once. Always releases `op`; a null `op` counts as failed. Returns whether the answer arrived.
 bool wait_op(const LoopLock&, pa_operation* op, int ms = kRequestMs);
 // Waits while `stream` is being created. On failure the next pass tries again.
 bool wait_stream_ready(const LoopLock&, pa_stream* stream);
@@ -116,7 +120,8 @@ struct Proplist {
   pa_proplist* list;
 };
 
-// snapshot.cpp ------------------------------------------------------------------------------------------------
+// snapshot.cpp
+// ------------------------------------------------------------------------------------------------
 
 // Reads the server. Nothing when it did not answer completely: half a picture must not be acted on.
 std::optional<Snapshot> query(const LoopLock&);
@@ -125,9 +130,11 @@ std::optional<std::string> query_default(const LoopLock&);
 void publish(const Snapshot& s, const std::string& target, const std::string& follow, bool active,
              bool streams_alive, bool select_output);
 
-// routing.cpp -------------------------------------------------------------------------------------------------
+// routing.cpp
+// -------------------------------------------------------------------------------------------------
 
-// Brings the server into the wanted state. Returns false when something failed and is worth another try.
+// Brings the server into the wanted state. Returns false when something failed and is worth another
+// try.
 bool reconcile(const LoopLock&, const Wishes& wishes);
 // Leaves the server as it was found. Returns false when that could not be completed.
 bool restore_server(const LoopLock&, bool takeover);
@@ -138,7 +145,8 @@ void suggest_follow(const std::string& restore_hint);
 // A new connection: what the last server refused, this one may allow.
 void forget_restrictions();
 
-// stream_path.cpp ---------------------------------------------------------------------------------------------
+// stream_path.cpp
+// ---------------------------------------------------------------------------------------------
 
 void reset_processor();
 bool open_record(const LoopLock&, const SinkInfo& monitored, bool routed);
@@ -151,7 +159,8 @@ bool streams_alive(const LoopLock&);
 void report_stats();
 void report_totals();
 
-// hardware_log.cpp --------------------------------------------------------------------------------------------
+// hardware_log.cpp
+// --------------------------------------------------------------------------------------------
 
 void log_hardware(const LoopLock&);
 
@@ -159,8 +168,8 @@ void log_hardware(const LoopLock&);
 
 template <typename F>
 void update_status(F&& change) {
-  with_status_locked([](Status& s, void* user) { (*static_cast<std::remove_reference_t<F>*>(user))(s); },
-                     &change);
+  with_status_locked(
+      [](Status& s, void* user) { (*static_cast<std::remove_reference_t<F>*>(user))(s); }, &change);
 }
 
 }  // namespace audio

@@ -1,7 +1,8 @@
-// DESIGN: one main loop for the life of the engine, one context per connection. Everything that waits goes through
-// wait_until, which wakes at least every 100 ms to look at the clock and at the connection, so neither a silent
-// nor a dead server can hold the control thread. When one request of a pass is not answered, the others of that
-// pass are not waited for: a hung server costs one time limit per pass, not one per request.
+// DESIGN: one main loop for the life of the engine, one context per connection. Everything that
+// waits goes through wait_until, which wakes at least every 100 ms to look at the clock and at the
+// connection, so neither a silent nor a dead server can hold the control thread. When one request
+// of a pass is not answered, the others of that pass are not waited for: a hung server costs one
+// time limit per pass, not one per request.
 
 #include <pulse/rtclock.h>
 
@@ -20,18 +21,20 @@ constexpr const char* kAppId = "org.velmora.Velmora";
 constexpr const char* kIconName = "velmora";
 constexpr pa_usec_t kCheckUs = 100000;
 
-pa_threaded_mainloop* g_ml = nullptr;   // set by the thread that starts and stops; the pointer is stable between
-pa_context* g_ctx = nullptr;            // main-loop lock
-std::atomic<bool> g_ctx_lost{false};    // set on the loop thread, read anywhere
-bool g_silent = false;                  // a request of this pass was dropped; main-loop lock
-bool g_silence_logged = false;          // main-loop lock
+pa_threaded_mainloop* g_ml =
+    nullptr;  // set by the thread that starts and stops; the pointer is stable between
+pa_context* g_ctx = nullptr;          // main-loop lock
+std::atomic<bool> g_ctx_lost{false};  // set on the loop thread, read anywhere
+bool g_silent = false;                // a request of this pass was dropped; main-loop lock
+bool g_silence_logged = false;        // main-loop lock
 
 struct ContextDeleter {
   void operator()(pa_operation* op) const { pa_operation_unref(op); }
 };
 using OperationPtr = std::unique_ptr<pa_operation, ContextDeleter>;
 
-void on_wake(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* /*tv*/, void* /*user*/) {
+void on_wake(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* /*tv*/,
+             void* /*user*/) {
   signal_loop();
 }
 
@@ -44,7 +47,8 @@ void on_ctx_state(pa_context* c, void* /*user*/) {
 }
 
 // Server subscription: what may change where the sound has to go.
-void on_event(pa_context* /*c*/, pa_subscription_event_type_t type, std::uint32_t /*index*/, void* /*user*/) {
+void on_event(pa_context* /*c*/, pa_subscription_event_type_t type, std::uint32_t /*index*/,
+              void* /*user*/) {
   const auto facility = type & PA_SUBSCRIPTION_EVENT_FACILITY_MASK;
   const auto kind = type & PA_SUBSCRIPTION_EVENT_TYPE_MASK;
   const bool matters =
@@ -56,7 +60,8 @@ void on_event(pa_context* /*c*/, pa_subscription_event_type_t type, std::uint32_
 
 // Gives up the lock until something is signalled, for 100 ms at most.
 void wait_a_moment() {
-  pa_time_event* timer = pa_context_rttime_new(g_ctx, pa_rtclock_now() + kCheckUs, on_wake, nullptr);
+  pa_time_event* timer =
+      pa_context_rttime_new(g_ctx, pa_rtclock_now() + kCheckUs, on_wake, nullptr);
   pa_threaded_mainloop_wait(g_ml);
   if (timer != nullptr) pa_threaded_mainloop_get_api(g_ml)->time_free(timer);
 }
@@ -73,7 +78,9 @@ bool wait_until(Clock::time_point deadline, Done done) {
   return true;
 }
 
-Clock::time_point in(int ms) { return Clock::now() + std::chrono::milliseconds(ms); }
+Clock::time_point in(int ms) {
+  return Clock::now() + std::chrono::milliseconds(ms);
+}
 
 bool context_settled() {
   switch (pa_context_get_state(g_ctx)) {
@@ -88,8 +95,12 @@ bool context_settled() {
 
 }  // namespace
 
-LoopLock::LoopLock() { pa_threaded_mainloop_lock(g_ml); }
-LoopLock::~LoopLock() { pa_threaded_mainloop_unlock(g_ml); }
+LoopLock::LoopLock() {
+  pa_threaded_mainloop_lock(g_ml);
+}
+LoopLock::~LoopLock() {
+  pa_threaded_mainloop_unlock(g_ml);
+}
 
 Proplist::Proplist(const char* media_name) : list(pa_proplist_new()) {
   pa_proplist_sets(list, PA_PROP_APPLICATION_NAME, kAppName);
@@ -98,7 +109,9 @@ Proplist::Proplist(const char* media_name) : list(pa_proplist_new()) {
   pa_proplist_sets(list, PA_PROP_MEDIA_NAME, media_name);
 }
 
-Proplist::~Proplist() { pa_proplist_free(list); }
+Proplist::~Proplist() {
+  pa_proplist_free(list);
+}
 
 bool loop_start() {
   g_ml = pa_threaded_mainloop_new();
@@ -116,9 +129,13 @@ void loop_stop() {
   g_ml = nullptr;
 }
 
-bool connection_lost() { return g_ctx_lost.load(); }
+bool connection_lost() {
+  return g_ctx_lost.load();
+}
 
-pa_context* context(const LoopLock& /*lock*/) { return g_ctx; }
+pa_context* context(const LoopLock& /*lock*/) {
+  return g_ctx;
+}
 
 Connect connect_locked(const LoopLock& lock) {
   const Proplist props("control");
@@ -153,9 +170,13 @@ void disconnect_locked(const LoopLock& lock) {
   g_ctx = nullptr;
 }
 
-void begin_pass(const LoopLock& /*lock*/) { g_silent = false; }
+void begin_pass(const LoopLock& /*lock*/) {
+  g_silent = false;
+}
 
-bool server_silent(const LoopLock& /*lock*/) { return g_silent; }
+bool server_silent(const LoopLock& /*lock*/) {
+  return g_silent;
+}
 
 bool wait_for(const LoopLock& /*lock*/, pa_operation* op, int ms) {
   const bool ended =
@@ -180,7 +201,8 @@ bool wait_op(const LoopLock& lock, pa_operation* op, int ms) {
 
 bool wait_stream_ready(const LoopLock& /*lock*/, pa_stream* stream) {
   const auto settled = [stream] { return pa_stream_get_state(stream) != PA_STREAM_CREATING; };
-  if (!g_silent && wait_until(in(kStreamMs), settled) && pa_stream_get_state(stream) == PA_STREAM_READY) {
+  if (!g_silent && wait_until(in(kStreamMs), settled) &&
+      pa_stream_get_state(stream) == PA_STREAM_READY) {
     return true;
   }
   mark_dirty();
@@ -191,7 +213,9 @@ void pause_unlocked(const LoopLock& /*lock*/, int ms) {
   wait_until(in(ms), [] { return false; });
 }
 
-void signal_loop() { pa_threaded_mainloop_signal(g_ml, 0); }
+void signal_loop() {
+  pa_threaded_mainloop_signal(g_ml, 0);
+}
 
 void on_success(pa_context* /*c*/, int success, void* user) {
   if (user != nullptr) *static_cast<bool*>(user) = success != 0;

@@ -1,8 +1,9 @@
-// DESIGN: three ways to take an excess away, by what can be heard. Silence is simply left out. Right after playback
-// began or ran dry there was a gap anyway, so a burst that arrives then (what piled up during the gap) is cut
-// short at once. In the middle of sound, pieces of a few milliseconds are taken out at places where the sound
-// repeats itself, found by correlation and crossfaded, a few in a row. Beyond the limit whole blocks go. Every cut
-// is crossfaded from the sound as it would have gone on to the sound as it does go on, so none clicks.
+// DESIGN: three ways to take an excess away, by what can be heard. Silence is simply left out.
+// Right after playback began or ran dry there was a gap anyway, so a burst that arrives then (what
+// piled up during the gap) is cut short at once. In the middle of sound, pieces of a few
+// milliseconds are taken out at places where the sound repeats itself, found by correlation and
+// crossfaded, a few in a row. Beyond the limit whole blocks go. Every cut is crossfaded from the
+// sound as it would have gone on to the sound as it does go on, so none clicks.
 
 #include "cushion.h"
 
@@ -16,7 +17,7 @@ namespace {
 constexpr int kChannels = 2;
 constexpr int kFramesPerMs = 48;
 constexpr int kTargetFrames = Cushion::kTargetUs / 1000 * kFramesPerMs;
-constexpr int kSettleBlocks = 50;            // half a second
+constexpr int kSettleBlocks = 50;  // half a second
 constexpr int kWindowBlocks = 50;
 constexpr int kSpliceEvery = 4;              // blocks
 constexpr int kMinLag = 48;                  // frames; a shorter piece is not worth a splice
@@ -30,7 +31,9 @@ bool is_silent(std::span<const float> block) {
 }
 
 // Linear crossfade weight of the incoming sound at frame i of n.
-float weight(int i, int n) { return (static_cast<float>(i) + 0.5F) / static_cast<float>(n); }
+float weight(int i, int n) {
+  return (static_cast<float>(i) + 0.5F) / static_cast<float>(n);
+}
 
 }  // namespace
 
@@ -49,7 +52,8 @@ Cushion::Output Cushion::shape(std::span<float> block, std::int64_t queue_us) {
   Output out{.pad_frames = 0, .samples = block, .dropped = false};
   if (mode_ == Mode::kFresh) {
     const int queued = static_cast<int>(std::max<std::int64_t>(queue_us, 0) * kFramesPerMs / 1000);
-    out.pad_frames = std::max(0, kTargetFrames - queued - static_cast<int>(block.size()) / kChannels);
+    out.pad_frames =
+        std::max(0, kTargetFrames - queued - static_cast<int>(block.size()) / kChannels);
     // From silence to sound.
     cut_start_.fill(0.0F);
     cut_open_ = true;
@@ -131,8 +135,8 @@ std::span<const float> Cushion::splice(std::span<float> block) {
     }
   }
   const auto skipped = static_cast<std::size_t>(best_lag) * kChannels;
-  // The result ends where the block ends, so the next block follows without a seam; it is built from the front, in
-  // place, over samples that have been read already.
+  // The result ends where the block ends, so the next block follows without a seam; it is built
+  // from the front, in place, over samples that have been read already.
   for (int i = 0; i < kFadeFrames; ++i) {
     const float w = weight(i, kFadeFrames);
     for (int c = 0; c < kChannels; ++c) {
@@ -140,7 +144,8 @@ std::span<const float> Cushion::splice(std::span<float> block) {
       block[at] = (1.0F - w) * block[at] + w * block[at + skipped];
     }
   }
-  std::copy(block.begin() + kCount + static_cast<std::ptrdiff_t>(skipped), block.end(), block.begin() + kCount);
+  std::copy(block.begin() + kCount + static_cast<std::ptrdiff_t>(skipped), block.end(),
+            block.begin() + kCount);
   return block.first(block.size() - skipped);
 }
 

@@ -1,9 +1,9 @@
 // The cushion: how much sound waits in the playback stream.
 //
-// Sound arrives and leaves at the same rate, so whatever the queue holds when playback begins it holds for ever:
-// too little and every late block is a gap, too much and pictures run ahead of the sound. The cushion fills the
-// queue to its target when playback begins or has run dry, and takes an excess away where it is not heard.
-// Pure arithmetic on samples; allocates nothing. Loop thread.
+// Sound arrives and leaves at the same rate, so whatever the queue holds when playback begins it
+// holds for ever: too little and every late block is a gap, too much and pictures run ahead of the
+// sound. The cushion fills the queue to its target when playback begins or has run dry, and takes
+// an excess away where it is not heard. Pure arithmetic on samples; allocates nothing. Loop thread.
 #pragma once
 
 #include <array>
@@ -15,29 +15,31 @@ namespace audio {
 // Interleaved stereo at 48 kHz throughout.
 class Cushion {
  public:
-  static constexpr int kMaxFrames = 480;           // longest block that shape takes: 10 ms
-  static constexpr int kTargetUs = 60000;          // what the queue is kept near
-  static constexpr int kLimitUs = 300000;          // a queue longer than this is never made longer
+  static constexpr int kMaxFrames = 480;   // longest block that shape takes: 10 ms
+  static constexpr int kTargetUs = 60000;  // what the queue is kept near
+  static constexpr int kLimitUs = 300000;  // a queue longer than this is never made longer
   static constexpr std::int64_t kUnknown = -1;
 
   struct Output {
-    int pad_frames = 0;               // silence to be written first
-    std::span<const float> samples;   // then these: part of the block, or of the cushion's own memory
-    bool dropped = false;             // the block was thrown away for the limit's sake
+    int pad_frames = 0;  // silence to be written first
+    std::span<const float>
+        samples;           // then these: part of the block, or of the cushion's own memory
+    bool dropped = false;  // the block was thrown away for the limit's sake
   };
 
   // The queue is empty: the stream was opened or ran dry.
   void restart();
 
-  // Decides about the next block, at most kMaxFrames frames, which is changed in place where it must be. The
-  // result is valid until the next call.
+  // Decides about the next block, at most kMaxFrames frames, which is changed in place where it
+  // must be. The result is valid until the next call.
   //   queue_us   what waits in the stream now, the device's own delay excluded, or kUnknown
   Output shape(std::span<float> block, std::int64_t queue_us);
 
  private:
   enum class Mode { kFresh, kSettling, kSteady };
 
-  static constexpr int kFadeFrames = 192;  // 4 ms: short against a tone's ear-time, long against its period
+  static constexpr int kFadeFrames =
+      192;  // 4 ms: short against a tone's ear-time, long against its period
   static constexpr int kMaxLag = kMaxFrames - kFadeFrames;
 
   bool cutting(std::int64_t queue_us, bool silent);
@@ -47,13 +49,14 @@ class Cushion {
   std::span<const float> splice(std::span<float> block);
 
   Mode mode_ = Mode::kFresh;
-  int settle_blocks_ = 0;       // blocks since playback began
-  int window_blocks_ = 0;       // blocks in the current window of observation
+  int settle_blocks_ = 0;  // blocks since playback began
+  int window_blocks_ = 0;  // blocks in the current window of observation
   std::int64_t window_min_us_ = 0;
-  bool trimming_ = false;       // the excess is being taken away in small pieces
-  int until_splice_ = 0;        // blocks until the next piece may be taken
-  bool cut_open_ = false;       // blocks have been thrown away since the last one written
-  std::array<float, std::size_t{2} * kFadeFrames> cut_start_{};  // how the sound went on when the cut began
+  bool trimming_ = false;  // the excess is being taken away in small pieces
+  int until_splice_ = 0;   // blocks until the next piece may be taken
+  bool cut_open_ = false;  // blocks have been thrown away since the last one written
+  std::array<float, std::size_t{2} * kFadeFrames>
+      cut_start_{};  // how the sound went on when the cut began
 };
 
 }  // namespace audio

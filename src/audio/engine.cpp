@@ -1,6 +1,7 @@
-// DESIGN: callers store wishes and read results under one short mutex; the control thread turns wishes and server
-// events into passes. A pass looks at the whole server and brings it into the wanted state, so it does not matter
-// which event woke it or whether several came at once. A pass that failed is repeated with growing pauses.
+// DESIGN: callers store wishes and read results under one short mutex; the control thread turns
+// wishes and server events into passes. A pass looks at the whole server and brings it into the
+// wanted state, so it does not matter which event woke it or whether several came at once. A pass
+// that failed is repeated with growing pauses.
 
 #include <sys/prctl.h>
 
@@ -22,10 +23,11 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr const char* kControlThreadName = "Velq-control";
-constexpr milliseconds kLookAgain{2000};   // a passive or disconnected engine looks at the server this often
-constexpr milliseconds kSettle{60};        // a burst of events is handled in one pass
-constexpr milliseconds kMaxRetry{1000};    // between passes that fail
-constexpr milliseconds kStopLimit{5000};   // what stop() waits for the server, all requests together
+constexpr milliseconds kLookAgain{
+    2000};  // a passive or disconnected engine looks at the server this often
+constexpr milliseconds kSettle{60};       // a burst of events is handled in one pass
+constexpr milliseconds kMaxRetry{1000};   // between passes that fail
+constexpr milliseconds kStopLimit{5000};  // what stop() waits for the server, all requests together
 constexpr std::chrono::seconds kStatsEvery{60};
 
 std::mutex g_mtx;  // guards all up to the next comment
@@ -42,7 +44,7 @@ std::vector<Device> g_devices;
 
 std::atomic<Clock::rep> g_patience_ends{Clock::time_point::max().time_since_epoch().count()};
 
-std::thread g_thread;                  // the thread that calls start and stop
+std::thread g_thread;  // the thread that calls start and stop
 std::atomic<bool> g_started{false};
 
 // Control thread only.
@@ -127,17 +129,11 @@ bool run_pass(const Wishes& wishes) {
 void restore() {
   const LoopLock lock;
   begin_pass(lock);
-  bool restored = true;
-  if (context(lock) != nullptr && !connection_lost()) {
-    bool takeover = false;
-    {
-      const std::lock_guard engine(g_mtx);
-      takeover = g_takeover;
-    }
-    restored = restore_server(lock, takeover);
-  }
+  const bool connected = context(lock) != nullptr && !connection_lost();
+  const bool restored = connected && restore_server(lock, take_wishes().takeover);
   disconnect_locked(lock);
-  // The server may yet wake up: the guard has more time for it than a program that is to end.
+  // The server may yet wake up or come back: the guard has more time for it than a program that is
+  // to end, and knows whether there is anything to undo.
   if (!restored) guard::abandon();
 }
 
@@ -178,7 +174,9 @@ void mark_dirty() {
   g_cv.notify_all();
 }
 
-Clock::time_point patience_ends() { return Clock::time_point(Clock::duration(g_patience_ends.load())); }
+Clock::time_point patience_ends() {
+  return Clock::time_point(Clock::duration(g_patience_ends.load()));
+}
 
 void with_status_locked(void (*change)(Status&, void*), void* user) {
   const std::lock_guard lock(g_mtx);

@@ -1,6 +1,7 @@
-// DESIGN: the child is forked before the program has threads or a connection to the server, so it starts clean.
-// It lives as long as the pipe. Signals that end a whole session or a whole terminal job must not take it away
-// before the program, or nobody would be left to put the sound back; its life is bounded by the pipe anyway.
+// DESIGN: the child is forked before the program has threads or a connection to the server, so it
+// starts clean. It lives as long as the pipe. Signals that end a whole session or a whole terminal
+// job must not take it away before the program, or nobody would be left to put the sound back; its
+// life is bounded by the pipe anyway.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -28,15 +29,16 @@ constexpr const char* kProcessName = "Velq-waechter";
 constexpr int kLastInheritedFd = 1023;
 constexpr int kReapTries = 250;  // of 2 ms each
 
-std::mutex g_mtx;       // guards all below
-int g_fd = -1;          // write end of the pipe, -1 when no guard runs
-pid_t g_pid = -1;       // the guard
-std::string g_last;     // the last message sent about the device or the end
-std::string g_module;   // the last message sent about the module
+std::mutex g_mtx;      // guards all below
+int g_fd = -1;         // write end of the pipe, -1 when no guard runs
+pid_t g_pid = -1;      // the guard
+std::string g_last;    // the last message sent about the device or the end
+std::string g_module;  // the last message sent about the module
 
 // Never returns.
 [[noreturn]] void child(int fd, pid_t program) {
-  for (const int sig : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE}) static_cast<void>(std::signal(sig, SIG_IGN));
+  for (const int sig : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE})
+    static_cast<void>(std::signal(sig, SIG_IGN));
   for (const int sig : {SIGILL, SIGTRAP, SIGABRT, SIGFPE, SIGBUS, SIGSEGV}) {
     static_cast<void>(std::signal(sig, SIG_DFL));
   }
@@ -79,9 +81,11 @@ void close_locked() {
   g_module.clear();
 }
 
-// The guard ends at once after its farewell; it must not stay behind as a zombie. Bounded all the same.
+// The guard ends at once after its farewell; it must not stay behind as a zombie. Bounded all the
+// same.
 void reap_locked() {
-  for (int i = 0; i < kReapTries && waitpid(g_pid, nullptr, WNOHANG) == 0; ++i) poll(nullptr, 0, 2);
+  for (int i = 0; i < kReapTries && waitpid(g_pid, nullptr, WNOHANG) == 0; ++i)
+    poll(nullptr, 0, 2);
   g_pid = -1;
 }
 
@@ -113,7 +117,9 @@ void start() {
   g_pid = pid;
 }
 
-void armed(const std::string& device) { send("A " + device); }
+void armed(const std::string& device) {
+  send("A " + device);
+}
 
 void owns_module(std::uint32_t index) {
   const std::lock_guard lock(g_mtx);

@@ -1,4 +1,5 @@
-// DESIGN: unknown lines are ignored, so that a newer program can say more to an older guard's reader.
+// DESIGN: unknown lines are ignored, so that a newer program can say more to an older guard's
+// reader.
 
 #include "guard_protocol.h"
 

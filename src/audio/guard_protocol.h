@@ -1,9 +1,9 @@
-// The guard's side of the pipe: lines in, what would have to be undone out. Pure; knows no process and no server.
+// The guard's side of the pipe: lines in, what would have to be undone out. Pure; knows no process
+// and no server.
 //
-//   "A " + device   armed: our sink is, or is about to be, in place; `device` becomes the default again
-//   "M " + index    the module that owns our sink, decimal
-//   "D"             disarmed: nothing to undo
-//   "Q"             the program is ending normally
+//   "A " + device   armed: our sink is, or is about to be, in place; `device` becomes the default
+//   again "M " + index    the module that owns our sink, decimal "D"             disarmed: nothing
+//   to undo "Q"             the program is ending normally
 #pragma once
 
 #include <cstddef>
@@ -18,8 +18,8 @@ namespace guard {
 struct Orders {
   bool armed = false;
   bool quit = false;
-  std::string device;                       // to be made the default again
-  std::uint32_t module = audio::kNoIndex;   // owner of our sink, unknown until told
+  std::string device;                      // to be made the default again
+  std::uint32_t module = audio::kNoIndex;  // owner of our sink, unknown until told
 };
 
 class LineReader {

@@ -1,6 +1,6 @@
-// DESIGN: the lines leave out what changes all the time (volumes, states), so that they are logged when a device
-// appears or vanishes and not at every turn of a volume knob. Names come from devices and other programs: whatever
-// they hold, each line stays one line (the log sees to that).
+// DESIGN: the lines leave out what changes all the time (volumes, states), so that they are logged
+// when a device appears or vanishes and not at every turn of a volume knob. Names come from devices
+// and other programs: whatever they hold, each line stays one line (the log sees to that).
 
 #include <array>
 #include <utility>
@@ -12,21 +12,24 @@ namespace audio {
 
 namespace {
 
-constexpr std::array kProperties = {"device.api", "device.bus", "device.form_factor", "alsa.card_name",
-                                    "api.bluez5.codec"};
+constexpr std::array kProperties = {"device.api", "device.bus", "device.form_factor",
+                                    "alsa.card_name", "api.bluez5.codec"};
 
 struct Lines {
   std::vector<std::string> lines;
   bool complete = false;
 };
 
-std::string text(const char* s) { return s == nullptr ? "?" : s; }
+std::string text(const char* s) {
+  return s == nullptr ? "?" : s;
+}
 
-std::string describe(const char* kind, const char* name, const char* description, const pa_sample_spec& spec,
-                     const pa_proplist* props) {
+std::string describe(const char* kind, const char* name, const char* description,
+                     const pa_sample_spec& spec, const pa_proplist* props) {
   std::array<char, PA_SAMPLE_SPEC_SNPRINT_MAX> format{};
   pa_sample_spec_snprint(format.data(), format.size(), &spec);
-  std::string line = std::string(kind) + " " + text(name) + " \"" + text(description) + "\", " + format.data();
+  std::string line =
+      std::string(kind) + " " + text(name) + " \"" + text(description) + "\", " + format.data();
   for (const char* property : kProperties) {
     const char* value = pa_proplist_gets(props, property);
     if (value != nullptr) line += std::string(", ") + property + "=" + value;
@@ -38,8 +41,8 @@ void on_server(pa_context* /*c*/, const pa_server_info* info, void* user) {
   auto* answer = static_cast<Lines*>(user);
   if (info != nullptr) {
     answer->lines.push_back("Server " + text(info->server_name) + " " + text(info->server_version) +
-                            ", default sink " + text(info->default_sink_name) + ", default source " +
-                            text(info->default_source_name));
+                            ", default sink " + text(info->default_sink_name) +
+                            ", default source " + text(info->default_source_name));
     answer->complete = true;
   }
   signal_loop();
@@ -53,7 +56,8 @@ void on_device(const char* kind, const Info* info, int eol, void* user) {
     signal_loop();
     return;
   }
-  answer->lines.push_back(describe(kind, info->name, info->description, info->sample_spec, info->proplist));
+  answer->lines.push_back(
+      describe(kind, info->name, info->description, info->sample_spec, info->proplist));
 }
 
 void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {

@@ -1,6 +1,6 @@
-// DESIGN: a single-threaded main loop, pumped by hand with the clock in view, because nothing else is left that
-// could end this process if the server never answers. The rescue looks several times: a request that the program
-// sent just before it died may be carried out after the first look.
+// DESIGN: a single-threaded main loop, pumped by hand with the clock in view, because nothing else
+// is left that could end this process if the server never answers. The rescue looks several times:
+// a request that the program sent just before it died may be carried out after the first look.
 
 #include "rescue.h"
 
@@ -23,7 +23,7 @@ using std::chrono::milliseconds;
 constexpr const char* kContextName = "Velmora guard";
 constexpr milliseconds kAnswerLimit{30000};  // for everything, should the server be slow
 constexpr milliseconds kQuiet{700};          // our sink must stay away this long
-constexpr milliseconds kGrace{1500};         // for another copy to show whether it takes our sink over
+constexpr milliseconds kGrace{1500};  // for another copy to show whether it takes our sink over
 constexpr milliseconds kLook{50};
 constexpr int kPumpMs = 20;
 
@@ -68,7 +68,8 @@ struct Server {
 
   bool finish(pa_operation* op) {
     if (op == nullptr) return false;
-    const bool ended = pump(deadline, [op] { return pa_operation_get_state(op) != PA_OPERATION_RUNNING; });
+    const bool ended =
+        pump(deadline, [op] { return pa_operation_get_state(op) != PA_OPERATION_RUNNING; });
     const bool done = pa_operation_get_state(op) == PA_OPERATION_DONE;
     if (!ended) pa_operation_cancel(op);
     pa_operation_unref(op);
@@ -97,9 +98,9 @@ struct View {
   bool muted = false;
   bool device_found = false;
   pa_cvolume device_volume{};
-  std::vector<Stream> playbacks;                // on our sink
-  std::vector<std::uint32_t> monitor_clients;   // who records our monitor
-  std::vector<std::uint32_t> other_copies;      // clients of other running copies
+  std::vector<Stream> playbacks;               // on our sink
+  std::vector<std::uint32_t> monitor_clients;  // who records our monitor
+  std::vector<std::uint32_t> other_copies;     // clients of other running copies
 };
 
 struct Look {
@@ -135,7 +136,8 @@ void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
 }
 
 void on_playback(pa_context* /*c*/, const pa_sink_input_info* info, int eol, void* user) {
-  if (eol == 0) static_cast<Look*>(user)->view.playbacks.push_back({info->index, info->sink, info->client});
+  if (eol == 0)
+    static_cast<Look*>(user)->view.playbacks.push_back({info->index, info->sink, info->client});
 }
 
 void on_recording(pa_context* /*c*/, const pa_source_output_info* info, int eol, void* user) {
@@ -148,7 +150,8 @@ void on_client(pa_context* /*c*/, const pa_client_info* info, int eol, void* use
   if (eol != 0) return;
   auto* look = static_cast<Look*>(user);
   const char* name = pa_proplist_gets(info->proplist, PA_PROP_APPLICATION_NAME);
-  if (name != nullptr && std::strcmp(name, kAppName) == 0 && !is_program(info->proplist, look->program)) {
+  if (name != nullptr && std::strcmp(name, kAppName) == 0 &&
+      !is_program(info->proplist, look->program)) {
     look->view.other_copies.push_back(info->index);
   }
 }
@@ -156,11 +159,12 @@ void on_client(pa_context* /*c*/, const pa_client_info* info, int eol, void* use
 View look_at(Server* server, const std::string& device, pid_t program) {
   Look look{{}, device, program};
   pa_context* c = server->context;
-  look.view.complete = server->finish(pa_context_get_server_info(c, on_server, &look)) &&
-                       server->finish(pa_context_get_sink_info_list(c, on_sink, &look)) &&
-                       server->finish(pa_context_get_sink_input_info_list(c, on_playback, &look)) &&
-                       server->finish(pa_context_get_source_output_info_list(c, on_recording, &look)) &&
-                       server->finish(pa_context_get_client_info_list(c, on_client, &look));
+  look.view.complete =
+      server->finish(pa_context_get_server_info(c, on_server, &look)) &&
+      server->finish(pa_context_get_sink_info_list(c, on_sink, &look)) &&
+      server->finish(pa_context_get_sink_input_info_list(c, on_playback, &look)) &&
+      server->finish(pa_context_get_source_output_info_list(c, on_recording, &look)) &&
+      server->finish(pa_context_get_client_info_list(c, on_client, &look));
   return std::move(look.view);
 }
 
@@ -180,10 +184,12 @@ void hand_over_volume(Server* server, const View& view, const std::string& devic
   if (volume != PA_VOLUME_NORM) {
     pa_cvolume scaled = view.device_volume;
     pa_sw_cvolume_multiply_scalar(&scaled, &scaled, volume);
-    server->finish(pa_context_set_sink_volume_by_name(server->context, device.c_str(), &scaled, nullptr, nullptr));
+    server->finish(pa_context_set_sink_volume_by_name(server->context, device.c_str(), &scaled,
+                                                      nullptr, nullptr));
   }
   if (view.muted) {
-    server->finish(pa_context_set_sink_mute_by_name(server->context, device.c_str(), 1, nullptr, nullptr));
+    server->finish(
+        pa_context_set_sink_mute_by_name(server->context, device.c_str(), 1, nullptr, nullptr));
   }
 }
 
@@ -198,7 +204,8 @@ void undo(Server* server, const View& view, const std::string& device) {
   if (view.device_found) {
     for (const Stream& stream : view.playbacks) {
       if (stream.device != view.sink) continue;
-      server->finish(pa_context_move_sink_input_by_name(c, stream.index, device.c_str(), nullptr, nullptr));
+      server->finish(
+          pa_context_move_sink_input_by_name(c, stream.index, device.c_str(), nullptr, nullptr));
     }
   }
   server->finish(pa_context_unload_module(c, view.module, nullptr, nullptr));
@@ -223,7 +230,8 @@ void rescue(const std::string& device, std::uint32_t module, pid_t program) {
       last_seen = Clock::now();
       // A copy that has just started may be about to take the sink over.
       if (view.other_copies.empty() || last_seen - began >= kGrace) {
-        if (view.device_found && !std::exchange(volume_handed_over, true)) hand_over_volume(&server, view, device);
+        if (view.device_found && !std::exchange(volume_handed_over, true))
+          hand_over_volume(&server, view, device);
         undo(&server, view, device);
       }
     }

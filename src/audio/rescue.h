@@ -10,8 +10,9 @@
 
 namespace audio {
 
-// Makes `device` the default device again where our sink is the default, hands other programs' streams back and
-// unloads our sink. Waits a moment for a sink that was still being created when the program died.
+// Makes `device` the default device again where our sink is the default, hands other programs'
+// streams back and unloads our sink. Waits a moment for a sink that was still being created when
+// the program died.
 //   module   the module that owned our sink; kNoIndex when the program died before it knew
 //   program  process id of the program that died
 // A sink that another running copy has loaded, or has taken over in the meantime, is left alone.

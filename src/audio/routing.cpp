@@ -1,11 +1,12 @@
-// DESIGN: reconcile compares a fresh snapshot with what is wanted and does the difference, so it can be run at any
-// time, any number of times. What this run did to the server is two facts: the module that it loaded or adopted
-// (g_module) and the device that gets everything back (g_follow). Only that module is ever unloaded.
+// DESIGN: reconcile compares a fresh snapshot with what is wanted and does the difference, so it
+// can be run at any time, any number of times. What this run did to the server is two facts: the
+// module that it loaded or adopted (g_module) and the device that gets everything back (g_follow).
+// Only that module is ever unloaded.
 //
-// Two orders matter. The default device is changed before streams are moved, on the way in and on the way out: a
-// server takes a stream that is moved onto the default device for one that follows the default, and otherwise
-// pins it to the device for good. And the guard is told before the sink is loaded, not after: the program may be
-// killed in between.
+// Two orders matter. The default device is changed before streams are moved, on the way in and on
+// the way out: a server takes a stream that is moved onto the default device for one that follows
+// the default, and otherwise pins it to the device for good. And the guard is told before the sink
+// is loaded, not after: the program may be killed in between.
 
 #include "audio_private.h"
 #include "guard.h"
@@ -18,13 +19,15 @@ namespace {
 constexpr const char* kModuleName = "module-null-sink";
 constexpr const char* kModuleArguments =
     " rate=48000 channels=2 channel_map=front-left,front-right "
-    "sink_properties='device.description=Velmora monitor.channel-volumes=true device.icon_name=velmora'";
-constexpr int kDefaultPolls = 10;
-constexpr int kDefaultPollMs = 100;
+    "sink_properties='device.description=Velmora monitor.channel-volumes=true "
+    "device.icon_name=velmora'";
+constexpr int kPolls = 10;  // for what the server has promised and does a moment later
+constexpr int kPollMs = 100;
 constexpr int kRestrictedMs = 1000;  // what a server that refuses default changes gets to answer
 
 // Control thread only.
 std::uint32_t g_module = kNoIndex;
+bool g_load_unanswered = false;  // a sink was asked for and may yet appear
 Follow g_follow;
 bool g_restricted = false;
 bool g_restricted_said = false;
@@ -52,8 +55,8 @@ enum class Poll { kReached, kRefused, kNoAnswer };
 
 // The server may say yes and change the default later, or never.
 Poll poll_default(const LoopLock& lock, const std::string& name) {
-  for (int i = 0; i < kDefaultPolls; ++i) {
-    if (i > 0) pause_unlocked(lock, kDefaultPollMs);
+  for (int i = 0; i < kPolls; ++i) {
+    if (i > 0) pause_unlocked(lock, kPollMs);
     const auto now = query_default(lock);
     if (!now) return Poll::kNoAnswer;
     if (*now == name) return Poll::kReached;
@@ -62,7 +65,8 @@ Poll poll_default(const LoopLock& lock, const std::string& name) {
 }
 
 // Streams end at any time, so a move that fails is no failure of ours: the next snapshot tells.
-void move_streams(const LoopLock& lock, const std::vector<std::uint32_t>& streams, std::uint32_t sink) {
+void move_streams(const LoopLock& lock, const std::vector<std::uint32_t>& streams,
+                  std::uint32_t sink) {
   for (const std::uint32_t stream : streams) {
     granted(lock, kRequestMs, [&](pa_context* c, bool* yes) {
       return pa_context_move_sink_input_by_index(c, stream, sink, on_success, yes);
@@ -92,8 +96,9 @@ void take_module(std::uint32_t module) {
   guard::owns_module(module);
 }
 
-// What the server remembers of an earlier virtual sink (a low volume, a mute) is not what the person hears now,
-// and on the way out a low volume is handed to the real device: without this it would sink from run to run.
+// What the server remembers of an earlier virtual sink (a low volume, a mute) is not what the
+// person hears now, and on the way out a low volume is handed to the real device: without this it
+// would sink from run to run.
 void start_at_full_volume(const LoopLock& lock) {
   pa_cvolume full;
   pa_cvolume_set(&full, kChannels, PA_VOLUME_NORM);
@@ -101,30 +106,50 @@ void start_at_full_volume(const LoopLock& lock) {
   set_mute_of(lock, kSinkName, false);
 }
 
+bool unload(const LoopLock& lock, std::uint32_t module) {
+  const bool unloaded = granted(lock, kRequestMs, [module](pa_context* c, bool* yes) {
+    return pa_context_unload_module(c, module, on_success, yes);
+  });
+  if (unloaded) logger::info("Virtual sink removed (module " + std::to_string(module) + ")");
+  return unloaded;
+}
+
+// The snapshot in which the sink of our new module is there; a server may need a moment to show it.
+std::optional<Snapshot> query_with_sink(const LoopLock& lock) {
+  std::optional<Snapshot> s;
+  for (int i = 0; i < kPolls; ++i) {
+    if (i > 0) pause_unlocked(lock, kPollMs);
+    s = query(lock);
+    if (!s || owns_sink(*s)) break;
+  }
+  return s;
+}
+
 // Loads our sink. `s` becomes the snapshot after that.
 bool load_sink(const LoopLock& lock, Snapshot* s) {
   std::uint32_t module = kNoIndex;
   const std::string arguments = std::string("sink_name=") + kSinkName + kModuleArguments;
-  const bool answered = wait_op(
-      lock, pa_context_load_module(context(lock), kModuleName, arguments.c_str(), on_module_loaded, &module));
+  const bool answered =
+      wait_op(lock, pa_context_load_module(context(lock), kModuleName, arguments.c_str(),
+                                           on_module_loaded, &module));
+  g_load_unanswered = !answered;
   if (!answered || module == kNoIndex) {
     logger::error("Virtual sink cannot be loaded: " + error_text(lock));
     return false;
   }
   take_module(module);
   logger::info("Virtual sink loaded (module " + std::to_string(module) + ")");
-  start_at_full_volume(lock);
-  auto now = query(lock);
+  auto now = query_with_sink(lock);
   if (!now) return false;
   *s = std::move(*now);
-  if (owns_sink(*s)) return true;
-  // Another copy was faster and has the name; the server gave our sink a different one.
-  granted(lock, kRequestMs, [module](pa_context* c, bool* yes) {
-    return pa_context_unload_module(c, module, on_success, yes);
-  });
-  logger::info("Virtual sink removed (module " + std::to_string(module) + ")");
-  g_module = kNoIndex;
-  return false;
+  if (!owns_sink(*s)) {
+    // Another copy was faster and has the name; the server gave our sink a different one.
+    unload(lock, module);
+    g_module = kNoIndex;
+    return false;
+  }
+  start_at_full_volume(lock);
+  return true;
 }
 
 bool ensure_sink(const LoopLock& lock, Snapshot* s) {
@@ -132,6 +157,7 @@ bool ensure_sink(const LoopLock& lock, Snapshot* s) {
   if (ours == nullptr) return load_sink(lock, s);
   if (g_module == kNoIndex) {
     take_module(ours->module);
+    g_load_unanswered = false;
     logger::info("Virtual sink taken over from the last run");
   }
   return true;
@@ -144,7 +170,8 @@ void become_default(const LoopLock& lock) {
   if (poll_default(lock, kSinkName) != Poll::kRefused) return;
   g_restricted = true;
   if (!g_restricted_said) {
-    logger::warn("Default device cannot be set here (restricted environment) - the user picks the sink");
+    logger::warn(
+        "Default device cannot be set here (restricted environment) - the user picks the sink");
   }
   g_restricted_said = true;
 }
@@ -166,7 +193,8 @@ SinkLevel level_of(const LoopLock& lock, const std::string& sink) {
   return level;
 }
 
-// The person turned down "the default device", which was our sink. Without it the same sound must not be louder.
+// The person turned down "the default device", which was our sink. Without it the same sound must
+// not be louder.
 void hand_over_volume(const LoopLock& lock, const std::string& target) {
   const SinkLevel ours = level_of(lock, kSinkName);
   if (!ours.found) return;
@@ -195,7 +223,8 @@ void hand_back(const LoopLock& lock, const Snapshot& s, const SinkInfo& target, 
 }
 
 // Removes our sink and puts back what it changed. Returns false when that could not be completed.
-bool teardown(const LoopLock& lock, const Snapshot& s, const std::string& target_name, bool takeover) {
+bool teardown(const LoopLock& lock, const Snapshot& s, const std::string& target_name,
+              bool takeover) {
   const SinkInfo* target = is_reserved(target_name) ? nullptr : s.find(target_name);
   close_play(lock);
   if (!owns_sink(s)) {
@@ -205,16 +234,9 @@ bool teardown(const LoopLock& lock, const Snapshot& s, const std::string& target
   }
   if (target != nullptr) hand_back(lock, s, *target, takeover);
   close_record(lock);
-  const std::uint32_t module = g_module;
-  const bool unloaded = granted(lock, kRequestMs, [module](pa_context* c, bool* yes) {
-    return pa_context_unload_module(c, module, on_success, yes);
-  });
+  const bool unloaded = unload(lock, g_module);
   if (server_silent(lock)) return false;
-  if (unloaded) {
-    logger::info("Virtual sink removed (module " + std::to_string(module) + ")");
-  } else {
-    logger::warn("Virtual sink cannot be removed: " + error_text(lock));
-  }
+  if (!unloaded) logger::warn("Virtual sink cannot be removed: " + error_text(lock));
   g_module = kNoIndex;
   guard::disarmed();
   return unloaded;
@@ -239,7 +261,8 @@ void stay_passive(const LoopLock& lock) {
 }
 
 bool reconcile_off(const LoopLock& lock, Snapshot s, const std::string& target, bool takeover) {
-  // A sink that a run left behind is ours to clear away, and nobody else's: no other copy is running.
+  // A sink that a run left behind is ours to clear away, and nobody else's: no other copy is
+  // running.
   const SinkInfo* leftover = s.find(kSinkName);
   if (leftover != nullptr && g_module == kNoIndex) take_module(leftover->module);
   bool done = teardown(lock, s, g_follow.device, takeover);
@@ -275,7 +298,8 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
   }
   auto now = query(lock);
   if (!now) return false;
-  const bool elsewhere = takeover && now->default_sink != kSinkName && now->default_sink != kSiblingSink;
+  const bool elsewhere =
+      takeover && now->default_sink != kSinkName && now->default_sink != kSiblingSink;
   publish(*now, target, g_follow.device, true, streams_alive(lock), elsewhere);
   return done;
 }
@@ -285,7 +309,8 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
 bool reconcile(const LoopLock& lock, const Wishes& wishes) {
   auto s = query(lock);
   if (!s) return false;
-  // A sink of our name in another module than ours is another copy's: ours has been removed by someone.
+  // A sink of our name in another module than ours is another copy's: ours has been removed by
+  // someone.
   if (g_module != kNoIndex && !owns_sink(*s)) g_module = kNoIndex;
   if (wishes.active && s->other_instance && g_module == kNoIndex) {
     stay_passive(lock);
@@ -303,17 +328,22 @@ bool reconcile(const LoopLock& lock, const Wishes& wishes) {
 }
 
 bool restore_server(const LoopLock& lock, bool takeover) {
-  if (g_module == kNoIndex) return true;
+  if (g_module == kNoIndex) return !g_load_unanswered;
   const auto s = query(lock);
   return s && teardown(lock, *s, g_follow.device, takeover);
 }
 
-void forget_module() { g_module = kNoIndex; }
+void forget_module() {
+  g_module = kNoIndex;
+  g_load_unanswered = false;
+}
 
 void suggest_follow(const std::string& restore_hint) {
   if (g_follow.device.empty() && !is_reserved(restore_hint)) g_follow.device = restore_hint;
 }
 
-void forget_restrictions() { g_restricted = false; }
+void forget_restrictions() {
+  g_restricted = false;
+}
 
 }  // namespace audio

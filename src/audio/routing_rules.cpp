@@ -1,5 +1,5 @@
-// DESIGN: everything is matched by name in a fresh snapshot and only then turned into an index, because indices
-// are reused (PipeWire) or gone (a device unplugged in between).
+// DESIGN: everything is matched by name in a fresh snapshot and only then turned into an index,
+// because indices are reused (PipeWire) or gone (a device unplugged in between).
 
 #include "routing_rules.h"
 
@@ -16,7 +16,8 @@ const SinkInfo* find_real(const Snapshot& s, const std::string& name) {
 }
 
 const SinkInfo* first_real(const Snapshot& s) {
-  const auto it = std::ranges::find_if(s.sinks, [](const SinkInfo& k) { return !is_reserved(k.name); });
+  const auto it =
+      std::ranges::find_if(s.sinks, [](const SinkInfo& k) { return !is_reserved(k.name); });
   return it == s.sinks.end() ? nullptr : &*it;
 }
 
@@ -61,10 +62,12 @@ std::vector<std::uint32_t> streams_to_take(const Snapshot& s, const std::string&
   };
   const std::uint32_t ours = index_of(kSinkName);
   const std::uint32_t followed = index_of(follow);
-  const std::uint32_t by_default = s.default_sink == kSiblingSink ? kNoIndex : index_of(s.default_sink);
+  const std::uint32_t by_default =
+      s.default_sink == kSiblingSink ? kNoIndex : index_of(s.default_sink);
   std::vector<std::uint32_t> result;
   for (const StreamInfo& stream : s.playbacks) {
-    if (stream.client == s.own_client || stream.device == ours || stream.device == kNoIndex) continue;
+    if (stream.client == s.own_client || stream.device == ours || stream.device == kNoIndex)
+      continue;
     if (stream.device == followed || stream.device == by_default) result.push_back(stream.index);
   }
   return result;
@@ -75,7 +78,8 @@ std::vector<std::uint32_t> streams_to_return(const Snapshot& s) {
   const SinkInfo* ours = s.find(kSinkName);
   if (ours == nullptr) return result;
   for (const StreamInfo& stream : s.playbacks) {
-    if (stream.client != s.own_client && stream.device == ours->index) result.push_back(stream.index);
+    if (stream.client != s.own_client && stream.device == ours->index)
+      result.push_back(stream.index);
   }
   return result;
 }

@@ -1,4 +1,5 @@
-// Who is who on the server, and what follows from it: pure decisions on a snapshot, testable without a server.
+// Who is who on the server, and what follows from it: pure decisions on a snapshot, testable
+// without a server.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +23,8 @@ struct SinkInfo {
   std::uint32_t index = kNoIndex;
   std::string name;
   std::string description;
-  std::string monitor;                // name of its monitor source
-  std::uint32_t module = kNoIndex;    // module that owns it
+  std::string monitor;              // name of its monitor source
+  std::uint32_t module = kNoIndex;  // module that owns it
   bool muted = false;
 };
 
@@ -32,17 +33,17 @@ struct StreamInfo {
   std::uint32_t index = kNoIndex;
   std::uint32_t device = kNoIndex;  // sink or source index
   std::uint32_t client = kNoIndex;
-  bool ours_by_name = false;        // "application.name" is kAppName: this copy's or another's
+  bool ours_by_name = false;  // "application.name" is kAppName: this copy's or another's
 };
 
 // What the server looks like at one moment.
 struct Snapshot {
   std::string default_sink;
-  std::vector<SinkInfo> sinks;         // in the server's order
+  std::vector<SinkInfo> sinks;  // in the server's order
   std::vector<StreamInfo> playbacks;
   std::vector<StreamInfo> recordings;
   std::uint32_t own_client = kNoIndex;
-  bool other_instance = false;         // a stream of another copy of this program exists
+  bool other_instance = false;  // a stream of another copy of this program exists
 
   const SinkInfo* find(std::string_view name) const;
 };
@@ -59,16 +60,17 @@ struct Follow {
   std::string missed;  // the device followed before it vanished; followed again when it returns
 };
 
-// The next followed device: the server's default where that is a real device (the person switched), else a
-// followed device that has come back, else the one followed so far, else the hint, else the first real sink.
-// With no real sink at all nothing changes: the device may come back.
+// The next followed device: the server's default where that is a real device (the person switched),
+// else a followed device that has come back, else the one followed so far, else the hint, else the
+// first real sink. With no real sink at all nothing changes: the device may come back.
 Follow next_follow(const Snapshot& s, const Follow& now, const std::string& restore_hint);
 
-// The sink to play to: `output` where that is a present real sink, else the followed one; empty when absent.
+// The sink to play to: `output` where that is a present real sink, else the followed one; empty
+// when absent.
 std::string choose_target(const Snapshot& s, const std::string& output, const std::string& follow);
 
-// Playback streams of other programs that are to be moved onto our sink: those on the followed device and
-// those on the server's default device, unless that is the sibling's sink.
+// Playback streams of other programs that are to be moved onto our sink: those on the followed
+// device and those on the server's default device, unless that is the sibling's sink.
 std::vector<std::uint32_t> streams_to_take(const Snapshot& s, const std::string& follow);
 
 // Playback streams of other programs on our sink.

@@ -1,5 +1,5 @@
-// DESIGN: a snapshot is four answers in a row. They may contradict each other when something changes in between;
-// that very change is an event, which brings the next pass.
+// DESIGN: a snapshot is four answers in a row. They may contradict each other when something
+// changes in between; that very change is an event, which brings the next pass.
 
 #include <cstring>
 #include <utility>
@@ -10,7 +10,9 @@ namespace audio {
 
 namespace {
 
-std::string text(const char* s) { return s == nullptr ? std::string() : std::string(s); }
+std::string text(const char* s) {
+  return s == nullptr ? std::string() : std::string(s);
+}
 
 bool marked_ours(const pa_proplist* props) {
   const char* name = pa_proplist_gets(props, PA_PROP_APPLICATION_NAME);
@@ -70,7 +72,8 @@ bool received(const LoopLock& lock, pa_operation* op, const Answer<T>& answer) {
 
 std::optional<std::string> query_default(const LoopLock& lock) {
   Answer<std::string> answer;
-  if (!received(lock, pa_context_get_server_info(context(lock), on_server, &answer), answer)) return {};
+  if (!received(lock, pa_context_get_server_info(context(lock), on_server, &answer), answer))
+    return {};
   return std::move(answer.value);
 }
 
@@ -81,9 +84,11 @@ std::optional<Snapshot> query(const LoopLock& lock) {
   Answer<std::vector<SinkInfo>> sinks;
   if (!received(lock, pa_context_get_sink_info_list(c, on_sink, &sinks), sinks)) return {};
   Answer<std::vector<StreamInfo>> playbacks;
-  if (!received(lock, pa_context_get_sink_input_info_list(c, on_sink_input, &playbacks), playbacks)) return {};
+  if (!received(lock, pa_context_get_sink_input_info_list(c, on_sink_input, &playbacks), playbacks))
+    return {};
   Answer<std::vector<StreamInfo>> recordings;
-  if (!received(lock, pa_context_get_source_output_info_list(c, on_source_output, &recordings), recordings)) {
+  if (!received(lock, pa_context_get_source_output_info_list(c, on_source_output, &recordings),
+                recordings)) {
     return {};
   }
   Snapshot s;

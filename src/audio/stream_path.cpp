@@ -1,11 +1,11 @@
-// DESIGN: the sound's way is record stream -> equalizer -> cushion -> playback stream, all in on_read on the loop
-// thread. Fragments are handled in pieces of 10 ms, so that a long one is treated like the same sound in short
-// ones, and no buffer ever grows. Before any sample counts, the streams' devices are checked by name: a server may
-// put a stream elsewhere when its device vanishes, and the sound of a microphone, or our own output, must not go
-// round.
+// DESIGN: the sound's way is record stream -> equalizer -> cushion -> playback stream, all in
+// on_read on the loop thread. Fragments are handled in pieces of 10 ms, so that a long one is
+// treated like the same sound in short ones, and no buffer ever grows. Before any sample counts,
+// the streams' devices are checked by name: a server may put a stream elsewhere when its device
+// vanishes, and the sound of a microphone, or our own output, must not go round.
 //
-// The callback allocates nothing, logs nothing and waits for nothing: the curve is taken when its lock is free (at
-// the next block otherwise), and the tap's lock is only ever held for a copy.
+// The callback allocates nothing, logs nothing and waits for nothing: the curve is taken when its
+// lock is free (at the next block otherwise), and the tap's lock is only ever held for a copy.
 
 #include <algorithm>
 #include <array>
@@ -31,17 +31,18 @@ constexpr std::uint32_t kServerDefault = 0xFFFFFFFFU;
 constexpr pa_usec_t kFragmentUs = 10000;
 constexpr pa_usec_t kMaxLengthUs = 500000;
 constexpr pa_usec_t kPrebufUs = 30000;
-constexpr int kResetAfterSilentPieces = 1000;  // 10 s: what rings in the filters is far below any float by then
+constexpr int kResetAfterSilentPieces =
+    1000;  // 10 s: what rings in the filters is far below any float by then
 
 constexpr pa_sample_spec kFormat = {PA_SAMPLE_FLOAT32LE, kRate, kChannels};
 
 // Main-loop lock.
 pa_stream* g_rec = nullptr;
 pa_stream* g_play = nullptr;
-std::string g_rec_source;     // what is to be recorded, empty when closed
-std::string g_play_sink;      // what is to be played to, empty when closed
+std::string g_rec_source;  // what is to be recorded, empty when closed
+std::string g_play_sink;   // what is to be played to, empty when closed
 bool g_rec_routed = false;
-bool g_rec_fault_said = false;   // a stream that cannot be opened is retried often and logged once
+bool g_rec_fault_said = false;  // a stream that cannot be opened is retried often and logged once
 bool g_play_fault_said = false;
 
 // The playback stream's queue: as the server told it last, plus what was written since.
@@ -49,7 +50,8 @@ struct Queue {
   bool known = false;
   bool playing = false;
   std::int64_t us = 0;
-  std::int64_t device_us = std::numeric_limits<std::int64_t>::max();  // the device's own share, the smallest seen
+  std::int64_t device_us =
+      std::numeric_limits<std::int64_t>::max();  // the device's own share, the smallest seen
   Clock::time_point at;
 };
 Queue g_queue;
@@ -60,7 +62,8 @@ Cushion g_cushion;
 std::uint32_t g_applied_version = 0;
 int g_silent_pieces = 0;
 std::array<float, std::size_t{kPieceFrames} * kChannels> g_scratch{};
-constexpr std::array<float, std::size_t{Cushion::kTargetUs} / 1000 * kRate / 1000 * kChannels> kSilence{};
+constexpr std::array<float, std::size_t{Cushion::kTargetUs} / 1000 * kRate / 1000 * kChannels>
+    kSilence{};
 
 std::mutex g_curve_mtx;
 eq::Curve g_curve;  // g_curve_mtx
@@ -83,7 +86,9 @@ std::atomic<std::uint64_t> g_underflows{0};
 std::uint64_t g_reported_drops = 0;
 std::uint64_t g_reported_underflows = 0;
 
-bool good(pa_stream* s) { return s != nullptr && PA_STREAM_IS_GOOD(pa_stream_get_state(s)); }
+bool good(pa_stream* s) {
+  return s != nullptr && PA_STREAM_IS_GOOD(pa_stream_get_state(s));
+}
 
 // Whether the server has the stream where we asked for it.
 bool is_on(pa_stream* s, const std::string& device) {
@@ -143,25 +148,31 @@ void equalize(std::span<float> samples) {
   g_proc.process(samples.data(), static_cast<int>(samples.size()) / kChannels);
 }
 
-// The server told where the playback stream is. In its latency the stream's queue and the device's own delay (a
-// wireless headset's, say) are added up; the smallest device share ever seen is not ours to shorten.
+// The server told where the playback stream is. In its latency the stream's queue and the device's
+// own delay (a wireless headset's, say) are added up; the smallest device share ever seen is not
+// ours to shorten.
 void on_timing(pa_stream* s, void* /*user*/) {
   const pa_timing_info* timing = pa_stream_get_timing_info(s);
-  if (s != g_play || timing == nullptr || timing->write_index_corrupt != 0 || timing->read_index_corrupt != 0) return;
+  if (s != g_play || timing == nullptr || timing->write_index_corrupt != 0 ||
+      timing->read_index_corrupt != 0)
+    return;
   const auto device_us = static_cast<std::int64_t>(timing->sink_usec);
-  const auto bytes = static_cast<std::uint64_t>(std::max<std::int64_t>(0, timing->write_index - timing->read_index));
+  const auto bytes = static_cast<std::uint64_t>(
+      std::max<std::int64_t>(0, timing->write_index - timing->read_index));
   g_queue.device_us = std::min(g_queue.device_us, device_us);
-  g_queue.us = static_cast<std::int64_t>(pa_bytes_to_usec(bytes, &kFormat)) + device_us - g_queue.device_us;
+  g_queue.us =
+      static_cast<std::int64_t>(pa_bytes_to_usec(bytes, &kFormat)) + device_us - g_queue.device_us;
   g_queue.at = Clock::now();
   g_queue.playing = timing->playing != 0;
   g_queue.known = true;
 }
 
-// What waits in the playback stream now. The library's own interpolation is of no use here: after a start it stays
-// at zero for seconds, just when the queue has to be got right.
+// What waits in the playback stream now. The library's own interpolation is of no use here: after a
+// start it stays at zero for seconds, just when the queue has to be got right.
 std::int64_t queue_us() {
   if (!g_queue.known) return Cushion::kUnknown;
-  const auto since = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - g_queue.at).count();
+  const auto since =
+      std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - g_queue.at).count();
   return std::max<std::int64_t>(0, g_queue.us - (g_queue.playing ? since : 0));
 }
 
@@ -172,7 +183,9 @@ void write(std::span<const float> samples) {
 }
 
 void play(std::span<float> samples) {
-  if (g_play == nullptr || pa_stream_get_state(g_play) != PA_STREAM_READY || !is_on(g_play, g_play_sink)) return;
+  if (g_play == nullptr || pa_stream_get_state(g_play) != PA_STREAM_READY ||
+      !is_on(g_play, g_play_sink))
+    return;
   const Cushion::Output out = g_cushion.shape(samples, queue_us());
   if (out.dropped) {
     g_dropped += samples.size_bytes();
@@ -220,7 +233,9 @@ void on_underflow(pa_stream* s, void* /*user*/) {
 }
 
 // A server that moves a stream against our wish: the next pass opens it where it belongs.
-void on_moved(pa_stream* /*s*/, void* /*user*/) { mark_dirty(); }
+void on_moved(pa_stream* /*s*/, void* /*user*/) {
+  mark_dirty();
+}
 
 pa_stream* new_stream(const LoopLock& lock, const char* name, const char* media_name) {
   const Proplist props(media_name);
@@ -248,7 +263,9 @@ pa_buffer_attr default_buffers() {
   return {kServerDefault, kServerDefault, kServerDefault, kServerDefault, kServerDefault};
 }
 
-std::uint32_t bytes_of(pa_usec_t us) { return static_cast<std::uint32_t>(pa_usec_to_bytes(us, &kFormat)); }
+std::uint32_t bytes_of(pa_usec_t us) {
+  return static_cast<std::uint32_t>(pa_usec_to_bytes(us, &kFormat));
+}
 
 // Why a stream is not where it should be.
 std::string fault(const LoopLock& lock, pa_stream* s) {
@@ -270,9 +287,13 @@ void reset_processor() {
   g_cushion.restart();
 }
 
-void close_record(const LoopLock& /*lock*/) { close_stream(&g_rec, &g_rec_source); }
+void close_record(const LoopLock& /*lock*/) {
+  close_stream(&g_rec, &g_rec_source);
+}
 
-void close_play(const LoopLock& /*lock*/) { close_stream(&g_play, &g_play_sink); }
+void close_play(const LoopLock& /*lock*/) {
+  close_stream(&g_play, &g_play_sink);
+}
 
 bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
   const std::string source = monitored.monitor;
@@ -286,9 +307,11 @@ bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
     if (routed) g_proc.set_format(static_cast<float>(kRate), kChannels);
     pa_buffer_attr buffers = default_buffers();
     buffers.fragsize = bytes_of(kFragmentUs);
-    const unsigned flags = PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE |
-                           (routed ? 0U : static_cast<unsigned>(PA_STREAM_DONT_INHIBIT_AUTO_SUSPEND));
-    ready = pa_stream_connect_record(g_rec, source.c_str(), &buffers, static_cast<pa_stream_flags_t>(flags)) >= 0 &&
+    const unsigned flags =
+        PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE |
+        (routed ? 0U : static_cast<unsigned>(PA_STREAM_DONT_INHIBIT_AUTO_SUSPEND));
+    ready = pa_stream_connect_record(g_rec, source.c_str(), &buffers,
+                                     static_cast<pa_stream_flags_t>(flags)) >= 0 &&
             wait_stream_ready(lock, g_rec) && is_on(g_rec, source);
   }
   if (ready) {
@@ -321,15 +344,17 @@ bool open_play(const LoopLock& lock, const std::string& sink) {
     pa_cvolume_set(&full, kChannels, PA_VOLUME_NORM);
     constexpr unsigned kFlags =
         PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_AUTO_TIMING_UPDATE | PA_STREAM_DONT_MOVE;
-    ready = pa_stream_connect_playback(g_play, sink.c_str(), &buffers, static_cast<pa_stream_flags_t>(kFlags),
-                                       &full, nullptr) >= 0 &&
-            wait_stream_ready(lock, g_play) && is_on(g_play, sink);
+    ready =
+        pa_stream_connect_playback(g_play, sink.c_str(), &buffers,
+                                   static_cast<pa_stream_flags_t>(kFlags), &full, nullptr) >= 0 &&
+        wait_stream_ready(lock, g_play) && is_on(g_play, sink);
   }
   if (ready) {
     g_play_fault_said = false;
     return true;
   }
-  if (!server_silent(lock)) warn_once(&g_play_fault_said, "Cannot play to " + sink + ": " + fault(lock, g_play));
+  if (!server_silent(lock))
+    warn_once(&g_play_fault_said, "Cannot play to " + sink + ": " + fault(lock, g_play));
   close_play(lock);
   return false;
 }
@@ -338,7 +363,9 @@ bool record_alive(const LoopLock& /*lock*/, const std::string& source, bool rout
   return good(g_rec) && g_rec_routed == routed && g_rec_source == source && is_on(g_rec, source);
 }
 
-bool streams_alive(const LoopLock& /*lock*/) { return good(g_rec) && good(g_play); }
+bool streams_alive(const LoopLock& /*lock*/) {
+  return good(g_rec) && good(g_play);
+}
 
 void set_curve(const eq::Curve& curve) {
   const std::lock_guard lock(g_curve_mtx);
@@ -372,8 +399,9 @@ void report_stats() {
   const std::uint64_t drops = g_drop_events.load();
   const std::uint64_t underflows = g_underflows.load();
   if (drops == g_reported_drops && underflows == g_reported_underflows) return;
-  logger::info("Audio path last minute: " + std::to_string(drops - g_reported_drops) + "x dropped, " +
-               std::to_string(underflows - g_reported_underflows) + "x buffer underrun");
+  logger::info("Audio path last minute: " + std::to_string(drops - g_reported_drops) +
+               "x dropped, " + std::to_string(underflows - g_reported_underflows) +
+               "x buffer underrun");
   g_reported_drops = drops;
   g_reported_underflows = underflows;
 }

@@ -1,5 +1,5 @@
-// The program's side of crash reporting: start-up, the window platform and the audio engine describe the run
-// here, so that a report can tell what it looked like.
+// The program's side of crash reporting: start-up, the window platform and the audio engine
+// describe the run here, so that a report can tell what it looked like.
 #pragma once
 
 #include <string>
@@ -7,7 +7,8 @@
 
 namespace crash_handler {
 
-// Makes the process ready to report a crash. Called first of all, before the arguments are looked at.
+// Makes the process ready to report a crash. Called first of all, before the arguments are looked
+// at.
 void install();
 
 // Keeps the log of the previous run: renames `path` to `path` + ".1". A missing file is no error.
@@ -16,15 +17,16 @@ void rotate_log(const std::string& path);
 // The log file whose end goes into a report.
 void set_log_path(const std::string& path);
 
-// The report is kept in the folder of `path` (the configuration directory where `path` has no folder).
+// The report is kept in the folder of `path` (the configuration directory where `path` has no
+// folder).
 void set_report_path(const std::string& path);
 std::string report_path();
 
 // Describes the machine for reports and in the log.
 void record_system();
 
-// Describes the sound server's devices for reports. The lines are logged, each as "Audio: " + line, when they
-// differ from the last call's. Thread: any.
+// Describes the sound server's devices for reports. The lines are logged, each as "Audio: " + line,
+// when they differ from the last call's. Thread: any.
 void record_audio(const std::vector<std::string>& lines);
 
 // Whether a report of an earlier run waits; its text goes to `text` when that is not null.

@@ -1,5 +1,5 @@
-// DESIGN: reports are not written yet; what the other modules record goes to the log, which is where a person
-// looks first. Nothing is claimed that is not there: no report is ever pending.
+// DESIGN: reports are not written yet; what the other modules record goes to the log, which is
+// where a person looks first. Nothing is claimed that is not there: no report is ever pending.
 
 #include "crash_handler.h"
 
@@ -27,9 +27,13 @@ void rotate_log(const std::string& path) {
 
 void set_log_path(const std::string& /*path*/) {}
 
-void set_report_path(const std::string& path) { g_report_path = path; }
+void set_report_path(const std::string& path) {
+  g_report_path = path;
+}
 
-std::string report_path() { return g_report_path; }
+std::string report_path() {
+  return g_report_path;
+}
 
 void record_system() {}
 
@@ -37,9 +41,12 @@ void record_audio(const std::vector<std::string>& lines) {
   const std::lock_guard lock(g_audio_mtx);
   if (lines == g_audio_lines) return;
   g_audio_lines = lines;
-  for (const std::string& line : lines) logger::info("Audio: " + line);
+  for (const std::string& line : lines)
+    logger::info("Audio: " + line);
 }
 
-bool pending_report(std::string* /*text*/) { return false; }
+bool pending_report(std::string* /*text*/) {
+  return false;
+}
 
 }  // namespace crash_handler

@@ -5,7 +5,8 @@
 
 namespace i18n {
 
-// Chooses the interface language: a code such as "de", or "auto" for the environment's. Main thread.
+// Chooses the interface language: a code such as "de", or "auto" for the environment's. Main
+// thread.
 void set_language(const std::string& code);
 
 // The setting given last, "auto" at start.

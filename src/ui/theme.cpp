@@ -6,8 +6,12 @@ namespace {
 bool g_dark = false;  // main thread
 }  // namespace
 
-void set_dark(bool dark) { g_dark = dark; }
+void set_dark(bool dark) {
+  g_dark = dark;
+}
 
-bool dark() { return g_dark; }
+bool dark() {
+  return g_dark;
+}
 
 }  // namespace theme
