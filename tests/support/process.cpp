@@ -24,8 +24,6 @@
 #include <thread>
 #include <utility>
 
-extern "C" char** environ;
-
 namespace support {
 namespace {
 
@@ -48,7 +46,7 @@ std::vector<std::string> child_environment(const Environment& changes) {
     }
   }
   for (const auto& [name, value] : changes) {
-    if (!value.empty()) result.push_back(name + "=" + value);
+    if (!value.empty()) result.emplace_back(name).append("=").append(value);
   }
   return result;
 }

@@ -4,6 +4,7 @@
 #include "pulse_client.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 #include <ostream>
 #include <set>
@@ -29,7 +30,7 @@ double mean(const pa_cvolume& volume) {
 }
 
 pa_volume_t to_volume(double volume) {
-  return static_cast<pa_volume_t>(volume * PA_VOLUME_NORM + 0.5);
+  return static_cast<pa_volume_t>(std::lround(volume * PA_VOLUME_NORM));
 }
 
 Sink to_item(const pa_sink_info& i) {

@@ -50,8 +50,8 @@ PulseConnection::LoopLock::~LoopLock() {
   pa_threaded_mainloop_unlock(loop_);
 }
 
-PulseConnection::PulseConnection(std::string address, const std::string& application_name)
-    : address_(std::move(address)), application_name_(application_name) {
+PulseConnection::PulseConnection(std::string address, std::string application_name)
+    : address_(std::move(address)), application_name_(std::move(application_name)) {
   leave_the_persons_session_alone();
   loop_ = pa_threaded_mainloop_new();
   if (loop_ == nullptr || pa_threaded_mainloop_start(loop_) != 0) {
@@ -126,8 +126,12 @@ void PulseConnection::finish(const LoopLock& lock, pa_operation* operation,
   if (!done) throw error(lock, what);
 }
 
-std::runtime_error PulseConnection::error(const LoopLock&, const std::string& what) const {
-  return std::runtime_error(what + ": " + pa_strerror(pa_context_errno(context_)));
+std::string PulseConnection::error_text(const LoopLock&) const {
+  return pa_strerror(pa_context_errno(context_));
+}
+
+std::runtime_error PulseConnection::error(const LoopLock& lock, const std::string& what) const {
+  return std::runtime_error(what + ": " + error_text(lock));
 }
 
 }  // namespace support

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace support {
@@ -24,7 +25,7 @@ class PulseConnection {
   // Sets everything up without connecting.
   //   address            the server's address, "unix:/..."
   //   application_name   the "application.name" that others see
-  PulseConnection(std::string address, const std::string& application_name);
+  PulseConnection(std::string address, std::string application_name);
   ~PulseConnection();
   PulseConnection(const PulseConnection&) = delete;
   PulseConnection& operator=(const PulseConnection&) = delete;
@@ -57,7 +58,8 @@ class PulseConnection {
   // Throws std::runtime_error when the request could not be sent, failed for want of a connection
   // or went unanswered for kAnswerLimit.
   void finish(const LoopLock& lock, pa_operation* operation, const std::string& what);
-  // "what: the library's text for its last error", to be thrown.
+  // The library's text for its last error, alone and as an exception "what: text".
+  [[nodiscard]] std::string error_text(const LoopLock& lock) const;
   [[nodiscard]] std::runtime_error error(const LoopLock& lock, const std::string& what) const;
 
   [[nodiscard]] pa_context* context(const LoopLock&) const { return context_; }

@@ -16,7 +16,7 @@ std::size_t to_frames(std::chrono::milliseconds length) {
 
 }  // namespace
 
-Recorder::Recorder(const std::string& address, const std::string& source, Options options)
+Recorder::Recorder(const std::string& address, const std::string& source, const Options& options)
     : connection_(address, options.application_name) {
   const LoopLock lock = connection_.lock();
   connection_.connect(lock);
@@ -44,9 +44,9 @@ void Recorder::open(const LoopLock& lock, const std::string& source, const Optio
     return pa_stream_get_state(stream_) != PA_STREAM_CREATING;
   }) && pa_stream_get_state(stream_) == PA_STREAM_READY;
   if (ready) return;
-  const std::runtime_error failure = connection_.error(lock, "record from " + source);
+  const std::string failure = connection_.error_text(lock);
   close(lock);
-  throw failure;
+  throw std::runtime_error("record from " + source + ": " + failure);
 }
 
 void Recorder::close(const LoopLock&) {

@@ -26,7 +26,7 @@ class Recorder {
   // Connects and waits until the server records. Throws std::runtime_error when it refuses or does
   // not answer.
   //   source   e.g. "speakers.monitor"
-  Recorder(const std::string& address, const std::string& source, Options options = {});
+  Recorder(const std::string& address, const std::string& source, const Options& options = {});
   ~Recorder();
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;

@@ -206,16 +206,16 @@ void SoundServer::wait_until_ready() {
       client.set_default_sink(options_.devices.front());
       return false;
     }
+    // A session manager that does not know the device yet has the stream fail.
+    if (!options_.devices.empty()) {
+      TonePlayer::Options probe;
+      probe.application_name = "Test start";
+      probe.device = options_.devices.front();
+      const TonePlayer player(address(), silence(), probe);
+    }
     return true;
   });
   if (!ready) throw std::runtime_error(ready.message() + ("\n" + logs()));
-  // A session manager that is not up yet leaves streams waiting; this one returns when it is.
-  if (!options_.devices.empty()) {
-    TonePlayer::Options probe;
-    probe.application_name = "Test start";
-    probe.device = options_.devices.front();
-    const TonePlayer player(address(), silence(), probe);
-  }
 }
 
 void SoundServer::stop() {

@@ -83,6 +83,10 @@ TonePlayer::TonePlayer(const std::string& address, Generator generator, Options 
 
 TonePlayer::~TonePlayer() {
   const LoopLock lock = connection_.lock();
+  close(lock);
+}
+
+void TonePlayer::close(const LoopLock&) {
   pa_stream_set_state_callback(stream_, nullptr, nullptr);
   pa_stream_set_write_callback(stream_, nullptr, nullptr);
   pa_stream_set_underflow_callback(stream_, nullptr, nullptr);
@@ -115,12 +119,9 @@ void TonePlayer::open(const LoopLock& lock) {
     return pa_stream_get_state(stream_) != PA_STREAM_CREATING;
   }) && pa_stream_get_state(stream_) == PA_STREAM_READY;
   if (ready) return;
-  const std::runtime_error failure = connection_.error(lock, "play to " + options_.device);
-  pa_stream_set_state_callback(stream_, nullptr, nullptr);
-  pa_stream_set_write_callback(stream_, nullptr, nullptr);
-  pa_stream_disconnect(stream_);
-  pa_stream_unref(stream_);
-  throw failure;
+  const std::string failure = connection_.error_text(lock);
+  close(lock);
+  throw std::runtime_error("play to " + options_.device + ": " + failure);
 }
 
 void TonePlayer::set_generator(Generator generator) {

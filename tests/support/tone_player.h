@@ -78,6 +78,7 @@ class TonePlayer {
   static void on_underflow(pa_stream* stream, void* self);
   static void on_moved(pa_stream* stream, void* self);
   void open(const LoopLock& lock);
+  void close(const LoopLock& lock);
   void cork(bool corked);
 
   Options options_;
