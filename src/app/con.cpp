@@ -1,1 +1,38 @@
-// placeholder
+// DESIGN: raw writes instead of the C stream, so that nothing is lost when the process ends without
+// flushing.
+#include "con.h"
+
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+
+namespace con {
+
+void print(const std::string& text) {
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t n = write(STDOUT_FILENO, text.data() + done, text.size() - done);
+    if (n <= 0) return;
+    done += static_cast<std::size_t>(n);
+  }
+}
+
+void printf(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  va_end(arguments);
+  if (length > 0) {
+    std::string text(static_cast<std::size_t>(length) + 1, '\0');
+    std::vsnprintf(text.data(), text.size(), format, again);
+    text.pop_back();  // the terminator
+    print(text);
+  }
+  va_end(again);
+}
+
+}  // namespace con

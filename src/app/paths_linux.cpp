@@ -1,1 +1,81 @@
-// placeholder
+// DESIGN: the environment decides, and is asked every time. The only state is the flag that makes
+// the move from the earlier name a thing of the first call.
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cstdio>
+#include <string_view>
+
+#include "environment.h"
+#include "files.h"
+#include "paths.h"
+
+namespace paths {
+namespace {
+
+constexpr mode_t kPrivate = 0700;
+constexpr const char* kLanguageVariables[] = {"TRSL_LANG", "LANGUAGE", "LC_ALL", "LC_MESSAGES",
+                                              "LANG"};
+
+std::atomic<bool> g_migration_tried{false};
+
+std::string locate() {
+  if (const std::string base = environment::get("XDG_CONFIG_HOME"); !base.empty()) {
+    return base + "/Velmora";
+  }
+  if (const std::string home = environment::get("HOME"); !home.empty()) {
+    return home + "/.config/Velmora";
+  }
+  return ".Velmora";
+}
+
+// Takes over what releases under the earlier name left behind. Whatever fails leaves things as they
+// are.
+void migrate(const std::string& dir) {
+  const std::size_t slash = dir.rfind('/');
+  if (slash == std::string::npos) return;
+  const std::string legacy = dir.substr(0, slash) + "/Tarsel";
+  if (files::exists(dir) || !files::exists(legacy)) return;
+  if (std::rename(legacy.c_str(), dir.c_str()) != 0) return;
+  static_cast<void>(std::rename((dir + "/Tarsel.log").c_str(), (dir + "/Velmora.log").c_str()));
+  static_cast<void>(std::remove((dir + "/Tarsel.lock").c_str()));
+}
+
+}  // namespace
+
+std::string config_dir() {
+  std::string dir = locate();
+  if (!g_migration_tried.exchange(true)) migrate(dir);
+  files::make_directories(dir, kPrivate);
+  return dir;
+}
+
+const char* package_kind() {
+  if (environment::is_set("SNAP")) return "snap";
+  if (environment::is_set("FLATPAK_ID")) return "flatpak";
+  if (environment::is_set("APPDIR")) return "appimage";
+  return "plain";
+}
+
+bool is_sandboxed() {
+  return environment::is_set("SNAP") || environment::is_set("FLATPAK_ID");
+}
+
+std::string display(const std::string& path) {
+  return path;
+}
+
+std::string system_language() {
+  for (const char* const variable : kLanguageVariables) {
+    const std::string value = environment::get(variable);
+    // "de_DE.UTF-8@euro:en" asks for de_DE first; a list's later entries are not looked at.
+    std::string_view language = value;
+    for (const char end : {':', '.', '@'})
+      language = language.substr(0, language.find(end));
+    if (language.size() >= 2 && language != "C" && language != "POSIX")
+      return std::string(language);
+  }
+  return "en";
+}
+
+}  // namespace paths

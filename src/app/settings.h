@@ -1,4 +1,11 @@
 // Everything that Velmora remembers between runs, and the file that holds it.
+//
+// One record lives for the whole run: start-up loads it, the interface edits it through a pointer,
+// and it is saved after changes and at the end. It is a plain value; copies are independent.
+//
+// On disk it is a small key=value text (settings_text.h), sealed before it is written
+// (save_crypt.h), in "settings.dat" in the configuration directory. Thread: the main thread owns
+// the record and calls load and save.
 #pragma once
 
 #include <cstdint>
@@ -7,32 +14,54 @@
 
 #include "eq_dsp.h"
 
+// A preset that the person saved.
 struct UserPreset {
-  std::string name;
+  std::string name;  // UTF-8, at most 32 code points, unique within the list
   eq::Curve curve;
 };
 
+// The initial values are what a first run starts with.
 struct Settings {
-  eq::Curve curve = eq::standard_curve();
-  std::string preset = "b:preset_standard";
-  std::vector<UserPreset> user_presets;
-  bool active = true;
-  bool active_on_start = true;
-  bool compact = false;
-  bool compact_on_top = true;
-  std::string output;
-  std::string last_default;
-  std::int32_t channel = 0;
-  std::string language = "auto";
-  std::string theme = "dark";
-  std::int32_t win_x = -1, win_y = -1, win_w = 0, win_h = 0;
-  bool collapsed = false;
-  std::int32_t mini_x = -1, mini_y = -1, mini_w = 0, mini_h = 0;
+  eq::Curve curve = eq::standard_curve();    // gains and preamp in dB, -12 to +12
+  std::string preset = "b:preset_standard";  // selected preset; "b:" + key names a built-in one
+  std::vector<UserPreset> user_presets;      // at most 100
+  bool active = true;                        // equalizer switched on
+  bool active_on_start = true;               // start-up sets `active` from it
+  bool compact = false;                      // the compact view is shown
+  bool compact_on_top = true;                // the compact window stays above others
+  std::string output;                     // chosen output device; empty follows the system default
+  std::string last_default;               // default device before the program took over
+  std::int32_t channel = 0;               // 0 stereo, 1 left, 2 right
+  std::string language = "auto";          // language code, or "auto" for the environment's
+  std::string theme = "dark";             // "dark" or "light"
+  std::int32_t win_x = -1, win_y = -1;    // full window; -1: the window system places it
+  std::int32_t win_w = 0, win_h = 0;      // 0: default size
+  bool collapsed = false;                 // the band sliders are folded away
+  std::int32_t mini_x = -1, mini_y = -1;  // compact window, same meaning
+  std::int32_t mini_w = 0, mini_h = 0;
 };
 
 namespace settings {
+
+// Reads the file. Never fails: a missing, empty or unreadable file gives the initial values. So
+// does a damaged one, which is moved aside (".manipuliert" is appended to its name) so that the
+// next save does not destroy it.
 Settings load();
+
+// Replaces the file. After a crash, a loss of power or on a full disk the old or the new content is
+// there, never anything else. Returns false, after logging why, when the new file is not in place.
+// Does not create the directory.
 bool save(const Settings& s);
+
+// Where the file is.
 std::string file_path();
+
+// The name of the linked library that seals the file, for the list of components.
+const char* seal_library();
+
+// Self-test: seals and opens a fixed text.
+//   round_trip        receives whether the same bytes came back
+//   tamper_detected   receives whether an altered byte was noticed
 void seal_selftest(bool* round_trip, bool* tamper_detected);
+
 }  // namespace settings

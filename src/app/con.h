@@ -1,0 +1,18 @@
+// The program's command-line output: German text on standard output.
+//
+// Nothing is buffered and nothing is locked: a call is a series of raw writes. Output that cannot
+// be delivered (a closed pipe, a full disk) is lost, not reported. Threads: any; texts of
+// simultaneous calls may mix.
+#pragma once
+
+#include <string>
+
+namespace con {
+
+void print(const std::string& text);
+
+// Formats like printf, into a text as long as it needs to be. Prints nothing when the format cannot
+// be carried out.
+[[gnu::format(printf, 1, 2)]] void printf(const char* format, ...);
+
+}  // namespace con

@@ -1,0 +1,33 @@
+// Where the program keeps its files, how it was packaged and which language its surroundings speak.
+//
+// Everything is read from the environment, afresh on every call. Nothing here reports errors: a
+// directory that cannot be created shows up as a failed open where it is used. Threads: any, as
+// long as nobody changes the environment meanwhile.
+#pragma once
+
+#include <string>
+
+namespace paths {
+
+// The configuration directory, without a trailing "/": $XDG_CONFIG_HOME/Velmora, else
+// $HOME/.config/Velmora, else
+// ".Velmora" in the current directory. It is created, missing ancestors included, readable by the
+// user alone. The first call in a process also moves the directory of the program's earlier name
+// ("Tarsel") to the new name.
+std::string config_dir();
+
+// How the program was packaged: "snap", "flatpak", "appimage" or "plain".
+const char* package_kind();
+
+// Whether the program runs in the sandbox of a snap or a flatpak.
+bool is_sandboxed();
+
+// The text under which a path is shown to the user.
+std::string display(const std::string& path);
+
+// The language of the environment as the variables spell it, without code set and modifier
+// ("de_DE", "pt_BR"); "en" when none is set. TRSL_LANG, the program's own variable, overrides the
+// usual ones.
+std::string system_language();
+
+}  // namespace paths

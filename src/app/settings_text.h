@@ -1,0 +1,20 @@
+// The text form of the settings: lines of key=value in a fixed order, each ended by "\n".
+//
+// Numbers look the same in every locale. Text values are written as they are; a line break, which
+// would end the line, is written as a blank. Threads: any; no state.
+#pragma once
+
+#include <string>
+
+#include "settings.h"
+
+namespace settings {
+
+std::string serialize(const Settings& s);
+
+// Reads a text over what *s holds; a key that is missing leaves its field alone, an unknown one is
+// ignored. Any bytes are accepted: gains end up within +/-12 dB, the channel within 0 to 2, presets
+// within their number and length; other numbers are bounded to 32 bits only.
+void deserialize(const std::string& text, Settings* s);
+
+}  // namespace settings
