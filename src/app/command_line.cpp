@@ -1,1 +1,119 @@
-// placeholder
+// DESIGN: the order of the rules is part of what they mean: --settings leaves the compact view, and
+// --size then applies to the view that is left.
+#include "command_line.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+
+#include "eq_dsp.h"
+
+namespace command_line {
+namespace {
+
+// The last three belong to another platform. They are accepted so that scripts run everywhere, and
+// do nothing here.
+constexpr std::array kKnown = {"--compact",   "--devices",  "--device",      "--no-takeover",
+                               "--off",       "--size",     "--theme",       "--preset",
+                               "--collapsed", "--settings", "--apo-install", "--apo-uninstall",
+                               "--apo-status"};
+
+bool known(const std::string& arg) {
+  return std::any_of(kKnown.begin(), kKnown.end(),
+                     [&arg](const char* name) { return arg == name; });
+}
+
+// Reads a decimal number greater than 0 at *text and moves *text behind it.
+bool parse_length(const char** text, int* value) {
+  char* end = nullptr;
+  errno = 0;
+  const long number = std::strtol(*text, &end, 10);
+  if (end == *text || errno != 0 || number <= 0 || number > std::numeric_limits<int>::max())
+    return false;
+  *text = end;
+  *value = static_cast<int>(number);
+  return true;
+}
+
+void apply_size(const Args& args, Settings* s) {
+  int width = 0;
+  int height = 0;
+  if (!parse_size(arg_value(args, "--size"), &width, &height)) return;
+  if (s->compact) {
+    s->mini_x = s->mini_y = -1;
+    s->mini_w = width;
+    s->mini_h = height;
+  } else {
+    s->win_x = s->win_y = -1;
+    s->win_w = width;
+    s->win_h = height;
+  }
+}
+
+bool apply_theme(const Args& args, Settings* s) {
+  const std::string theme = arg_value(args, "--theme");
+  if (theme != "dark" && theme != "light") return false;
+  s->theme = theme;
+  return true;
+}
+
+void apply_preset(const Args& args, Settings* s) {
+  const std::string name = arg_value(args, "--preset");
+  if (name.empty()) return;
+  const std::string key = "preset_" + name;
+  const int index = eq::find_preset(key);
+  if (index < 0) return;
+  s->preset = "b:" + key;
+  s->curve = eq::preset_curve(index);
+}
+
+}  // namespace
+
+bool has(const Args& args, const std::string& name) {
+  return std::find(args.begin(), args.end(), name) != args.end();
+}
+
+std::string arg_value(const Args& args, const std::string& name) {
+  const auto found = std::find(args.begin(), args.end(), name);
+  if (found == args.end() || found + 1 == args.end()) return {};
+  return *(found + 1);
+}
+
+std::string first_unknown_switch(const Args& args) {
+  const auto unknown = std::find_if(args.begin(), args.end(), [](const std::string& arg) {
+    return arg.starts_with("--") && !known(arg);
+  });
+  return unknown == args.end() ? "" : *unknown;
+}
+
+bool parse_size(const std::string& text, int* width, int* height) {
+  const char* at = text.c_str();
+  int w = 0;
+  int h = 0;
+  if (!parse_length(&at, &w) || *at++ != 'x' || !parse_length(&at, &h)) return false;
+  *width = w;
+  *height = h;
+  return true;
+}
+
+Start apply_start_switches(const Args& args, Settings* s) {
+  Start start;
+  s->active = s->active_on_start && !has(args, "--off");
+  if (has(args, "--compact")) s->compact = true;
+  if (has(args, "--collapsed")) s->collapsed = true;
+  if (has(args, "--settings")) {
+    s->compact = false;
+    start.open_settings = true;
+  }
+  apply_size(args, s);
+  start.theme_chosen = apply_theme(args, s);
+  apply_preset(args, s);
+  start.device = arg_value(args, "--device");
+  start.takeover = !has(args, "--no-takeover");
+  return start;
+}
+
+}  // namespace command_line

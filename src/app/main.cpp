@@ -1,15 +1,232 @@
+// DESIGN: start-up is one list, read from top to bottom, because its order is what makes it right:
+// the guard is forked before there are threads, locks or blocked signals to inherit; the lock is
+// taken before the previous run's log is touched; the wishes are complete before the engine starts.
+// Nothing below knows how the others work.
+#include <fcntl.h>
+#include <signal.h>  // kill is POSIX, not C++
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <limits>
+#include <string>
+#include <thread>
+
 #include "audio.h"
+#include "autostart.h"
+#include "command_line.h"
+#include "con.h"
+#include "crash_handler.h"
 #include "guard.h"
+#include "i18n.h"
+#include "logger.h"
+#include "paths.h"
 #include "platform.h"
+#include "selftest.h"
 #include "settings.h"
-int main() {
-  guard::start();
-  Settings s;
-  audio::set_curve(s.curve);
-  audio::set_active(true);
-  audio::start(true);
-  const int rc = run_gui(&s);
+#include "theme.h"
+#include "ui.h"
+#include "version.h"
+
+namespace {
+
+using command_line::Args;
+
+constexpr int kExitOk = 0;
+constexpr int kExitNoServer = 1;
+constexpr int kExitUnknownSwitch = 2;
+
+constexpr const char* kLogName = "Velmora";
+constexpr const char* kDevicesLogName = "Velmora-devices";  // keeps the log of a run in progress
+
+constexpr int kConnectPolls = 40;
+constexpr std::chrono::milliseconds kConnectPoll{100};
+
+constexpr const char* kVersionText = "Velmora %s (Build %s)\n";
+
+// -h and the switches of another platform are left out on purpose.
+constexpr const char* kHelpText =
+    "Velmora %s (Build %s)\n"
+    "\n"
+    "  Velmora                 Fenster oeffnen\n"
+    "  Velmora --compact       in der Kompaktansicht oeffnen\n"
+    "  Velmora --devices       Ausgabegeraete auflisten\n"
+    "  Velmora --selftest      Filter und Spektrum nachrechnen\n"
+    "  Velmora --version       Fassung ausgeben\n"
+    "\n"
+    "  --device <kennung>          fuer diesen Lauf auf dieses Geraet spielen\n"
+    "  --no-takeover               Standardgeraet und fremde Tonstroeme NICHT\n"
+    "                              anfassen (Testlaeufe)\n"
+    "  --off                       mit ausgeschaltetem Equalizer starten\n"
+    "\n"
+    "  Startzustand fuer Aufnahmen (Store-Bilder; wird wie eine Einstellung gemerkt):\n"
+    "  --size <B>x<H>              Fenstergroesse\n"
+    "  --theme dark|light          Design\n"
+    "  --preset <name>             Voreinstellung, z. B. rock, bass, standard\n"
+    "  --collapsed                 Regler eingeklappt\n"
+    "  --settings                  mit geoeffneten Einstellungen (samt \"Ueber\")\n";
+
+// The single-instance lock. Never closed: the kernel gives it back when the process ends, however
+// that happens.
+int g_lock_fd = -1;
+
+void write_lock_owner() {
+  if (ftruncate(g_lock_fd, 0) != 0) return;
+  const std::string pid = std::to_string(getpid()) + "\n";
+  // Without the number a second instance cannot raise our window; the lock holds all the same.
+  [[maybe_unused]] const ssize_t written = pwrite(g_lock_fd, pid.data(), pid.size(), 0);
+}
+
+// The process that the lock file names, or 0.
+pid_t lock_owner() {
+  std::array<char, 32> text{};  // the last byte stays 0
+  if (pread(g_lock_fd, text.data(), text.size() - 1, 0) <= 0) return 0;
+  const long pid = std::strtol(text.data(), nullptr, 10);
+  return pid > 1 && pid <= std::numeric_limits<pid_t>::max() ? static_cast<pid_t>(pid) : 0;
+}
+
+// Returns false when another instance runs. A lock that cannot be had for other reasons protects
+// nothing, and the program runs without.
+bool take_lock() {
+  const std::string path = paths::config_dir() + "/Velmora.lock";
+  g_lock_fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (g_lock_fd < 0) return true;
+  if (flock(g_lock_fd, LOCK_EX | LOCK_NB) == 0) {
+    write_lock_owner();
+    return true;
+  }
+  return errno != EWOULDBLOCK;
+}
+
+void raise_other_instance() {
+  if (const pid_t pid = lock_owner(); pid != 0) kill(pid, SIGUSR1);
+  con::print("Velmora laeuft bereits — Fenster nach vorn geholt.\n");
+}
+
+void open_log(const char* name) {
+  logger::init(paths::config_dir(), name);
+  crash_handler::set_log_path(logger::file_path());
+  crash_handler::set_report_path(paths::config_dir() + "/crash_report.txt");
+  autostart::migrate();
+  logger::info(std::string("Velmora ") + kVersion + " (Build " + kBuild + ", " +
+               paths::package_kind() + ")");
+  crash_handler::record_system();
+}
+
+void wait_for_server() {
+  for (int i = 0; i < kConnectPolls && audio::status().state != audio::kRunning; ++i) {
+    // Goes on sleeping after a signal.
+    std::this_thread::sleep_for(kConnectPoll);
+  }
+}
+
+int list_devices() {
+  audio::start(false);
+  wait_for_server();
+  const audio::Status status = audio::status();
+  const bool connected = status.state == audio::kRunning;
+  if (connected) {
+    for (const audio::Device& device : audio::devices()) {
+      con::printf("%s %-60s %s\n", device.name == status.target ? "*" : " ", device.name.c_str(),
+                  device.label.c_str());
+    }
+  } else {
+    con::print("Kein Tonserver erreichbar.\n");
+  }
   audio::stop();
   guard::stop();
-  return rc;
+  return connected ? kExitOk : kExitNoServer;
+}
+
+void show_pending_report(Settings* s) {
+  std::string text;
+  if (!crash_handler::pending_report(&text)) return;
+  logger::warn("Crash report from the last run found: " + crash_handler::report_path());
+  s->compact = false;  // only the full view has room for the note
+  ui::set_crash_report(text);
+}
+
+void start_audio(const Settings& s, const command_line::Start& start) {
+  audio::set_restore_hint(s.last_default);
+  audio::set_output(start.device.empty() ? s.output : start.device);
+  audio::set_curve(s.curve);
+  audio::set_active(s.active);
+  audio::start(start.takeover);
+}
+
+// Also for an end that does not come back here, such as a library's call of exit. Both may be
+// called twice.
+void stop_at_exit() {
+  audio::stop();
+  guard::stop();
+}
+
+int run_window(const Args& args, Settings* s) {
+  const command_line::Start start = command_line::apply_start_switches(args, s);
+  if (start.open_settings) ui::open_settings_at_start();
+  if (start.theme_chosen) theme::set_dark(s->theme == "dark");
+  show_pending_report(s);
+  start_audio(*s, start);
+  std::atexit(stop_at_exit);
+
+  const int exit_code = run_gui(s);
+
+  audio::stop();
+  guard::stop();
+  settings::save(*s);
+  logger::info("Quit");
+  logger::shutdown();
+  return exit_code;
+}
+
+int start_up(const Args& args) {
+  const bool listing = command_line::has(args, "--devices");
+  guard::start();
+  // From here on a request to end takes the way through the orderly stop; the guard must not
+  // inherit this.
+  if (!listing) platform::install_signal_handlers();
+  Settings s = settings::load();
+  i18n::set_language(s.language);
+  theme::set_dark(s.theme != "light");
+  if (listing) {
+    open_log(kDevicesLogName);
+    return list_devices();
+  }
+  if (!take_lock()) {
+    raise_other_instance();
+    guard::stop();
+    return kExitOk;
+  }
+  crash_handler::rotate_log(paths::config_dir() + "/" + kLogName + ".log");
+  open_log(kLogName);
+  return run_window(args, &s);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  crash_handler::install();
+  // Output to a pipe that nobody reads is lost; it must not end the program.
+  signal(SIGPIPE, SIG_IGN);
+
+  const Args args(argv + std::min(argc, 1), argv + argc);
+  if (command_line::has(args, "--version")) {
+    con::printf(kVersionText, kVersion, kBuild);
+    return kExitOk;
+  }
+  if (command_line::has(args, "--help") || command_line::has(args, "-h")) {
+    con::printf(kHelpText, kVersion, kBuild);
+    return kExitOk;
+  }
+  if (command_line::has(args, "--selftest")) return selftest::run();
+  if (const std::string unknown = command_line::first_unknown_switch(args); !unknown.empty()) {
+    con::printf("Unbekannter Schalter: %s\n\n", unknown.c_str());
+    con::printf(kHelpText, kVersion, kBuild);
+    return kExitUnknownSwitch;
+  }
+  return start_up(args);
 }

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <optional>
@@ -66,22 +67,21 @@ std::string preset_key(std::int32_t index) {
   return "up" + std::to_string(index);
 }
 
-// Writing
-// -----------------------------------------------------------------------------------------------------
+// Writing --------------------------------------------------------------
 
-void put(std::string* out, std::string_view key, std::string_view value) {
+void put_text(std::string* out, std::string_view key, std::string_view value) {
   out->append(key).append("=");
   std::transform(value.begin(), value.end(), std::back_inserter(*out),
                  [](char c) { return c == '\n' ? ' ' : c; });
   out->push_back('\n');
 }
 
-void put(std::string* out, std::string_view key, bool value) {
-  put(out, key, std::string_view(value ? "1" : "0"));
+void put_flag(std::string* out, std::string_view key, bool value) {
+  put_text(out, key, value ? "1" : "0");
 }
 
-void put(std::string* out, std::string_view key, std::int32_t value) {
-  put(out, key, std::string_view(std::to_string(value)));
+void put_number(std::string* out, std::string_view key, std::int32_t value) {
+  put_text(out, key, std::to_string(value));
 }
 
 std::string decibels(float value) {
@@ -100,17 +100,16 @@ std::string curve_list(const eq::Curve& curve) {
 }
 
 void put_user_presets(std::string* out, const std::vector<UserPreset>& presets) {
-  put(out, "user_presets", std::string_view(std::to_string(presets.size())));
+  put_text(out, "user_presets", std::to_string(presets.size()));
   std::int32_t index = 0;
   for (const UserPreset& preset : presets) {
     const std::string key = preset_key(index++);
-    put(out, key + "_name", std::string_view(preset.name));
-    put(out, key, std::string_view(curve_list(preset.curve)));
+    put_text(out, key + "_name", preset.name);
+    put_text(out, key, curve_list(preset.curve));
   }
 }
 
-// Reading
-// -----------------------------------------------------------------------------------------------------
+// Reading --------------------------------------------------------------
 
 Lines split_lines(std::string_view text) {
   Lines lines;
@@ -211,29 +210,29 @@ std::vector<UserPreset> parse_user_presets(const Lines& lines, std::int32_t coun
 std::string serialize(const Settings& s) {
   std::string out;
   for (int band = 0; band < eq::kBands; ++band) {
-    put(&out, band_key(band), std::string_view(decibels(s.curve.gain[band])));
+    put_text(&out, band_key(band), decibels(s.curve.gain[band]));
   }
-  put(&out, "preset", std::string_view(s.preset));
+  put_text(&out, "preset", s.preset);
   put_user_presets(&out, s.user_presets);
-  put(&out, "preamp", std::string_view(decibels(s.curve.preamp)));
-  put(&out, "active", s.active);
-  put(&out, "active_on_start", s.active_on_start);
-  put(&out, "compact", s.compact);
-  put(&out, "compact_on_top", s.compact_on_top);
-  put(&out, "output", std::string_view(s.output));
-  put(&out, "last_default", std::string_view(s.last_default));
-  put(&out, "channel", s.channel);
-  put(&out, "language", std::string_view(s.language));
-  put(&out, "theme", std::string_view(s.theme));
-  put(&out, "win_x", s.win_x);
-  put(&out, "win_y", s.win_y);
-  put(&out, "win_w", s.win_w);
-  put(&out, "win_h", s.win_h);
-  put(&out, "collapsed", s.collapsed);
-  put(&out, "mini_x", s.mini_x);
-  put(&out, "mini_y", s.mini_y);
-  put(&out, "mini_w", s.mini_w);
-  put(&out, "mini_h", s.mini_h);
+  put_text(&out, "preamp", decibels(s.curve.preamp));
+  put_flag(&out, "active", s.active);
+  put_flag(&out, "active_on_start", s.active_on_start);
+  put_flag(&out, "compact", s.compact);
+  put_flag(&out, "compact_on_top", s.compact_on_top);
+  put_text(&out, "output", s.output);
+  put_text(&out, "last_default", s.last_default);
+  put_number(&out, "channel", s.channel);
+  put_text(&out, "language", s.language);
+  put_text(&out, "theme", s.theme);
+  put_number(&out, "win_x", s.win_x);
+  put_number(&out, "win_y", s.win_y);
+  put_number(&out, "win_w", s.win_w);
+  put_number(&out, "win_h", s.win_h);
+  put_flag(&out, "collapsed", s.collapsed);
+  put_number(&out, "mini_x", s.mini_x);
+  put_number(&out, "mini_y", s.mini_y);
+  put_number(&out, "mini_w", s.mini_w);
+  put_number(&out, "mini_h", s.mini_h);
   return out;
 }
 
