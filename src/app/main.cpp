@@ -3,7 +3,6 @@
 // taken before the previous run's log is touched; the wishes are complete before the engine starts.
 // Nothing below knows how the others work.
 #include <fcntl.h>
-#include <signal.h>  // kill is POSIX, not C++
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <limits>
 #include <string>
@@ -211,7 +211,7 @@ int start_up(const Args& args) {
 int main(int argc, char** argv) {
   crash_handler::install();
   // Output to a pipe that nobody reads is lost; it must not end the program.
-  signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGPIPE, SIG_IGN);
 
   const Args args(argv + std::min(argc, 1), argv + argc);
   if (command_line::has(args, "--version")) {

@@ -21,6 +21,7 @@ namespace {
 
 constexpr float kRate = 48000.0F;
 constexpr int kFrames = 48000;  // one second
+constexpr int kMeasuredFrames = kFrames / 2;
 constexpr int kChannels = 2;
 constexpr float kToneAmplitude = 0.1F;  // low enough that no gain tested here meets the limiter
 constexpr int kSpectrumSamples = 4096;  // what the analyzer takes
@@ -66,10 +67,11 @@ double rms_after(const eq::Curve& curve, float freq) {
   }
   processor.process(samples.data(), kFrames);
   double sum = 0.0;
-  for (std::size_t i = samples.size() / 2; i < samples.size(); i += kChannels) {
+  constexpr std::size_t kFirst = std::size_t{kFrames - kMeasuredFrames} * kChannels;
+  for (std::size_t i = kFirst; i < samples.size(); i += kChannels) {
     sum += static_cast<double>(samples[i]) * static_cast<double>(samples[i]);
   }
-  return std::sqrt(sum / (kFrames / 2));
+  return std::sqrt(sum / kMeasuredFrames);
 }
 
 double decibels(double ratio) {
@@ -82,7 +84,7 @@ int check_band(const BandRow& row, double ref) {
   eq::Curve curve;
   curve.gain[row.band] = row.gain_db;
   const double measured = decibels(rms_after(curve, row.freq_hz) / ref);
-  const double expected = static_cast<double>(eq::response_db(curve, kRate, row.freq_hz));
+  const auto expected = static_cast<double>(eq::response_db(curve, kRate, row.freq_hz));
   const bool passed = std::fabs(measured - expected) < kBandToleranceDb;
   con::printf("Filter  Band %-4s %+5.1f dB bei %6.0f Hz: gemessen %+6.2f dB, Kurve %+6.2f dB  %s\n",
               eq::band_label(row.band), static_cast<double>(row.gain_db),

@@ -3,11 +3,10 @@
 // and one narrowing per target type that is defined for every double.
 #include "settings_text.h"
 
-#include <locale.h>  // newlocale is POSIX, not C++
-
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <clocale>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
