@@ -54,9 +54,13 @@ std::string pulseaudio_script(const SoundServerOptions& options,
       "load-module module-native-protocol-unix auth-anonymous=1 socket=" +
       socket.string() + "\n";
   for (const std::string& device : options.devices) {
-    // Float, so that a level measured on the monitor is the level that was played.
+    // Float, so that a level measured on the monitor is the level that was played. Without rewinds,
+    // because an idle null sink otherwise runs 2 s ahead and takes a new stream's samples only when
+    // that time has passed; a sound card takes them within its buffer, and so does this within 50
+    // ms.
     script += "load-module module-null-sink sink_name=" + device +
-              " rate=48000 channels=2 format=float32le sink_properties=\"device.description='" +
+              " rate=48000 channels=2 format=float32le norewinds=true "
+              "sink_properties=\"device.description='" +
               description_of(device) + "'\"\n";
   }
   script += "load-module module-default-device-restore\n";
