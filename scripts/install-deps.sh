@@ -1,0 +1,106 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that are missing, and says nothing when none is.
+#
+#   scripts/install-deps.sh            what building and starting the program needs
+#   scripts/install-deps.sh --servers  also the sound servers that tests and demo start privately
+#   scripts/install-deps.sh --ci       also what the checks of .ci/run need
+#
+# A machine that already has a sound server keeps exactly that one: a second server would compete
+# with it for the sound card at the next login. The tests for the other server are skipped then.
+# With CI=true both servers are installed, whatever is there.
+#
+# Everything goes to stderr, so that "./run.sh --version" prints one line on stdout.
+set -euo pipefail
+exec >&2
+
+build_packages=(g++ cmake ninja-build pkg-config libpulse-dev libgtest-dev libgmock-dev)
+# pactl, pacat and parec, without a server.
+client_packages=(pulseaudio-utils python3)
+server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
+ci_packages=(clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 libbenchmark-dev libfftw3-dev
+  shellcheck)
+
+installed() {
+  [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null || true) == installed ]]
+}
+
+has_sound_server() {
+  installed pulseaudio || installed pipewire-pulse
+}
+
+as_root() {
+  if [[ $(id -u) == 0 ]]; then
+    "$@"
+  elif command -v sudo >/dev/null; then
+    sudo "$@"
+  else
+    echo "Neither root nor sudo: cannot run $*"
+    return 1
+  fi
+}
+
+# Never removes a package: whatever this machine has stays.
+apt() {
+  as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o Dpkg::Use-Pty=0 \
+    -o DPkg::Lock::Timeout=300 -o Acquire::Retries=3 "$@" </dev/null
+}
+
+install() {
+  local log
+  log=$(mktemp)
+  echo "Installing: $*"
+  if apt update >>"$log" 2>&1 &&
+    apt install --yes --no-install-recommends --no-remove "$@" >>"$log" 2>&1; then
+    rm -f "$log"
+    return
+  fi
+  cat "$log"
+  rm -f "$log"
+  echo "These packages could not be installed: $*"
+  exit 1
+}
+
+servers=no
+ci=no
+for argument in "$@"; do
+  case $argument in
+    --servers) servers=yes ;;
+    --ci) servers=yes ci=yes ;;
+    *)
+      echo "Unknown argument: $argument (known: --servers, --ci)"
+      exit 2
+      ;;
+  esac
+done
+
+if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+  for tool in g++ cmake ninja pkg-config; do
+    command -v "$tool" >/dev/null && continue
+    echo "Not a Debian system: please install the counterparts of these Debian packages yourself:"
+    echo "  ${build_packages[*]} libsodium-dev ${client_packages[*]}"
+    exit 1
+  done
+  exit 0
+fi
+
+wanted=("${build_packages[@]}" "${client_packages[@]}")
+# Monocypher seals the settings file where it is there; libsodium is what Debian has.
+if ! pkg-config --exists 'monocypher >= 4' 2>/dev/null; then
+  wanted+=(libsodium-dev)
+fi
+if [[ $servers == yes ]]; then
+  if [[ ${CI:-} == true ]] || ! has_sound_server; then
+    wanted+=("${server_packages[@]}")
+  fi
+fi
+if [[ $ci == yes ]]; then
+  wanted+=("${ci_packages[@]}")
+fi
+
+missing=()
+for package in "${wanted[@]}"; do
+  installed "$package" || missing+=("$package")
+done
+if ((${#missing[@]} > 0)); then
+  install "${missing[@]}"
+fi

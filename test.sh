@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds everything and runs the tests: ./test.sh [CTEST ARGUMENT...]
+#
+#   ./test.sh                 all tests
+#   ./test.sh -L unit         those that need no sound server
+#   ./test.sh -R follows -V   those with "follows" in their names, with their output
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")"
+
+scripts/install-deps.sh --servers
+scripts/build.sh release
+# Two at a time: every server test has a sound server of its own.
+exec ctest --preset release --parallel 2 --no-tests=error "$@"
