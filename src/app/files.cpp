@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <utility>
 
 namespace files {
@@ -74,9 +75,10 @@ Read read_all(const std::string& path, std::size_t limit, std::string* bytes) {
   if (!file) return errno == ENOENT || errno == ENOTDIR ? Read::kMissing : Read::kFailed;
   struct stat info {};
   if (fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) return Read::kFailed;
+  if (info.st_size > 0 && static_cast<std::uintmax_t>(info.st_size) > limit) return Read::kTooLarge;
   std::string content;
   std::size_t used = 0;
-  // The size that fstat tells is not relied on: the file may change while it is read.
+  // The size is not relied on any further: the file may change while it is read.
   for (;;) {
     content.resize(std::min(used + kChunk, limit + 1));
     const ssize_t n = read_chunk(file.get(), content.data() + used, content.size() - used);

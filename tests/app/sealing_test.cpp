@@ -1,0 +1,112 @@
+// The seal, checked against a reading of the layout that shares no code with it: offsets and key
+// are written out here, and the library is called directly.
+#include "sealing.h"
+
+#include <gtest/gtest.h>
+#include <sodium.h>
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace {
+
+using std::string_literals::operator""s;
+
+constexpr std::size_t kHeader = 45;
+
+// BLAKE2b of the program's seeds and tag, computed elsewhere. Files of earlier runs depend on it.
+constexpr std::array<unsigned char, 32> kKey = {
+    0xa4, 0xf3, 0x21, 0x43, 0x8c, 0x57, 0x9a, 0xdc, 0x53, 0x20, 0x7e, 0x53, 0xb0, 0x45, 0x90, 0x37,
+    0xe8, 0xb5, 0x43, 0xdc, 0xcb, 0x97, 0xda, 0xc3, 0xa4, 0xc3, 0x6e, 0xaf, 0x8f, 0xe0, 0x49, 0xd2};
+
+const unsigned char* bytes(const std::string& text, std::size_t offset) {
+  return reinterpret_cast<const unsigned char*>(text.data()) + offset;
+}
+
+unsigned char* bytes(std::string& text, std::size_t offset) {
+  return reinterpret_cast<unsigned char*>(text.data()) + offset;
+}
+
+std::optional<std::string> open_by_hand(const std::string& sealed) {
+  if (sealed.size() < kHeader || !sealed.starts_with("TRSL\x01")) return std::nullopt;
+  std::string plain(sealed.size() - kHeader, '?');
+  if (crypto_aead_xchacha20poly1305_ietf_decrypt_detached(
+          bytes(plain, 0), nullptr, bytes(sealed, 45), plain.size(), bytes(sealed, 29), nullptr, 0,
+          bytes(sealed, 5), kKey.data()) != 0) {
+    return std::nullopt;
+  }
+  return plain;
+}
+
+std::string seal_by_hand(const std::string& plain) {
+  std::string sealed =
+      "TRSL\x01" + "nonce of twenty-four b.."s + std::string(16 + plain.size(), '?');
+  crypto_aead_xchacha20poly1305_ietf_encrypt_detached(bytes(sealed, 45), bytes(sealed, 29), nullptr,
+                                                      bytes(plain, 0), plain.size(), nullptr, 0,
+                                                      nullptr, bytes(sealed, 5), kKey.data());
+  return sealed;
+}
+
+std::string every_byte() {
+  std::string text;
+  for (int i = 0; i < 256; ++i)
+    text.push_back(static_cast<char>(i));
+  return text;
+}
+
+TEST(Sealing, layout_and_key_are_the_agreed_ones) {
+  for (const std::string& plain : {""s, "a"s, "\0"s, every_byte(), std::string(100'000, '\0')}) {
+    const std::string sealed = sealing::seal(plain);
+    EXPECT_EQ(sealed.size(), kHeader + plain.size());
+    EXPECT_EQ(open_by_hand(sealed), plain);
+    std::string opened = "rubbish";
+    EXPECT_EQ(sealing::open(seal_by_hand(plain), &opened), 0);
+    EXPECT_EQ(opened, plain);
+    EXPECT_EQ(sealing::open(sealed, nullptr), 0);
+  }
+}
+
+TEST(Sealing, any_altered_bit_is_noticed) {
+  const std::string sealed = sealing::seal("win_w=1280\n");
+  for (std::size_t at = 0; at < sealed.size(); ++at) {
+    for (unsigned bit = 0; bit < 8; ++bit) {
+      std::string altered = sealed;
+      altered[at] = static_cast<char>(static_cast<unsigned char>(altered[at]) ^ (1U << bit));
+      std::string opened = "rubbish";
+      EXPECT_EQ(sealing::open(altered, &opened), 2) << "byte " << at << ", bit " << bit;
+      EXPECT_EQ(opened, "");
+    }
+  }
+}
+
+TEST(Sealing, anything_cut_off_or_added_is_noticed) {
+  const std::string sealed = sealing::seal("theme=dark\n");
+  std::string opened = "rubbish";
+  EXPECT_EQ(sealing::open("", &opened), 1);
+  EXPECT_EQ(opened, "");
+  for (std::size_t size = 1; size < sealed.size(); ++size) {
+    EXPECT_EQ(sealing::open(sealed.substr(0, size), &opened), 2) << size;
+  }
+  EXPECT_EQ(sealing::open(sealed + '\0', &opened), 2);
+  EXPECT_EQ(sealing::open("theme=light\n" + std::string(100, ' '), &opened), 2);
+}
+
+TEST(Sealing, the_same_text_is_never_sealed_the_same_way) {
+  const std::string first = sealing::seal("settings");
+  const std::string second = sealing::seal("settings");
+  EXPECT_NE(first.substr(5, 24), second.substr(5, 24));
+  EXPECT_NE(first.substr(29, 16), second.substr(29, 16));
+  EXPECT_NE(first.substr(45), second.substr(45));
+}
+
+TEST(Sealing, a_sealed_text_is_recognised_by_size_and_magic) {
+  const std::string sealed = sealing::seal("");
+  EXPECT_TRUE(sealing::looks_sealed(sealed));
+  EXPECT_FALSE(sealing::looks_sealed(sealed.substr(0, 44)));
+  EXPECT_TRUE(sealing::looks_sealed("TRSL\x02" + std::string(40, ' ')));
+  EXPECT_FALSE(sealing::looks_sealed("TRSM\x01" + std::string(40, ' ')));
+}
+
+}  // namespace
