@@ -23,12 +23,15 @@ constexpr const char* kModuleArguments =
     "device.icon_name=velmora'";
 constexpr int kPolls = 10;  // for what the server has promised and does a moment later
 constexpr int kPollMs = 100;
+constexpr std::chrono::seconds kRememberedLevel{
+    1};                              // in which a server brings back an earlier sink's level
 constexpr int kRestrictedMs = 1000;  // what a server that refuses default changes gets to answer
 
 // Control thread only.
 std::uint32_t g_module = kNoIndex;
 bool g_load_unanswered = false;  // a sink was asked for and may yet appear
 Follow g_follow;
+Clock::time_point g_loaded_at;
 bool g_restricted = false;
 bool g_restricted_said = false;
 bool g_passive_said = false;
@@ -98,12 +101,15 @@ void take_module(std::uint32_t module) {
 
 // What the server remembers of an earlier virtual sink (a low volume, a mute) is not what the
 // person hears now, and on the way out a low volume is handed to the real device: without this it
-// would sink from run to run.
-void start_at_full_volume(const LoopLock& lock) {
-  pa_cvolume full;
-  pa_cvolume_set(&full, kChannels, PA_VOLUME_NORM);
-  set_volume_of(lock, kSinkName, full);
-  set_mute_of(lock, kSinkName, false);
+// would sink from run to run. Some servers bring it back a moment after the sink has appeared.
+void start_at_full_volume(const LoopLock& lock, const SinkInfo& ours) {
+  if (Clock::now() - g_loaded_at > kRememberedLevel) return;
+  if (!ours.full_volume) {
+    pa_cvolume full;
+    pa_cvolume_set(&full, kChannels, PA_VOLUME_NORM);
+    set_volume_of(lock, kSinkName, full);
+  }
+  if (ours.muted) set_mute_of(lock, kSinkName, false);
 }
 
 bool unload(const LoopLock& lock, std::uint32_t module) {
@@ -148,7 +154,7 @@ bool load_sink(const LoopLock& lock, Snapshot* s) {
     g_module = kNoIndex;
     return false;
   }
-  start_at_full_volume(lock);
+  g_loaded_at = Clock::now();
   return true;
 }
 
@@ -291,6 +297,7 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
     done = open_play(lock, target);
   }
   const SinkInfo* ours = s.find(kSinkName);
+  start_at_full_volume(lock, *ours);
   if (!record_alive(lock, ours->monitor, true)) done = open_record(lock, *ours, true) && done;
   if (takeover) {
     if (s.default_sink != kSinkName) become_default(lock);

@@ -26,6 +26,7 @@ struct SinkInfo {
   std::string monitor;              // name of its monitor source
   std::uint32_t module = kNoIndex;  // module that owns it
   bool muted = false;
+  bool full_volume = true;  // neither turned down nor up
 };
 
 // A playback stream (sink input) or a recording stream (source output).

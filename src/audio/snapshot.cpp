@@ -48,7 +48,8 @@ void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
   auto* answer = static_cast<Answer<std::vector<SinkInfo>>*>(user);
   if (list_ended(answer, eol)) return;
   answer->value.push_back({info->index, text(info->name), text(info->description),
-                           text(info->monitor_source_name), info->owner_module, info->mute != 0});
+                           text(info->monitor_source_name), info->owner_module, info->mute != 0,
+                           pa_cvolume_is_norm(&info->volume) != 0});
 }
 
 void on_sink_input(pa_context* /*c*/, const pa_sink_input_info* info, int eol, void* user) {

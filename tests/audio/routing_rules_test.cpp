@@ -25,7 +25,8 @@ Snapshot server(const std::string& default_sink, std::initializer_list<const cha
                        .description = name,
                        .monitor = std::string(name) + ".monitor",
                        .module = 100 + index,
-                       .muted = false});
+                       .muted = false,
+                       .full_volume = true});
   }
   return s;
 }
