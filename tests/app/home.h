@@ -8,11 +8,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
 
+#include "process.h"
 #include "temp_dir.h"
 
 class Home {
@@ -57,10 +57,7 @@ class Home {
   std::map<std::string, std::optional<std::string>> before_;
 };
 
-inline std::string read_file(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
+using support::read_file;
 
 // Creates missing directories on the way.
 inline void write_file(const std::filesystem::path& path, const std::string& content) {

@@ -1,0 +1,342 @@
+// The built program as a shell sees it: texts, exit codes, files, and two instances meeting. There
+// is no sound server and no display; each run has a home of its own.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <optional>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "home.h"
+#include "process.h"
+#include "records.h"
+#include "settings.h"
+#include "wait_until.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using std::chrono_literals::operator""s;
+using support::ExitStatus;
+using support::Process;
+using support::wait_until;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr auto kLimit = 30s;  // generous: sanitizers, and a busy machine
+
+const std::string kHelp =
+    R"(Velmora 1.0.2 (Build 1057)
+
+  Velmora                 Fenster oeffnen
+  Velmora --compact       in der Kompaktansicht oeffnen
+  Velmora --devices       Ausgabegeraete auflisten
+  Velmora --selftest      Filter und Spektrum nachrechnen
+  Velmora --version       Fassung ausgeben
+
+  --device <kennung>          fuer diesen Lauf auf dieses Geraet spielen
+  --no-takeover               Standardgeraet und fremde Tonstroeme NICHT
+                              anfassen (Testlaeufe)
+  --off                       mit ausgeschaltetem Equalizer starten
+
+  Startzustand fuer Aufnahmen (Store-Bilder; wird wie eine Einstellung gemerkt):
+  --size <B>x<H>              Fenstergroesse
+  --theme dark|light          Design
+  --preset <name>             Voreinstellung, z. B. rock, bass, standard
+  --collapsed                 Regler eingeklappt
+  --settings                  mit geoeffneten Einstellungen (samt "Ueber")
+)";
+const std::string kVersion = "Velmora 1.0.2 (Build 1057)\n";
+const std::string kRunsAlready = "Velmora laeuft bereits — Fenster nach vorn geholt.\n";
+
+std::atomic<int> g_raised{0};  // signals that a second instance has sent to this process
+
+class CommandLine : public testing::Test {
+ protected:
+  using Args = std::vector<std::string>;
+
+  struct Result {
+    ExitStatus status;
+    std::string output;
+    bool operator==(const Result&) const = default;
+    friend std::ostream& operator<<(std::ostream& out, const Result& r) {
+      return out << r.status << ", printed \"" << r.output << '"';
+    }
+  };
+
+  Home home_;
+  support::TempDir outside_;  // what must not be in the program's home
+  const fs::path log_ = home_.config() / "Velmora.log";
+  const fs::path lock_ = home_.config() / "Velmora.lock";
+  int runs_ = 0;
+
+  [[nodiscard]] support::Environment environment() const {
+    return {{"HOME", home_.path()},
+            {"XDG_CONFIG_HOME", home_.path() / "config"},
+            {"XDG_RUNTIME_DIR", outside_.path()},
+            {"PULSE_SERVER", "unix:/nonexistent/velmora"},
+            {"SDL_VIDEODRIVER", "dummy"}};
+  }
+
+  Process start(Args args) {
+    args.insert(args.begin(), VELMORA_EXECUTABLE);
+    return {args, environment(), outside_.path() / ("output" + std::to_string(runs_++))};
+  }
+
+  // Runs the program to its end.
+  Result run(const Args& args) {
+    Process process = start(args);
+    const std::optional<ExitStatus> status = process.wait(kLimit);
+    EXPECT_TRUE(status) << "still running";
+    return {status.value_or(ExitStatus{}), process.output()};
+  }
+
+  // The program is up when it has the lock and has logged its name.
+  testing::AssertionResult wait_until_up(const Process& process) {
+    return wait_until("the program is up", kLimit, [&](std::string& seen) {
+      seen = process.output() + read_file(log_);
+      return read_file(lock_) == std::to_string(process.pid()) + "\n" &&
+             read_file(log_).find("INFO  Velmora 1.0.2 (Build 1057, plain)\n") != std::string::npos;
+    });
+  }
+
+  // Runs a window and ends it the regular way.
+  void run_window(const Args& args) {
+    Process process = start(args);
+    ASSERT_TRUE(wait_until_up(process));
+    EXPECT_EQ(process.stop(kLimit), (ExitStatus{0, 0}));
+    EXPECT_EQ(process.output(), "");
+  }
+
+  void expect_untouched_home() const {
+    EXPECT_TRUE(fs::is_empty(home_.path())) << fs::directory_iterator(home_.path())->path();
+  }
+};
+
+TEST_F(CommandLine, version_and_help_come_before_everything_else) {
+  const Result version{{0, 0}, kVersion};
+  const Result help{{0, 0}, kHelp};
+  EXPECT_EQ(run({"--version"}), version);
+  EXPECT_EQ(run({"--version", "--bogus"}), version);
+  EXPECT_EQ(run({"--bogus", "--help", "--selftest", "--version"}), version);
+  EXPECT_EQ(run({"--help"}), help);
+  EXPECT_EQ(run({"word", "-h"}), help);
+  EXPECT_EQ(run({"--bogus", "--selftest", "--devices", "-h"}), help);
+  expect_untouched_home();
+}
+
+TEST_F(CommandLine, an_unknown_switch_is_named_and_answered_with_the_help) {
+  const auto unknown = [](const std::string& arg) {
+    return Result{{2, 0}, "Unbekannter Schalter: " + arg + "\n\n" + kHelp};
+  };
+  EXPECT_EQ(run({"--bogus"}), unknown("--bogus"));
+  EXPECT_EQ(run({"--off", "stray", "--b%s", "--devices", "--a"}), unknown("--b%s"));
+  EXPECT_EQ(run({"--"}), unknown("--"));
+  expect_untouched_home();
+}
+
+TEST_F(CommandLine, the_self_test_passes_and_touches_nothing) {
+  const Result result = run({"--bogus", "--devices", "--selftest"});
+  EXPECT_EQ(result.status, (ExitStatus{0, 0}));
+  std::vector<std::string> lines;
+  std::istringstream text(result.output);
+  for (std::string line; std::getline(text, line);)
+    lines.push_back(line);
+  ASSERT_EQ(lines.size(), 13U) << result.output;
+  for (std::size_t i = 0; i < 11; ++i)
+    EXPECT_THAT(lines[i], AllOf(EndsWith("OK"), Not(HasSubstr("FEHLER"))));
+  EXPECT_EQ(lines[11], "");
+  EXPECT_EQ(lines[12], "Alles in Ordnung.");
+  // Between two bands the curve is about half way down from its peak.
+  EXPECT_THAT(lines[4], StartsWith("Filter  Band 1k    +6.0 dB bei   1414 Hz: gemessen  +"));
+  expect_untouched_home();
+}
+
+TEST_F(CommandLine, output_that_nobody_takes_is_lost_and_nothing_else) {
+  // The shell opens the pipe in both directions to get a writing end, then closes the reading one.
+  const std::string broken_pipe =
+      "mkfifo pipe; exec 3<>pipe 4>pipe 3<&-; \"$0\" --help >&4; echo \"code $?\"";
+  const std::string full_disk = "\"$0\" --help >/dev/full; echo \"code $?\"";
+  const std::string closed = "\"$0\" --help >&-; echo \"code $?\"";
+  for (const std::string& script : {broken_pipe, full_disk, closed}) {
+    Process shell({"sh", "-c", "cd \"$1\"; " + script, VELMORA_EXECUTABLE, outside_.path()},
+                  environment(), outside_.path() / ("output" + std::to_string(runs_++)));
+    ASSERT_TRUE(shell.wait(kLimit)) << script;
+    EXPECT_EQ(shell.output(), "code 0\n") << script;
+  }
+}
+
+TEST_F(CommandLine, devices_without_a_server_says_so) {
+  EXPECT_EQ(run({"--devices", "--compact"}), (Result{{1, 0}, "Kein Tonserver erreichbar.\n"}));
+  EXPECT_THAT(read_file(home_.config() / "Velmora-devices.log"),
+              HasSubstr("INFO  Velmora 1.0.2 (Build 1057, plain)\n"));
+  for (const char* other : {"Velmora.log", "Velmora.lock", "settings.dat"}) {
+    EXPECT_FALSE(fs::exists(home_.config() / other)) << other;
+  }
+}
+
+TEST_F(CommandLine, an_instance_holds_the_lock_under_its_process_id) {
+  Process first = start({});
+  ASSERT_TRUE(wait_until_up(first));
+  struct stat info {};
+  ASSERT_EQ(stat(lock_.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777U, 0600U);
+  EXPECT_EQ(first.stop(kLimit), (ExitStatus{0, 0}));
+  // The file stays, and nothing of what it held is left behind the next number.
+  EXPECT_EQ(read_file(lock_), std::to_string(first.pid()) + "\n");
+  write_file(lock_, "99999999999999\nfrom an earlier run\n");
+  run_window({});
+}
+
+TEST_F(CommandLine, a_second_instance_ends_and_leaves_the_first_running) {
+  Process first = start({});
+  ASSERT_TRUE(wait_until_up(first));
+  EXPECT_EQ(run({"--compact"}), (Result{{0, 0}, kRunsAlready}));
+  EXPECT_EQ(run({"--apo-status"}), (Result{{0, 0}, kRunsAlready}));
+  // The list of devices needs no lock and has a log of its own.
+  EXPECT_EQ(run({"--devices"}).status, (ExitStatus{1, 0}));
+  EXPECT_TRUE(first.running());
+  EXPECT_FALSE(fs::exists(log_.string() + ".1")) << "the log of the first was taken away";
+  EXPECT_EQ(first.stop(kLimit), (ExitStatus{0, 0}));
+  EXPECT_THAT(read_file(log_), EndsWith(" INFO  Quit\n"));
+}
+
+// This process plays the first instance: it holds the lock and counts the signals.
+TEST_F(CommandLine, the_holder_of_the_lock_is_signalled_and_nobody_else) {
+  struct sigaction count {};
+  count.sa_handler = [](int) { ++g_raised; };
+  struct sigaction before {};
+  sigaction(SIGUSR1, &count, &before);
+  write_file(lock_, "");
+  const int lock = open(lock_.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(flock(lock, LOCK_EX), 0);
+
+  const std::string pid = std::to_string(getpid());
+  write_file(lock_, pid + "\n");
+  EXPECT_EQ(run({}), (Result{{0, 0}, kRunsAlready}));
+  EXPECT_TRUE(wait_until("the signal", kLimit, [] { return g_raised == 1; }));
+
+  // A number that is cut to 32 bits, or a process group, would hit this process.
+  const std::string wrapped = std::to_string((std::int64_t{1} << 32U) + getpid());
+  for (const std::string& nobody :
+       {std::string(), std::string("\n"), std::string("none\n"), std::string("1\n"),
+        "-" + std::to_string(getpgrp()) + "\n", wrapped + "\n", std::string(31, '0') + pid}) {
+    write_file(lock_, nobody);
+    EXPECT_EQ(run({}), (Result{{0, 0}, kRunsAlready})) << nobody;
+  }
+  EXPECT_EQ(g_raised, 1);
+  EXPECT_FALSE(fs::exists(log_));
+  close(lock);
+  sigaction(SIGUSR1, &before, nullptr);
+}
+
+TEST_F(CommandLine, without_a_usable_lock_the_program_runs_all_the_same) {
+  fs::create_directories(lock_);
+  Process process = start({});
+  EXPECT_TRUE(wait_until("the log", kLimit, [&] {
+    return read_file(log_).find("INFO  Velmora 1.0.2") != std::string::npos;
+  }));
+  EXPECT_EQ(process.stop(kLimit), (ExitStatus{0, 0}));
+  EXPECT_EQ(process.output(), "");
+}
+
+TEST_F(CommandLine, a_request_to_end_is_followed_in_order_from_the_start_on) {
+  for (const int signal : {SIGTERM, SIGINT, SIGTERM, SIGINT, SIGTERM, SIGINT}) {
+    Process process = start({});
+    // As early as can be seen from outside: start-up is in its middle.
+    ASSERT_TRUE(wait_until("the lock", kLimit, [&] {
+      return read_file(lock_) == std::to_string(process.pid()) + "\n";
+    }));
+    process.signal(signal);
+    EXPECT_EQ(process.wait(kLimit), (ExitStatus{0, 0}));
+    EXPECT_THAT(read_file(log_), EndsWith(" INFO  Quit\n"));
+    EXPECT_TRUE(fs::exists(home_.config() / "settings.dat"));
+    fs::remove(home_.config() / "settings.dat");
+  }
+  EXPECT_TRUE(wait_until("no guard is left", kLimit, [&] {
+    return support::processes_with("XDG_CONFIG_HOME", home_.path()).empty();
+  }));
+}
+
+TEST_F(CommandLine, the_guard_inherits_no_blocked_signals) {
+  Process process = start({});
+  ASSERT_TRUE(wait_until_up(process));
+  const auto children = support::children_of(process.pid());
+  ASSERT_EQ(children.size(), 1U);
+  EXPECT_THAT(read_file("/proc/" + std::to_string(children[0]) + "/status"),
+              HasSubstr("SigBlk:\t0000000000000000\n"));
+}
+
+TEST_F(CommandLine, the_previous_log_is_kept) {
+  run_window({});
+  const std::string first = read_file(log_);
+  run_window({});
+  EXPECT_EQ(read_file(log_.string() + ".1"), first);
+}
+
+TEST_F(CommandLine, the_switches_of_a_run_are_remembered_but_for_the_device) {
+  run_window({"--theme", "light", "--preset", "rock", "--collapsed", "--off", "--device", "sink",
+              "--no-takeover", "stray"});
+  const Settings s = settings::load();
+  EXPECT_EQ(s.theme, "light");
+  EXPECT_EQ(s.preset, "b:preset_rock");
+  EXPECT_TRUE(equal(s.curve, {{5, 4, 2, -1, -2, -1, 2, 3, 4, 5}, -3}));
+  EXPECT_TRUE(s.collapsed);
+  EXPECT_FALSE(s.active);
+  EXPECT_TRUE(s.active_on_start);
+  EXPECT_EQ(s.output, "");
+  // The next run starts from them, apart from the equalizer itself.
+  run_window({});
+  EXPECT_EQ(settings::load().preset, "b:preset_rock");
+  EXPECT_TRUE(settings::load().active);
+}
+
+TEST_F(CommandLine, damaged_settings_are_moved_aside_and_the_log_tells_first_of_all) {
+  write_file(home_.config() / "settings.dat", "theme=light\n");
+  run_window({});
+  const std::string aside = home_.config() / "settings.dat.manipuliert";
+  EXPECT_EQ(read_file(aside), "theme=light\n");
+  EXPECT_TRUE(std::regex_search(
+      read_file(log_), std::regex("^..:..:.. WARN  Settings damaged - moved aside as " + aside +
+                                  "\n..:..:.. INFO  Velmora 1\\.0\\.2 \\(Build 1057, plain\\)\n")))
+      << read_file(log_);
+}
+
+TEST_F(CommandLine, what_the_earlier_name_left_is_taken_over_once) {
+  const fs::path legacy = home_.path() / "config/Tarsel";
+  const fs::path autostart = home_.path() / ".config/autostart";
+  ASSERT_TRUE(settings::save(changed_settings()));
+  fs::rename(home_.config(), legacy);
+  write_file(legacy / "Tarsel.log", "the last log\n");
+  write_file(legacy / "Tarsel.lock", "4711\n");
+  write_file(autostart / "Tarsel.desktop", "Exec=/old/Tarsel\n");
+  run_window({});
+  EXPECT_FALSE(fs::exists(legacy));
+  EXPECT_FALSE(fs::exists(home_.config() / "Tarsel.lock"));
+  EXPECT_EQ(read_file(log_.string() + ".1"), "the last log\n");
+  EXPECT_EQ(settings::load().user_presets, changed_settings().user_presets);
+  EXPECT_FALSE(fs::exists(autostart / "Tarsel.desktop"));
+  EXPECT_THAT(read_file(autostart / "Velmora.desktop"),
+              HasSubstr("\nExec=" + fs::canonical(VELMORA_EXECUTABLE).string() + "\n"));
+  EXPECT_THAT(read_file(log_), HasSubstr("INFO  Autostart entry moved to the new name\n"));
+
+  // A directory of today's name is never replaced.
+  write_file(legacy / "Tarsel.log", "another log\n");
+  run_window({});
+  EXPECT_EQ(read_file(legacy / "Tarsel.log"), "another log\n");
+}
+
+}  // namespace
