@@ -29,6 +29,8 @@ constexpr int kPieceFrames = Cushion::kMaxFrames;
 constexpr std::size_t kFrameBytes = sizeof(float) * kChannels;
 constexpr std::uint32_t kServerDefault = 0xFFFFFFFFU;
 constexpr pa_usec_t kFragmentUs = 10000;
+constexpr pa_usec_t kIdleFragmentUs = 100000;
+constexpr std::size_t kIdleAfterFrames = std::size_t{5} * kRate;  // of silence
 constexpr pa_usec_t kMaxLengthUs = 500000;
 constexpr pa_usec_t kPrebufUs = 30000;
 constexpr int kResetAfterSilentPieces =
@@ -61,6 +63,9 @@ eq::Processor g_proc;
 Cushion g_cushion;
 std::uint32_t g_applied_version = 0;
 int g_silent_pieces = 0;
+std::size_t g_watched_silence =
+    0;                         // frames of silence in a row that a spectrum-only capture brought
+bool g_watching_idly = false;  // it brings long fragments
 std::array<float, std::size_t{kPieceFrames} * kChannels> g_scratch{};
 constexpr std::array<float, std::size_t{Cushion::kTargetUs} / 1000 * kRate / 1000 * kChannels>
     kSilence{};
@@ -88,6 +93,14 @@ std::uint64_t g_reported_underflows = 0;
 
 bool good(pa_stream* s) {
   return s != nullptr && PA_STREAM_IS_GOOD(pa_stream_get_state(s));
+}
+
+pa_buffer_attr default_buffers() {
+  return {kServerDefault, kServerDefault, kServerDefault, kServerDefault, kServerDefault};
+}
+
+std::uint32_t bytes_of(pa_usec_t us) {
+  return static_cast<std::uint32_t>(pa_usec_to_bytes(us, &kFormat));
 }
 
 // Whether the server has the stream where we asked for it.
@@ -208,6 +221,20 @@ void take_fragment(const float* samples, std::size_t count) {
   }
 }
 
+// A spectrum of silence needs no hundred looks a second. The first sound brings the short fragments
+// back.
+void pace_spectrum(std::span<const float> samples) {
+  const bool silent = std::ranges::all_of(samples, [](float x) { return x == 0.0F; });
+  g_watched_silence = silent ? g_watched_silence + samples.size() / kChannels : 0;
+  const bool idly = g_watched_silence >= kIdleAfterFrames;
+  if (idly == g_watching_idly) return;
+  g_watching_idly = idly;
+  pa_buffer_attr buffers = default_buffers();
+  buffers.fragsize = bytes_of(idly ? kIdleFragmentUs : kFragmentUs);
+  pa_operation* op = pa_stream_set_buffer_attr(g_rec, &buffers, nullptr, nullptr);
+  if (op != nullptr) pa_operation_unref(op);
+}
+
 void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {
   const void* data = nullptr;
   std::size_t bytes = 0;
@@ -219,6 +246,7 @@ void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {
         take_fragment(samples.data(), samples.size());
       } else {
         push_tap(samples);
+        pace_spectrum(samples);
       }
     }
     pa_stream_drop(s);
@@ -259,14 +287,6 @@ void close_stream(pa_stream** s, std::string* device) {
   *s = nullptr;
 }
 
-pa_buffer_attr default_buffers() {
-  return {kServerDefault, kServerDefault, kServerDefault, kServerDefault, kServerDefault};
-}
-
-std::uint32_t bytes_of(pa_usec_t us) {
-  return static_cast<std::uint32_t>(pa_usec_to_bytes(us, &kFormat));
-}
-
 // Why a stream is not where it should be.
 std::string fault(const LoopLock& lock, pa_stream* s) {
   if (s != nullptr && pa_stream_get_state(s) == PA_STREAM_READY) {
@@ -304,6 +324,8 @@ bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
     pa_stream_set_read_callback(g_rec, on_read, nullptr);
     g_rec_source = source;
     g_rec_routed = routed;
+    g_watched_silence = 0;
+    g_watching_idly = false;
     if (routed) g_proc.set_format(static_cast<float>(kRate), kChannels);
     pa_buffer_attr buffers = default_buffers();
     buffers.fragsize = bytes_of(kFragmentUs);
