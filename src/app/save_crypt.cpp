@@ -9,7 +9,6 @@
 #include <cstring>
 #include <random>
 #include <string_view>
-#include <vector>
 
 #include "seal_primitives.h"
 
@@ -35,6 +34,10 @@ static_assert(kTag.size() == 16);
 
 const std::uint8_t* bytes_of(const std::string& text) {
   return reinterpret_cast<const std::uint8_t*>(text.data());
+}
+
+std::uint8_t* bytes_of(std::string& text) {
+  return reinterpret_cast<std::uint8_t*>(text.data());
 }
 
 const char* chars_of(const std::uint8_t* bytes) {
@@ -71,11 +74,12 @@ std::string encrypt(const std::string& plain) {
   std::array<std::uint8_t, kNonceSize> nonce{};
   make_nonce(nonce.data());
   std::array<std::uint8_t, kMacSize> mac{};
-  std::vector<std::uint8_t> cipher(plain.size());
+  // A string, because the libraries want an address even for no bytes at all.
+  std::string cipher(plain.size(), '\0');
   std::array<std::uint8_t, kKeySize> key{};
   derive_key(&key);
-  crypto_aead_lock(cipher.data(), mac.data(), key.data(), nonce.data(), nullptr, 0, bytes_of(plain),
-                   plain.size());
+  crypto_aead_lock(bytes_of(cipher), mac.data(), key.data(), nonce.data(), nullptr, 0,
+                   bytes_of(plain), plain.size());
   crypto_wipe(key.data(), key.size());
 
   std::string sealed;
@@ -84,7 +88,7 @@ std::string encrypt(const std::string& plain) {
   sealed.push_back(kFormat);
   sealed.append(chars_of(nonce.data()), nonce.size());
   sealed.append(chars_of(mac.data()), mac.size());
-  sealed.append(chars_of(cipher.data()), cipher.size());
+  sealed.append(cipher);
   return sealed;
 }
 
@@ -94,14 +98,15 @@ int decrypt(const std::string& sealed, std::string* plain) {
   if (sealed.size() < kHeaderSize) return 2;
   if (!sealed.starts_with(kMagic) || sealed[kMagic.size()] != kFormat) return 2;
 
-  std::vector<std::uint8_t> text(sealed.size() - kHeaderSize);
+  std::string text(sealed.size() - kHeaderSize, '\0');
   const std::uint8_t* const bytes = bytes_of(sealed);
   std::array<std::uint8_t, kKeySize> key{};
   derive_key(&key);
-  const bool opened = crypto_aead_unlock(text.data(), bytes + kMacAt, key.data(), bytes + kNonceAt,
-                                         nullptr, 0, bytes + kHeaderSize, text.size()) == 0;
+  const bool opened =
+      crypto_aead_unlock(bytes_of(text), bytes + kMacAt, key.data(), bytes + kNonceAt, nullptr, 0,
+                         bytes + kHeaderSize, text.size()) == 0;
   crypto_wipe(key.data(), key.size());
-  if (opened && plain != nullptr) plain->assign(chars_of(text.data()), text.size());
+  if (opened && plain != nullptr) *plain = text;
   crypto_wipe(text.data(), text.size());
   return opened ? 0 : 2;
 }
