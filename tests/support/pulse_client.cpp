@@ -336,7 +336,9 @@ void PulseClient::kill_client(std::uint32_t index) {
 }
 
 std::uint32_t PulseClient::add_null_sink(const std::string& name, const std::string& description) {
-  std::string arguments = "sink_name=" + name + " rate=48000 channels=2";
+  // As the devices of a SoundServer.
+  std::string arguments =
+      "sink_name=" + name + " rate=48000 channels=2 format=float32le norewinds=true";
   if (!description.empty())
     arguments += " sink_properties=\"device.description='" + description + "'\"";
   const std::uint32_t module = load_module("module-null-sink", arguments);
