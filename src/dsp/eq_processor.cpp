@@ -41,7 +41,7 @@ void Processor::recompute() {
 
 void Processor::process(float* samples, int frames) {
   if (frames < 1 || channels < 1) return;
-  process_plain(*this, samples, frames);
+  process_best(*this, samples, frames);
 }
 
 }  // namespace eq
