@@ -154,6 +154,7 @@ is_as_large() {
 record() {
   local recorder bytes
   bytes=$("$scripts/demo_sound.py" length "$2")
+  : >"$1" # there to be looked at, however late the recorder starts
   parec "${raw_format[@]}" --latency-msec=50 --device=speakers.monitor --client-name=Recorder \
     >"$1" 2>"$work/recorder.log" &
   recorder=$!
