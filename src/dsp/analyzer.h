@@ -27,7 +27,7 @@ const double* hann();
 //   samples  exactly kFftSize mono samples, oldest first
 //   rate     their sample rate
 //   out      receives kBars values
-// Allocates on the first call only.
+// The first call works out tables that later ones use; none allocates.
 void compute(const float* samples, float rate, float* out);
 
 // The level of an amplitude in dB; -140 for 1e-7 and below.
@@ -37,7 +37,7 @@ float to_db(float x);
 const char* bar_label(int bar);
 
 // What the bars show: levels that rise smoothly and fall steadily, with peaks that hold for a
-// while. A NaN counts as the floor.
+// while. A level that is not finite counts as the floor.
 struct Ballistics {
   float level[kBars];  // dB, kFloorDb and up
   float peak[kBars];   // dB, never below level
@@ -53,7 +53,7 @@ struct Ballistics {
 };
 
 // One channel's meter: rises at once, falls steadily, with a peak that holds for a while. The owner
-// sets the first values. A NaN counts as the floor.
+// sets the first values. A level that is not finite counts as the floor.
 struct PeakMeter {
   float level = kFloorDb;  // dB
   float peak = kFloorDb;   // dB, never below level

@@ -32,7 +32,7 @@ constexpr int kBlockFrames = 512;
 constexpr int kFewestFrames = kBands - 1;
 
 // Frames that a step may read before the first and after the last frame of a block.
-constexpr int kLeadFrames = 3;
+constexpr std::ptrdiff_t kLeadFrames = 3;
 constexpr int kTailFrames = kBands - 1;
 
 constexpr std::uint32_t kMagnitudeBits = 0x7fffffffU;
@@ -75,13 +75,13 @@ struct Shape<8> {
 
 // Masks of the lanes that have a sample of the block, as a window that moves by one band per step:
 // at first over the border between "inside" and "not yet", at last between "no more" and "inside".
-constexpr int kWindowBands = 12;
+constexpr std::ptrdiff_t kWindowBands = 12;
 struct Window {
   std::int64_t lanes[3 * kWindowBands * kStereo] = {};
 };
 constexpr Window kWindow = [] {
   Window w;
-  for (int i = 0; i < kWindowBands * kStereo; ++i) {
+  for (std::ptrdiff_t i = 0; i < kWindowBands * kStereo; ++i) {
     w.lanes[i] = -1;
     w.lanes[2 * kWindowBands * kStereo + i] = -1;
   }
@@ -241,7 +241,7 @@ struct Turn : Shape<Lanes> {
 
 template <int Lanes>
 [[gnu::always_inline]] inline void process_block(Processor& p, float* samples, int frames) {
-  constexpr int kRoom = kStereo * (kLeadFrames + kBlockFrames + kTailFrames);
+  constexpr std::ptrdiff_t kRoom = kStereo * (kLeadFrames + kBlockFrames + kTailFrames);
   double first[kRoom];
   double second[kRoom];
   const int count = kStereo * frames;

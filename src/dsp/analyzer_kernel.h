@@ -1,0 +1,12 @@
+// Internal: compute with a choice, so that tests and benchmarks reach both transforms on a machine
+// that has the instructions for the wide one.
+#pragma once
+
+namespace analyzer {
+
+bool has_wide();
+
+// As compute. `wide` needs has_wide().
+void compute_with(const float* samples, float rate, float* out, bool wide);
+
+}  // namespace analyzer
