@@ -103,6 +103,9 @@ bool wait_op(const LoopLock&, pa_operation* op, int ms = kRequestMs);
 bool wait_stream_ready(const LoopLock&, pa_stream* stream);
 // Gives the lock up for `ms`, less when the connection breaks.
 void pause_unlocked(const LoopLock&, int ms);
+// Gives the lock up until `flag`, which a callback sets before it calls signal_loop, for `ms` at
+// most. Returns the flag.
+bool wait_flag(const LoopLock&, const bool& flag, int ms);
 
 // Wakes whoever waits in one of the functions above. For callbacks: loop thread.
 void signal_loop();
@@ -151,11 +154,15 @@ void forget_restrictions();
 void reset_processor();
 bool open_record(const LoopLock&, const SinkInfo& monitored, bool routed);
 bool open_play(const LoopLock&, const std::string& sink);
+// Whether the playback stream is creating or ready on that sink.
+bool play_alive(const LoopLock&, const std::string& sink);
 void close_record(const LoopLock&);
 void close_play(const LoopLock&);
 // Whether the record stream is creating or ready on that source, in that role.
 bool record_alive(const LoopLock&, const std::string& source, bool routed);
 bool streams_alive(const LoopLock&);
+// Whether the record stream brings sound (or silence); waits for the first of it, for `ms` at most.
+bool record_delivers(const LoopLock&, int ms);
 void report_stats();
 void report_totals();
 

@@ -213,6 +213,10 @@ void pause_unlocked(const LoopLock& /*lock*/, int ms) {
   wait_until(in(ms), [] { return false; });
 }
 
+bool wait_flag(const LoopLock& /*lock*/, const bool& flag, int ms) {
+  return wait_until(in(ms), [&flag] { return flag; });
+}
+
 void signal_loop() {
   pa_threaded_mainloop_signal(g_ml, 0);
 }

@@ -22,8 +22,8 @@ constexpr int kWindowBlocks = 50;
 constexpr int kSpliceEvery = 4;              // blocks
 constexpr int kMinLag = 48;                  // frames; a shorter piece is not worth a splice
 constexpr std::int64_t kBurstUs = 40000;     // above the target: a burst, not jitter
-constexpr std::int64_t kTrimFromUs = 20000;  // above the target, all through a window: an excess
-constexpr std::int64_t kTrimToUs = 5000;
+constexpr std::int64_t kTrimFromUs = 10000;  // above the target, all through a window: an excess
+constexpr std::int64_t kTrimToUs = 0;
 constexpr std::int64_t kSilentExcessUs = 10000;
 
 bool is_silent(std::span<const float> block) {

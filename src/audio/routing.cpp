@@ -25,6 +25,7 @@ constexpr int kPolls = 10;  // for what the server has promised and does a momen
 constexpr int kPollMs = 100;
 constexpr std::chrono::seconds kRememberedLevel{
     1};                              // in which a server brings back an earlier sink's level
+constexpr int kFirstSoundMs = 50;    // many fragments
 constexpr int kRestrictedMs = 1000;  // what a server that refuses default changes gets to answer
 
 // Control thread only.
@@ -266,6 +267,38 @@ void stay_passive(const LoopLock& lock) {
   g_passive_said = true;
 }
 
+// A virtual sink that nobody hurries works off two seconds at once, as soon as it exists, and then
+// sleeps that long: whatever is played to it meanwhile would be heard late or never. A stream of
+// ours hurries it, but only from the next time it wakes up on. Suspending it for a moment makes it
+// forget what it has worked ahead.
+void wake_sink(const LoopLock& lock, const std::string& sink) {
+  for (const int suspended : {1, 0}) {
+    granted(lock, kRequestMs, [&](pa_context* c, bool* yes) {
+      return pa_context_suspend_sink_by_name(c, sink.c_str(), suspended, on_success, yes);
+    });
+  }
+}
+
+bool ensure_play(const LoopLock& lock, const Snapshot& s, const std::string& target) {
+  if (target.empty()) {
+    close_play(lock);
+    return true;
+  }
+  if (play_alive(lock, target)) return true;
+  if (!open_play(lock, target)) return false;
+  // Where the person's own "device" is a virtual sink, and silent.
+  const SinkInfo* sink = s.find(target);
+  if (sink->works_ahead && is_idle(s, *sink)) wake_sink(lock, target);
+  return true;
+}
+
+bool ensure_record(const LoopLock& lock, const SinkInfo& ours) {
+  if (record_alive(lock, ours.monitor, true)) return true;
+  if (!open_record(lock, ours, true)) return false;
+  if (!record_delivers(lock, kFirstSoundMs)) wake_sink(lock, kSinkName);
+  return true;
+}
+
 bool reconcile_off(const LoopLock& lock, Snapshot s, const std::string& target, bool takeover) {
   // A sink that a run left behind is ours to clear away, and nobody else's: no other copy is
   // running.
@@ -290,15 +323,10 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
     publish(s, target, g_follow.device, false, false, false);
     return false;
   }
-  bool done = true;
-  if (target.empty()) {
-    close_play(lock);
-  } else {
-    done = open_play(lock, target);
-  }
   const SinkInfo* ours = s.find(kSinkName);
   start_at_full_volume(lock, *ours);
-  if (!record_alive(lock, ours->monitor, true)) done = open_record(lock, *ours, true) && done;
+  bool done = ensure_play(lock, s, target);
+  done = ensure_record(lock, *ours) && done;
   if (takeover) {
     if (s.default_sink != kSinkName) become_default(lock);
     if (!g_restricted) move_streams(lock, streams_to_take(s, g_follow.device), ours->index);

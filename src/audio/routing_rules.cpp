@@ -73,6 +73,12 @@ std::vector<std::uint32_t> streams_to_take(const Snapshot& s, const std::string&
   return result;
 }
 
+bool is_idle(const Snapshot& s, const SinkInfo& sink) {
+  return std::ranges::none_of(s.playbacks, [&](const StreamInfo& stream) {
+    return stream.client != s.own_client && stream.device == sink.index;
+  });
+}
+
 std::vector<std::uint32_t> streams_to_return(const Snapshot& s) {
   std::vector<std::uint32_t> result;
   const SinkInfo* ours = s.find(kSinkName);

@@ -26,7 +26,8 @@ struct SinkInfo {
   std::string monitor;              // name of its monitor source
   std::uint32_t module = kNoIndex;  // module that owns it
   bool muted = false;
-  bool full_volume = true;  // neither turned down nor up
+  bool works_ahead = false;  // a null sink that takes seconds at once while nobody hurries it
+  bool full_volume = true;   // neither turned down nor up
 };
 
 // A playback stream (sink input) or a recording stream (source output).
@@ -73,6 +74,9 @@ std::string choose_target(const Snapshot& s, const std::string& output, const st
 // Playback streams of other programs that are to be moved onto our sink: those on the followed
 // device and those on the server's default device, unless that is the sibling's sink.
 std::vector<std::uint32_t> streams_to_take(const Snapshot& s, const std::string& follow);
+
+// Whether the sink plays nothing, our own streams aside.
+bool is_idle(const Snapshot& s, const SinkInfo& sink);
 
 // Playback streams of other programs on our sink.
 std::vector<std::uint32_t> streams_to_return(const Snapshot& s);

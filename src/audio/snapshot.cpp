@@ -10,6 +10,8 @@ namespace audio {
 
 namespace {
 
+constexpr const char* kNullSinkDriver = "module-null-sink.c";
+
 std::string text(const char* s) {
   return s == nullptr ? std::string() : std::string(s);
 }
@@ -47,9 +49,16 @@ bool list_ended(Answer<std::vector<T>>* answer, int eol) {
 void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
   auto* answer = static_cast<Answer<std::vector<SinkInfo>>*>(user);
   if (list_ended(answer, eol)) return;
-  answer->value.push_back({info->index, text(info->name), text(info->description),
-                           text(info->monitor_source_name), info->owner_module, info->mute != 0,
-                           pa_cvolume_is_norm(&info->volume) != 0});
+  answer->value.push_back({
+      .index = info->index,
+      .name = text(info->name),
+      .description = text(info->description),
+      .monitor = text(info->monitor_source_name),
+      .module = info->owner_module,
+      .muted = info->mute != 0,
+      .works_ahead = text(info->driver) == kNullSinkDriver,
+      .full_volume = pa_cvolume_is_norm(&info->volume) != 0,
+  });
 }
 
 void on_sink_input(pa_context* /*c*/, const pa_sink_input_info* info, int eol, void* user) {

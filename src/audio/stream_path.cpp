@@ -44,16 +44,17 @@ pa_stream* g_play = nullptr;
 std::string g_rec_source;  // what is to be recorded, empty when closed
 std::string g_play_sink;   // what is to be played to, empty when closed
 bool g_rec_routed = false;
+bool g_rec_delivers = false;    // something has arrived since it was opened
 bool g_rec_fault_said = false;  // a stream that cannot be opened is retried often and logged once
 bool g_play_fault_said = false;
 
-// The playback stream's queue: as the server told it last, plus what was written since.
+// What the server told last of the playback stream, plus what was written since.
 struct Queue {
   bool known = false;
   bool playing = false;
-  std::int64_t us = 0;
-  std::int64_t device_us =
-      std::numeric_limits<std::int64_t>::max();  // the device's own share, the smallest seen
+  std::int64_t fill_us = 0;    // in the stream, not yet taken by the device
+  std::int64_t device_us = 0;  // taken, not yet heard
+  std::int64_t device_least_us = std::numeric_limits<std::int64_t>::max();  // smallest ever seen
   Clock::time_point at;
 };
 Queue g_queue;
@@ -101,6 +102,10 @@ pa_buffer_attr default_buffers() {
 
 std::uint32_t bytes_of(pa_usec_t us) {
   return static_cast<std::uint32_t>(pa_usec_to_bytes(us, &kFormat));
+}
+
+std::int64_t us_of(std::size_t bytes) {
+  return static_cast<std::int64_t>(pa_bytes_to_usec(bytes, &kFormat));
 }
 
 // Whether the server has the stream where we asked for it.
@@ -161,38 +166,39 @@ void equalize(std::span<float> samples) {
   g_proc.process(samples.data(), static_cast<int>(samples.size()) / kChannels);
 }
 
-// The server told where the playback stream is. In its latency the stream's queue and the device's
-// own delay (a wireless headset's, say) are added up; the smallest device share ever seen is not
-// ours to shorten.
 void on_timing(pa_stream* s, void* /*user*/) {
   const pa_timing_info* timing = pa_stream_get_timing_info(s);
   if (s != g_play || timing == nullptr || timing->write_index_corrupt != 0 ||
-      timing->read_index_corrupt != 0)
+      timing->read_index_corrupt != 0) {
     return;
-  const auto device_us = static_cast<std::int64_t>(timing->sink_usec);
-  const auto bytes = static_cast<std::uint64_t>(
-      std::max<std::int64_t>(0, timing->write_index - timing->read_index));
-  g_queue.device_us = std::min(g_queue.device_us, device_us);
-  g_queue.us =
-      static_cast<std::int64_t>(pa_bytes_to_usec(bytes, &kFormat)) + device_us - g_queue.device_us;
+  }
+  const std::int64_t bytes = std::max<std::int64_t>(0, timing->write_index - timing->read_index);
+  g_queue.fill_us = us_of(static_cast<std::size_t>(bytes));
+  g_queue.device_us = static_cast<std::int64_t>(timing->sink_usec);
+  g_queue.device_least_us = std::min(g_queue.device_least_us, g_queue.device_us);
   g_queue.at = Clock::now();
   g_queue.playing = timing->playing != 0;
   g_queue.known = true;
 }
 
-// What waits in the playback stream now. The library's own interpolation is of no use here: after a
-// start it stays at zero for seconds, just when the queue has to be got right.
+// What waits to be heard now. The library's own interpolation is of no use here: after a start it
+// stays at zero for seconds, just when the queue has to be got right. A device takes from the
+// stream in gulps, so what it has taken counts too, except for what it never had less of: a
+// wireless headset's own delay is not ours to shorten. Before anything plays only the stream
+// counts.
 std::int64_t queue_us() {
   if (!g_queue.known) return Cushion::kUnknown;
+  if (!g_queue.playing) return g_queue.fill_us;
   const auto since =
       std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - g_queue.at).count();
-  return std::max<std::int64_t>(0, g_queue.us - (g_queue.playing ? since : 0));
+  const std::int64_t total = g_queue.fill_us + g_queue.device_us - g_queue.device_least_us;
+  return std::max<std::int64_t>(0, total - since);
 }
 
 void write(std::span<const float> samples) {
   if (samples.empty()) return;
   pa_stream_write(g_play, samples.data(), samples.size_bytes(), nullptr, 0, PA_SEEK_RELATIVE);
-  g_queue.us += static_cast<std::int64_t>(pa_bytes_to_usec(samples.size_bytes(), &kFormat));
+  g_queue.fill_us += us_of(samples.size_bytes());
 }
 
 void play(std::span<float> samples) {
@@ -251,13 +257,18 @@ void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {
     }
     pa_stream_drop(s);
   }
+  if (s == g_rec && !std::exchange(g_rec_delivers, true)) signal_loop();
 }
 
 void on_underflow(pa_stream* s, void* /*user*/) {
   ++g_underflows;
   if (s != g_play) return;
   g_cushion.restart();
+  // What was written while this message was on its way already waits in the stream.
   g_queue.known = false;
+  if (pa_operation* op = pa_stream_update_timing_info(s, nullptr, nullptr); op != nullptr) {
+    pa_operation_unref(op);
+  }
 }
 
 // A server that moves a stream against our wish: the next pass opens it where it belongs.
@@ -324,6 +335,7 @@ bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
     pa_stream_set_read_callback(g_rec, on_read, nullptr);
     g_rec_source = source;
     g_rec_routed = routed;
+    g_rec_delivers = false;
     g_watched_silence = 0;
     g_watching_idly = false;
     if (routed) g_proc.set_format(static_cast<float>(kRate), kChannels);
@@ -348,7 +360,6 @@ bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
 }
 
 bool open_play(const LoopLock& lock, const std::string& sink) {
-  if (good(g_play) && g_play_sink == sink && is_on(g_play, sink)) return true;
   close_play(lock);
   g_play = new_stream(lock, "playback", "Equalizer");
   bool ready = false;
@@ -385,8 +396,16 @@ bool record_alive(const LoopLock& /*lock*/, const std::string& source, bool rout
   return good(g_rec) && g_rec_routed == routed && g_rec_source == source && is_on(g_rec, source);
 }
 
+bool play_alive(const LoopLock& /*lock*/, const std::string& sink) {
+  return good(g_play) && g_play_sink == sink && is_on(g_play, sink);
+}
+
 bool streams_alive(const LoopLock& /*lock*/) {
   return good(g_rec) && good(g_play);
+}
+
+bool record_delivers(const LoopLock& lock, int ms) {
+  return wait_flag(lock, g_rec_delivers, ms);
 }
 
 void set_curve(const eq::Curve& curve) {

@@ -26,6 +26,7 @@ Snapshot server(const std::string& default_sink, std::initializer_list<const cha
                        .monitor = std::string(name) + ".monitor",
                        .module = 100 + index,
                        .muted = false,
+                       .works_ahead = false,
                        .full_volume = true});
   }
   return s;
