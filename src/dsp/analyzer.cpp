@@ -231,26 +231,11 @@ template <typename Vector>
 }
 
 #if defined(__x86_64__)
-
-bool has_wide() {
-  return __builtin_cpu_supports("avx2") != 0;
-}
-
-[[gnu::target("avx2")]] void transform_wide(const float* samples, Workspace& w) {
+[[gnu::target("avx2")]]
+#endif
+void transform_wide(const float* samples, Workspace& w) {
   transform<Quad>(samples, w);
 }
-
-#else
-
-bool has_wide() {
-  return false;
-}
-
-void transform_wide(const float* samples, Workspace& w) {
-  transform<Pair>(samples, w);
-}
-
-#endif
 
 }  // namespace
 
