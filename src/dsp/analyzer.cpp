@@ -161,6 +161,11 @@ struct Numbers {
     std::memcpy(to_im, &im, sizeof(im));
   }
 
+  [[gnu::always_inline]] void store_power(double* to) const {
+    const Vector power = (re * re + im * im) / kPowerScale;
+    std::memcpy(to, &power, sizeof(power));
+  }
+
   [[gnu::always_inline]] void multiply(const Numbers& by) {
     const Vector product = re * by.re - im * by.im;
     im = re * by.im + im * by.re;
@@ -190,8 +195,9 @@ struct Numbers {
 
 // The stages of half-length h and 2h. A group of 4h points has four parts of h points; the first
 // stage pairs parts 0 with 1 and 2 with 3, the second one 0 with 2 and 1 with 3. In the latter, the
-// factor of parts 1 and 3 is -j times that of parts 0 and 2.
-template <typename Vector>
+// factor of parts 1 and 3 is -j times that of parts 0 and 2. The last two stages put out powers,
+// and only those of the lower half: the upper half mirrors it.
+template <typename Vector, bool Last>
 [[gnu::always_inline]] inline void two_stages(Workspace& w, std::ptrdiff_t h) {
   constexpr std::ptrdiff_t kLanes = sizeof(Vector) / sizeof(double);
   for (std::ptrdiff_t start = 0; start < kFftSize; start += 4 * h) {
@@ -212,10 +218,15 @@ template <typename Vector>
       x3.multiply(second);
       x0.butterfly(x2);
       x1.turned_butterfly(x3);
-      x0.store(re, im);
-      x1.store(re + h, im + h);
-      x2.store(re + 2 * h, im + 2 * h);
-      x3.store(re + 3 * h, im + 3 * h);
+      if constexpr (Last) {
+        x0.store_power(w.power + k);
+        x1.store_power(w.power + h + k);
+      } else {
+        x0.store(re, im);
+        x1.store(re + h, im + h);
+        x2.store(re + 2 * h, im + 2 * h);
+        x3.store(re + 3 * h, im + 3 * h);
+      }
     }
   }
 }
@@ -223,11 +234,9 @@ template <typename Vector>
 template <typename Vector>
 [[gnu::always_inline]] inline void transform(const float* samples, Workspace& w) {
   enter(samples, w);
-  for (std::ptrdiff_t h = 4; h < kFftSize; h *= 4)
-    two_stages<Vector>(w, h);
-  for (int k = 0; k < kBins; ++k) {
-    w.power[k] = (w.re[k] * w.re[k] + w.im[k] * w.im[k]) / kPowerScale;
-  }
+  for (std::ptrdiff_t h = 4; h < kQuarter; h *= 4)
+    two_stages<Vector, false>(w, h);
+  two_stages<Vector, true>(w, kQuarter);
 }
 
 #if defined(__x86_64__)
