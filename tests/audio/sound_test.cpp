@@ -87,6 +87,32 @@ TEST_P(Sound, a_changing_curve_makes_no_gap) {
   EXPECT_LT(max_jump(sound.left), 0.1);
 }
 
+TEST_P(Sound, the_takeover_of_a_playing_stream_is_a_short_gap) {
+  TonePlayer music(server().address(), sines({{440, -12}}), {.latency = 200ms});
+  Recorder recorder(server().address(), "speakers.monitor");
+  settled(recorder);
+  const std::size_t from = recorder.frames();
+  run({});
+  ASSERT_TRUE(stream_is_on(kMusic, kSink));
+  recorder.next(2500ms);
+  const Stereo sound = recorder.window(from, recorder.frames());
+  EXPECT_LT(longest_gap_ms(sound.left, 0.01), 500);
+}
+
+// A null sink that nobody has used is up to two seconds ahead of the clock: ours after it was
+// loaded, and the person's own where that is the device.
+TEST_P(Sound, the_first_sound_after_the_start_is_not_lost) {
+  client().load_module("module-null-sink", "sink_name=plain");
+  client().set_default_sink("plain");
+  run({});
+  ASSERT_TRUE(wait_until("the plain device is played to", kPatience,
+                         [&] { return audio::status().target == "plain"; }));
+  TonePlayer music(server().address(), sines({{440, -12}}));
+  Recorder recorder(server().address(), "plain.monitor");
+  const Stereo sound = recorder.next(1200ms);
+  EXPECT_GT(rms(std::span(sound.left).last(kRate * 3 / 10)), 0.1);
+}
+
 TEST_P(Sound, the_limiter_bounds_what_the_curve_boosts) {
   eq::Curve loud;
   loud.gain[5] = 12;
