@@ -1,7 +1,9 @@
 // How fast the signal processing is, as ratios to yardsticks that run in turn with it: what else
 // the machine does, and how fast it is, then matters little. Every counter is of the best round.
 //
-//   equalizer/...  ratio = frames per second over those of the plain loop; more is better
+//   equalizer/...  ratio = frames per second over those of the plain loop; more is better.
+//                  Two lanes are the baseline of every machine, `process` is what it chooses
+//                  itself.
 //   spectrum/...   ratio = time over that of FFTW's bare transform; less is better
 #include <benchmark/benchmark.h>
 #include <fftw3.h>
@@ -11,7 +13,6 @@
 #include <limits>
 #include <memory>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "analyzer.h"
@@ -69,11 +70,15 @@ template <typename Process>
 
 // lanes == 0: whatever Processor::process chooses.
 void equalizer(benchmark::State& state, int lanes, float level) {
+  if (lanes != 0 && !eq::has_lanes(lanes)) {
+    state.SkipWithError("this machine has no instructions for that many lanes");
+    return;
+  }
   const std::vector<float> source = noise(std::size_t{2} * kBlockFrames * kBlocks, level);
   std::vector<float> samples;
   double best = std::numeric_limits<double>::max();
   double best_plain = best;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     best_plain = std::min(best_plain, seconds_of_stretch(source, samples, yardstick));
     const double taken = seconds_of_stretch(source, samples, [&](eq::Processor& p, float* block) {
       if (lanes == 0) {
@@ -92,6 +97,10 @@ void equalizer(benchmark::State& state, int lanes, float level) {
 }
 
 void spectrum(benchmark::State& state, bool wide) {
+  if (wide && !analyzer::has_wide()) {
+    state.SkipWithError("this machine has no instructions for the wide transform");
+    return;
+  }
   constexpr int kSize = analyzer::kFftSize;
   const std::vector<float> samples = noise(kSize, 1.0F);
   const std::unique_ptr<double, decltype(&fftw_free)> in(fftw_alloc_real(kSize), fftw_free);
@@ -105,7 +114,7 @@ void spectrum(benchmark::State& state, bool wide) {
   float bars[analyzer::kBars];
   double best = std::numeric_limits<double>::max();
   double best_fftw = best;
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     best_fftw = std::min(best_fftw, seconds([&] { fftw_execute(plan.get()); }));
     const double taken =
         seconds([&] { analyzer::compute_with(samples.data(), kRate, bars, wide); });
@@ -118,34 +127,14 @@ void spectrum(benchmark::State& state, bool wide) {
   state.counters["ratio"] = best / best_fftw;
 }
 
-void register_equalizer(const std::string& name, int lanes, float level) {
-  benchmark::RegisterBenchmark(("equalizer/" + name).c_str(), equalizer, lanes, level)
-      ->UseManualTime()
-      ->MinTime(0.5);
-}
-
-void register_spectrum(const std::string& name, bool wide) {
-  benchmark::RegisterBenchmark(("spectrum/" + name).c_str(), spectrum, wide)
-      ->UseManualTime()
-      ->MinTime(0.1);
-}
+BENCHMARK_CAPTURE(equalizer, two_lanes, 2, 0.25F)->UseManualTime();
+BENCHMARK_CAPTURE(equalizer, four_lanes, 4, 0.25F)->UseManualTime();
+BENCHMARK_CAPTURE(equalizer, eight_lanes, 8, 0.25F)->UseManualTime();
+BENCHMARK_CAPTURE(equalizer, process, 0, 0.25F)->UseManualTime();
+BENCHMARK_CAPTURE(equalizer, process_into_the_limiter, 0, 1.0F)->UseManualTime();
+BENCHMARK_CAPTURE(spectrum, baseline, false)->UseManualTime();
+BENCHMARK_CAPTURE(spectrum, wide, true)->UseManualTime();
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-
-  for (const int lanes : eq::kLaneChoices) {
-    if (eq::has_lanes(lanes)) {
-      register_equalizer("lanes:" + std::to_string(lanes), lanes, 0.25F);
-    }
-  }
-  register_equalizer("process", 0, 0.25F);
-  register_equalizer("process_into_the_limiter", 0, 1.0F);
-  register_spectrum("baseline", false);
-  if (analyzer::has_wide()) register_spectrum("compute", true);
-
-  benchmark::RunSpecifiedBenchmarks();
-  return 0;
-}
+BENCHMARK_MAIN();
