@@ -9,7 +9,6 @@
 #include <cstdio>
 
 namespace con {
-
 void print(const std::string& text) {
   std::size_t done = 0;
   while (done < text.size()) {
@@ -22,17 +21,15 @@ void print(const std::string& text) {
 void printf(const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  std::va_list again;
-  va_copy(again, arguments);
   const int length = std::vsnprintf(nullptr, 0, format, arguments);
   va_end(arguments);
-  if (length > 0) {
-    std::string text(static_cast<std::size_t>(length) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), format, again);
-    text.pop_back();  // the terminator
-    print(text);
-  }
-  va_end(again);
+  if (length <= 0) return;
+  std::string text(static_cast<std::size_t>(length) + 1, '\0');
+  va_start(arguments, format);
+  std::vsnprintf(text.data(), text.size(), format, arguments);
+  va_end(arguments);
+  text.pop_back();  // the terminator
+  print(text);
 }
 
 }  // namespace con

@@ -26,7 +26,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using std::chrono_literals::operator""s;
+using namespace std::chrono_literals;
 using support::ExitStatus;
 using support::Process;
 using support::wait_until;
@@ -168,9 +168,9 @@ TEST_F(CommandLine, the_self_test_passes_and_touches_nothing) {
 TEST_F(CommandLine, output_that_nobody_takes_is_lost_and_nothing_else) {
   // The shell opens the pipe in both directions to get a writing end, then closes the reading one.
   const std::string broken_pipe =
-      "mkfifo pipe; exec 3<>pipe 4>pipe 3<&-; \"$0\" --help >&4; echo \"code $?\"";
-  const std::string full_disk = "\"$0\" --help >/dev/full; echo \"code $?\"";
-  const std::string closed = "\"$0\" --help >&-; echo \"code $?\"";
+      R"(mkfifo pipe; exec 3<>pipe 4>pipe 3<&-; "$0" --help >&4; echo "code $?")";
+  const std::string full_disk = R"("$0" --help >/dev/full; echo "code $?")";
+  const std::string closed = R"("$0" --help >&-; echo "code $?")";
   for (const std::string& script : {broken_pipe, full_disk, closed}) {
     Process shell({"sh", "-c", "cd \"$1\"; " + script, VELMORA_EXECUTABLE, outside_.path()},
                   environment(), outside_.path() / ("output" + std::to_string(runs_++)));

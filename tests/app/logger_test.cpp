@@ -64,7 +64,7 @@ TEST_F(Logger, the_time_is_local) {
   home_.set("TZ", "Test-13:37");
   tzset();
   const auto now = [] {
-    const std::time_t seconds = std::time(nullptr) + (13 * 60 + 37) * 60;
+    const std::time_t seconds = std::time(nullptr) + (13L * 60 + 37) * 60;
     char text[16];
     std::strftime(text, sizeof text, "%H:%M:%S", std::gmtime(&seconds));
     return std::string(text);
@@ -161,6 +161,7 @@ TEST_F(Logger, lines_of_many_threads_stay_whole) {
   constexpr int kLines = 300;
   logger::init(home_.path(), "Test");
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([t] {
       const std::string message(static_cast<std::size_t>(50 + t), static_cast<char>('a' + t));
@@ -171,7 +172,7 @@ TEST_F(Logger, lines_of_many_threads_stay_whole) {
   for (std::thread& thread : threads)
     thread.join();
   const auto lines = lines_of(file_);
-  EXPECT_EQ(lines.size(), std::size_t{kThreads * kLines});
+  EXPECT_EQ(lines.size(), std::size_t{kThreads} * kLines);
   for (int t = 0; t < kThreads; ++t) {
     const std::string end =
         "INFO  " + std::string(static_cast<std::size_t>(50 + t), static_cast<char>('a' + t));

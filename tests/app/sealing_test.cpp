@@ -12,7 +12,7 @@
 
 namespace {
 
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 constexpr std::size_t kHeader = 45;
 

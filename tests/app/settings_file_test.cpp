@@ -23,7 +23,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using std::chrono_literals::operator""s;
+using namespace std::chrono_literals;
 using support::wait_until;
 using testing::EndsWith;
 

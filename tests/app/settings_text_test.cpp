@@ -40,7 +40,8 @@ std::string preset_lines(int count, Name&& name) {
   std::string text;
   for (int i = 0; i < count; ++i) {
     const std::string key = "up" + std::to_string(i);
-    text += key + "_name=" + name(i) + "\n" + key + "=1,2,3\n";
+    text.append(key).append("_name=").append(name(i)).append("\n");
+    text.append(key).append("=1,2,3\n");
   }
   return text;
 }
@@ -213,7 +214,7 @@ TEST(SettingsText, only_a_1_means_yes) {
 }
 
 TEST(SettingsText, lines_are_taken_as_they_are) {
-  using std::string_literals::operator""s;
+  using namespace std::string_literals;
   EXPECT_EQ(parsed("theme=a\ntheme=light").theme, "light");     // the later one, no line end
   EXPECT_EQ(parsed("theme=light\r\n").theme, "light\r");        // nothing is trimmed
   EXPECT_EQ(parsed(" theme=light\ntheme =x\n").theme, "dark");  // nor are keys
