@@ -347,6 +347,10 @@ bool reconcile(const LoopLock& lock, const Wishes& wishes) {
   // A sink of our name in another module than ours is another copy's: ours has been removed by
   // someone.
   if (g_module != kNoIndex && !owns_sink(*s)) g_module = kNoIndex;
+  if (g_module != kNoIndex && must_yield(*s)) {
+    g_module = kNoIndex;
+    guard::disarmed();
+  }
   if (wishes.active && s->other_instance && g_module == kNoIndex) {
     stay_passive(lock);
     return true;

@@ -39,6 +39,15 @@ bool has_other_instance(const Snapshot& s) {
   return std::ranges::any_of(s.playbacks, foreign) || std::ranges::any_of(s.recordings, foreign);
 }
 
+bool must_yield(const Snapshot& s) {
+  const SinkInfo* ours = s.find(kSinkName);
+  if (ours == nullptr) return false;
+  return std::ranges::any_of(s.recordings, [&](const StreamInfo& stream) {
+    return stream.ours_by_name && stream.device == ours->monitor_index &&
+           stream.client < s.own_client;
+  });
+}
+
 Follow next_follow(const Snapshot& s, const Follow& now, const std::string& restore_hint) {
   if (find_real(s, s.default_sink) != nullptr) return {s.default_sink, {}};
   if (!now.missed.empty() && find_real(s, now.missed) != nullptr) return {now.missed, {}};

@@ -23,7 +23,8 @@ struct SinkInfo {
   std::uint32_t index = kNoIndex;
   std::string name;
   std::string description;
-  std::string monitor;              // name of its monitor source
+  std::string monitor;  // name of its monitor source
+  std::uint32_t monitor_index = kNoIndex;
   std::uint32_t module = kNoIndex;  // module that owns it
   bool muted = false;
   bool works_ahead = false;  // a null sink that takes seconds at once while nobody hurries it
@@ -55,6 +56,10 @@ bool is_reserved(std::string_view sink_name);
 
 // Whether any stream is marked as this program's but belongs to another connection.
 bool has_other_instance(const Snapshot& s);
+
+// Whether another copy records the same virtual sink as we do, and is the one to stay: two copies
+// that started together may both have taken it. Every copy comes to the same answer.
+bool must_yield(const Snapshot& s);
 
 // The real device that is followed.
 struct Follow {

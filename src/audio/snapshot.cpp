@@ -54,6 +54,7 @@ void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
       .name = text(info->name),
       .description = text(info->description),
       .monitor = text(info->monitor_source_name),
+      .monitor_index = info->monitor_source,
       .module = info->owner_module,
       .muted = info->mute != 0,
       .works_ahead = text(info->driver) == kNullSinkDriver,

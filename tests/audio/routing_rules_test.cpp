@@ -24,6 +24,7 @@ Snapshot server(const std::string& default_sink, std::initializer_list<const cha
                        .name = name,
                        .description = name,
                        .monitor = std::string(name) + ".monitor",
+                       .monitor_index = 200 + index,
                        .module = 100 + index,
                        .muted = false,
                        .works_ahead = false,
@@ -130,6 +131,18 @@ TEST(OtherInstance, a_marked_stream_of_another_connection_counts) {
   s.recordings.clear();
   s.playbacks.push_back(stream(3, 0, 30, true));
   EXPECT_TRUE(has_other_instance(s));
+}
+
+TEST(OtherInstance, of_two_copies_on_one_sink_the_same_one_yields_on_both_sides) {
+  Snapshot s = server("velmora", {"speakers", "velmora"});
+  const std::uint32_t other = kOurClient + 1;
+  s.recordings = {stream(1, 201, kOurClient, true), stream(2, 201, other, true)};
+  EXPECT_FALSE(must_yield(s));
+  s.own_client = other;
+  EXPECT_TRUE(must_yield(s));
+  // A copy that only watches another device, or a recorder of another program, is no rival.
+  s.recordings = {stream(1, 200, kOurClient, true), stream(2, 201, 1, false)};
+  EXPECT_FALSE(must_yield(s));
 }
 
 }  // namespace

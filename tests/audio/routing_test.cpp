@@ -199,6 +199,24 @@ TEST_P(Routing, a_second_copy_stays_passive_and_takes_over_when_the_first_goes) 
   EXPECT_TRUE(as_before());
 }
 
+TEST_P(Routing, of_two_copies_started_together_one_routes) {
+  TonePlayer music(server().address(), sines({{1000, -20}}));
+  remember();
+  for (int i = 0; i < 4; ++i) {
+    auto first = launch(with({"--preset", "flat"}));
+    auto second = launch(with({"--preset", "flat"}));
+    ASSERT_TRUE(wait_until("one is passive", kPatience, [&] {
+      return first->count_in_log("stays passive") + second->count_in_log("stays passive") == 1;
+    }));
+    ASSERT_TRUE(routed_to("speakers"));
+    EXPECT_TRUE(hears("speakers", 1000, -20));
+    first->stop();
+    ASSERT_TRUE(routed_to("speakers"));
+    second->stop();
+    EXPECT_TRUE(as_before());
+  }
+}
+
 TEST_P(Routing, a_sink_left_behind_is_taken_over) {
   TonePlayer music(server().address(), sines({{1000, -20}}));
   remember();
