@@ -78,10 +78,6 @@ Module to_item(const pa_module_info& i) {
   return {i.index, text(i.name), text(i.argument)};
 }
 
-Client to_item(const pa_client_info& i) {
-  return {i.index, property(i.proplist, PA_PROP_APPLICATION_NAME)};
-}
-
 template <class Item>
 struct Listing {
   const PulseConnection* connection;
@@ -226,12 +222,6 @@ std::vector<Module> PulseClient::modules() {
   });
 }
 
-std::vector<Client> PulseClient::clients() {
-  return list<Client>("client list", [](pa_context* context, void* listing) {
-    return pa_context_get_client_info_list(context, on_item<pa_client_info, Client>, listing);
-  });
-}
-
 std::optional<Sink> PulseClient::sink(const std::string& name) {
   for (Sink& candidate : sinks()) {
     if (candidate.name == name) return std::move(candidate);
@@ -299,39 +289,6 @@ void PulseClient::set_sink_mute(const std::string& sink, bool mute) {
   act("mute of " + sink, [&](pa_context* context, void* outcome) {
     return pa_context_set_sink_mute_by_name(context, sink.c_str(), mute ? 1 : 0, on_success,
                                             outcome);
-  });
-}
-
-void PulseClient::set_sink_suspended(const std::string& sink, bool suspended) {
-  act("suspend " + sink, [&](pa_context* context, void* outcome) {
-    return pa_context_suspend_sink_by_name(context, sink.c_str(), suspended ? 1 : 0, on_success,
-                                           outcome);
-  });
-}
-
-void PulseClient::set_sink_input_volume(std::uint32_t index, double volume) {
-  pa_cvolume channels;
-  pa_cvolume_set(&channels, 2, to_volume(volume));
-  act("volume of a stream", [&](pa_context* context, void* outcome) {
-    return pa_context_set_sink_input_volume(context, index, &channels, on_success, outcome);
-  });
-}
-
-void PulseClient::set_sink_input_mute(std::uint32_t index, bool mute) {
-  act("mute of a stream", [&](pa_context* context, void* outcome) {
-    return pa_context_set_sink_input_mute(context, index, mute ? 1 : 0, on_success, outcome);
-  });
-}
-
-void PulseClient::kill_sink_input(std::uint32_t index) {
-  act("kill a stream", [&](pa_context* context, void* outcome) {
-    return pa_context_kill_sink_input(context, index, on_success, outcome);
-  });
-}
-
-void PulseClient::kill_client(std::uint32_t index) {
-  act("kill a client", [&](pa_context* context, void* outcome) {
-    return pa_context_kill_client(context, index, on_success, outcome);
   });
 }
 

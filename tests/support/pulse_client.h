@@ -68,11 +68,6 @@ struct Module {
   std::string argument;
 };
 
-struct Client {
-  std::uint32_t index = kNoIndex;
-  std::string application_name;
-};
-
 class PulseClient {
  public:
   explicit PulseClient(const std::string& address,
@@ -88,7 +83,6 @@ class PulseClient {
   std::vector<Stream> sink_inputs();
   std::vector<Stream> source_outputs();
   std::vector<Module> modules();
-  std::vector<Client> clients();
 
   std::optional<Sink> sink(const std::string& name);
   // The playback streams of a program, and the name of the sink that a playback stream is on (empty
@@ -102,11 +96,6 @@ class PulseClient {
   void move_sink_input(std::uint32_t index, const std::string& sink);
   void set_sink_volume(const std::string& sink, double volume);  // 1 = 100 %
   void set_sink_mute(const std::string& sink, bool mute);
-  void set_sink_suspended(const std::string& sink, bool suspended);
-  void set_sink_input_volume(std::uint32_t index, double volume);
-  void set_sink_input_mute(std::uint32_t index, bool mute);
-  void kill_sink_input(std::uint32_t index);
-  void kill_client(std::uint32_t index);
 
   // Plugs a stereo device in, and waits until it is listed; returns the index of its module.
   std::uint32_t add_null_sink(const std::string& name, const std::string& description = "");

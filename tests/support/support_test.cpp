@@ -50,38 +50,6 @@ TEST_P(Support, tone_arrives_at_its_level) {
   EXPECT_EQ(player.sink(), "speakers");
 }
 
-TEST_P(Support, client_sees_and_changes_the_server) {
-  SoundServer server(GetParam());
-  server.start();
-  PulseClient client(server.address());
-  TonePlayer player(server.address(), silence());
-  const ServerState before = capture_state(client);
-  EXPECT_EQ(before.default_sink, "speakers");
-  EXPECT_THAT(before.playing, testing::ElementsAre(testing::Pair("Test player: tone", "speakers")));
-
-  client.add_null_sink("another", "Another device");
-  client.set_default_sink("another");
-  client.move_sink_input(client.sink_inputs_of("Test player").front().index, "headset");
-  client.set_sink_mute("headset", true);
-  EXPECT_TRUE(wait_until("every change is seen", 5s, [&](std::string& seen) {
-    const ServerState now = capture_state(client);
-    seen = difference(before, now);
-    return now.default_sink == "another" && now.sinks.contains("another") &&
-           now.sinks.at("headset").mute && now.playing.begin()->second == "headset" &&
-           player.sink() == "headset";
-  }));
-
-  client.set_sink_mute("headset", false);
-  client.move_sink_input(client.sink_inputs_of("Test player").front().index, "speakers");
-  client.set_default_sink("speakers");
-  client.remove_sink("another");
-  EXPECT_TRUE(wait_until("everything is as before", 5s, [&](std::string& seen) {
-    const ServerState now = capture_state(client);
-    seen = difference(before, now);
-    return now == before;
-  }));
-}
-
 TEST_P(Support, frozen_server_goes_on_after_the_thaw) {
   SoundServer server(GetParam());
   server.start();

@@ -19,10 +19,6 @@ constexpr std::size_t kChannels = 2;
 constexpr std::size_t kFrameBytes = kChannels * sizeof(float);
 constexpr std::uint64_t kFramesPerMs = kRate / 1000;
 
-void on_success(pa_stream*, int, void* connection) {
-  static_cast<PulseConnection*>(connection)->signal();
-}
-
 }  // namespace
 
 Generator silence() {
@@ -122,25 +118,6 @@ void TonePlayer::open(const LoopLock& lock) {
   const std::string failure = connection_.error_text(lock);
   close(lock);
   throw std::runtime_error("play to " + options_.device + ": " + failure);
-}
-
-void TonePlayer::set_generator(Generator generator) {
-  const LoopLock lock = connection_.lock();
-  generator_ = std::move(generator);
-}
-
-void TonePlayer::cork(bool corked) {
-  const LoopLock lock = connection_.lock();
-  connection_.finish(lock, pa_stream_cork(stream_, corked ? 1 : 0, on_success, &connection_),
-                     "pause or resume");
-}
-
-void TonePlayer::pause() {
-  cork(true);
-}
-
-void TonePlayer::resume() {
-  cork(false);
 }
 
 std::string TonePlayer::sink() const {

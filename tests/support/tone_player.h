@@ -58,10 +58,6 @@ class TonePlayer {
   TonePlayer(const TonePlayer&) = delete;
   TonePlayer& operator=(const TonePlayer&) = delete;
 
-  void set_generator(Generator generator);
-  void pause();
-  void resume();
-
   // Name of the sink it plays to, as the server tells the program itself.
   [[nodiscard]] std::string sink() const;
   // Index of the stream on the server.
@@ -79,7 +75,6 @@ class TonePlayer {
   static void on_moved(pa_stream* stream, void* self);
   void open(const LoopLock& lock);
   void close(const LoopLock& lock);
-  void cork(bool corked);
 
   Options options_;
   PulseConnection connection_;
