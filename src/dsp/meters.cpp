@@ -21,7 +21,7 @@ constexpr float kSilenceDb = -140.0F;
 constexpr float kSilence = 1e-7F;
 
 float above_floor(float db) {
-  return std::max(kFloorDb, db);
+  return std::isfinite(db) ? std::max(kFloorDb, db) : kFloorDb;
 }
 
 }  // namespace
