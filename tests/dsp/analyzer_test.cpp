@@ -160,6 +160,12 @@ TEST(analyzer_hann, is_symmetric_with_zeros_at_both_ends) {
   EXPECT_NEAR(window[kSize / 2], 1.0, 1e-6);
 }
 
+TEST(analyzer_bars, stand_a_tenth_of_a_decade_apart) {
+  for (int b = 0; b < analyzer::kBars; ++b) {
+    EXPECT_NEAR(analyzer::kBarFreq[b] / (1000.0 * std::pow(10.0, (b - 17) / 10.0)), 1.0, 0.02) << b;
+  }
+}
+
 TEST(analyzer_labels, stand_below_nine_bars) {
   std::string all;
   for (int bar = -1; bar <= analyzer::kBars; ++bar) {

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
+#include <numbers>
 #include <string>
 
 #include "analyzer.h"
@@ -101,6 +103,20 @@ TEST(eq_response, shows_each_gain_at_its_centre_and_the_preamp_everywhere) {
   for (const float freq : analyzer::kBarFreq) {
     EXPECT_EQ(eq::response_db(eq::Curve{}, 48000.0F, freq), 0.0F);
     EXPECT_EQ(eq::response_db(quieter, 48000.0F, freq), -3.0F);
+  }
+}
+
+// Where a bell's gain has fallen to half its decibels, half a bandwidth from its centre.
+TEST(eq_response, bells_are_as_wide_as_their_q_says) {
+  constexpr double kQ = 1.41;
+  const double octaves = 2.0 / std::numbers::ln2 * std::asinh(1.0 / (2.0 * kQ));
+  const auto edge = static_cast<float>(std::exp2(octaves / 2.0));
+  for (const int band : {0, 2, 4}) {
+    for (const float gain : {-12.0F, 6.0F}) {
+      const eq::Curve curve = one_band(band, gain);
+      EXPECT_NEAR(eq::response_db(curve, 48000.0F, eq::kFreq[band] * edge), gain / 2.0F, 0.02);
+      EXPECT_NEAR(eq::response_db(curve, 48000.0F, eq::kFreq[band] / edge), gain / 2.0F, 0.02);
+    }
   }
 }
 

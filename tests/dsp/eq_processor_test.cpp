@@ -239,7 +239,10 @@ TEST(eq_processor, the_highest_band_sleeps_where_the_rate_is_too_low_for_it) {
   p.process(samples.data(), 2);
   EXPECT_THAT(samples, testing::ElementsAre(0.5F, -0.5F, -0.5F, 0.5F));
 
-  p.set_format(48000.0F, 2);
+  // 16000 Hz is 0.45 of a little more than 35555 Hz.
+  p.set_format(35555.0F, 2);
+  EXPECT_FALSE(p.bands[9].active);
+  p.set_format(35556.0F, 2);
   EXPECT_TRUE(std::all_of(std::begin(p.bands), std::end(p.bands),
                           [](const eq::Band& band) { return band.active; }));
 }
