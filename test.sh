@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 
-scripts/install-deps.sh --servers
+scripts/install-deps.sh --tests
 scripts/build.sh release
 # Two at a time: every server test has a sound server of its own.
 exec ctest --preset release --parallel 2 --no-tests=error "$@"

@@ -8,7 +8,7 @@
 #
 #   scripts/demo.sh [PROGRAM]    PROGRAM: build/Velmora where none is given
 #
-# Exit status 0 when everything was as asked. Needs what scripts/install-deps.sh --servers installs.
+# Exit status 0 when everything was as asked. Needs what scripts/install-deps.sh --tests installs.
 set -euo pipefail
 scripts=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 velmora=${1:-$scripts/../build/Velmora}
@@ -184,7 +184,7 @@ stop_velmora() {
 for tool in pulseaudio pactl pacat parec python3; do
   command -v "$tool" >/dev/null && continue
   say "$tool is missing: trying to install it." >&2
-  "$scripts/install-deps.sh" --servers
+  "$scripts/install-deps.sh" --tests
   break
 done
 command -v pulseaudio >/dev/null ||

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that are missing, and says nothing when none is.
 #
-#   scripts/install-deps.sh            what building and starting the program needs
-#   scripts/install-deps.sh --servers  also the sound servers that tests and demo start privately
-#   scripts/install-deps.sh --ci       also what the checks of .ci/run need
+#   scripts/install-deps.sh          what building and starting the program needs
+#   scripts/install-deps.sh --tests  also what the tests and the demo need: sound servers of their own
+#   scripts/install-deps.sh --ci     also what the checks of .ci/run need
 #
 # A machine that already has a sound server keeps exactly that one: a second server would compete
 # with it for the sound card at the next login. The tests for the other server are skipped then.
@@ -16,6 +16,7 @@ exec >&2
 build_packages=(g++ cmake ninja-build pkg-config libpulse-dev libgtest-dev libgmock-dev)
 # pactl, pacat and parec, without a server.
 client_packages=(pulseaudio-utils python3)
+test_packages=(locales)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
 ci_packages=(clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 libbenchmark-dev libfftw3-dev
   shellcheck)
@@ -60,14 +61,14 @@ install() {
   exit 1
 }
 
-servers=no
+tests=no
 ci=no
 for argument in "$@"; do
   case $argument in
-    --servers) servers=yes ;;
-    --ci) servers=yes ci=yes ;;
+    --tests) tests=yes ;;
+    --ci) tests=yes ci=yes ;;
     *)
-      echo "Unknown argument: $argument (known: --servers, --ci)"
+      echo "Unknown argument: $argument (known: --tests, --ci)"
       exit 2
       ;;
   esac
@@ -88,7 +89,8 @@ wanted=("${build_packages[@]}" "${client_packages[@]}")
 if ! pkg-config --exists 'monocypher >= 4' 2>/dev/null; then
   wanted+=(libsodium-dev)
 fi
-if [[ $servers == yes ]]; then
+if [[ $tests == yes ]]; then
+  wanted+=("${test_packages[@]}")
   if [[ ${CI:-} == true ]] || ! has_sound_server; then
     wanted+=("${server_packages[@]}")
   fi
