@@ -333,7 +333,9 @@ TEST_F(CommandLine, what_the_earlier_name_left_is_taken_over_once) {
               HasSubstr("\nExec=" + fs::canonical(VELMORA_EXECUTABLE).string() + "\n"));
   EXPECT_THAT(read_file(log_), HasSubstr("INFO  Autostart entry moved to the new name\n"));
 
-  // A directory of today's name is never replaced.
+  // A directory of today's name is never replaced, not even an empty one.
+  fs::remove_all(home_.config());
+  fs::create_directory(home_.config());
   write_file(legacy / "Tarsel.log", "another log\n");
   run_window({});
   EXPECT_EQ(read_file(legacy / "Tarsel.log"), "another log\n");

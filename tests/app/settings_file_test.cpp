@@ -44,6 +44,7 @@ class SettingsFile : public testing::Test {
     const std::string before = read_file(path_);
     EXPECT_FALSE(settings::save(Settings()));
     EXPECT_THAT(last_log_line(), EndsWith(line));
+    ASSERT_FALSE(fs::is_symlink(path_));
     EXPECT_EQ(read_file(path_), before);
     EXPECT_EQ(settings::load(), changed_settings());
   }

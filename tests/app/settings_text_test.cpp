@@ -226,12 +226,12 @@ TEST(SettingsText, lines_are_taken_as_they_are) {
 }
 
 TEST(SettingsText, the_first_hundred_presets_are_kept) {
-  const auto numbered = [](int i) { return "p" + std::to_string(i); };
+  const auto numbered = [](int i) { return std::string("p").append(std::to_string(i)); };
   const Settings s = parsed("user_presets=250\n" + preset_lines(250, numbered));
   ASSERT_EQ(s.user_presets.size(), 100U);
   EXPECT_EQ(s.user_presets.back().name, "p99");
   // Only the first two hundred are looked at, however few of them are usable.
-  const auto late = [](int i) { return i < 150 ? "" : "p" + std::to_string(i); };
+  const auto late = [](int i) { return i < 150 ? "" : std::string("p").append(std::to_string(i)); };
   EXPECT_EQ(parsed("user_presets=250\n" + preset_lines(250, late)).user_presets.size(), 50U);
   // The count decides, not the lines.
   EXPECT_EQ(parsed("user_presets=2\n" + preset_lines(5, numbered)).user_presets.size(), 2U);
