@@ -33,7 +33,7 @@ constexpr int kFewestFrames = kBands - 1;
 
 // Frames that a step may read before the first and after the last frame of a block.
 constexpr std::ptrdiff_t kLeadFrames = 3;
-constexpr int kTailFrames = kBands - 1;
+constexpr std::ptrdiff_t kTailFrames = 2 * std::ptrdiff_t{kBands - 1};
 
 constexpr std::uint32_t kMagnitudeBits = 0x7fffffffU;
 constexpr std::uint32_t kInfinityBits = 0x7f800000U;
@@ -177,6 +177,7 @@ struct Turn : Shape<Lanes> {
       Vector x;
       advance(before, out[g], x);
 
+      // Written in an order for which compilers find enough registers.
       const Vector y = b0[g] * x + z1[g];
       const Vector from_x1 = b1[g] * x;
       const Vector from_x2 = b2[g] * x;
@@ -242,6 +243,7 @@ struct Turn : Shape<Lanes> {
 template <int Lanes>
 [[gnu::always_inline]] inline void process_block(Processor& p, float* samples, int frames) {
   constexpr std::ptrdiff_t kRoom = kStereo * (kLeadFrames + kBlockFrames + kTailFrames);
+  constexpr std::ptrdiff_t kDelaySamples = kStereo * Turn<Lanes>::kDelay;
   double first[kRoom];
   double second[kRoom];
   const int count = kStereo * frames;
@@ -250,13 +252,15 @@ template <int Lanes>
   double* to = second;
   std::fill_n(first, kStereo * kLeadFrames, 0.0);
   widen(samples, from, count);
-  std::fill_n(from + count, kStereo * kTailFrames, 0.0);
+  // What the steps read after the last frame, here and, if there is another turn, there.
+  std::fill_n(from + count, kDelaySamples, 0.0);
+  std::fill_n(to + kDelaySamples + count, kDelaySamples, 0.0);
 
   for (int band = 0; band < kBands; band += Turn<Lanes>::kTurnBands) {
     Turn<Lanes> turn(p, band);
     turn.run(from, to, frames);
     turn.store_memory(p, band);
-    from = std::exchange(to, from) + kStereo * Turn<Lanes>::kDelay;
+    from = std::exchange(to, from) + kDelaySamples;
   }
   narrow(from, p.pre_gain, samples, count);
 }
