@@ -315,30 +315,4 @@ TEST_F(CommandLine, damaged_settings_are_moved_aside_and_the_log_tells_first_of_
       << read_file(log_);
 }
 
-TEST_F(CommandLine, what_the_earlier_name_left_is_taken_over_once) {
-  const fs::path legacy = home_.path() / "config/Tarsel";
-  const fs::path autostart = home_.path() / ".config/autostart";
-  ASSERT_TRUE(settings::save(changed_settings()));
-  fs::rename(home_.config(), legacy);
-  write_file(legacy / "Tarsel.log", "the last log\n");
-  write_file(legacy / "Tarsel.lock", "4711\n");
-  write_file(autostart / "Tarsel.desktop", "Exec=/old/Tarsel\n");
-  run_window({});
-  EXPECT_FALSE(fs::exists(legacy));
-  EXPECT_FALSE(fs::exists(home_.config() / "Tarsel.lock"));
-  EXPECT_EQ(read_file(log_.string() + ".1"), "the last log\n");
-  EXPECT_EQ(settings::load().user_presets, changed_settings().user_presets);
-  EXPECT_FALSE(fs::exists(autostart / "Tarsel.desktop"));
-  EXPECT_THAT(read_file(autostart / "Velmora.desktop"),
-              HasSubstr("\nExec=" + fs::canonical(VELMORA_EXECUTABLE).string() + "\n"));
-  EXPECT_THAT(read_file(log_), HasSubstr("INFO  Autostart entry moved to the new name\n"));
-
-  // A directory of today's name is never replaced, not even an empty one.
-  fs::remove_all(home_.config());
-  fs::create_directory(home_.config());
-  write_file(legacy / "Tarsel.log", "another log\n");
-  run_window({});
-  EXPECT_EQ(read_file(legacy / "Tarsel.log"), "another log\n");
-}
-
 }  // namespace

@@ -60,25 +60,6 @@ TEST_F(Logger, a_line_is_time_level_and_message) {
   EXPECT_EQ(logger::tail(3), lines_of(file_));
 }
 
-TEST_F(Logger, the_time_is_local) {
-  home_.set("TZ", "Test-13:37");
-  tzset();
-  const auto now = [] {
-    const std::time_t seconds = std::time(nullptr) + (13L * 60 + 37) * 60;
-    char text[16];
-    std::strftime(text, sizeof text, "%H:%M:%S", std::gmtime(&seconds));
-    return std::string(text);
-  };
-  std::string before;
-  std::string line;
-  do {  // until no second passes in between
-    before = now();
-    logger::info("now");
-    line = logger::tail(1).back();
-  } while (before != now());
-  EXPECT_EQ(line, before + " INFO  now");
-}
-
 TEST_F(Logger, a_message_stays_one_line) {
   logger::init(home_.path(), "Test");
   logger::info("a\nERROR b\r\nc");
@@ -109,16 +90,6 @@ TEST_F(Logger, lines_before_the_file_is_open_come_first_in_it) {
   logger::info("between");
   logger::init(home_.path(), "Next");
   EXPECT_THAT(lines_of(home_.path() / "Next.log"), ElementsAre(EndsWith("between")));
-}
-
-TEST_F(Logger, of_more_early_lines_than_are_kept_the_newest_are_written) {
-  for (int i = 0; i < 700; ++i)
-    logger::info(std::to_string(i));
-  logger::init(home_.path(), "Test");
-  const auto lines = lines_of(file_);
-  ASSERT_EQ(lines.size(), 500U);
-  EXPECT_THAT(lines.front(), EndsWith(" 200"));
-  EXPECT_THAT(lines.back(), EndsWith(" 699"));
 }
 
 TEST_F(Logger, only_the_first_init_counts_until_the_log_is_shut_down) {

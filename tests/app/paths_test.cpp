@@ -63,12 +63,6 @@ TEST(Paths, created_directories_are_private_and_existing_ones_stay_as_they_are) 
   EXPECT_EQ(mode_of(dir), 0750U);
 }
 
-TEST(Paths, a_directory_that_cannot_be_created_is_named_all_the_same) {
-  Home home;
-  home.set("XDG_CONFIG_HOME", "/dev/null/x");
-  EXPECT_EQ(paths::config_dir(), "/dev/null/x/Velmora");
-}
-
 TEST(Paths, packaging_is_told_by_the_first_variable_that_is_set) {
   Home home;
   EXPECT_STREQ(paths::package_kind(), "plain");
@@ -83,10 +77,6 @@ TEST(Paths, packaging_is_told_by_the_first_variable_that_is_set) {
   EXPECT_STREQ(paths::package_kind(), "snap");
   setenv("SNAP", "", 1);
   EXPECT_STREQ(paths::package_kind(), "flatpak");
-}
-
-TEST(Paths, a_path_is_shown_as_it_is) {
-  EXPECT_EQ(paths::display("/home/ä/.config//x"), "/home/ä/.config//x");
 }
 
 TEST(Paths, the_language_is_that_of_the_first_variable_that_names_one) {

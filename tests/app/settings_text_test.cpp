@@ -66,17 +66,6 @@ TEST(SettingsText, is_written_line_by_line_in_a_fixed_order) {
             "mini_x=7\nmini_y=-8\nmini_w=320\nmini_h=90\n");
 }
 
-TEST(SettingsText, a_first_run_starts_with_the_standard_preset) {
-  EXPECT_EQ(settings::serialize(Settings()),
-            "band0=3\nband1=2.5\nband2=1.5\nband3=0.5\nband4=0\n"
-            "band5=0\nband6=0.5\nband7=1.5\nband8=2\nband9=2.5\n"
-            "preset=b:preset_standard\nuser_presets=0\npreamp=-2\n"
-            "active=1\nactive_on_start=1\ncompact=0\ncompact_on_top=1\n"
-            "output=\nlast_default=\nchannel=0\nlanguage=auto\ntheme=dark\n"
-            "win_x=-1\nwin_y=-1\nwin_w=0\nwin_h=0\ncollapsed=0\n"
-            "mini_x=-1\nmini_y=-1\nmini_w=0\nmini_h=0\n");
-}
-
 TEST(SettingsText, gains_have_six_significant_digits) {
   Settings s;
   s.curve = {{0.1F, 1.0F / 3, -2.0F / 3, 11.9999999F, 1e-5F, -0.0001F, 10.123456F, 0, 0, 0}, 0};

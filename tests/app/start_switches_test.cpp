@@ -57,23 +57,6 @@ TEST(StartSwitches, a_size_is_two_numbers_above_0) {
   }
 }
 
-TEST(StartSwitches, without_switches_only_the_wish_for_the_start_decides) {
-  Settings s;
-  Start start = command_line::apply_start_switches({}, &s);
-  EXPECT_EQ(s, Settings());
-  EXPECT_TRUE(start.takeover);
-  EXPECT_FALSE(start.open_settings);
-  EXPECT_FALSE(start.theme_chosen);
-  EXPECT_EQ(start.device, "");
-
-  s.active = false;
-  EXPECT_TRUE(started({}, s).active);
-  EXPECT_FALSE(started({"--off"}, s).active);
-  s.active = true;
-  s.active_on_start = false;
-  EXPECT_FALSE(started({}, s).active);
-}
-
 TEST(StartSwitches, views_are_switched_on_and_settings_need_the_full_one) {
   EXPECT_TRUE(started({"--compact"}).compact);
   EXPECT_TRUE(started({"--collapsed"}).collapsed);
