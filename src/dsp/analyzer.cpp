@@ -13,7 +13,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <iterator>
 #include <numbers>
 
@@ -146,24 +145,27 @@ using Quad [[gnu::vector_size(4 * sizeof(double))]] = double;
 
 // Complex numbers side by side. Passed by reference only: by value, the calling convention of wide
 // vectors depends on the instruction set.
+//
+// They are copied with the compiler's own memcpy: the checked one of a hardened build costs Clang
+// half of the transform's speed.
 template <typename Vector>
 struct Numbers {
   Vector re;
   Vector im;
 
   [[gnu::always_inline]] Numbers(const double* from_re, const double* from_im) {
-    std::memcpy(&re, from_re, sizeof(re));
-    std::memcpy(&im, from_im, sizeof(im));
+    __builtin_memcpy(&re, from_re, sizeof(re));
+    __builtin_memcpy(&im, from_im, sizeof(im));
   }
 
   [[gnu::always_inline]] void store(double* to_re, double* to_im) const {
-    std::memcpy(to_re, &re, sizeof(re));
-    std::memcpy(to_im, &im, sizeof(im));
+    __builtin_memcpy(to_re, &re, sizeof(re));
+    __builtin_memcpy(to_im, &im, sizeof(im));
   }
 
   [[gnu::always_inline]] void store_power(double* to) const {
     const Vector power = (re * re + im * im) / kPowerScale;
-    std::memcpy(to, &power, sizeof(power));
+    __builtin_memcpy(to, &power, sizeof(power));
   }
 
   [[gnu::always_inline]] void multiply(const Numbers& by) {
