@@ -177,12 +177,13 @@ TEST_P(Sound, the_tap_shows_what_is_played) {
   run({});
   TonePlayer music(server().address(),
                    sines({{1000, -20, Sine::kLeft}, {2000, -26, Sine::kRight}}));
-  ASSERT_TRUE(wait_until("the tone is tapped", kPatience, [&] {
-    return audio::tap(left.data(), right.data(), 100000, nullptr, &serial) && peak(left) > 0.09 &&
-           std::abs(level_db(left, 1000) + 20) < 0.2;
+  // Whole, without a seam and in the right order; the beginning of the tone may have one of its
+  // own.
+  EXPECT_TRUE(wait_until("the tone is tapped", kPatience, [&] {
+    return audio::tap(left.data(), right.data(), 100000, nullptr, &serial) &&
+           std::abs(level_db(left, 1000) + 20) < 0.2 &&
+           std::abs(level_db(right, 2000) + 26) < 0.2 && max_jump(left) < 0.02;
   }));
-  EXPECT_NEAR(level_db(right, 2000), -26, 0.2);
-  EXPECT_LT(max_jump(left), 0.02) << "oldest first, without a seam";
   EXPECT_GT(serial, 0U);
 }
 

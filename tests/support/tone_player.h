@@ -41,9 +41,10 @@ Generator noise(std::uint32_t seed, double level_db = -20);
 struct TonePlayerOptions {
   std::string application_name = "Test player";
   std::string stream_name = "tone";
-  std::string device{};                         // name of the sink, empty = the server's default
-  std::chrono::milliseconds latency{50};        // buffer to be kept filled
-  bool adjust_latency = true;                   // the latency is that of buffer and device together
+  std::string device{};  // name of the sink, empty = the server's default
+  std::chrono::milliseconds latency{
+      200};                    // buffer to be kept filled, long enough for a busy machine
+  bool adjust_latency = true;  // the latency is that of buffer and device together
   pa_stream_flags_t flags = PA_STREAM_NOFLAGS;  // further flags, e.g. PA_STREAM_DONT_MOVE
 };
 
