@@ -1,9 +1,10 @@
-// DESIGN: three ways to take an excess away, by what can be heard. Silence is simply left out.
-// Right after playback began or ran dry there was a gap anyway, so a burst that arrives then (what
-// piled up during the gap) is cut short at once. In the middle of sound, pieces of a few
-// milliseconds are taken out at places where the sound repeats itself, found by correlation and
-// crossfaded, a few in a row. Beyond the limit whole blocks go. Every cut is crossfaded from the
-// sound as it would have gone on to the sound as it does go on, so none clicks.
+// DESIGN: three ways to take an excess away, by what can be heard. Silence is simply left out, and
+// put in where the queue has become short. Right after playback began or ran dry there was a gap
+// anyway, so a burst that arrives then (what piled up during the gap) is cut short at once. In the
+// middle of sound, pieces of a few milliseconds are taken out at places where the sound repeats
+// itself, found by correlation and crossfaded, a few in a row. Beyond the limit whole blocks go.
+// Every cut is crossfaded from the sound as it would have gone on to the sound as it does go on, so
+// none clicks.
 
 #include "cushion.h"
 
@@ -25,9 +26,16 @@ constexpr std::int64_t kBurstUs = 40000;     // above the target: a burst, not j
 constexpr std::int64_t kTrimFromUs = 10000;  // above the target, all through a window: an excess
 constexpr std::int64_t kTrimToUs = 0;
 constexpr std::int64_t kSilentExcessUs = 10000;
+constexpr std::int64_t kSilentLackUs = 25000;
 
 bool is_silent(std::span<const float> block) {
   return std::ranges::all_of(block, [](float x) { return x == 0.0F; });
+}
+
+// What is missing to the target when the block has been written.
+int lack_frames(std::int64_t queue_us, std::span<const float> block) {
+  const int queued = static_cast<int>(std::max<std::int64_t>(queue_us, 0) * kFramesPerMs / 1000);
+  return std::max(0, kTargetFrames - queued - static_cast<int>(block.size()) / kChannels);
 }
 
 // Linear crossfade weight of the incoming sound at frame i of n.
@@ -50,19 +58,20 @@ Cushion::Output Cushion::shape(std::span<float> block, std::int64_t queue_us) {
     return {.pad_frames = 0, .samples = {}, .dropped = true};
   }
   Output out{.pad_frames = 0, .samples = block, .dropped = false};
+  const bool silent = is_silent(block);
   if (mode_ == Mode::kFresh) {
-    const int queued = static_cast<int>(std::max<std::int64_t>(queue_us, 0) * kFramesPerMs / 1000);
-    out.pad_frames =
-        std::max(0, kTargetFrames - queued - static_cast<int>(block.size()) / kChannels);
+    out.pad_frames = lack_frames(queue_us, block);
     // From silence to sound.
     cut_start_.fill(0.0F);
     cut_open_ = true;
     mode_ = Mode::kSettling;
     settle_blocks_ = 0;
     window_blocks_ = 0;
-  } else if (cutting(queue_us, is_silent(block))) {
+  } else if (cutting(queue_us, silent)) {
     remember_cut(block);
     return {};
+  } else if (silent && queue_us != kUnknown && queue_us < kTargetUs - kSilentLackUs) {
+    out.pad_frames = lack_frames(queue_us, block);
   }
   watch(queue_us);
   if (cut_open_) {

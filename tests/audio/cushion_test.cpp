@@ -117,6 +117,16 @@ TEST(Cushion, an_excess_of_silence_is_left_out_at_once) {
   EXPECT_EQ(path.drops_, 0);
 }
 
+TEST(Cushion, a_queue_that_has_become_short_is_filled_up_in_silence) {
+  Path path;
+  path.run(100);
+  path.queue_us_ = 15000;
+  path.run(50);
+  EXPECT_LT(path.queue_us_, 20000) << "sound is not torn apart for it";
+  path.feed(10, true);
+  EXPECT_NEAR(path.queue_us_, Cushion::kTargetUs - 10000, 1000);
+}
+
 TEST(Cushion, beyond_the_limit_blocks_are_thrown_away_and_the_joint_does_not_click) {
   Path path;
   path.run(200);
