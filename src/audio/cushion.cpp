@@ -32,6 +32,10 @@ bool is_silent(std::span<const float> block) {
   return std::ranges::all_of(block, [](float x) { return x == 0.0F; });
 }
 
+std::size_t sample_at(int frame, int channel) {
+  return static_cast<std::size_t>(frame) * kChannels + static_cast<std::size_t>(channel);
+}
+
 // What is missing to the target when the block has been written.
 int lack_frames(std::int64_t queue_us, std::span<const float> block) {
   const int queued = static_cast<int>(std::max<std::int64_t>(queue_us, 0) * kFramesPerMs / 1000);
@@ -115,7 +119,7 @@ void Cushion::join_cut(std::span<float> block) {
   for (int i = 0; i < frames; ++i) {
     const float w = weight(i, frames);
     for (int c = 0; c < kChannels; ++c) {
-      const auto at = static_cast<std::size_t>(i * kChannels + c);
+      const auto at = sample_at(i, c);
       block[at] = (1.0F - w) * cut_start_[at] + w * block[at];
     }
   }
@@ -149,7 +153,7 @@ std::span<const float> Cushion::splice(std::span<float> block) {
   for (int i = 0; i < kFadeFrames; ++i) {
     const float w = weight(i, kFadeFrames);
     for (int c = 0; c < kChannels; ++c) {
-      const auto at = static_cast<std::size_t>(i * kChannels + c);
+      const auto at = sample_at(i, c);
       block[at] = (1.0F - w) * block[at] + w * block[at + skipped];
     }
   }

@@ -299,7 +299,8 @@ bool ensure_record(const LoopLock& lock, const SinkInfo& ours) {
   return true;
 }
 
-bool reconcile_off(const LoopLock& lock, Snapshot s, const std::string& target, bool takeover) {
+bool reconcile_off(const LoopLock& lock, const Snapshot& s, const std::string& target,
+                   bool takeover) {
   // A sink that a run left behind is ours to clear away, and nobody else's: no other copy is
   // running.
   const SinkInfo* leftover = s.find(kSinkName);
@@ -363,7 +364,7 @@ bool reconcile(const LoopLock& lock, const Wishes& wishes) {
     return true;
   }
   return *wishes.active ? reconcile_on(lock, std::move(*s), target, wishes.takeover)
-                        : reconcile_off(lock, std::move(*s), target, wishes.takeover);
+                        : reconcile_off(lock, *s, target, wishes.takeover);
 }
 
 bool restore_server(const LoopLock& lock, bool takeover) {
