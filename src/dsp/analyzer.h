@@ -39,9 +39,9 @@ const char* bar_label(int bar);
 // What the bars show: levels that rise smoothly and fall steadily, with peaks that hold for a
 // while. A level that is not finite counts as the floor.
 struct Ballistics {
-  float level[kBars];  // dB, kFloorDb and up
-  float peak[kBars];   // dB, never below level
-  float hold[kBars];   // seconds for which the peak still stays
+  float level[kBars]{};  // dB, kFloorDb and up
+  float peak[kBars]{};   // dB, never below level
+  float hold[kBars]{};   // seconds for which the peak still stays
 
   Ballistics();
 

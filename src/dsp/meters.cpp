@@ -30,7 +30,7 @@ float to_db(float x) {
   return x > kSilence ? 20.0F * std::log10(x) : kSilenceDb;
 }
 
-Ballistics::Ballistics() : level{}, peak{}, hold{} {
+Ballistics::Ballistics() {
   std::fill_n(level, kBars, kFloorDb);
   std::fill_n(peak, kBars, kFloorDb);
 }
