@@ -13,3 +13,8 @@ else()
   set(VELMORA_CRYPTO_TARGET PkgConfig::SODIUM)
   set(VELMORA_CRYPTO_MONOCYPHER 0)
 endif()
+
+# The window: SDL shows it, cairo and pango draw it.
+pkg_check_modules(SDL2 REQUIRED IMPORTED_TARGET sdl2)
+pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
+pkg_check_modules(PANGO REQUIRED IMPORTED_TARGET pangocairo)

@@ -13,7 +13,8 @@
 set -euo pipefail
 exec >&2
 
-build_packages=(g++ cmake ninja-build pkg-config libpulse-dev libgtest-dev libgmock-dev)
+build_packages=(g++ cmake ninja-build pkg-config libpulse-dev libsdl2-dev
+  libcairo2-dev libpango1.0-dev libgtest-dev libgmock-dev)
 # pactl, pacat and parec, without a server.
 client_packages=(pulseaudio-utils python3)
 test_packages=(locales)

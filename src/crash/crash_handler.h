@@ -29,7 +29,17 @@ void record_system();
 // when they differ from the last call's. Thread: any.
 void record_audio(const std::vector<std::string>& lines);
 
+// Describes the renderer and the displays for reports, beside the graphics adapters. The lines are
+// logged, each as "Graphics: " + line. Main thread.
+void record_graphics(const std::vector<std::string>& lines);
+
 // Whether a report of an earlier run waits; its text goes to `text` when that is not null.
 bool pending_report(std::string* text);
+
+// Hands the waiting report to the person's mail program. Returns at once.
+void send_report();
+
+// Deletes the waiting report.
+void clear_report();
 
 }  // namespace crash_handler

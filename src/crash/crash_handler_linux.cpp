@@ -45,6 +45,15 @@ void record_audio(const std::vector<std::string>& lines) {
     logger::info("Audio: " + line);
 }
 
+void record_graphics(const std::vector<std::string>& lines) {
+  for (const std::string& line : lines)
+    logger::info("Graphics: " + line);
+}
+
+void send_report() {}
+
+void clear_report() {}
+
 bool pending_report(std::string* /*text*/) {
   return false;
 }

@@ -1,5 +1,9 @@
-// The window platform: it runs the program between start-up and shut-down.
+// The window platform: it runs the program between start-up and shut-down, and the interface calls
+// it back. Positions and sizes are in window points. Thread: the main thread only.
 #pragma once
+
+#include <cstdint>
+#include <string>
 
 struct Settings;
 
@@ -10,8 +14,31 @@ namespace platform {
 // run_gui starts. Threads started afterwards never receive the three signals.
 void install_signal_handlers();
 
+// Milliseconds since some moment at the start; never runs backwards.
+std::uint64_t ticks_ms();
+
+// Makes the window the compact strip, above other windows where on_top says so, or the full window.
+void set_compact(bool compact, bool on_top);
+
+// The window's position and size. What is not known is left as it is.
+void window_pos(int* x, int* y);
+void window_size(int* w, int* h);
+
+// Sets the least size, then the size.
+void resize_window(int w, int h, int min_w, int min_h);
+
+// Ends run_gui after the current frame.
+void quit();
+
+// Whether the compact window has a frame of the window manager's: never, on this platform.
+bool compact_framed();
+
+// Opens a web or mail address with the desktop's program for it. A failure is logged.
+void open_uri(const std::string& address);
+
 }  // namespace platform
 
-// Runs until the person or a signal ends the program. `settings` is edited in place and must
-// outlive the call. Returns the exit code: 0 after a normal end. Main thread.
+// Shows the window until the person or a signal ends the program. `settings` is edited in place and
+// must outlive the call. Returns 0 after a normal end, 1 after logging what was missing when there
+// can be no window.
 int run_gui(Settings* settings);
