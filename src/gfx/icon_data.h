@@ -1,0 +1,14 @@
+// The application icon as a PNG: 128 x 128 pixels, RGBA, transparent around its rounded corners.
+//
+// The bytes are made at build time from packaging/icons/velmora-128.png. They live as long as the
+// program and never move, so image_png may know them by their address.
+#pragma once
+
+#include <cstddef>
+
+namespace icon_data {
+
+extern const unsigned char kPng[];
+extern const std::size_t kPngSize;  // in bytes
+
+}  // namespace icon_data
