@@ -1,0 +1,72 @@
+// A picture in memory as the current context, read pixel by pixel.
+#pragma once
+
+#include <cairo.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "gfx.h"
+
+class Canvas {
+ public:
+  Canvas(int w, int h) : w_(w), h_(h), surface_(cairo_image_surface_create(kFormat, w, h)) {
+    cairo_t* cr = cairo_create(surface_.get());
+    context_.reset(cr);
+    gfx::set_context(cr);
+  }
+  ~Canvas() { gfx::set_context(nullptr); }
+  Canvas(const Canvas&) = delete;
+  Canvas& operator=(const Canvas&) = delete;
+
+  // 0xAARRGGBB, premultiplied, row by row.
+  std::vector<std::uint32_t> pixels() const {
+    cairo_surface_flush(surface_.get());
+    const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface_.get()));
+    const auto width = static_cast<std::size_t>(w_);
+    std::vector<std::uint32_t> all(width * static_cast<std::size_t>(h_));
+    for (std::size_t y = 0; y < static_cast<std::size_t>(h_); ++y) {
+      std::memcpy(&all[y * width], cairo_image_surface_get_data(surface_.get()) + y * stride,
+                  width * sizeof(std::uint32_t));
+    }
+    return all;
+  }
+
+  std::uint32_t at(int x, int y) const {
+    return pixels()[static_cast<std::size_t>(y) * static_cast<std::size_t>(w_) +
+                    static_cast<std::size_t>(x)];
+  }
+
+  // The smallest rectangle around every pixel that is not fully transparent; empty without one.
+  gfx::Rect ink() const {
+    const std::vector<std::uint32_t> all = pixels();
+    int x0 = w_, y0 = h_, x1 = 0, y1 = 0;
+    for (int i = 0; i < w_ * h_; ++i) {
+      if (all[static_cast<std::size_t>(i)] >> 24U == 0) continue;
+      x0 = std::min(x0, i % w_);
+      x1 = std::max(x1, i % w_ + 1);
+      y0 = std::min(y0, i / w_);
+      y1 = std::max(y1, i / w_ + 1);
+    }
+    if (x1 == 0) return {};
+    return {static_cast<float>(x0), static_cast<float>(y0), static_cast<float>(x1 - x0),
+            static_cast<float>(y1 - y0)};
+  }
+
+  bool blank() const { return ink() == gfx::Rect{}; }
+
+ private:
+  static constexpr cairo_format_t kFormat = CAIRO_FORMAT_ARGB32;
+  struct Release {
+    void operator()(cairo_surface_t* s) const { cairo_surface_destroy(s); }
+    void operator()(cairo_t* cr) const { cairo_destroy(cr); }
+  };
+
+  int w_;
+  int h_;
+  std::unique_ptr<cairo_surface_t, Release> surface_;
+  std::unique_ptr<cairo_t, Release> context_;
+};
