@@ -1,0 +1,241 @@
+// DESIGN: the loop waits for events instead of polling, lets the interface advance, and then does
+// as little as the state of things allows: nothing, copying what moves, or drawing the layers anew.
+// Set-up is a list from top to bottom; what fails in it ends the run with a line in the log.
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "frame_stats.h"
+#include "gfx.h"
+#include "logger.h"
+#include "platform_private.h"
+#include "settings.h"
+
+namespace {
+
+using platform::ticks_ms;
+
+constexpr int kFirstTimeoutMs = 1;
+constexpr int kAnimatingTimeoutMs = 1;
+constexpr int kIdleTimeoutMs = 20;
+constexpr int kIdleCompactTimeoutMs = 50;
+constexpr std::uint64_t kFocusedFrameMs = 16;
+constexpr std::uint64_t kUnfocusedFrameMs = 33;
+constexpr std::uint64_t kLongestFrameMs = 49;  // in the full view, whose spectrum never rests
+constexpr int kIconPixels = 64;
+
+bool g_running = true;
+
+// What the loop remembers from pass to pass.
+struct Loop {
+  std::uint64_t started_at = 0;
+  std::uint64_t presented_at = 0;
+  bool visible = true;
+  bool animating = false;
+  bool first_frame = true;
+};
+
+// Set-up
+// --------------------------------------------------------------------------------------------------------------
+
+void set_hints() {
+  SDL_SetHint("SDL_NO_SIGNAL_HANDLERS", "1");
+  platform::install_signal_handlers();
+  setenv("SDL_VIDEO_X11_WMCLASS", "velmora", 0);
+  SDL_SetHint("SDL_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR", "0");
+  SDL_SetHint("SDL_MOUSE_FOCUS_CLICKTHROUGH", "1");
+  // A program that is open all day must not keep the screen from going dark.
+  SDL_SetHint("SDL_VIDEO_ALLOW_SCREENSAVER", "1");
+  SDL_SetHint("SDL_RENDER_BATCHING", "1");
+}
+
+bool has_value(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value != nullptr && *value != '\0';
+}
+
+bool init_video() {
+  if (std::getenv("SDL_VIDEODRIVER") == nullptr && has_value("DISPLAY")) {
+    setenv("SDL_VIDEODRIVER", "x11", 1);
+    if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
+      logger::warn(std::string("X11 not reachable (") + SDL_GetError() +
+                   "), trying the SDL default");
+      unsetenv("SDL_VIDEODRIVER");
+      // Not SDL_Quit, which would forget the hints and restart the clock.
+      SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    }
+  } else {
+    SDL_InitSubSystem(SDL_INIT_VIDEO);
+  }
+  if (SDL_WasInit(SDL_INIT_VIDEO) != 0 || SDL_InitSubSystem(SDL_INIT_VIDEO) == 0) return true;
+  logger::error(std::string("SDL_Init: ") + SDL_GetError());
+  return false;
+}
+
+void set_icon() {
+  cairo_surface_t* picture =
+      cairo_image_surface_create(CAIRO_FORMAT_ARGB32, kIconPixels, kIconPixels);
+  cairo_t* cr = cairo_create(picture);
+  gfx::set_context(cr);
+  ui::paint_logo(static_cast<float>(kIconPixels));
+  gfx::set_context(nullptr);
+  cairo_destroy(cr);
+  cairo_surface_flush(picture);
+  SDL_Surface* icon = SDL_CreateRGBSurfaceWithFormatFrom(
+      cairo_image_surface_get_data(picture), kIconPixels, kIconPixels, 32,
+      cairo_image_surface_get_stride(picture), SDL_PIXELFORMAT_ARGB8888);
+  if (icon != nullptr) {
+    SDL_SetWindowIcon(platform::window(), icon);
+    SDL_FreeSurface(icon);
+  }
+  cairo_surface_destroy(picture);
+}
+
+void show_window(const Settings& s) {
+  platform::apply_mode(s.compact, s.compact_on_top);
+  SDL_ShowWindow(platform::window());
+  platform::apply_mode(s.compact, s.compact_on_top);
+  // Where SDL knows an on-screen keyboard it waits to be asked for text.
+  if (SDL_IsTextInputActive() == SDL_FALSE) SDL_StartTextInput();
+}
+
+// Frames
+// --------------------------------------------------------------------------------------------------------------
+
+void handle_events(int timeout_ms) {
+  SDL_Event event;
+  if (SDL_WaitEventTimeout(&event, timeout_ms) == 0) return;
+  do {
+    platform::handle(event);
+  } while (SDL_PollEvent(&event) != 0);
+}
+
+void handle_signals() {
+  if (platform::quit_requested()) g_running = false;
+  if (platform::take_raise_request()) platform::raise_window();
+}
+
+bool on_frame() {
+  const platform::stats::Scope scope(platform::stats::Phase::OnFrame);
+  return ui::on_frame();
+}
+
+bool update_visibility(Loop& loop) {
+  const Uint32 hidden = SDL_WINDOW_HIDDEN | SDL_WINDOW_MINIMIZED;
+  const bool visible = (SDL_GetWindowFlags(platform::window()) & hidden) == 0;
+  if (visible != loop.visible)
+    logger::info(visible ? "Window visible again" : "Window not visible - display paused");
+  loop.visible = visible;
+  return visible;
+}
+
+// Sleeps until the next frame is due.
+void pace(const Loop& loop) {
+  if (!loop.animating) return;
+  const bool focused = (SDL_GetWindowFlags(platform::window()) & SDL_WINDOW_INPUT_FOCUS) != 0;
+  const std::uint64_t interval = focused ? kFocusedFrameMs : kUnfocusedFrameMs;
+  const std::uint64_t passed = ticks_ms() - loop.presented_at;
+  if (passed < interval) SDL_Delay(static_cast<Uint32>(interval - passed));
+}
+
+void present(Loop& loop) {
+  platform::compose();
+  loop.presented_at = ticks_ms();
+  if (!loop.first_frame) return;
+  loop.first_frame = false;
+  logger::info("First frame after " + std::to_string(loop.presented_at - loop.started_at) + " ms");
+}
+
+void show_frame(Loop& loop) {
+  pace(loop);
+  loop.animating = on_frame();
+  platform::adopt_aspect();
+  platform::correct_aspect();
+  platform::update_scale();
+  const bool due = !platform::compact() && ticks_ms() - loop.presented_at > kLongestFrameMs;
+  if (ui::take_dirty() || !platform::layers_ready()) {
+    const platform::stats::Scope scope(platform::stats::Phase::Draw);
+    platform::draw_layers();
+  } else if (!due && !loop.animating) {
+    return;
+  }
+  present(loop);
+}
+
+int idle_timeout_ms() {
+  return platform::compact() ? kIdleCompactTimeoutMs : kIdleTimeoutMs;
+}
+
+void run_loop(std::uint64_t started_at) {
+  Loop loop;
+  loop.started_at = started_at;
+  int timeout_ms = kFirstTimeoutMs;
+  for (;;) {
+    handle_events(timeout_ms);
+    handle_signals();
+    if (!g_running || !platform::recover_renderer()) return;
+    if (update_visibility(loop)) {
+      show_frame(loop);
+      timeout_ms = loop.animating ? kAnimatingTimeoutMs : idle_timeout_ms();
+    } else {
+      on_frame();
+      timeout_ms = idle_timeout_ms();
+    }
+  }
+}
+
+void close_video() {
+  platform::destroy_renderer();
+  platform::destroy_window();
+  SDL_Quit();
+}
+
+void tear_down() {
+  ui::persist();
+  platform::clear_cache();
+  platform::destroy_layers();
+  platform::free_cursors();
+  ui::shutdown();
+  gfx::shutdown();
+  close_video();
+}
+
+// Brings up all that a window needs. Returns false after logging what is missing.
+bool set_up(Settings* settings) {
+  set_hints();
+  if (!init_video()) return false;
+  if (!platform::create_window(settings) || !platform::create_renderer()) {
+    close_video();
+    return false;
+  }
+  if (!gfx::init(nullptr)) {
+    logger::error("Cairo/Pango not available");
+    close_video();
+    return false;
+  }
+  platform::create_cursors();
+  ui::init(settings, false);
+  set_icon();
+  show_window(*settings);
+  return true;
+}
+
+}  // namespace
+
+namespace platform {
+
+void quit() {
+  g_running = false;
+}
+
+}  // namespace platform
+
+int run_gui(Settings* settings) {
+  const std::uint64_t started_at = ticks_ms();
+  if (!set_up(settings)) return 1;
+  // Every thread that the set-up started keeps the signals blocked.
+  platform::let_signals_in();
+  run_loop(started_at);
+  tear_down();
+  return 0;
+}

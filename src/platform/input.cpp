@@ -1,0 +1,196 @@
+// DESIGN: events are translated and passed on; what they mean is the interface's business. Only the
+// border of the compact window, which has no frame to grab, is this file's own.
+
+#include <array>
+#include <utility>
+
+#include "platform_private.h"
+
+namespace {
+
+constexpr std::array kPointers{SDL_SYSTEM_CURSOR_ARROW, SDL_SYSTEM_CURSOR_HAND,
+                               SDL_SYSTEM_CURSOR_SIZEALL, SDL_SYSTEM_CURSOR_HAND};
+constexpr std::array<SDL_SystemCursor, platform::kResizeCursors> kResizes{
+    SDL_SYSTEM_CURSOR_SIZENWSE, SDL_SYSTEM_CURSOR_SIZENESW, SDL_SYSTEM_CURSOR_SIZEWE,
+    SDL_SYSTEM_CURSOR_SIZENS};
+constexpr int kNoCursor = -1;
+
+std::array<SDL_Cursor*, kPointers.size()> g_pointer_cursors{};  // by what ui::cursor_at returns
+std::array<SDL_Cursor*, kResizes.size()> g_resize_cursors{};    // by resize_cursor
+bool g_cursor_forced = false;                                   // a resize cursor is set
+int g_cursor_current = kNoCursor;
+
+float logical(int points) {
+  return static_cast<float>(points) / platform::view().zoom;
+}
+
+platform::Border border_under(platform::Point p) {
+  platform::Size size;
+  SDL_GetWindowSize(platform::window(), &size.w, &size.h);
+  return platform::border_at(p, size);
+}
+
+SDL_HitTestResult hit_result(platform::Border border) {
+  using platform::Border;
+  switch (border) {
+    case Border::TopLeft:
+      return SDL_HITTEST_RESIZE_TOPLEFT;
+    case Border::TopRight:
+      return SDL_HITTEST_RESIZE_TOPRIGHT;
+    case Border::BottomLeft:
+      return SDL_HITTEST_RESIZE_BOTTOMLEFT;
+    case Border::BottomRight:
+      return SDL_HITTEST_RESIZE_BOTTOMRIGHT;
+    case Border::Top:
+      return SDL_HITTEST_RESIZE_TOP;
+    case Border::Bottom:
+      return SDL_HITTEST_RESIZE_BOTTOM;
+    case Border::Left:
+      return SDL_HITTEST_RESIZE_LEFT;
+    case Border::Right:
+      return SDL_HITTEST_RESIZE_RIGHT;
+    case Border::None:
+      break;
+  }
+  return SDL_HITTEST_NORMAL;
+}
+
+void update_pointer(int x, int y) {
+  if (platform::compact()) {
+    const int resize = platform::resize_cursor(border_under({x, y}));
+    if (resize >= 0) {
+      SDL_SetCursor(g_resize_cursors[static_cast<std::size_t>(resize)]);
+      g_cursor_forced = true;
+      return;
+    }
+  }
+  if (g_cursor_forced) {
+    g_cursor_forced = false;
+    g_cursor_current = kNoCursor;
+  }
+  const int kind = ui::cursor_at(logical(x), logical(y));
+  const auto i = static_cast<std::size_t>(kind);
+  if (kind == g_cursor_current || i >= g_pointer_cursors.size()) return;
+  if (g_pointer_cursors[i] == nullptr) return;
+  SDL_SetCursor(g_pointer_cursors[i]);
+  g_cursor_current = kind;
+}
+
+void on_window_event(const SDL_WindowEvent& event) {
+  switch (event.event) {
+    case SDL_WINDOWEVENT_LEAVE:
+      ui::on_mouse_leave();
+      break;
+    case SDL_WINDOWEVENT_SIZE_CHANGED:
+      platform::schedule_aspect_correction();
+      [[fallthrough]];
+    case SDL_WINDOWEVENT_EXPOSED:
+    case SDL_WINDOWEVENT_DISPLAY_CHANGED:
+      platform::update_scale();
+      platform::invalidate_layers();
+      break;
+    default:
+      break;
+  }
+}
+
+void on_key_down(SDL_Keycode sym) {
+  switch (sym) {
+    case SDLK_ESCAPE:
+      ui::on_key(ui::Key::Escape);
+      break;
+    case SDLK_RETURN:
+    case SDLK_KP_ENTER:
+      ui::on_key(ui::Key::Enter);
+      break;
+    case SDLK_BACKSPACE:
+      ui::on_key(ui::Key::Backspace);
+      break;
+    default:
+      break;
+  }
+}
+
+void on_button_down(const SDL_MouseButtonEvent& event) {
+  if (event.button != SDL_BUTTON_LEFT) return;
+  if (event.clicks >= 2) {
+    ui::on_double_click(logical(event.x), logical(event.y));
+  } else {
+    ui::on_mouse_down(logical(event.x), logical(event.y));
+  }
+}
+
+void on_wheel(const SDL_MouseWheelEvent& event) {
+  if (event.y == 0) return;
+  int x = 0;
+  int y = 0;
+  SDL_GetMouseState(&x, &y);
+  ui::on_wheel(logical(x), logical(y), event.y > 0 ? -1 : 1);
+}
+
+}  // namespace
+
+namespace platform {
+
+void create_cursors() {
+  for (std::size_t i = 0; i < kPointers.size(); ++i)
+    g_pointer_cursors[i] = SDL_CreateSystemCursor(kPointers[i]);
+  for (std::size_t i = 0; i < kResizes.size(); ++i)
+    g_resize_cursors[i] = SDL_CreateSystemCursor(kResizes[i]);
+}
+
+void free_cursors() {
+  for (SDL_Cursor*& cursor : g_pointer_cursors)
+    SDL_FreeCursor(std::exchange(cursor, nullptr));
+  for (SDL_Cursor*& cursor : g_resize_cursors)
+    SDL_FreeCursor(std::exchange(cursor, nullptr));
+}
+
+void handle(const SDL_Event& event) {
+  switch (event.type) {
+    case SDL_QUIT:
+      quit();
+      break;
+    case SDL_WINDOWEVENT:
+      on_window_event(event.window);
+      break;
+    case SDL_KEYDOWN:
+      on_key_down(event.key.keysym.sym);
+      break;
+    case SDL_TEXTINPUT:
+      ui::on_text(event.text.text);
+      break;
+    case SDL_MOUSEMOTION:
+      ui::on_mouse_move(logical(event.motion.x), logical(event.motion.y));
+      update_pointer(event.motion.x, event.motion.y);
+      break;
+    case SDL_MOUSEBUTTONDOWN:
+      on_button_down(event.button);
+      break;
+    case SDL_MOUSEBUTTONUP:
+      if (event.button.button == SDL_BUTTON_LEFT) ui::on_mouse_up();
+      break;
+    case SDL_MOUSEWHEEL:
+      on_wheel(event.wheel);
+      break;
+    case SDL_RENDER_TARGETS_RESET:
+      invalidate_layers();
+      break;
+    case SDL_RENDER_DEVICE_RESET:
+      set_device_lost();
+      break;
+    default:
+      break;
+  }
+}
+
+SDL_HitTestResult on_hit_test(SDL_Window*, const SDL_Point* point, void*) {
+  if (!compact()) return SDL_HITTEST_NORMAL;
+  const Border border = border_under({point->x, point->y});
+  if (border != Border::None) return hit_result(border);
+  return ui::cursor_at(logical(point->x), logical(point->y)) == ui::kCursorMove
+             ? SDL_HITTEST_DRAGGABLE
+             : SDL_HITTEST_NORMAL;
+}
+
+}  // namespace platform

@@ -1,0 +1,199 @@
+// Inside the window platform. Only the sources of this folder include this.
+//
+//   app_sdl.cpp       run_gui: start, frame loop, teardown
+//   window.cpp        the window: its modes, size and place, and the scale of what it shows
+//   aspect.cpp        keeps the window in the shape of its view
+//   renderer.cpp      the renderer and what is told about the graphics
+//   layers.cpp        the base and overlay layers that the interface draws into
+//   strips.cpp        the cache of pictures from which moving parts are copied
+//   compose.cpp       puts layers, bars, meters and title on the screen
+//   input.cpp         events to the interface, pointers, the border of the frameless window
+//   signals.cpp       SIGINT, SIGTERM and SIGUSR1
+//   compat.cpp        time, and what not every SDL or display offers
+//   window_rules.cpp  the decisions behind it, pure
+//   frame_stats.h     where the time of a frame goes, in debug builds
+//
+// Vocabulary: *window points* are what the desktop measures windows in; a *logical pixel* is what
+// the interface measures in, `view().zoom` points wide; a *device pixel* is one of the renderer's,
+// of which pixel_scale() make a logical pixel.
+//
+// There is one window and one renderer. Thread: the main thread only, but for the signal handler.
+#pragma once
+
+#include <SDL.h>
+#include <cairo.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "platform.h"
+#include "ui.h"
+#include "window_rules.h"
+
+struct Settings;
+
+namespace platform {
+
+// window.cpp
+// ----------------------------------------------------------------------------------------------------------
+
+// Makes the hidden window. The settings are not owned and must outlive it. Returns false after
+// logging why.
+bool create_window(Settings* settings);
+void destroy_window();
+
+// Null while there is none.
+SDL_Window* window();
+
+// Whether the settings say compact.
+bool compact();
+
+// Makes the window the compact or the full one: frame, size, place, stacking. The window manager
+// follows reliably only once the window is shown.
+void apply_mode(bool compact, bool on_top);
+
+// Brings the window to the front, also from the icons.
+void raise_window();
+
+// Reads the window's and the renderer's size into view() and pixel_scale(). A changed scale empties
+// the cache.
+void update_scale();
+
+// Forgets the scale, so that the next update_scale finds it changed.
+void forget_scale();
+
+const ui::View& view();  // g_view
+double pixel_scale();    // g_k, device pixels per logical pixel
+
+// The part of a display that panels leave free. Empty where the display does not say.
+std::optional<Area> usable_area(int display);
+
+// aspect.cpp
+// ----------------------------------------------------------------------------------------------------------
+
+// Takes over the current view's shape when it is a new one, and tells the window manager. Call it
+// before a size of the new shape is asked for, too: the window manager holds on to the old one.
+void adopt_aspect();
+
+// The window has been given a size on purpose: nothing the person did.
+void note_window_size();
+
+// The window's size has changed: look at its shape when it has come to rest.
+void schedule_aspect_correction();
+
+// Does so, once it is time.
+void correct_aspect();
+
+// renderer.cpp
+// --------------------------------------------------------------------------------------------------------
+
+// Makes the renderer, accelerated where possible, and describes the graphics in the log and for
+// crash reports. Returns false after logging why.
+bool create_renderer();
+void destroy_renderer();
+
+// Null while there is none.
+SDL_Renderer* renderer();
+
+// Size of the renderer's picture in device pixels.
+Size output_size();
+
+// The graphics device was lost, with all textures.
+void set_device_lost();
+
+// Replaces the renderer when it was lost. Returns false when there is no new one to be had.
+bool recover_renderer();
+
+// How pictures with transparency are laid over others.
+SDL_BlendMode blend_mode();  // g_premul
+
+// Brings a finished picture into the form that blend_mode() expects, in place.
+void adapt_alpha(cairo_surface_t* surface);
+
+// layers.cpp
+// ----------------------------------------------------------------------------------------------------------
+
+// Makes the interface draw both layers and uploads them.
+void draw_layers();
+
+// The base layer is out of date, and with it the overlay.
+void invalidate_layers();
+bool layers_ready();
+void destroy_layers();
+
+// Copy a layer over the whole screen; nothing when it has no content.
+void copy_base();
+void copy_overlay();
+
+// strips.cpp
+// ----------------------------------------------------------------------------------------------------------
+
+// A user's handle on one cached texture. Reading it costs no allocation as long as nothing changed.
+struct Strip {
+  SDL_Texture* texture = nullptr;  // the cache's; null when it could not be made
+  float w = -1.0F;                 // logical size it was made for
+  float h = -1.0F;
+  double k = 0.0;
+  bool dark = false;
+  unsigned generation = 0;  // of the cache
+};
+
+// Whether the handle is good for this size, the current theme and the current scale.
+bool is_current(const Strip& strip, float w, float h);
+
+// Finds the texture by its key, or makes it: `paint` draws w x h logical pixels at the origin
+// through gfx. May empty the cache first, so that other handles are no longer current.
+void fetch(Strip& strip, const std::string& name, int n, float w, float h,
+           const std::function<void()>& paint);
+
+// Destroys every texture.
+void clear_cache();
+
+// compose.cpp
+// ---------------------------------------------------------------------------------------------------------
+
+// Puts a frame together from what is already drawn, and presents it.
+void compose();
+
+// input.cpp
+// -----------------------------------------------------------------------------------------------------------
+
+void create_cursors();
+void free_cursors();
+
+// Passes one event on to the interface.
+void handle(const SDL_Event& event);
+
+// SDL's question what a press at a point of the frameless window means.
+SDL_HitTestResult on_hit_test(SDL_Window* window, const SDL_Point* point, void* user);
+
+// signals.cpp
+// ---------------------------------------------------------------------------------------------------------
+
+// From here on this thread receives the signals that install_signal_handlers holds back.
+void let_signals_in();
+
+bool quit_requested();
+bool take_raise_request();
+
+}  // namespace platform
+
+namespace compat {
+
+// SDL's milliseconds in 64 bits.
+std::uint64_t ticks();
+
+// The address of a function of SDL's that older versions lack, or null.
+void* sdl_symbol(const char* name);
+
+// Does nothing where SDL cannot.
+void always_on_top(SDL_Window* window, bool on);
+
+// Returns false when the desktop's program could not be started.
+bool open_url(const std::string& address);
+
+// Asks the window manager to keep the window's shape at w : h. Does nothing but under X11.
+void x11_aspect_hint(SDL_Window* window, int w, int h);
+
+}  // namespace compat

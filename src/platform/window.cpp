@@ -1,0 +1,155 @@
+// DESIGN: one window for both modes, changed in place. The arithmetic of sizes and places is in
+// window_rules; this file asks the display and carries out the answers.
+
+#include <cmath>
+
+#include "logger.h"
+#include "platform_private.h"
+#include "settings.h"
+
+namespace {
+
+constexpr int kStartWidth = 960;
+constexpr int kStartHeight = 640;
+constexpr double kScaleTolerance = 0.0001;
+
+SDL_Window* g_window = nullptr;
+Settings* g_settings = nullptr;  // not owned
+double g_scale = 1.0;            // device pixels per window point
+double g_k = 0.0;                // device pixels per logical pixel
+ui::View g_view;
+
+std::vector<platform::Area> usable_areas() {
+  std::vector<platform::Area> areas;
+  for (int i = 0; i < SDL_GetNumVideoDisplays(); ++i) {
+    if (const auto area = platform::usable_area(i)) areas.push_back(*area);
+  }
+  return areas;
+}
+
+void place(int x, int y, int w, int h) {
+  const platform::Point p =
+      platform::place_for({x, y}, {w, h}, usable_areas(), platform::usable_area(0));
+  SDL_SetWindowPosition(g_window, p.x, p.y);
+}
+
+void set_frame(bool compact) {
+  SDL_SetWindowBordered(g_window, compact ? SDL_FALSE : SDL_TRUE);
+  const int refused =
+      SDL_SetWindowHitTest(g_window, compact ? platform::on_hit_test : nullptr, nullptr);
+  if (refused != 0 && compact) {
+    logger::warn(std::string("Moving without a frame not available: ") + SDL_GetError());
+  }
+  SDL_SetWindowResizable(g_window, SDL_TRUE);
+}
+
+}  // namespace
+
+namespace platform {
+
+bool create_window(Settings* settings) {
+  g_settings = settings;
+  g_window =
+      SDL_CreateWindow("Velmora", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, kStartWidth,
+                       kStartHeight, SDL_WINDOW_HIDDEN | SDL_WINDOW_ALLOW_HIGHDPI);
+  if (g_window == nullptr) logger::error(std::string("SDL_CreateWindow: ") + SDL_GetError());
+  return g_window != nullptr;
+}
+
+void destroy_window() {
+  if (g_window != nullptr) SDL_DestroyWindow(g_window);
+  g_window = nullptr;
+}
+
+SDL_Window* window() {
+  return g_window;
+}
+
+bool compact() {
+  return g_settings != nullptr && g_settings->compact;
+}
+
+std::optional<Area> usable_area(int display) {
+  SDL_Rect r;
+  if (SDL_GetDisplayUsableBounds(display, &r) != 0) return std::nullopt;
+  return Area{r.x, r.y, r.w, r.h};
+}
+
+void apply_mode(bool compact, bool on_top) {
+  const Settings& s = *g_settings;
+  const Size saved = compact ? Size{s.mini_w, s.mini_h} : Size{s.win_w, s.win_h};
+  const Size size = mode_size(compact, s.collapsed, saved, usable_area(0));
+  const Size minimum = mode_minimum(compact, s.collapsed);
+  set_frame(compact);
+  adopt_aspect();
+  SDL_SetWindowMinimumSize(g_window, minimum.w, minimum.h);
+  SDL_SetWindowSize(g_window, size.w, size.h);
+  compat::always_on_top(g_window, compact && on_top);
+  place(compact ? s.mini_x : s.win_x, compact ? s.mini_y : s.win_y, size.w, size.h);
+  note_window_size();
+  update_scale();
+}
+
+void raise_window() {
+  // Restoring a maximized window would shrink it.
+  if ((SDL_GetWindowFlags(g_window) & SDL_WINDOW_MINIMIZED) != 0) SDL_RestoreWindow(g_window);
+  SDL_RaiseWindow(g_window);
+}
+
+void update_scale() {
+  Size size;
+  SDL_GetWindowSize(g_window, &size.w, &size.h);
+  g_scale = size.w > 0 ? static_cast<double>(output_size().w) / size.w : 1.0;
+  g_view = ui::view_for(size.w, size.h);
+  const double k = static_cast<double>(g_view.zoom) * g_scale;
+  if (std::abs(k - g_k) > kScaleTolerance) {
+    g_k = k;
+    clear_cache();
+  }
+  ui::set_pixel_scale(static_cast<float>(g_k));
+}
+
+void forget_scale() {
+  g_k = 0.0;
+}
+
+const ui::View& view() {
+  return g_view;
+}
+
+double pixel_scale() {
+  return g_k;
+}
+
+// The interface's calls
+// ------------------------------------------------------------------------------------------------
+
+void set_compact(bool compact, bool on_top) {
+  if (g_window == nullptr) return;
+  apply_mode(compact, on_top);
+  invalidate_layers();
+}
+
+void window_pos(int* x, int* y) {
+  if (g_window != nullptr) SDL_GetWindowPosition(g_window, x, y);
+}
+
+void window_size(int* w, int* h) {
+  if (g_window != nullptr) SDL_GetWindowSize(g_window, w, h);
+}
+
+void resize_window(int w, int h, int min_w, int min_h) {
+  if (g_window == nullptr) return;
+  adopt_aspect();
+  SDL_SetWindowMinimumSize(g_window, min_w, min_h);
+  SDL_SetWindowSize(g_window, w, h);
+  note_window_size();
+  update_scale();
+  invalidate_layers();
+}
+
+bool compact_framed() {
+  return false;
+}
+
+}  // namespace platform

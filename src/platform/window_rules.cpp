@@ -1,0 +1,199 @@
+// DESIGN: arithmetic on plain records, so that every rule about the window can be tested without
+// one. The callers fetch what the display says and carry out what comes back.
+
+#include "window_rules.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+namespace platform {
+
+namespace {
+
+constexpr Size kCompactReference{420, 132};
+constexpr Size kFullReference{960, 640};
+constexpr Size kCollapsedReference{960, 340};
+constexpr int kFullMinimumWidth = 480;
+constexpr int kFullMinimumSavedHeight = 120;
+
+// What stays free for a panel and for the frame of the window manager's.
+constexpr int kSpareWidth = 20;
+constexpr int kSpareHeight = 60;
+
+constexpr int kTitleMiddle = 10;        // below the top edge
+constexpr int kSmallWindowWidth = 600;  // narrower ones go into the corner
+constexpr int kCornerMargin = 24;
+constexpr Area kUnknownDisplay{0, 0, 1920, 1080};
+
+constexpr int kBorder = 10;
+constexpr int kCorner = 18;
+
+int rounded(double v) {
+  return static_cast<int>(std::lround(v));
+}
+
+Size scaled(Size reference, double s) {
+  return {std::max(1, rounded(reference.w * s)), std::max(1, rounded(reference.h * s))};
+}
+
+// Wide arithmetic: a saved position may be any number.
+bool title_is_on(const Area& a, Point window, int width) {
+  const std::int64_t x = std::int64_t{window.x} + width / 2;
+  const std::int64_t y = std::int64_t{window.y} + kTitleMiddle;
+  return x >= a.x && x < std::int64_t{a.x} + a.w && y >= a.y && y < std::int64_t{a.y} + a.h;
+}
+
+// Cuts [from, from + length) to [0, limit) and moves `to` along.
+void cut(int& from, int& length, int& to, int limit) {
+  const int before = std::max(0, -from);
+  from += before;
+  to += before;
+  length = std::min(length - before, limit - from);
+}
+
+}  // namespace
+
+std::uint64_t widen(WideTicks& ticks, std::uint32_t reading) {
+  if (reading < ticks.last) ticks.high += std::uint64_t{1} << 32U;
+  ticks.last = reading;
+  return ticks.high + reading;
+}
+
+Size mode_reference(bool compact, bool collapsed) {
+  if (compact) return kCompactReference;
+  return collapsed ? kCollapsedReference : kFullReference;
+}
+
+Size mode_minimum(bool compact, bool collapsed) {
+  const Size reference = mode_reference(compact, collapsed);
+  if (compact) return reference;
+  return {kFullMinimumWidth, kFullMinimumWidth * reference.h / reference.w};
+}
+
+Size mode_size(bool compact, bool collapsed, Size saved, std::optional<Area> usable) {
+  const Size reference = mode_reference(compact, collapsed);
+  const bool known = usable && usable->w > 0;
+  if (compact && !known) return reference;
+  const bool sensible = compact
+                            ? saved.w >= reference.w && saved.h >= reference.h
+                            : saved.w >= kFullMinimumWidth && saved.h >= kFullMinimumSavedHeight;
+  Size wanted = sensible ? saved : reference;
+  if (known) {
+    wanted.w = std::min(wanted.w, usable->w - kSpareWidth);
+    wanted.h = std::min(wanted.h, usable->h - kSpareHeight);
+  }
+  return scaled(reference, std::min(static_cast<double>(wanted.h) / reference.h,
+                                    static_cast<double>(wanted.w) / reference.w));
+}
+
+Point place_for(Point saved, Size window, const std::vector<Area>& displays,
+                std::optional<Area> first) {
+  if (saved.x != -1 && saved.y != -1) {
+    const auto on = [saved, window](const Area& a) { return title_is_on(a, saved, window.w); };
+    if (std::any_of(displays.begin(), displays.end(), on)) return saved;
+  }
+  const Area area = first.value_or(kUnknownDisplay);
+  if (window.w < kSmallWindowWidth) {
+    return {area.x + area.w - window.w - kCornerMargin, area.y + area.h - window.h - kCornerMargin};
+  }
+  return {area.x + (area.w - window.w) / 2, area.y + (area.h - window.h) / 2};
+}
+
+Size corrected_size(Size now, Size last, Size reference, Size minimum, std::optional<Size> usable) {
+  const double rw = reference.w;
+  const double rh = reference.h;
+  Size size = now;
+  if (std::abs(now.w - last.w) / rw >= std::abs(now.h - last.h) / rh) {
+    size.h = rounded(size.w * rh / rw);
+  } else {
+    size.w = rounded(size.h * rw / rh);
+  }
+  if (size.w < minimum.w || size.h < minimum.h) {
+    size = scaled(reference, std::max(minimum.h / rh, minimum.w / rw));
+  }
+  if (usable && usable->w > 0 && (size.w > usable->w || size.h > usable->h)) {
+    const double s = std::min(usable->h / rh, usable->w / rw);
+    size = {static_cast<int>(std::floor(rw * s)), static_cast<int>(std::floor(rh * s))};
+  }
+  return {std::max(1, size.w), std::max(1, size.h)};
+}
+
+Border border_at(Point p, Size window) {
+  const bool top = p.y < kBorder;
+  const bool bottom = p.y >= window.h - kBorder;
+  const bool left = p.x < kBorder;
+  const bool right = p.x >= window.w - kBorder;
+  const bool near_top = p.y < kCorner;
+  const bool near_bottom = p.y >= window.h - kCorner;
+  const bool near_left = p.x < kCorner;
+  const bool near_right = p.x >= window.w - kCorner;
+  if ((top && near_left) || (left && near_top)) return Border::TopLeft;
+  if ((top && near_right) || (right && near_top)) return Border::TopRight;
+  if ((bottom && near_left) || (left && near_bottom)) return Border::BottomLeft;
+  if ((bottom && near_right) || (right && near_bottom)) return Border::BottomRight;
+  if (top) return Border::Top;
+  if (bottom) return Border::Bottom;
+  if (left) return Border::Left;
+  return right ? Border::Right : Border::None;
+}
+
+int resize_cursor(Border border) {
+  switch (border) {
+    case Border::TopLeft:
+    case Border::BottomRight:
+      return kResizeNwse;
+    case Border::TopRight:
+    case Border::BottomLeft:
+      return kResizeNesw;
+    case Border::Left:
+    case Border::Right:
+      return kResizeWe;
+    case Border::Top:
+    case Border::Bottom:
+      return kResizeNs;
+    case Border::None:
+      break;
+  }
+  return -1;
+}
+
+std::string key(const std::string& name, int n, float w, float h, bool dark, double k) {
+  constexpr int kUnused = 0;
+  std::array<char, 128> text{};
+  std::snprintf(text.data(), text.size(), "-%d-%.1fx%.1f-%d-%d-%.4f", n, static_cast<double>(w),
+                static_cast<double>(h), kUnused, dark ? 1 : 0, k);
+  return name + text.data();
+}
+
+std::optional<Part> part_of(Size texture_pixels, double k, float x, float y, float w, float h,
+                            float ox, float oy) {
+  const int width = rounded(static_cast<double>(w) * k);
+  const int height = rounded(static_cast<double>(h) * k);
+  Part part{
+      {rounded(static_cast<double>(x) * k), rounded(static_cast<double>(y) * k), width, height},
+      {rounded((static_cast<double>(x) + ox) * k), rounded((static_cast<double>(y) + oy) * k),
+       width, height}};
+  // SDL would cut the source only and stretch what is left.
+  cut(part.from.x, part.from.w, part.to.x, texture_pixels.w);
+  cut(part.from.y, part.from.h, part.to.y, texture_pixels.h);
+  part.to.w = part.from.w;
+  part.to.h = part.from.h;
+  if (part.from.w <= 0 || part.from.h <= 0) return std::nullopt;
+  return part;
+}
+
+void to_straight_alpha(std::uint32_t* pixels, std::size_t n) {
+  for (std::uint32_t* p = pixels; p != pixels + n; ++p) {
+    const std::uint32_t alpha = *p >> 24U;
+    if (alpha == 0 || alpha == 255) continue;
+    const auto straight = [alpha](std::uint32_t channel) {
+      return std::min(255U, (channel * 255U + alpha / 2U) / alpha);
+    };
+    *p = alpha << 24U | straight(*p >> 16U & 255U) << 16U | straight(*p >> 8U & 255U) << 8U |
+         straight(*p & 255U);
+  }
+}
+
+}  // namespace platform
