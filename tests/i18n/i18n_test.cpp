@@ -1,0 +1,131 @@
+// Lookup and choice of the language, and what every table promises to the drawing code.
+#include "i18n.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <regex>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "home.h"
+#include "i18n_data.h"
+
+namespace {
+
+using Variables = std::vector<std::pair<std::string, std::string>>;
+
+std::string chosen_in(const Variables& variables) {
+  Home home;
+  for (const auto& [name, value] : variables)
+    home.set(name, value);
+  i18n::set_language("auto");
+  EXPECT_EQ(i18n::language(), "auto");
+  return i18n::effective_language();
+}
+
+std::string chosen_by(const std::string& setting) {
+  i18n::set_language(setting);
+  EXPECT_EQ(i18n::language(), setting);
+  return i18n::effective_language();
+}
+
+std::vector<std::string> placeholders(const std::string& text) {
+  static const std::regex pattern("%[^a-zA-Z%]*[a-zA-Z%]?");
+  return {std::sregex_token_iterator(text.begin(), text.end(), pattern), {}};
+}
+
+// In a process of its own, where nothing was chosen before.
+TEST(LanguageDeathTest, the_first_lookup_chooses_the_language_of_the_environment) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto first_lookup = [] {
+    Home home;
+    home.set("LANG", "he_IL.UTF-8");
+    if (i18n::language() != "auto" || !i18n::effective_language().empty() || i18n::rtl()) return 1;
+    if (i18n::T("cancel") == std::string("Cancel")) return 2;
+    return i18n::effective_language() == "he" && i18n::rtl() ? 0 : 3;
+  };
+  EXPECT_EXIT(std::exit(first_lookup()), testing::ExitedWithCode(0), "");
+}
+
+TEST(Language, auto_follows_the_environment) {
+  EXPECT_EQ(chosen_in({{"LANG", "de_DE.UTF-8"}}), "de");
+  EXPECT_EQ(chosen_in({{"LANGUAGE", "pt_BR:en"}, {"LANG", "de_DE.UTF-8"}}), "pt");
+  EXPECT_EQ(chosen_in({{"LANG", "zh_TW.UTF-8"}}), "zh_TW");
+  EXPECT_EQ(chosen_in({{"LANG", "sr_RS@latin"}}), "sr");
+  EXPECT_EQ(chosen_in({{"LANG", "C"}}), "en");
+  EXPECT_EQ(chosen_in({{"LANG", "POSIX"}}), "en");
+  EXPECT_EQ(chosen_in({{"LANG", "eo"}}), "en");
+  EXPECT_EQ(chosen_in({}), "en");
+  EXPECT_EQ(chosen_in({{"TRSL_LANG", "ar"}, {"LANGUAGE", "de"}}), "ar");
+  EXPECT_TRUE(i18n::rtl());
+  i18n::set_language("");
+  EXPECT_EQ(i18n::language(), "auto");
+}
+
+TEST(Language, a_setting_gives_its_row_or_its_language_or_english) {
+  for (const auto& [setting, code] : Variables{{"fr-CA", "fr"},
+                                               {"de_AT", "de"},
+                                               {"zh_CN", "zh"},
+                                               {"zh-TW", "zh_TW"},
+                                               {"zh-TW-x", "zh"},
+                                               {"xx", "en"},
+                                               {"DE", "en"},
+                                               {"deu", "en"},
+                                               {"d", "en"},
+                                               {"_de", "en"},
+                                               {"-", "en"}}) {
+    EXPECT_EQ(chosen_by(setting), code) << setting;
+  }
+  for (const i18n::Language& language : i18n::languages()) {
+    EXPECT_EQ(chosen_by(language.code), language.code);
+    EXPECT_EQ(i18n::rtl(), language.rtl) << language.code;
+  }
+}
+
+TEST(Language, languages_are_listed_in_the_order_of_the_table) {
+  std::string codes;
+  std::string rtl;
+  std::set<std::string> names;
+  for (const i18n::Language& language : i18n::languages()) {
+    codes += language.code + " ";
+    if (language.rtl) rtl += language.code + " ";
+    names.insert(language.name);
+  }
+  EXPECT_EQ(codes,
+            "ar bg bn ca cs da de el en es fa fi fr he hi hr hu id it ja ko lt lv ms nb ne nl pl "
+            "pt ro ru sk sl sr sv sw th tl tr uk ur vi zh_TW zh ");
+  EXPECT_EQ(rtl, "ar fa he ur ");
+  EXPECT_EQ(names.size(), i18n::languages().size());
+  EXPECT_EQ(i18n::languages()[6].name, "Deutsch");
+  EXPECT_EQ(i18n::languages()[42].name, "正體中文");
+}
+
+TEST(Lookup, every_key_gives_a_text_with_the_placeholders_of_the_english_one) {
+  for (const i18n_data::Lang& lang : i18n_data::LANGS) {
+    i18n::set_language(lang.code);
+    for (int i = 0; i < i18n_data::KEY_COUNT; ++i) {
+      const char* const text = i18n::T(i18n_data::KEYS[i]);
+      ASSERT_EQ(text, lang.values[i]) << lang.code << " " << i18n_data::KEYS[i];
+      EXPECT_STRNE(text, "") << lang.code << " " << i18n_data::KEYS[i];
+      EXPECT_EQ(placeholders(text), placeholders(i18n_data::VALUES_en[i]))
+          << lang.code << " " << i18n_data::KEYS[i];
+    }
+  }
+  i18n::set_language("en");
+  EXPECT_STREQ(i18n::T("about"), "About");
+  EXPECT_STREQ(i18n::T("third_party"), "Third-party components:");
+  EXPECT_STREQ(i18n::T("status_select_output"),
+               "To use it, choose “Velmora” as the output in your sound settings");
+}
+
+TEST(Lookup, an_unknown_key_gives_itself) {
+  for (const char* key : {"no_such_key", "", "a", "zz", "About", "cance", "cancel_", "\xff"}) {
+    EXPECT_EQ(i18n::T(key), key);
+  }
+  EXPECT_STREQ(i18n::T(nullptr), "");
+}
+
+}  // namespace
