@@ -15,6 +15,7 @@ GENERATOR = SOURCES / "i18n" / "generate_tables.py"
 sys.path.insert(0, str(GENERATOR.parent))
 sys.dont_write_bytecode = True
 import generate_tables  # noqa: E402
+
 LANGUAGES = "# code, direction, name\nfa rtl فارسی\nen ltr English\nzh_TW ltr 正體中文\n"
 
 
@@ -132,6 +133,8 @@ class Generator(unittest.TestCase):
         for control in ("\t", "\0", "\x1b", "\r", "\x85", "\u2028"):
             at_12(f'msgstr "a{control}b"', f"control character U+{ord(control):04X}")
         self.expect_fault("fa.po:10: entry without msgstr", fa=PERSIAN.replace('msgstr "چرا؟"', ""))
+        late = PERSIAN.replace('msgctxt "ask"', 'msgid "a"\nmsgctxt "ask"')
+        self.expect_fault("fa.po:11: msgctxt out of order", fa=late)
         self.expect_fault('fa.po:1: a text without a keyword', fa='"a"\n' + PERSIAN)
         self.expect_fault("fa.po:1: byte order mark", fa="\ufeff" + PERSIAN)
         for wrong in (b"\xff", b"\xc0\xaf", b"\xed\xa0\x80", "چ".encode()[:1]):
