@@ -13,10 +13,10 @@
 set -euo pipefail
 exec >&2
 
-build_packages=(g++ cmake ninja-build pkg-config libpulse-dev libsdl2-dev
+build_packages=(g++ cmake ninja-build pkg-config python3 libpulse-dev libsdl2-dev
   libcairo2-dev libpango1.0-dev libgtest-dev libgmock-dev)
 # pactl, pacat and parec, without a server.
-client_packages=(pulseaudio-utils python3)
+client_packages=(pulseaudio-utils)
 test_packages=(locales)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
 ci_packages=(clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 libbenchmark-dev libfftw3-dev

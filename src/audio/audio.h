@@ -69,6 +69,10 @@ void set_active(bool active);
 // Name of the sink to play to; empty follows the server's default device.
 void set_output(const std::string& name);
 
+// Sets up what Status::setup_needed or permission_needed asks for. Nothing ever needs it on this
+// platform, and it does nothing.
+void setup_devices();
+
 // Mutes or unmutes the target, once; the status shows it at once.
 void set_mute(bool mute);
 

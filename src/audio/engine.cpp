@@ -234,6 +234,9 @@ void set_output(const std::string& name) {
   });
 }
 
+// Another platform has something to set up here.
+void setup_devices() {}
+
 void set_mute(bool mute) {
   change_wish([mute] {
     g_status.muted = mute;

@@ -1,0 +1,5 @@
+// Where the program's makers are reached. A packager sets both when configuring the build.
+#pragma once
+
+inline constexpr const char* kHomepage = VELMORA_HOMEPAGE;         // web address
+inline constexpr const char* kSupportMail = VELMORA_SUPPORT_MAIL;  // mail address for reports

@@ -1,0 +1,78 @@
+// DESIGN: the strip shows what is playing and lets it be switched and muted; all else is in the
+// full view, one press away. Whatever is no button moves the window.
+#include "i18n.h"
+#include "icon_data.h"
+#include "platform.h"
+#include "ui_private.h"
+
+namespace ui {
+
+namespace {
+
+constexpr float kText = 12.0F;
+
+void background(float w, float h) {
+  const theme::Colors& c = *theme::colors();
+  const bool active = state().settings->active;
+  gfx::fill_rect_vgrad({0.0F, 0.0F, w, h}, c.panel, c.recessed);
+  gfx::stroke_round_rect({0.0F, 0.0F, w, h}, 0.0F,
+                         active ? theme::with_alpha(c.accent, 0.55F) : c.border, 1.0F);
+}
+
+void title() {
+  const Rect& r = state().layout.title;
+  const std::string text = directed("Velmora  ·  " + isolated(preset_label()));
+  gfx::text(r, shorten(text, kText, r.w), kText, theme::colors()->text, start_align(), false, true);
+}
+
+void buttons() {
+  const State& s = state();
+  const Layout& l = s.layout;
+  const theme::Colors& c = *theme::colors();
+  const auto icon = [&](int code) { return s.hover == code ? c.text_strong : c.text_secondary; };
+  if (l.close.w > 0.0F) {
+    const bool over = s.hover == kHitClose;
+    if (over) gfx::fill_round_rect(l.close, 7.0F, theme::with_alpha(c.danger, 0.85F));
+    icon_cross(l.close.x + 14.0F, l.close.y + 12.0F, 10.0F, over ? 0xFFFFFFFFU : c.text_secondary);
+  }
+  mute_button(l.mute, s.hover == kHitMute);
+  if (s.hover == kHitBack) gfx::fill_round_rect(l.back, 7.0F, c.button_hover);
+  icon_corners(l.back.x + 15.0F, l.back.y + 12.0F, true, icon(kHitBack));
+}
+
+void power() {
+  const State& s = state();
+  const theme::Colors& c = *theme::colors();
+  const Rect& r = s.layout.power;
+  const bool active = s.settings->active;
+  const bool over = s.hover == kHitMiniPower;
+  const float cx = r.x + 22.0F;
+  const float cy = r.y + 22.0F;
+  if (active) {
+    gfx::fill_circle(cx, cy, 21.0F, theme::with_alpha(c.on, over ? 0.26F : 0.16F));
+    gfx::stroke_circle(cx, cy, 21.0F, c.on, 1.5F);
+  } else {
+    gfx::fill_circle(cx, cy, 21.0F, c.button);
+    gfx::stroke_circle(cx, cy, 21.0F, over ? c.text : c.border, 1.5F);
+  }
+  const unsigned symbol = active ? c.on : c.text_secondary;
+  gfx::stroke_arc(cx, cy + 1.0F, 8.5F, 40.0F, 320.0F, symbol, 2.4F);
+  gfx::line(cx, cy - 9.0F, cx, cy - 0.7F, symbol, 2.4F);
+  const std::string text = i18n::T(active ? "power_on" : "power_off");
+  const Rect label{r.x - 6.0F, r.y + 48.0F, 56.0F, 16.0F};
+  gfx::text(label, text, fit_size(text, 10.5F, 8.0F, label.w, false),
+            active ? c.text : c.text_secondary, Align::Center, false, true);
+}
+
+}  // namespace
+
+void draw_compact(float w, float h) {
+  state().layout = compact_layout(w, h, platform::compact_framed());
+  background(w, h);
+  gfx::image_png(icon_data::kPng, icon_data::kPngSize, state().layout.logo);
+  title();
+  buttons();
+  power();
+}
+
+}  // namespace ui

@@ -1,0 +1,323 @@
+// DESIGN: the main window, read from top to bottom as it is seen. Everything is drawn from the
+// layout of the moment and remembered there, so input finds what is on the screen.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "i18n.h"
+#include "icon_data.h"
+#include "ui_private.h"
+
+namespace ui {
+
+namespace {
+
+constexpr float kSmall = 10.5F;
+constexpr float kLabel = 12.0F;
+constexpr float kText = 14.0F;
+constexpr const char* kDot = "  ·  ";
+constexpr const char* kDash = " — ";
+
+bool hovered(int code) {
+  return state().hover == code;
+}
+
+std::string channel_text(int i) {
+  constexpr const char* kKeys[] = {"channel_stereo", "channel_left", "channel_right"};
+  return i18n::T(kKeys[i]);
+}
+
+LabelWidths label_widths() {
+  LabelWidths labels;
+  for (int i = 0; i < 3; ++i)
+    labels.channel[i] = std::ceil(gfx::text_width(channel_text(i), kLabel, true));
+  labels.flat = std::ceil(gfx::text_width(i18n::T("reset"), kLabel, true));
+  return labels;
+}
+
+// Segments stand on whole device pixels only if their area does.
+void snap(Rect* r) {
+  const float p = state().pixel_scale;
+  const float right = std::floor((r->x + r->w) * p);
+  const float bottom = std::floor((r->y + r->h) * p);
+  r->x = std::ceil(r->x * p) / p;
+  r->y = std::ceil(r->y * p) / p;
+  r->w = std::max(0.0F, right / p - r->x);
+  r->h = std::max(0.0F, bottom / p - r->y);
+}
+
+// ---- Header
+
+void power_button() {
+  const Settings& s = *state().settings;
+  const theme::Colors& c = *theme::colors();
+  const Rect& r = state().layout.power;
+  const bool over = hovered(kHitPower);
+  const float cx = r.x + 22.0F;
+  const float cy = r.y + r.h * 0.5F;
+  button_bg(r, over);
+  if (s.active) {
+    gfx::stroke_round_rect(r, 8.0F, theme::with_alpha(c.on, 0.7F), 1.5F);
+    gfx::fill_circle(cx, cy, 13.0F, theme::with_alpha(c.on, 0.18F));
+  }
+  power_symbol(cx, cy + 0.5F, 7.5F, 2.2F, s.active ? c.on : c.text_secondary);
+  const std::string text = i18n::T(s.active ? "power_on" : "power_off");
+  const Rect label{r.x + 38.0F, r.y, r.w - 38.0F - 6.0F, r.h};
+  const float size = fit_size(text, 13.0F, 10.5F, label.w, true);
+  gfx::text(label, text, size, over ? c.text_strong : c.text, Align::Left, true, true);
+}
+
+void presets_button() {
+  const Settings& s = *state().settings;
+  const theme::Colors& c = *theme::colors();
+  const Rect& r = state().layout.presets;
+  const bool over = hovered(kHitPresets);
+  button_bg(r, over);
+  const Rect label{r.x + 14.0F, r.y, r.w - 14.0F - 36.0F, r.h};
+  const unsigned colour = !s.active ? c.text_secondary : over ? c.text_strong : c.text;
+  gfx::text(label, shorten(directed(preset_label()), kText, label.w), kText, colour, start_align(),
+            false, true);
+  icon_chevron(r.x + r.w - 20.0F, r.y + r.h * 0.5F, false, s.active ? c.text : c.text_secondary);
+}
+
+void icon_button(const Rect& r, int code, bool enabled, void (*icon)(float, float, unsigned)) {
+  const theme::Colors& c = *theme::colors();
+  const bool over = hovered(code);
+  button_bg(r, over);
+  const unsigned colour = over ? c.text_strong : c.text;
+  icon(r.x + r.w * 0.5F, r.y + r.h * 0.5F,
+       enabled ? colour : theme::with_alpha(c.text_secondary, 0.6F));
+}
+
+void header() {
+  const Layout& l = state().layout;
+  gfx::image_png(icon_data::kPng, icon_data::kPngSize, l.logo);
+  power_button();
+  presets_button();
+  icon_button(l.save, kHitSave, state().settings->active, icon_save);
+  icon_button(l.compact, kHitCompact, true,
+              [](float x, float y, unsigned colour) { icon_corners(x, y, false, colour); });
+  icon_button(l.settings, kHitSettings, true, icon_gear);
+}
+
+// ---- Panels
+
+void glass_panel(const Rect& r) {
+  const theme::Colors& c = *theme::colors();
+  constexpr float kRadius = 10.0F;
+  gfx::fill_round_rect_vgrad(r, kRadius, c.panel, c.recessed);
+  gfx::stroke_round_rect(r, kRadius, c.border, 1.0F);
+  gfx::fill_rect({r.x + kRadius, r.y + 1.0F, r.w - 2.0F * kRadius, 1.0F}, c.highlight);
+}
+
+void frequency_scale(const Rect& bars, const theme::Colors& c) {
+  const SegmentGeom g = bar_geom(bars.w, bars.h, false);
+  const float y = bars.y + bars.h + 6.0F;
+  constexpr float kHeight = 16.0F;
+  gfx::text({bars.x - 40.0F, y, 32.0F, kHeight}, "Hz", kSmall, c.text_secondary, Align::Right,
+            false, true);
+  for (int i = 0; i < kBars; ++i) {
+    const float x = bars.x + static_cast<float>(i) * (g.column_width + g.gap);
+    gfx::text({x - 20.0F, y, g.column_width + 40.0F, kHeight}, analyzer::bar_label(i), kSmall,
+              c.text_secondary, Align::Center, false, true);
+  }
+}
+
+void level_scale(const Rect& bars, const theme::Colors& c) {
+  constexpr int kStep = 12;
+  constexpr int kLowest = -60;
+  for (int db = 0; db >= kLowest; db -= kStep) {
+    char text[16];
+    std::snprintf(text, sizeof text, db == 0 ? "0 dB" : "%d", db);
+    const float fraction = static_cast<float>(db) / analyzer::kFloorDb;
+    const float y = bars.y + bars.h * fraction;
+    gfx::text({bars.x - 44.0F, y - 8.0F, 34.0F, 16.0F}, text, kSmall, c.text_secondary,
+              Align::Right, false, true);
+    gfx::fill_rect({bars.x - 7.0F, std::round(y), 4.0F, 1.0F}, c.mark_zero);
+  }
+}
+
+void meter_labels(const Rect& meters, const theme::Colors& c) {
+  const SegmentGeom g = meter_geom(meters.w, meters.h);
+  constexpr const char* kNames[] = {"L", "R"};
+  for (int i = 0; i < kMeters; ++i) {
+    const float x = meters.x + static_cast<float>(i) * (g.column_width + g.gap);
+    gfx::text({x - 6.0F, meters.y + meters.h + 6.0F, g.column_width + 12.0F, 16.0F}, kNames[i],
+              kSmall, c.text_secondary, Align::Center, false, true);
+  }
+}
+
+void draw_scale() {
+  const Layout& l = state().layout;
+  const theme::Colors& c = *theme::colors();
+  frequency_scale(l.bars, c);
+  level_scale(l.bars, c);
+  meter_labels(l.meters, c);
+}
+
+// One control of three parts: the chosen one is filled.
+void channel_buttons() {
+  const Layout& l = state().layout;
+  const theme::Colors& c = *theme::colors();
+  constexpr float kRadius = 7.0F;
+  const Rect& first = l.channel[0];
+  const Rect& last = l.channel[2];
+  const Rect all{first.x, first.y, last.x + last.w - first.x, first.h};
+  gfx::fill_round_rect(all, kRadius, c.mute_face);
+  for (int i = 0; i < 3; ++i) {
+    const bool chosen = state().settings->channel == i;
+    const bool over = hovered(kHitChannel + i);
+    if (chosen) {
+      gfx::fill_round_rect(l.channel[i], kRadius, c.button_hover);
+      gfx::stroke_round_rect(l.channel[i], kRadius, theme::with_alpha(c.accent, 0.6F), 1.0F);
+    }
+    const unsigned rest = chosen ? c.text : c.text_secondary;
+    gfx::text(l.channel[i], channel_text(i), kLabel, over ? c.text_strong : rest, Align::Center,
+              true, true);
+  }
+  gfx::stroke_round_rect(all, kRadius, c.border, 1.0F);
+}
+
+void spectrum_panel() {
+  const Layout& l = state().layout;
+  const theme::Colors& c = *theme::colors();
+  glass_panel(l.spectrum);
+  const Rect heading{l.spectrum.x + kInset, l.spectrum.y + 10.0F,
+                     std::max(l.mute.x - 12.0F - l.spectrum.x - kInset, 0.0F), 24.0F};
+  gfx::text(heading, i18n::T("spectrum"), kLabel, c.text, start_align(), true, true);
+  mute_button(l.mute, hovered(kHitMute));
+  draw_scale();
+  channel_buttons();
+}
+
+void slider_panel() {
+  const Layout& l = state().layout;
+  const Settings& s = *state().settings;
+  const theme::Colors& c = *theme::colors();
+  const bool over = hovered(kHitFlat);
+  glass_panel(l.sliders);
+  const std::string hint = i18n::T(s.active ? "hint_reset" : "status_bypass");
+  gfx::text(l.hint, shorten(hint, kLabel, l.hint.w), kLabel, c.text_secondary, start_align(), false,
+            true);
+  gfx::fill_round_rect(l.flat, 7.0F, over ? c.button_hover : c.mute_face);
+  gfx::stroke_round_rect(l.flat, 7.0F, over ? theme::with_alpha(c.accent, 0.6F) : c.border, 1.0F);
+  const unsigned colour = s.active ? c.text : c.text_secondary;
+  gfx::text(l.flat, i18n::T("reset"), kLabel, over ? c.text_strong : colour, Align::Center, true,
+            true);
+  draw_sliders();
+}
+
+// ---- Bottom strip
+
+// The chosen device, or null where the choice is the default or is not there.
+std::string device_text(bool* missing) {
+  const std::string& output = state().settings->output;
+  *missing = false;
+  if (output.empty()) return i18n::T("device_follow");
+  const std::vector<audio::Device> devices = audio::devices();
+  const auto found = std::find_if(devices.begin(), devices.end(),
+                                  [&](const audio::Device& d) { return d.name == output; });
+  *missing = found == devices.end();
+  return one_line(*missing ? output : found->label);
+}
+
+void device_button(const std::string& name) {
+  const theme::Colors& c = *theme::colors();
+  const Rect& r = state().layout.device;
+  const bool over = hovered(kHitDevice);
+  button_bg(r, over);
+  const Rect heading{r.x + 14.0F, r.y + 5.0F, r.w - 50.0F, 15.0F};
+  gfx::text(heading, shorten(i18n::T("device"), kSmall, heading.w), kSmall, c.text_secondary,
+            start_align(), false, true);
+  const Rect label{heading.x, r.y + 20.0F, heading.w, 20.0F};
+  gfx::text(label, shorten(name, kText, label.w), kText, over ? c.text_strong : c.text,
+            start_align(), false, true);
+  icon_chevron(r.x + r.w - 20.0F, r.y + r.h * 0.5F, true, c.text);
+}
+
+struct StatusText {
+  std::string text;
+  unsigned colour = 0;
+};
+
+StatusText status_text(const std::string& device, bool missing) {
+  const audio::Status& s = state().status;
+  const theme::Colors& c = *theme::colors();
+  if (const char* key = status_note_key()) {
+    const bool waiting = s.state == audio::kConnecting || s.state == audio::kRunning;
+    return {i18n::T(key), waiting ? c.warning : c.danger};
+  }
+  const bool running = s.state == audio::kRunning;
+  if (running && missing)
+    return {i18n::T("err_no_device") + std::string(kDash) + isolated(device), c.warning};
+  const bool active = state().settings->active;
+  std::string text = i18n::T(active ? "status_active" : "status_bypass");
+  if (running && !s.target_label.empty()) text += kDot + isolated(one_line(s.target_label));
+  return {text, active ? c.on : c.off};
+}
+
+void status_line(const StatusText& status) {
+  const theme::Colors& c = *theme::colors();
+  const Rect& r = state().layout.status;
+  const bool rtl = start_align() == Align::Right;
+  constexpr float kDotRadius = 4.5F;
+  constexpr float kGap = 10.0F;
+  const float cy = r.y + r.h * 0.5F;
+  const float dot = rtl ? r.x + r.w - kDotRadius : r.x + kDotRadius;
+  gfx::fill_circle(dot, cy, kDotRadius, status.colour);
+  const float taken = 2.0F * kDotRadius + kGap;
+  const Rect text{rtl ? r.x : r.x + taken, r.y, std::max(r.w - taken, 0.0F), r.h};
+  gfx::text(text, shorten(directed(status.text), kLabel, text.w), kLabel, c.text, start_align(),
+            false, true);
+}
+
+void bottom_strip() {
+  bool missing = false;
+  const std::string device = device_text(&missing);
+  device_button(device);
+  status_line(status_text(device, missing));
+}
+
+void collapse_button() {
+  const theme::Colors& c = *theme::colors();
+  const Rect& r = state().layout.collapse;
+  const bool over = hovered(kHitCollapse);
+  const float radius = r.h * 0.5F;
+  gfx::fill_round_rect(r, radius, over ? c.button_hover : c.button);
+  gfx::stroke_round_rect(r, radius, over ? theme::with_alpha(c.accent, 0.6F) : c.border, 1.0F);
+  icon_chevron(r.x + r.w * 0.5F, r.y + r.h * 0.5F, !state().settings->collapsed,
+               over ? c.text_strong : c.text_secondary);
+}
+
+}  // namespace
+
+void draw_full(float w, float h) {
+  State& s = state();
+  const bool collapsed = s.settings->collapsed;
+  s.layout = full_layout(w, h, collapsed, label_widths());
+  snap(&s.layout.bars);
+  snap(&s.layout.meters);
+  header();
+  spectrum_panel();
+  if (!collapsed) {
+    slider_panel();
+    bottom_strip();
+  }
+  collapse_button();
+}
+
+void draw_base(int w, int h) {
+  const theme::Colors& c = *theme::colors();
+  const auto width = static_cast<float>(w);
+  const auto height = static_cast<float>(h);
+  if (state().settings->compact) {
+    draw_compact(width, height);
+    snap(&state().layout.bars);
+    snap(&state().layout.meters);
+    return;
+  }
+  gfx::fill_rect_vgrad({0.0F, 0.0F, width, height}, c.window_top, c.window_bottom);
+  draw_full(width, height);
+}
+
+}  // namespace ui

@@ -1,0 +1,195 @@
+// DESIGN: two columns, so that the panel fits the collapsed window too: what can be set, and what
+// the program is. Texts of the second column shrink a little where a language needs more room than
+// there is.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "addresses.h"
+#include "i18n.h"
+#include "ui_private.h"
+#include "version.h"
+
+namespace ui {
+
+namespace {
+
+constexpr float kText = 13.0F;
+
+bool over(int code) {
+  return state().hover == code;
+}
+
+Rect start_of(const Rect& r, float end_width) {
+  const float w = std::max(0.0F, r.w - end_width);
+  return {start_align() == Align::Right ? r.x + r.w - w : r.x, r.y, w, r.h};
+}
+
+void separator(const Rect& row) {
+  gfx::fill_rect({row.x, row.y + row.h - 1.0F, row.w, 1.0F},
+                 theme::with_alpha(theme::colors()->border, 0.6F));
+}
+
+void row_label(const Rect& row, const char* key, int code, float end_width) {
+  const theme::Colors& c = *theme::colors();
+  const Rect label = start_of(row, end_width);
+  const std::string text = i18n::T(key);
+  const float size = fit_size(text, kText, 11.0F, label.w, false);
+  gfx::text(label, shorten(text, size, label.w), size, over(code) ? c.text_strong : c.text,
+            start_align(), false, true);
+}
+
+void switch_row(const Rect& row, const char* key, int code, bool on) {
+  constexpr float kWidth = 42.0F;
+  constexpr float kHeight = 22.0F;
+  const theme::Colors& c = *theme::colors();
+  row_label(row, key, code, kWidth + 14.0F);
+  const bool rtl = start_align() == Align::Right;
+  const Rect body{rtl ? row.x : row.x + row.w - kWidth, row.y + (row.h - kHeight) * 0.5F, kWidth,
+                  kHeight};
+  const unsigned face = on ? c.accent : c.off;
+  gfx::fill_round_rect(body, kHeight * 0.5F,
+                       over(code) ? theme::mix(face, c.text_strong, 0.12F) : face);
+  const float travel = kWidth - kHeight;
+  const float cx = body.x + kHeight * 0.5F + (on != rtl ? travel : 0.0F);
+  gfx::fill_circle(cx, body.y + kHeight * 0.5F, kHeight * 0.5F - 3.0F, 0xFFFFFFFFU);
+  separator(row);
+}
+
+std::string language_name() {
+  const std::string& setting = state().settings->language;
+  for (const i18n::Language& l : i18n::languages()) {
+    if (l.code == setting) return l.name;
+  }
+  return i18n::T("language_auto");
+}
+
+void language_row(const Rect& row) {
+  constexpr float kButton = 184.0F;
+  const theme::Colors& c = *theme::colors();
+  row_label(row, "language", kHitLanguage, kButton + 14.0F);
+  const bool rtl = start_align() == Align::Right;
+  const Rect button{rtl ? row.x : row.x + row.w - kButton, row.y + 10.0F, kButton, 30.0F};
+  button_bg(button, over(kHitLanguage));
+  const Rect label{button.x + 12.0F, button.y, button.w - 46.0F, button.h};
+  gfx::text(label, shorten(language_name(), kText, label.w), kText, c.text, start_align(), false,
+            true);
+  icon_chevron(button.x + button.w - 18.0F, button.y + 15.0F, false, c.text);
+  separator(row);
+}
+
+void theme_button(const Rect& r, const char* key, int code, bool chosen) {
+  const theme::Colors& c = *theme::colors();
+  if (chosen) {
+    gfx::fill_round_rect(r, 8.0F, c.button_hover);
+    gfx::stroke_round_rect(r, 8.0F, theme::with_alpha(c.accent, 0.6F), 1.0F);
+  }
+  const std::string text = i18n::T(key);
+  const unsigned rest = chosen ? c.text : c.text_secondary;
+  gfx::text(r, text, fit_size(text, kText, 10.0F, r.w - 10.0F, chosen),
+            over(code) ? c.text_strong : rest, Align::Center, chosen, true);
+}
+
+void appearance_row(const SettingsLayout& l) {
+  const theme::Colors& c = *theme::colors();
+  row_label(l.appearance, "appearance", kHitNone - 1, l.dark.w + l.light.w + 14.0F);
+  const Rect both{l.dark.x, l.dark.y, l.light.x + l.light.w - l.dark.x, l.dark.h};
+  gfx::fill_round_rect(both, 8.0F, c.mute_face);
+  theme_button(l.dark, "theme_dark", kHitDark, theme::dark());
+  theme_button(l.light, "theme_light", kHitLight, !theme::dark());
+  gfx::stroke_round_rect(both, 8.0F, c.border, 1.0F);
+}
+
+// ---- About
+
+struct AboutText {
+  std::string text;
+  unsigned colour;
+  float after;  // distance to the next
+};
+
+std::string component_line() {
+  const std::string library = settings::seal_library();
+  return library + (library == "Monocypher" ? " — CC0 / BSD-2-Clause" : " — ISC");
+}
+
+std::vector<AboutText> about_texts() {
+  const theme::Colors& c = *theme::colors();
+  return {
+      {i18n::T("about_tagline"), c.text, 8.0F},
+      {i18n::T("about_disclaimer_title"), c.text, 1.0F},
+      {i18n::T("about_disclaimer"), c.text_secondary, 8.0F},
+      {i18n::T("third_party") + std::string(" ") + isolated(component_line()), c.text_secondary,
+       0.0F},
+  };
+}
+
+float height_of(const std::vector<AboutText>& texts, float size, float width) {
+  float height = 0.0F;
+  for (const AboutText& t : texts)
+    height += gfx::wrapped_height(t.text, size, width) + t.after;
+  return height;
+}
+
+void link(const Rect& r, const std::string& text, const std::string& address, int code) {
+  const theme::Colors& c = *theme::colors();
+  const std::string label = text.empty() ? "" : directed(text) + " ";
+  const std::string line = label + isolated(address);
+  gfx::text(r, shorten(line, 12.0F, r.w), 12.0F, over(code) ? c.accent : c.text, start_align(),
+            false, true);
+  const float width = std::min(gfx::text_width(line, 12.0F, false), r.w);
+  const float x = start_align() == Align::Right ? r.x + r.w - width : r.x;
+  gfx::fill_rect({x, r.y + r.h - 2.0F, width, 1.0F},
+                 theme::with_alpha(over(code) ? c.accent : c.text_secondary, 0.5F));
+}
+
+void about(const SettingsLayout& l) {
+  const theme::Colors& c = *theme::colors();
+  const Rect& r = l.about;
+  const std::string version =
+      with_argument(with_argument(i18n::T("about_version"), kVersion), kBuild);
+  gfx::text({r.x, r.y, r.w, 22.0F}, "Velmora", 16.0F, c.text, start_align(), true, true);
+  gfx::text({r.x, r.y + 22.0F, r.w, 18.0F}, directed(version), 12.0F, c.text_secondary,
+            start_align(), false, true);
+  const std::vector<AboutText> texts = about_texts();
+  const float top = r.y + 46.0F;
+  const float room = l.homepage.y - 6.0F - top;
+  float size = 12.0F;
+  while (size > 9.0F && height_of(texts, size, r.w) > room)
+    size -= 0.5F;
+  float y = top;
+  for (const AboutText& t : texts) {
+    const float height = gfx::wrapped_height(t.text, size, r.w);
+    gfx::text_wrapped({r.x, y, r.w, height + 2.0F}, t.text, size, t.colour, start_align());
+    y += height + t.after;
+  }
+  link(l.homepage, "", kHomepage, kHitHomepage);
+  link(l.report, i18n::T("about_report_bug"), kSupportMail, kHitReport);
+}
+
+}  // namespace
+
+void draw_settings_panel(float w, float h) {
+  State& s = state();
+  if (!s.settings_open) return;
+  const theme::Colors& c = *theme::colors();
+  const std::string close = i18n::T("close");
+  s.panel = settings_layout(w, h, std::ceil(gfx::text_width(close, kText, false)));
+  const SettingsLayout& l = s.panel;
+  gfx::fill_rect({0.0F, 0.0F, w, h}, c.scrim);
+  shadow(l.panel, 14.0F);
+  panel_bg(l.panel, 14.0F);
+  const Rect heading{l.panel.x + 24.0F, l.panel.y + 14.0F,
+                     std::max(0.0F, l.close.x - 12.0F - l.panel.x - 24.0F), 30.0F};
+  gfx::text(heading, i18n::T("settings"), 18.0F, c.text, start_align(), true, true);
+  button_bg(l.close, over(kHitPanelClose));
+  button_label(l.close, close, kText, over(kHitPanelClose), false);
+  switch_row(l.autostart, "autostart", kHitAutostart, s.autostart);
+  switch_row(l.eq_on_start, "eq_on_start", kHitEqOnStart, s.settings->active_on_start);
+  switch_row(l.on_top, "on_top", kHitOnTop, s.settings->compact_on_top);
+  language_row(l.language);
+  appearance_row(l);
+  about(l);
+}
+
+}  // namespace ui

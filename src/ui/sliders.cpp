@@ -1,0 +1,146 @@
+// DESIGN: the slider panel from back to front: response curve, scale, tracks, knobs. The curve is
+// what the equalizer does to a tone of the frequency at that place, drawn on the sliders' own
+// scale, with the bands where their sliders are and the octaves between them.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "i18n.h"
+#include "ui_private.h"
+
+namespace ui {
+
+namespace {
+
+constexpr float kTrackWidth = 7.0F;
+constexpr float kKnobWidth = 34.0F;
+constexpr float kKnobHeight = 18.0F;
+constexpr float kSmall = 10.5F;
+constexpr float kRate = 48000.0F;
+
+float center_x(const Rect& column) {
+  return column.x + column.w * 0.5F;
+}
+
+// The frequency at a place: octaves are evenly spread from the first band's slider on.
+float frequency_at(const Layout& l, float x) {
+  const float first = center_x(l.slider[0]);
+  const float octave = (center_x(l.slider[eq::kBands - 1]) - first) / (eq::kBands - 1);
+  return eq::kFreq[0] * std::pow(2.0F, (x - first) / octave);
+}
+
+void response_curve() {
+  constexpr int kPoints = 120;
+  const State& s = state();
+  const Layout& l = s.layout;
+  const theme::Colors& c = *theme::colors();
+  const float left = l.rule_x + 1.0F;
+  const float right = l.sliders.x + l.sliders.w;
+  const Rect area{left, l.sliders.y + 1.0F, right - left - 1.0F, l.sliders.h - 2.0F};
+  const float middle = (l.track_top + l.track_bottom) * 0.5F;
+  const float per_db = (l.track_bottom - l.track_top) * 0.5F / kMaxGainDb;
+  float xy[2 * kPoints];
+  for (int i = 0; i < kPoints; ++i) {
+    const float x = left + area.w * static_cast<float>(i) / static_cast<float>(kPoints - 1);
+    xy[2 * i] = x;
+    xy[2 * i + 1] = middle - eq::response_db(s.settings->curve, kRate, frequency_at(l, x)) * per_db;
+  }
+  const unsigned colour = s.settings->active ? c.accent : c.text_secondary;
+  gfx::push_clip(area);
+  gfx::fill_under(xy, kPoints, l.track_bottom + 12.0F, theme::with_alpha(colour, 0.16F),
+                  theme::with_alpha(colour, 0.0F));
+  gfx::polyline(xy, kPoints, theme::with_alpha(colour, 0.13F), 7.0F);
+  gfx::polyline(xy, kPoints, theme::with_alpha(colour, 0.60F), 2.0F);
+  gfx::pop_clip();
+}
+
+void scale_labels() {
+  const Layout& l = state().layout;
+  const theme::Colors& c = *theme::colors();
+  const float right = l.slider[kPreamp].x - 6.0F;
+  for (const int db : {12, 6, 0, -6, -12}) {
+    char text[16];
+    std::snprintf(text, sizeof text, db == 0 ? "0 dB" : "%+d", db);
+    const float y = gain_to_y(l, static_cast<float>(db));
+    gfx::text({l.sliders.x + 4.0F, y - 8.0F, right - l.sliders.x - 4.0F, 16.0F}, text, kSmall,
+              c.text_secondary, Align::Right, false, true);
+  }
+}
+
+void track_marks(float cx) {
+  const theme::Colors& c = *theme::colors();
+  constexpr float kDistance = 9.0F;
+  for (int db = -12; db <= 12; db += 3) {
+    const float length = db % 12 == 0 ? 9.0F : 5.0F;
+    // On a whole pixel: a hairline between two would be a grey band.
+    const float y = std::round(gain_to_y(state().layout, static_cast<float>(db))) - 0.5F;
+    const unsigned colour = db == 0 ? c.mark_zero : c.mark;
+    const float edge = kTrackWidth * 0.5F + kDistance;
+    gfx::fill_rect({cx - edge - length, y, length, 1.0F}, colour);
+    gfx::fill_rect({cx + edge, y, length, 1.0F}, colour);
+  }
+}
+
+void knob(float cx, float y, bool lit) {
+  const theme::Colors& c = *theme::colors();
+  const bool active = state().settings->active;
+  unsigned top = lit ? theme::mix(c.knob_top, c.accent, 0.25F) : c.knob_top;
+  unsigned bottom = c.knob_bottom;
+  if (!active) {
+    top = theme::mix(top, c.recessed, 0.55F);
+    bottom = theme::mix(bottom, c.recessed, 0.55F);
+  }
+  const Rect r{cx - kKnobWidth * 0.5F, y - kKnobHeight * 0.5F, kKnobWidth, kKnobHeight};
+  gfx::fill_round_rect({r.x + 1.0F, r.y + 3.0F, r.w, r.h}, 4.0F, 0x55000000U);
+  gfx::fill_round_rect_vgrad(r, 4.0F, top, bottom);
+  gfx::stroke_round_rect(r, 4.0F, c.knob_outline, 1.0F);
+  gfx::line(r.x + 6.0F, y, r.x + r.w - 6.0F, y, c.knob_grip, 1.0F);
+  gfx::line(cx - 5.0F, y, cx + 5.0F, y, active ? c.accent : c.text_secondary, 1.6F);
+}
+
+void slider(int i) {
+  const State& s = state();
+  const Layout& l = s.layout;
+  const theme::Colors& c = *theme::colors();
+  const float cx = center_x(l.slider[i]);
+  const float gain = gain_at(s.settings->curve, i);
+  const bool lit = s.settings->active &&
+                   (s.drag == kHitSlider + i || (s.drag == kHitNone && s.hover == kHitSlider + i));
+  const Rect track{cx - kTrackWidth * 0.5F, l.track_top, kTrackWidth, l.track_bottom - l.track_top};
+  track_marks(cx);
+  gfx::fill_round_rect(track, 3.5F, c.track);
+  gfx::stroke_round_rect(track, 3.5F, c.track_outline, 1.0F);
+  const float y = gain_to_y(l, gain);
+  if (std::fabs(gain) > 0.01F) {
+    const float middle = gain_to_y(l, 0.0F);
+    gfx::fill_round_rect({track.x, std::min(y, middle), track.w, std::fabs(y - middle)}, 3.0F,
+                         s.settings->active ? c.accent : c.text_secondary);
+  }
+  knob(cx, y, lit);
+
+  char value[16];
+  // A gain that rounds to zero reads "+0.0", never "-0.0".
+  std::snprintf(value, sizeof value, "%+.1f",
+                static_cast<double>(std::fabs(gain) < 0.05F ? 0.0F : gain));
+  gfx::text({cx - 30.0F, y - kKnobHeight * 0.5F - 17.0F, 60.0F, 15.0F}, value, kSmall,
+            lit ? c.text_strong : c.text, Align::Center, lit, true);
+  const Rect label{cx - 47.0F, l.track_bottom + 15.0F, 94.0F, 16.0F};
+  const std::string name = i == kPreamp ? i18n::T("preamp") : eq::band_label(i);
+  gfx::text(label, shorten(name, kSmall, label.w), kSmall, lit ? c.text_strong : c.text,
+            Align::Center, false, true);
+}
+
+}  // namespace
+
+void draw_sliders() {
+  const Layout& l = state().layout;
+  const theme::Colors& c = *theme::colors();
+  response_curve();
+  scale_labels();
+  gfx::fill_rect({l.rule_x, l.track_top - 14.0F, 1.0F, l.track_bottom - l.track_top + 44.0F},
+                 c.border);
+  for (int i = 0; i < kGains; ++i)
+    slider(i);
+}
+
+}  // namespace ui
