@@ -15,7 +15,7 @@
 #include <cstdint>
 #include <string>
 
-using cairo_t = struct _cairo;
+using cairo_t = struct _cairo;  // NOLINT(bugprone-reserved-identifier): the library's own name
 
 namespace gfx {
 

@@ -90,9 +90,13 @@ void circle_path(float cx, float cy, float r) {
   cairo_close_path(g_cr);
 }
 
+const float* end_of(const float* xy, int n) {
+  return xy + static_cast<std::ptrdiff_t>(n) * 2;
+}
+
 void points_path(const float* xy, int n) {
-  for (int i = 0; i < n; ++i)
-    cairo_line_to(g_cr, xy[2 * i], xy[2 * i + 1]);
+  for (const float* const past = end_of(xy, n); xy != past; xy += 2)
+    cairo_line_to(g_cr, xy[0], xy[1]);
 }
 
 void fill(unsigned colour) {
@@ -259,6 +263,8 @@ void shutdown() {
   g_images.clear();
   g_fonts.clear();
   g_measure.reset();
+  // The fonts behind it, which the library would otherwise keep: nobody else lays text out.
+  pango_cairo_font_map_set_default(nullptr);
   g_cr = nullptr;
 }
 
@@ -361,12 +367,13 @@ void polyline(const float* xy, int n, unsigned colour, float width) {
 
 void fill_under(const float* xy, int n, float base_y, unsigned top_colour, unsigned bottom_colour) {
   if (n < 2 || !start()) return;
+  const float* const past = end_of(xy, n);
   float top = xy[1];
-  for (int i = 1; i < n; ++i)
-    top = std::min(top, xy[2 * i + 1]);
+  for (const float* p = xy; p != past; p += 2)
+    top = std::min(top, p[1]);
   cairo_move_to(g_cr, xy[0], base_y);
   points_path(xy, n);
-  cairo_line_to(g_cr, xy[2 * (n - 1)], base_y);
+  cairo_line_to(g_cr, past[-2], base_y);
   cairo_close_path(g_cr);
   fill_vgrad(top, base_y, top_colour, bottom_colour);
 }

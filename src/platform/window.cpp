@@ -12,6 +12,7 @@ namespace {
 constexpr int kStartWidth = 960;
 constexpr int kStartHeight = 640;
 constexpr double kScaleTolerance = 0.0001;
+constexpr std::uint64_t kFrameWaitMs = 60;
 
 SDL_Window* g_window = nullptr;
 Settings* g_settings = nullptr;  // not owned
@@ -33,8 +34,34 @@ void place(int x, int y, int w, int h) {
   SDL_SetWindowPosition(g_window, p.x, p.y);
 }
 
+bool has_flag(Uint32 flag) {
+  return (SDL_GetWindowFlags(g_window) & flag) != 0;
+}
+
+bool has_frame() {
+  int top = 0;
+  int left = 0;
+  int bottom = 0;
+  int right = 0;
+  // Where there is no such knowledge, the sizes become 0.
+  SDL_GetWindowBordersSize(g_window, &top, &left, &bottom, &right);
+  return top + left + bottom + right > 0;
+}
+
+// The window manager adds and removes its frame when it gets to it. SDL reckons positions with the
+// frame it knows of; one that is out of date would move the window by its own thickness.
+void await_frame(bool wanted) {
+  const std::uint64_t deadline = platform::ticks_ms() + kFrameWaitMs;
+  while (has_frame() != wanted && platform::ticks_ms() < deadline) {
+    SDL_Delay(1);
+    SDL_PumpEvents();
+  }
+}
+
 void set_frame(bool compact) {
+  const bool changes = has_flag(SDL_WINDOW_BORDERLESS) != compact;
   SDL_SetWindowBordered(g_window, compact ? SDL_FALSE : SDL_TRUE);
+  if (changes && !has_flag(SDL_WINDOW_HIDDEN)) await_frame(!compact);
   const int refused =
       SDL_SetWindowHitTest(g_window, compact ? platform::on_hit_test : nullptr, nullptr);
   if (refused != 0 && compact) {
@@ -92,7 +119,7 @@ void apply_mode(bool compact, bool on_top) {
 
 void raise_window() {
   // Restoring a maximized window would shrink it.
-  if ((SDL_GetWindowFlags(g_window) & SDL_WINDOW_MINIMIZED) != 0) SDL_RestoreWindow(g_window);
+  if (has_flag(SDL_WINDOW_MINIMIZED)) SDL_RestoreWindow(g_window);
   SDL_RaiseWindow(g_window);
 }
 

@@ -46,6 +46,22 @@ void snap(Rect* r) {
   r->h = std::max(0.0F, bottom / p - r->y);
 }
 
+// What is left over when columns are whole pixels goes to both sides.
+void centre_columns(Rect* r, const SegmentGeom& g) {
+  const float p = state().pixel_scale;
+  const auto n = static_cast<float>(g.columns);
+  const float used = n * g.column_width + (n - 1.0F) * g.gap;
+  r->x += std::floor((r->w - used) * 0.5F * p + 0.01F) / p;
+  r->w = used;
+}
+
+void fit_segments(Layout* l, bool compact) {
+  snap(&l->bars);
+  snap(&l->meters);
+  centre_columns(&l->bars, bar_geom(l->bars.w, l->bars.h, compact));
+  centre_columns(&l->meters, meter_geom(l->meters.w, l->meters.h));
+}
+
 // ---- Header
 
 void power_button() {
@@ -295,8 +311,7 @@ void draw_full(float w, float h) {
   State& s = state();
   const bool collapsed = s.settings->collapsed;
   s.layout = full_layout(w, h, collapsed, label_widths());
-  snap(&s.layout.bars);
-  snap(&s.layout.meters);
+  fit_segments(&s.layout, false);
   header();
   spectrum_panel();
   if (!collapsed) {
@@ -312,8 +327,7 @@ void draw_base(int w, int h) {
   const auto height = static_cast<float>(h);
   if (state().settings->compact) {
     draw_compact(width, height);
-    snap(&state().layout.bars);
-    snap(&state().layout.meters);
+    fit_segments(&state().layout, true);
     return;
   }
   gfx::fill_rect_vgrad({0.0F, 0.0F, width, height}, c.window_top, c.window_bottom);

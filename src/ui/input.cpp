@@ -270,15 +270,21 @@ void press(int code, float y) {
   set_dirty();
 }
 
-bool popup_on_top() {
-  const State& s = state();
-  return s.popup.open && !s.save.open && !(s.crash.shown && !s.settings->compact);
-}
-
 void set_hover(int code) {
   if (state().hover == code) return;
   state().hover = code;
   set_dirty();
+}
+
+// What opened under the pointer takes the hover from the button that opened it.
+void press_at(float x, float y) {
+  press(hit(x, y), y);
+  if (state().drag == kHitNone) set_hover(state().popup.open ? kHitPopup : hit(x, y));
+}
+
+bool popup_on_top() {
+  const State& s = state();
+  return s.popup.open && !s.save.open && !(s.crash.shown && !s.settings->compact);
 }
 
 void dialog_key(Key key) {
@@ -315,7 +321,7 @@ void on_mouse_down(float x, float y) {
     popup_press(x, y);
     return;
   }
-  press(hit(x, y), y);
+  press_at(x, y);
 }
 
 void on_mouse_up() {
@@ -345,7 +351,7 @@ void on_double_click(float x, float y) {
   } else if (code == kHitBody) {
     set_compact(false);
   } else {
-    press(code, y);  // two quick presses on a button are two presses
+    press_at(x, y);  // two quick presses on a button are two presses
   }
 }
 

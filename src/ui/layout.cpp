@@ -41,7 +41,7 @@ void spectrum_panel(const LabelWidths& labels, Layout* l) {
   const float height = std::max(p.h - kTop - kBottom, 0.0F);
   l->meters = {p.x + p.w - kInset - kMeterWidth, p.y + kTop, kMeterWidth, height};
   l->bars = {p.x + kInset + kScaleWidth, p.y + kTop,
-             std::max(l->meters.x - 20.0F - p.x - kInset - kScaleWidth, 0.0F), height};
+             std::max(l->meters.x - 18.0F - p.x - kInset - kScaleWidth, 0.0F), height};
 }
 
 void slider_panel(float w, float h, const LabelWidths& labels, Layout* l) {

@@ -122,8 +122,11 @@ void slider(int i) {
   // A gain that rounds to zero reads "+0.0", never "-0.0".
   std::snprintf(value, sizeof value, "%+.1f",
                 static_cast<double>(std::fabs(gain) < 0.05F ? 0.0F : gain));
-  gfx::text({cx - 30.0F, y - kKnobHeight * 0.5F - 17.0F, 60.0F, 15.0F}, value, kSmall,
-            lit ? c.text_strong : c.text, Align::Center, lit, true);
+  // On a plate, because the track behind it is dark in both themes.
+  const float width = std::ceil(gfx::text_width(value, kSmall, lit)) + 8.0F;
+  const Rect plate{cx - width * 0.5F, y - kKnobHeight * 0.5F - 17.0F, width, 14.0F};
+  gfx::fill_round_rect(plate, 4.0F, theme::with_alpha(theme::mix(c.panel, c.recessed, 0.5F), 0.9F));
+  gfx::text(plate, value, kSmall, lit ? c.text_strong : c.text, Align::Center, lit, true);
   const Rect label{cx - 47.0F, l.track_bottom + 15.0F, 94.0F, 16.0F};
   const std::string name = i == kPreamp ? i18n::T("preamp") : eq::band_label(i);
   gfx::text(label, shorten(name, kSmall, label.w), kSmall, lit ? c.text_strong : c.text,
