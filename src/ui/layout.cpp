@@ -128,7 +128,7 @@ Layout compact_layout(float w, float h, bool framed) {
   return l;
 }
 
-SettingsLayout settings_layout(float w, float h, float close_label) {
+SettingsLayout settings_layout(float w, float h, float close_label, bool rtl) {
   constexpr float kRow = 50.0F;
   constexpr float kTop = 58.0F;
   constexpr float kPad = 24.0F;
@@ -147,8 +147,8 @@ SettingsLayout settings_layout(float w, float h, float close_label) {
   }
   constexpr float kSwatch = 92.0F;
   const Rect& a = l.appearance;
-  l.light = {a.x + a.w - kSwatch, a.y + 10.0F, kSwatch, 30.0F};
-  l.dark = {l.light.x - kSwatch, a.y + 10.0F, kSwatch, 30.0F};
+  l.dark = {rtl ? a.x : a.x + a.w - 2.0F * kSwatch, a.y + 10.0F, kSwatch, 30.0F};
+  l.light = {l.dark.x + kSwatch, a.y + 10.0F, kSwatch, 30.0F};
   l.about = {p.x + 2.0F * kPad + column, p.y + kTop, column, p.h - kTop - 16.0F};
   l.report = {l.about.x, l.about.y + l.about.h - 22.0F, column, 20.0F};
   l.homepage = {l.about.x, l.report.y - 22.0F, column, 20.0F};

@@ -174,7 +174,8 @@ void draw_settings_panel(float w, float h) {
   if (!s.settings_open) return;
   const theme::Colors& c = *theme::colors();
   const std::string close = i18n::T("close");
-  s.panel = settings_layout(w, h, std::ceil(gfx::text_width(close, kText, false)));
+  s.panel = settings_layout(w, h, std::ceil(gfx::text_width(close, kText, false)),
+                            start_align() == Align::Right);
   const SettingsLayout& l = s.panel;
   gfx::fill_rect({0.0F, 0.0F, w, h}, c.scrim);
   shadow(l.panel, 14.0F);

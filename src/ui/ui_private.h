@@ -156,7 +156,8 @@ struct SettingsLayout {
   Rect report;
   Rect close;
 };
-SettingsLayout settings_layout(float w, float h, float close_label);
+// rtl: the controls of the rows are at the left
+SettingsLayout settings_layout(float w, float h, float close_label, bool rtl);
 
 struct DialogLayout {
   Rect card;
