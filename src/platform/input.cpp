@@ -2,6 +2,7 @@
 // border of the compact window, which has no frame to grab, is this file's own.
 
 #include <array>
+#include <optional>
 #include <utility>
 
 #include "platform_private.h"
@@ -19,6 +20,15 @@ std::array<SDL_Cursor*, kPointers.size()> g_pointer_cursors{};  // by what ui::c
 std::array<SDL_Cursor*, kResizes.size()> g_resize_cursors{};    // by resize_cursor
 bool g_cursor_forced = false;                                   // a resize cursor is set
 int g_cursor_current = kNoCursor;
+
+// SDL turns a press where the window can be moved into a move and keeps it to itself, so its double
+// clicks are made out here.
+struct Press {
+  platform::Point at;
+  std::uint64_t when_ms = 0;
+};
+std::optional<platform::Point> g_grab;  // where a press, if it comes, moves the window
+std::optional<Press> g_grabbed;         // the last press that did
 
 float logical(int points) {
   return static_cast<float>(points) / platform::view().zoom;
@@ -55,6 +65,21 @@ SDL_HitTestResult hit_result(platform::Border border) {
   return SDL_HITTEST_NORMAL;
 }
 
+bool is_second_press(platform::Point p) {
+  return g_grabbed &&
+         platform::is_double_click(platform::ticks_ms() - g_grabbed->when_ms, g_grabbed->at, p);
+}
+
+// Whether a press there is to move the window. The second press of a double click comes through to
+// the interface instead.
+bool grabs(platform::Point p) {
+  return ui::cursor_at(logical(p.x), logical(p.y)) == ui::kCursorMove && !is_second_press(p);
+}
+
+void note_grab() {
+  if (g_grab) g_grabbed = Press{*g_grab, platform::ticks_ms()};
+}
+
 void update_pointer(int x, int y) {
   if (platform::compact()) {
     const int resize = platform::resize_cursor(border_under({x, y}));
@@ -80,6 +105,12 @@ void on_window_event(const SDL_WindowEvent& event) {
   switch (event.event) {
     case SDL_WINDOWEVENT_LEAVE:
       ui::on_mouse_leave();
+      break;
+    case SDL_WINDOWEVENT_HIT_TEST:
+      note_grab();
+      break;
+    case SDL_WINDOWEVENT_MOVED:
+      g_grabbed.reset();  // it was a drag
       break;
     case SDL_WINDOWEVENT_SIZE_CHANGED:
       platform::schedule_aspect_correction();
@@ -113,7 +144,9 @@ void on_key_down(SDL_Keycode sym) {
 
 void on_button_down(const SDL_MouseButtonEvent& event) {
   if (event.button != SDL_BUTTON_LEFT) return;
-  if (event.clicks >= 2) {
+  const bool second = event.clicks >= 2 || is_second_press({event.x, event.y});
+  g_grabbed.reset();
+  if (second) {
     ui::on_double_click(logical(event.x), logical(event.y));
   } else {
     ui::on_mouse_down(logical(event.x), logical(event.y));
@@ -185,12 +218,14 @@ void handle(const SDL_Event& event) {
 }
 
 SDL_HitTestResult on_hit_test(SDL_Window*, const SDL_Point* point, void*) {
+  g_grab.reset();
   if (!compact()) return SDL_HITTEST_NORMAL;
-  const Border border = border_under({point->x, point->y});
+  const Point p{point->x, point->y};
+  const Border border = border_under(p);
   if (border != Border::None) return hit_result(border);
-  return ui::cursor_at(logical(point->x), logical(point->y)) == ui::kCursorMove
-             ? SDL_HITTEST_DRAGGABLE
-             : SDL_HITTEST_NORMAL;
+  if (!grabs(p)) return SDL_HITTEST_NORMAL;
+  g_grab = p;
+  return SDL_HITTEST_DRAGGABLE;
 }
 
 }  // namespace platform

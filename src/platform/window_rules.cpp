@@ -30,6 +30,9 @@ constexpr Area kUnknownDisplay{0, 0, 1920, 1080};
 constexpr int kBorder = 10;
 constexpr int kCorner = 18;
 
+constexpr std::uint64_t kDoubleClickMs = 500;
+constexpr int kDoubleClickRadius = 32;
+
 int rounded(double v) {
   return static_cast<int>(std::lround(v));
 }
@@ -157,6 +160,11 @@ int resize_cursor(Border border) {
       break;
   }
   return -1;
+}
+
+bool is_double_click(std::uint64_t elapsed_ms, Point first, Point second) {
+  return elapsed_ms <= kDoubleClickMs && std::abs(second.x - first.x) <= kDoubleClickRadius &&
+         std::abs(second.y - first.y) <= kDoubleClickRadius;
 }
 
 std::string key(const std::string& name, int n, float w, float h, bool dark, double k) {

@@ -93,6 +93,10 @@ inline constexpr int kResizeNs = 3;
 inline constexpr int kResizeCursors = 4;
 int resize_cursor(Border border);
 
+// Whether a press that follows another one makes a double click of it: at most half a second later,
+// at most 32 points away in either direction. SDL's own measures.
+bool is_double_click(std::uint64_t elapsed_ms, Point first, Point second);
+
 // Textures
 // ------------------------------------------------------------------------------------------------------------
 

@@ -61,7 +61,7 @@ void power() {
   const std::string text = i18n::T(active ? "power_on" : "power_off");
   const Rect label{r.x - 6.0F, r.y + 48.0F, 56.0F, 16.0F};
   gfx::text(label, text, fit_size(text, 10.5F, 8.0F, label.w, false),
-            active ? c.text : c.text_secondary, Align::Center, false, true);
+            active ? c.text : quiet_text(), Align::Center, false, true);
 }
 
 }  // namespace

@@ -90,7 +90,7 @@ void presets_button() {
   const bool over = hovered(kHitPresets);
   button_bg(r, over);
   const Rect label{r.x + 14.0F, r.y, r.w - 14.0F - 36.0F, r.h};
-  const unsigned colour = !s.active ? c.text_secondary : over ? c.text_strong : c.text;
+  const unsigned colour = !s.active ? quiet_text() : over ? c.text_strong : c.text;
   gfx::text(label, shorten(directed(preset_label()), kText, label.w), kText, colour, start_align(),
             false, true);
   icon_chevron(r.x + r.w - 20.0F, r.y + r.h * 0.5F, false, s.active ? c.text : c.text_secondary);
@@ -130,12 +130,12 @@ void frequency_scale(const Rect& bars, const theme::Colors& c) {
   const SegmentGeom g = bar_geom(bars.w, bars.h, false);
   const float y = bars.y + bars.h + 6.0F;
   constexpr float kHeight = 16.0F;
-  gfx::text({bars.x - 40.0F, y, 32.0F, kHeight}, "Hz", kSmall, c.text_secondary, Align::Right,
-            false, true);
+  gfx::text({bars.x - 40.0F, y, 32.0F, kHeight}, "Hz", kSmall, quiet_text(), Align::Right, false,
+            true);
   for (int i = 0; i < kBars; ++i) {
     const float x = bars.x + static_cast<float>(i) * (g.column_width + g.gap);
     gfx::text({x - 20.0F, y, g.column_width + 40.0F, kHeight}, analyzer::bar_label(i), kSmall,
-              c.text_secondary, Align::Center, false, true);
+              quiet_text(), Align::Center, false, true);
   }
 }
 
@@ -147,8 +147,8 @@ void level_scale(const Rect& bars, const theme::Colors& c) {
     std::snprintf(text, sizeof text, db == 0 ? "0 dB" : "%d", db);
     const float fraction = static_cast<float>(db) / analyzer::kFloorDb;
     const float y = bars.y + bars.h * fraction;
-    gfx::text({bars.x - 44.0F, y - 8.0F, 34.0F, 16.0F}, text, kSmall, c.text_secondary,
-              Align::Right, false, true);
+    gfx::text({bars.x - 44.0F, y - 8.0F, 34.0F, 16.0F}, text, kSmall, quiet_text(), Align::Right,
+              false, true);
     gfx::fill_rect({bars.x - 7.0F, std::round(y), 4.0F, 1.0F}, c.mark_zero);
   }
 }
@@ -159,7 +159,7 @@ void meter_labels(const Rect& meters, const theme::Colors& c) {
   for (int i = 0; i < kMeters; ++i) {
     const float x = meters.x + static_cast<float>(i) * (g.column_width + g.gap);
     gfx::text({x - 6.0F, meters.y + meters.h + 6.0F, g.column_width + 12.0F, 16.0F}, kNames[i],
-              kSmall, c.text_secondary, Align::Center, false, true);
+              kSmall, quiet_text(), Align::Center, false, true);
   }
 }
 
@@ -187,7 +187,7 @@ void channel_buttons() {
       gfx::fill_round_rect(l.channel[i], kRadius, c.button_hover);
       gfx::stroke_round_rect(l.channel[i], kRadius, theme::with_alpha(c.accent, 0.6F), 1.0F);
     }
-    const unsigned rest = chosen ? c.text : c.text_secondary;
+    const unsigned rest = chosen ? c.text : quiet_text();
     gfx::text(l.channel[i], channel_text(i), kLabel, over ? c.text_strong : rest, Align::Center,
               true, true);
   }
@@ -213,11 +213,11 @@ void slider_panel() {
   const bool over = hovered(kHitFlat);
   glass_panel(l.sliders);
   const std::string hint = i18n::T(s.active ? "hint_reset" : "status_bypass");
-  gfx::text(l.hint, shorten(hint, kLabel, l.hint.w), kLabel, c.text_secondary, start_align(), false,
+  gfx::text(l.hint, shorten(hint, kLabel, l.hint.w), kLabel, quiet_text(), start_align(), false,
             true);
   gfx::fill_round_rect(l.flat, 7.0F, over ? c.button_hover : c.mute_face);
   gfx::stroke_round_rect(l.flat, 7.0F, over ? theme::with_alpha(c.accent, 0.6F) : c.border, 1.0F);
-  const unsigned colour = s.active ? c.text : c.text_secondary;
+  const unsigned colour = s.active ? c.text : quiet_text();
   gfx::text(l.flat, i18n::T("reset"), kLabel, over ? c.text_strong : colour, Align::Center, true,
             true);
   draw_sliders();
@@ -243,7 +243,7 @@ void device_button(const std::string& name) {
   const bool over = hovered(kHitDevice);
   button_bg(r, over);
   const Rect heading{r.x + 14.0F, r.y + 5.0F, r.w - 50.0F, 15.0F};
-  gfx::text(heading, shorten(i18n::T("device"), kSmall, heading.w), kSmall, c.text_secondary,
+  gfx::text(heading, shorten(i18n::T("device"), kSmall, heading.w), kSmall, quiet_text(),
             start_align(), false, true);
   const Rect label{heading.x, r.y + 20.0F, heading.w, 20.0F};
   gfx::text(label, shorten(name, kText, label.w), kText, over ? c.text_strong : c.text,

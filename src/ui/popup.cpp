@@ -92,7 +92,7 @@ void draw_row(const Popup& p, int i, const Rect& r) {
   const Rect text{r.x + kTextLeft, r.y, r.w - kTextLeft - kDeleteZone, r.h};
   if (row.kind == RowKind::Heading) {
     gfx::text({r.x + 12.0F, r.y + 3.0F, r.w - 24.0F, r.h - 3.0F}, row.text, kHeadingSize,
-              c.text_secondary, start_align(), true, true);
+              quiet_text(), start_align(), true, true);
     return;
   }
   if (hovered) gfx::fill_round_rect(r, 6.0F, c.button_hover);

@@ -51,7 +51,7 @@ void hint() {
   const Rect& f = d.layout.name;
   const std::string text = i18n::T(replaces ? "preset_overwrite" : "preset_full");
   gfx::text_wrapped({f.x, f.y + f.h + 8.0F, f.w, 36.0F}, text, kSmall,
-                    replaces ? c.text_secondary : c.danger, start_align());
+                    replaces ? quiet_text() : c.danger, start_align());
 }
 
 void buttons(const std::string& save, const std::string& cancel) {
@@ -64,7 +64,7 @@ void buttons(const std::string& save, const std::string& cancel) {
   const bool possible = !name.empty() && (find_user(name) >= 0 || !full());
   button_bg(d.layout.save, possible && s.hover == kHitSaveOk);
   if (possible) gfx::stroke_round_rect(d.layout.save, 8.0F, c.accent, 1.5F);
-  gfx::text(d.layout.save, save, 13.0F, possible ? c.text : c.text_secondary, Align::Center, true,
+  gfx::text(d.layout.save, save, 13.0F, possible ? c.text : quiet_text(), Align::Center, true,
             true);
 }
 
@@ -86,7 +86,7 @@ void draw_save_dialog(float w, float h) {
   gfx::text({field.x, card.y + 18.0F, field.w, 26.0F}, i18n::T("save_preset"), 17.0F, c.text,
             start_align(), true, true);
   gfx::text({field.x, field.y - 22.0F, field.w, 18.0F}, i18n::T("preset_name"), kSmall,
-            c.text_secondary, start_align(), false, true);
+            quiet_text(), start_align(), false, true);
   name_field();
   hint();
   buttons(save, cancel);

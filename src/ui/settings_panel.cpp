@@ -85,7 +85,7 @@ void theme_button(const Rect& r, const char* key, int code, bool chosen) {
     gfx::stroke_round_rect(r, 8.0F, theme::with_alpha(c.accent, 0.6F), 1.0F);
   }
   const std::string text = i18n::T(key);
-  const unsigned rest = chosen ? c.text : c.text_secondary;
+  const unsigned rest = chosen ? c.text : quiet_text();
   gfx::text(r, text, fit_size(text, kText, 10.0F, r.w - 10.0F, chosen),
             over(code) ? c.text_strong : rest, Align::Center, chosen, true);
 }
@@ -118,9 +118,8 @@ std::vector<AboutText> about_texts() {
   return {
       {i18n::T("about_tagline"), c.text, 8.0F},
       {i18n::T("about_disclaimer_title"), c.text, 1.0F},
-      {i18n::T("about_disclaimer"), c.text_secondary, 8.0F},
-      {i18n::T("third_party") + std::string(" ") + isolated(component_line()), c.text_secondary,
-       0.0F},
+      {i18n::T("about_disclaimer"), quiet_text(), 8.0F},
+      {i18n::T("third_party") + std::string(" ") + isolated(component_line()), quiet_text(), 0.0F},
   };
 }
 
@@ -135,7 +134,7 @@ void link(const Rect& r, const std::string& text, const std::string& address, in
   const theme::Colors& c = *theme::colors();
   const std::string label = text.empty() ? "" : directed(text) + " ";
   const std::string line = label + isolated(address);
-  gfx::text(r, shorten(line, 12.0F, r.w), 12.0F, over(code) ? c.accent : c.text, start_align(),
+  gfx::text(r, shorten(line, 12.0F, r.w), 12.0F, over(code) ? c.text_strong : c.text, start_align(),
             false, true);
   const float width = std::min(gfx::text_width(line, 12.0F, false), r.w);
   const float x = start_align() == Align::Right ? r.x + r.w - width : r.x;
@@ -149,8 +148,8 @@ void about(const SettingsLayout& l) {
   const std::string version =
       with_argument(with_argument(i18n::T("about_version"), kVersion), kBuild);
   gfx::text({r.x, r.y, r.w, 22.0F}, "Velmora", 16.0F, c.text, start_align(), true, true);
-  gfx::text({r.x, r.y + 22.0F, r.w, 18.0F}, directed(version), 12.0F, c.text_secondary,
-            start_align(), false, true);
+  gfx::text({r.x, r.y + 22.0F, r.w, 18.0F}, directed(version), 12.0F, quiet_text(), start_align(),
+            false, true);
   const std::vector<AboutText> texts = about_texts();
   const float top = r.y + 46.0F;
   const float room = l.homepage.y - 6.0F - top;

@@ -63,7 +63,7 @@ void scale_labels() {
     std::snprintf(text, sizeof text, db == 0 ? "0 dB" : "%+d", db);
     const float y = gain_to_y(l, static_cast<float>(db));
     gfx::text({l.sliders.x + 4.0F, y - 8.0F, right - l.sliders.x - 4.0F, 16.0F}, text, kSmall,
-              c.text_secondary, Align::Right, false, true);
+              quiet_text(), Align::Right, false, true);
   }
 }
 

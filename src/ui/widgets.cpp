@@ -19,6 +19,11 @@ void corner(float x, float y, float dx, float dy, unsigned colour) {
 
 }  // namespace
 
+unsigned quiet_text() {
+  const theme::Colors& c = *theme::colors();
+  return theme::mix(c.text_secondary, c.text, 0.4F);
+}
+
 void button_bg(const Rect& r, bool hovered) {
   const theme::Colors& c = *theme::colors();
   unsigned face = hovered ? c.button_hover : c.button;
