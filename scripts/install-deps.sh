@@ -2,7 +2,8 @@
 # Installs the Debian packages that are missing, and says nothing when none is.
 #
 #   scripts/install-deps.sh          what building and starting the program needs
-#   scripts/install-deps.sh --tests  also what the tests and the demo need: sound servers of their own
+#   scripts/install-deps.sh --tests  also what the tests and the demo need: sound servers and screens
+#                                    of their own
 #   scripts/install-deps.sh --ci     also what the checks of .ci/run need
 #
 # A machine that already has a sound server keeps exactly that one: a second server would compete
@@ -17,7 +18,10 @@ build_packages=(g++ cmake ninja-build pkg-config python3 libpulse-dev libsdl2-de
   libcairo2-dev libpango1.0-dev libgtest-dev libgmock-dev)
 # pactl, pacat and parec, without a server.
 client_packages=(pulseaudio-utils)
-test_packages=(locales)
+# A virtual X11 screen with a window manager and hands to use it, a Wayland one, and fonts for the
+# writing systems of all languages: the only pictures that can be looked at are those with letters.
+test_packages=(locales xvfb openbox xdotool x11-utils weston
+  fonts-dejavu-core fonts-noto-core fonts-noto-cjk)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
 ci_packages=(clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 libbenchmark-dev libfftw3-dev
   shellcheck)
