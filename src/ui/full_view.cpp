@@ -126,7 +126,7 @@ void glass_panel(const Rect& r) {
   gfx::fill_rect({r.x + kRadius, r.y + 1.0F, r.w - 2.0F * kRadius, 1.0F}, c.highlight);
 }
 
-void frequency_scale(const Rect& bars, const theme::Colors& c) {
+void frequency_scale(const Rect& bars) {
   const SegmentGeom g = bar_geom(bars.w, bars.h, false);
   const float y = bars.y + bars.h + 6.0F;
   constexpr float kHeight = 16.0F;
@@ -139,7 +139,8 @@ void frequency_scale(const Rect& bars, const theme::Colors& c) {
   }
 }
 
-void level_scale(const Rect& bars, const theme::Colors& c) {
+void level_scale(const Rect& bars) {
+  const theme::Colors& c = *theme::colors();
   constexpr int kStep = 12;
   constexpr int kLowest = -60;
   for (int db = 0; db >= kLowest; db -= kStep) {
@@ -153,7 +154,7 @@ void level_scale(const Rect& bars, const theme::Colors& c) {
   }
 }
 
-void meter_labels(const Rect& meters, const theme::Colors& c) {
+void meter_labels(const Rect& meters) {
   const SegmentGeom g = meter_geom(meters.w, meters.h);
   constexpr const char* kNames[] = {"L", "R"};
   for (int i = 0; i < kMeters; ++i) {
@@ -165,10 +166,9 @@ void meter_labels(const Rect& meters, const theme::Colors& c) {
 
 void draw_scale() {
   const Layout& l = state().layout;
-  const theme::Colors& c = *theme::colors();
-  frequency_scale(l.bars, c);
-  level_scale(l.bars, c);
-  meter_labels(l.meters, c);
+  frequency_scale(l.bars);
+  level_scale(l.bars);
+  meter_labels(l.meters);
 }
 
 // One control of three parts: the chosen one is filled.
