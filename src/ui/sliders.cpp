@@ -56,7 +56,6 @@ void response_curve() {
 
 void scale_labels() {
   const Layout& l = state().layout;
-  const theme::Colors& c = *theme::colors();
   const float right = l.slider[kPreamp].x - 6.0F;
   for (const int db : {12, 6, 0, -6, -12}) {
     char text[16];
