@@ -133,6 +133,13 @@ TEST(Border, has_the_pointer_of_its_direction) {
   EXPECT_EQ(resize_cursor(Border::None), -1);
 }
 
+TEST(DoubleClick, is_two_presses_close_in_time_and_place) {
+  EXPECT_TRUE(is_double_click(500, {100, 60}, {132, 28}));
+  EXPECT_FALSE(is_double_click(501, {100, 60}, {100, 60}));
+  EXPECT_FALSE(is_double_click(100, {100, 60}, {133, 60}));
+  EXPECT_FALSE(is_double_click(100, {100, 60}, {100, 27}));
+}
+
 TEST(Key, tells_everything_the_picture_depends_on) {
   EXPECT_EQ(key("bars", 2, 820.04F, 168.0F, true, 1.25), "bars-2-820.0x168.0-0-1-1.2500");
   EXPECT_EQ(key("glyph-\xC3\xA9", 0, 20.5F, 38.0F, false, 1.0),
