@@ -121,7 +121,7 @@ Layout compact_layout(float w, float h, bool framed) {
   if (!framed) l.close = {w - 10.0F - 28.0F, kTop, 28.0F, kHeight};
   l.back = {(framed ? w - 10.0F : l.close.x - 4.0F) - 30.0F, kTop, 30.0F, kHeight};
   l.mute = {l.back.x - 6.0F - 30.0F, kTop, 30.0F, kHeight};
-  l.title = {36.0F, kTop, std::max(l.mute.x - 8.0F - 36.0F, 0.0F), 22.0F};
+  l.title = {36.0F, kTop, std::max(l.mute.x - 36.0F - 8.0F - 36.0F, 0.0F), 22.0F};
   l.power = {10.0F, 42.0F, 44.0F, 44.0F};
   l.bars = {66.0F, 36.0F, w - 110.0F, h - 48.0F};
   l.meters = {w - 34.0F, 36.0F, 22.0F, h - 52.0F};
