@@ -146,6 +146,8 @@ SettingsLayout settings_layout(float w, float h, float close_label, bool rtl) {
     row.y += kRow;
   }
   constexpr float kSwatch = 92.0F;
+  const Rect& g = l.language;
+  l.language_button = {rtl ? g.x : g.x + g.w - 2.0F * kSwatch, g.y + 10.0F, 2.0F * kSwatch, 30.0F};
   const Rect& a = l.appearance;
   l.dark = {rtl ? a.x : a.x + a.w - 2.0F * kSwatch, a.y + 10.0F, kSwatch, 30.0F};
   l.light = {l.dark.x + kSwatch, a.y + 10.0F, kSwatch, 30.0F};

@@ -146,7 +146,7 @@ void open_languages() {
   rows.push_back({RowKind::Language, i18n::T("language_auto"), "auto", language == "auto"});
   for (const i18n::Language& l : i18n::languages())
     rows.push_back({RowKind::Language, l.name, l.code, language == l.code});
-  open(state().panel.language, std::move(rows));
+  open(state().panel.language_button, std::move(rows));
 }
 
 void close_popup() {

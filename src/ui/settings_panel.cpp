@@ -64,18 +64,16 @@ std::string language_name() {
   return i18n::T("language_auto");
 }
 
-void language_row(const Rect& row) {
-  constexpr float kButton = 184.0F;
+void language_row(const SettingsLayout& l) {
   const theme::Colors& c = *theme::colors();
-  row_label(row, "language", kHitLanguage, kButton + 14.0F);
-  const bool rtl = start_align() == Align::Right;
-  const Rect button{rtl ? row.x : row.x + row.w - kButton, row.y + 10.0F, kButton, 30.0F};
+  const Rect& button = l.language_button;
+  row_label(l.language, "language", kHitLanguage, button.w + 14.0F);
   button_bg(button, over(kHitLanguage));
   const Rect label{button.x + 12.0F, button.y, button.w - 46.0F, button.h};
   gfx::text(label, shorten(language_name(), kText, label.w), kText, c.text, start_align(), false,
             true);
   icon_chevron(button.x + button.w - 18.0F, button.y + 15.0F, false, c.text);
-  separator(row);
+  separator(l.language);
 }
 
 void theme_button(const Rect& r, const char* key, int code, bool chosen) {
@@ -187,7 +185,7 @@ void draw_settings_panel(float w, float h) {
   switch_row(l.autostart, "autostart", kHitAutostart, s.autostart);
   switch_row(l.eq_on_start, "eq_on_start", kHitEqOnStart, s.settings->active_on_start);
   switch_row(l.on_top, "on_top", kHitOnTop, s.settings->compact_on_top);
-  language_row(l.language);
+  language_row(l);
   appearance_row(l);
   about(l);
 }

@@ -148,7 +148,8 @@ struct SettingsLayout {
   Rect eq_on_start;
   Rect on_top;
   Rect language;
-  Rect appearance;  // the row of the next two
+  Rect language_button;  // within the row
+  Rect appearance;       // the row of the next two
   Rect dark;
   Rect light;
   Rect about;
