@@ -47,9 +47,6 @@ void set_hints() {
   // A program that is open all day must not keep the screen from going dark.
   SDL_SetHint("SDL_VIDEO_ALLOW_SCREENSAVER", "1");
   SDL_SetHint("SDL_RENDER_BATCHING", "1");
-  // The software renderer shows its picture directly: through an OpenGL texture the same frame
-  // would cost three times the time and four times the memory.
-  SDL_SetHint("SDL_FRAMEBUFFER_ACCELERATION", "0");
 }
 
 bool has_value(const char* variable) {
@@ -73,6 +70,12 @@ bool init_video() {
   if (SDL_WasInit(SDL_INIT_VIDEO) != 0 || SDL_InitSubSystem(SDL_INIT_VIDEO) == 0) return true;
   logger::error(std::string("SDL_Init: ") + SDL_GetError());
   return false;
+}
+
+// SDL's software renderer would show its picture through an OpenGL texture, which takes three times
+// the time and four times the memory of showing it directly. X11 can do the latter, Wayland cannot.
+void prefer_direct_picture() {
+  if (platform::video_driver_is("x11")) SDL_SetHint("SDL_FRAMEBUFFER_ACCELERATION", "0");
 }
 
 void set_icon() {
@@ -210,6 +213,7 @@ void tear_down() {
 bool set_up(Settings* settings) {
   set_hints();
   if (!init_video()) return false;
+  prefer_direct_picture();
   if (!platform::create_window(settings) || !platform::create_renderer()) {
     close_video();
     return false;

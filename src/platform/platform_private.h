@@ -25,7 +25,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform.h"
 #include "ui.h"
@@ -45,6 +47,8 @@ void destroy_window();
 
 // Null while there is none.
 SDL_Window* window();
+
+bool video_driver_is(std::string_view name);
 
 // Whether the settings say compact.
 bool compact();

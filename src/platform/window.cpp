@@ -92,6 +92,11 @@ SDL_Window* window() {
   return g_window;
 }
 
+bool video_driver_is(std::string_view name) {
+  const char* driver = SDL_GetCurrentVideoDriver();
+  return driver != nullptr && name == driver;
+}
+
 bool compact() {
   return g_settings != nullptr && g_settings->compact;
 }
@@ -158,7 +163,9 @@ void set_compact(bool compact, bool on_top) {
 }
 
 void window_pos(int* x, int* y) {
-  if (g_window != nullptr) SDL_GetWindowPosition(g_window, x, y);
+  // Wayland tells no window where it is.
+  if (g_window == nullptr || video_driver_is("wayland")) return;
+  SDL_GetWindowPosition(g_window, x, y);
 }
 
 void window_size(int* w, int* h) {
