@@ -5,6 +5,7 @@
 #include "process.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -257,6 +258,17 @@ std::string read_file(const std::filesystem::path& path) {
 
 bool program_exists(const std::string& name) {
   return !find_program(name).empty();
+}
+
+void require_programs(const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    if (program_exists(name)) continue;
+    const char* ci = std::getenv("CI");
+    if (ci != nullptr && std::string(ci) == "true") {
+      FAIL() << name << " is not installed";
+    }
+    GTEST_SKIP() << name << " is not installed";
+  }
 }
 
 }  // namespace support

@@ -88,4 +88,8 @@ std::string read_file(const std::filesystem::path& path);
 // Whether a program of this name is in PATH.
 bool program_exists(const std::string& name);
 
+// To be called in a test's SetUp: where one of the programs is not installed, the test is skipped,
+// or, with CI=true in the environment, fails.
+void require_programs(const std::vector<std::string>& names);
+
 }  // namespace support

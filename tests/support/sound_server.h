@@ -26,8 +26,7 @@ enum class ServerKind { kPulseAudio, kPipeWire };
 std::string name_of(ServerKind kind);
 std::ostream& operator<<(std::ostream& out, ServerKind kind);
 
-// To be called in a test's SetUp: where programs of this server are not installed, the test is
-// skipped, or, with CI=true in the environment, fails.
+// As for any programs (process.h): those of this server.
 void require_programs(ServerKind kind);
 
 struct SoundServerOptions {

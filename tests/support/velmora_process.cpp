@@ -1,6 +1,6 @@
 // DESIGN: the program runs as a person would run it, except that nothing of the person's desktop
 // can be reached: the environment is the test server's, and the video driver is one without a
-// screen.
+// screen unless the test has a screen of its own.
 #include "velmora_process.h"
 
 #include <iostream>
@@ -20,9 +20,10 @@ VelmoraProcess::VelmoraProcess(const SoundServer& server, Options options)
   std::filesystem::create_directories(config_home_);
   Environment environment = server.environment();
   environment["XDG_CONFIG_HOME"] = config_home_.string();
-  environment["SDL_VIDEODRIVER"] = "dummy";
-  for (const auto& [name, value] : options.environment)
-    environment[name] = value;
+  for (const Environment& more : {options.display, options.environment}) {
+    for (const auto& [name, value] : more)
+      environment[name] = value;
+  }
   std::vector<std::string> command{VELMORA_EXECUTABLE};
   command.insert(command.end(), options.arguments.begin(), options.arguments.end());
   process_.emplace(command, environment, directory_.path() / "console.txt");

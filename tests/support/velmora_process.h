@@ -1,5 +1,5 @@
-// The program itself, as built, on a test's sound server: with a configuration directory of its own
-// and no display.
+// The program itself, as built, on a test's sound server: with a configuration directory of its
+// own, and a display only where a test gives it one.
 #pragma once
 
 #include <chrono>
@@ -17,11 +17,13 @@
 namespace support {
 
 struct VelmoraOptions {
-  std::vector<std::string> arguments;
+  std::vector<std::string> arguments{};
   // Where its XDG_CONFIG_HOME is to be; empty = a new temporary directory. Two runs with the same
   // directory share settings, log and single-instance lock.
-  std::filesystem::path config_home;
-  Environment environment;  // further variables
+  std::filesystem::path config_home{};
+  Environment environment{};  // further variables
+  // The variables that lead to a display; see Screen::environment().
+  Environment display = {{"SDL_VIDEODRIVER", "dummy"}};
 };
 
 class VelmoraProcess {

@@ -1,0 +1,89 @@
+// What a person does with mouse and keyboard, and what is heard and remembered of it.
+
+#include "display_test.h"
+
+namespace display_test {
+namespace {
+
+class Input : public DisplayTest {};
+
+eq::Curve flat_with(int band, float gain_db) {
+  eq::Curve curve;
+  curve.gain[band] = gain_db;
+  return curve;
+}
+
+TEST_F(Input, a_dragged_slider_is_heard_and_remembered) {
+  {
+    auto program = start({"--preset", "flat"});
+    const Window window(screen());
+    EXPECT_TRUE(hears(eq::Curve{}));
+    window.drag(knob(5, 0), knob(5, 6));
+    EXPECT_TRUE(hears(flat_with(5, 6)));
+    EXPECT_TRUE(eventually("the new gain is in the file without any further doing",
+                           [&] { return eq::same(saved().curve, flat_with(5, 6)); }));
+    window.wheel(knob(5, 6), -4);
+    EXPECT_TRUE(hears(flat_with(5, 4)));
+    EXPECT_EQ(program->stop(), kOk);  // long before the delay of saving is over
+  }
+  auto program = start();
+  EXPECT_TRUE(hears(flat_with(5, 4)));
+  const Window window(screen());
+  window.double_click(knob(5, 4));
+  EXPECT_TRUE(hears(eq::Curve{}));
+}
+
+TEST_F(Input, a_chosen_preset_is_heard_and_can_be_kept_under_a_name) {
+  const eq::Curve rock = eq::preset_curve(eq::find_preset("preset_rock"));
+  {
+    auto program = start({"--preset", "flat"});
+    const Window window(screen());
+    choose_preset(window, builtin_row("preset_rock"));
+    EXPECT_TRUE(hears(rock));
+    click_and_see(window, kSave, kBelowPresets);
+    window.type("Evening 2");
+    click_and_see(window, kBelowPresets, kBelowPresets);
+    EXPECT_TRUE(saved().user_presets.empty()) << "a press beside the dialog cancels it";
+    click_and_see(window, kSave, kBelowPresets);
+    window.type("Evening 2");
+    window.key("Return");
+    EXPECT_TRUE(eventually("the preset is in the file", [&](std::string& seen) {
+      seen = saved().preset;
+      return seen == "u:Evening 2";
+    }));
+  }
+  auto program = start();
+  const Window window(screen());
+  choose_preset(window, builtin_row("preset_flat"));
+  EXPECT_TRUE(hears(eq::Curve{}));
+  choose_preset(window, preset_row(eq::kPresetCount + 2));  // below both headings
+  EXPECT_TRUE(hears(rock));
+}
+
+TEST_F(Input, the_power_switch_takes_the_equalizer_out_and_back_in) {
+  const eq::Curve bass = eq::preset_curve(eq::find_preset("preset_bass"));
+  auto program = start({"--preset", "bass"});
+  const Window window(screen());
+  EXPECT_TRUE(hears(bass));
+  window.click(kPower);
+  EXPECT_TRUE(hears(eq::Curve{}));
+  EXPECT_TRUE(eventually("the own device is the default again",
+                         [&] { return client().default_sink() == "speakers"; }));
+  window.click(kPower);
+  EXPECT_TRUE(hears(bass));
+}
+
+TEST_F(Input, the_mute_button_mutes_the_device) {
+  auto program = start({"--compact"});
+  const Window window(screen());
+  const auto muted = [&] { return client().sink("speakers")->mute; };
+  ASSERT_TRUE(eventually("the sound takes its way through the program",
+                         [&] { return client().default_sink() == "velmora"; }));
+  window.click(kMiniMute);
+  EXPECT_TRUE(eventually("the speakers are mute", muted));
+  window.click(kMiniMute);
+  EXPECT_TRUE(eventually("the speakers are heard", [&] { return !muted(); }));
+}
+
+}  // namespace
+}  // namespace display_test

@@ -1,0 +1,81 @@
+// How the program comes, hides, returns and goes.
+
+#include <csignal>
+#include <filesystem>
+
+#include "display_test.h"
+
+namespace display_test {
+namespace {
+
+class Lifecycle : public DisplayTest {
+ protected:
+  // Starts the program and waits until the sound takes its way through it.
+  std::unique_ptr<VelmoraProcess> start_in_the_sound() {
+    auto program = start();
+    EXPECT_TRUE(eventually("our sink is the default",
+                           [&] { return client().default_sink() == "velmora"; }));
+    return program;
+  }
+};
+
+TEST_F(Lifecycle, a_second_start_brings_the_minimised_window_back) {
+  auto program = start();
+  const Window window(screen());
+  window.minimise();
+  EXPECT_TRUE(program->wait_for_log("Window not visible - display paused", kPatience));
+  auto second = launch();
+  EXPECT_EQ(second->wait(kPatience), kOk);
+  EXPECT_EQ(second->console(), "Velmora laeuft bereits — Fenster nach vorn geholt.\n");
+  EXPECT_TRUE(program->wait_for_log("Window visible again", kPatience));
+  EXPECT_TRUE(eventually("the window is back", [&] { return !window.minimised(); }));
+  EXPECT_TRUE(program->running());
+}
+
+TEST_F(Lifecycle, closing_the_window_ends_the_program_and_gives_the_sound_back) {
+  auto program = start_in_the_sound();
+  const Window window(screen());
+  window.key("alt+F4");
+  EXPECT_EQ(program->wait(kPatience), kOk);
+  EXPECT_TRUE(sound_system_as_before());
+  EXPECT_THAT(program->log(), testing::EndsWith("Quit\n"));
+}
+
+TEST_F(Lifecycle, a_minimised_window_can_be_ended_too) {
+  auto program = start_in_the_sound();
+  const Window window(screen());
+  window.minimise();
+  EXPECT_TRUE(program->wait_for_log("Window not visible - display paused", kPatience));
+  EXPECT_EQ(program->stop(), kOk);
+  EXPECT_TRUE(sound_system_as_before());
+}
+
+TEST_F(Lifecycle, a_lost_screen_ends_the_program_and_gives_the_sound_back) {
+  auto program = start_in_the_sound();
+  screen().crash();
+  const auto status = program->wait(kPatience);
+  ASSERT_TRUE(status.has_value());
+  EXPECT_EQ(status->signal, 0);
+  EXPECT_TRUE(sound_system_as_before());
+}
+
+TEST_F(Lifecycle, runs_where_there_is_only_wayland) {
+  require_programs({"weston"});
+  if (IsSkipped() || HasFatalFailure()) return;
+  const std::filesystem::path run = server().directory() / "run";
+  Process weston({"weston", "--backend=headless-backend.so", "--socket=screen", "--no-config",
+                  "--width=1280", "--height=1024"},
+                 server().environment(), server().directory() / "weston.log");
+  ASSERT_TRUE(eventually("Wayland's socket appears", [&](std::string& seen) {
+    seen = weston.output();
+    return std::filesystem::exists(run / "screen");
+  }));
+  VelmoraProcess program(server(), {.display = {{"WAYLAND_DISPLAY", "screen"}}});
+  EXPECT_TRUE(program.wait_for_log(kFirstFrame, kPatience));
+  EXPECT_EQ(program.count_in_log("Video: wayland, "), 1);
+  EXPECT_EQ(program.stop(), kOk);
+  EXPECT_TRUE(sound_system_as_before());
+}
+
+}  // namespace
+}  // namespace display_test
