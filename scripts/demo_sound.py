@@ -2,6 +2,7 @@
 """The sound of the demo: what is played, and what came out compared with what was asked.
 
     demo_sound.py noise                  endless pink noise on stdout
+    demo_sound.py music                  endless music, for pictures of a busy spectrum
     demo_sound.py length SECONDS         bytes of a recording of that length
     demo_sound.py compare BEFORE AFTER   table of two recordings; fails when the sound is not as asked
 
@@ -64,9 +65,72 @@ def pink_noise():
     return array.array("f", (x * scale for z in sound for x in (z.real, z.imag)))
 
 
-def play_noise():
+BEAT = RATE // 2  # 120 a minute
+CHORDS_HZ = ((110.0, 220.0, 261.63, 329.63), (87.31, 174.61, 220.0, 261.63))  # two beats of bass and chord
+TABLE = 4096
+
+
+def wavetable(brightness, partials):
+    """One period of a tone; the higher the brightness, the stronger its upper partials."""
+    return [
+        sum(math.sin(2 * math.pi * k * i / TABLE) * k ** (brightness - 2) for k in range(1, partials + 1))
+        for i in range(TABLE)
+    ]
+
+
+def tone(table, frequency, seconds, decay):
+    step = frequency * TABLE / RATE
+    return [
+        table[int(i * step) % TABLE] * math.exp(-decay * i / RATE) * min(i / 200, 1)
+        for i in range(int(seconds * RATE))
+    ]
+
+
+def drum(seconds, decay, sweep_hz, noise, dice):
+    """A skin whose tone falls, and noise; the noise alone, without its low part, is a cymbal."""
+    sound, phase, last = [], 0.0, 0.0
+    for i in range(int(seconds * RATE)):
+        phase += 2 * math.pi * sweep_hz * (1 + 2 * math.exp(-i / 900)) / RATE
+        now = dice.uniform(-1, 1)
+        skin = math.sin(phase) if sweep_hz else 0.0
+        sound.append((skin + noise * (now - 0.7 * last)) * math.exp(-decay * i / RATE))
+        last = now
+    return sound
+
+
+def music():
+    """Two bars of drums, bass and chords that can be repeated for ever."""
+    dice = random.Random(1)
+    length = 8 * BEAT
+    mix = [[0.0] * length, [0.0] * length]
+
+    def add(beat, sound, left, right):
+        start = int(beat * BEAT)
+        for channel, gain in zip(mix, (left, right)):
+            for i, x in enumerate(sound, start):
+                channel[i % length] += gain * x
+
+    bass, bright = wavetable(0.6, 12), wavetable(1.1, 24)
+    kick = drum(0.3, 9, 46, 0.05, dice)
+    snare = drum(0.25, 18, 180, 1.0, dice)
+    hat = drum(0.12, 40, 0, 1.0, dice)
+    for beat in range(8):
+        root, *chord = CHORDS_HZ[beat // 4]
+        add(beat, kick, 0.9, 0.9)
+        if beat % 2:
+            add(beat, snare, 0.3, 0.4)
+        for half in (0, 0.5):
+            add(beat + half, hat, 0.4, 0.3)
+            add(beat + half, tone(bass, root / 2, 0.3, 5), 0.45, 0.45)
+        if beat % 2 == 0:
+            for i, note in enumerate(chord):
+                add(beat + 0.5, tone(bright, 2 * note, 0.9, 2), 0.10 + 0.03 * i, 0.16 - 0.03 * i)
+    scale = 0.7 / max(abs(x) for channel in mix for x in channel)
+    return array.array("f", (x * scale for frame in zip(*mix) for x in frame))
+
+
+def play(block):
     signal.signal(signal.SIGPIPE, signal.SIG_DFL)  # the player ends when the demo does
-    block = pink_noise()
     if sys.byteorder == "big":
         block.byteswap()
     while True:
@@ -160,7 +224,9 @@ def compare(before_path, after_path):
 def main(arguments):
     match arguments:
         case ["noise"]:
-            play_noise()
+            play(pink_noise())
+        case ["music"]:
+            play(music())
         case ["length", seconds]:
             print(max(int(float(seconds) * RATE), PERIODS * PERIOD) * 8)
         case ["compare", before, after]:

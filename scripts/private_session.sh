@@ -1,0 +1,193 @@
+# shellcheck shell=bash
+# A session of our own for scripts that show the program: a PulseAudio with one silent device, and a
+# virtual screen. Nothing of the person's session is needed or reached. To be sourced.
+#
+# Whoever sources this calls need_programs and enter_private_session, then what it needs of the
+# rest. At the end of the script, however it ends, all processes are ended; their logs are shown
+# when it failed.
+
+session_scripts=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+work=
+running=() # processes to be ended, in the order in which they were started
+
+say() {
+  printf '%s\n' "$*"
+}
+
+fail() {
+  say "FAILED: $*" >&2
+  exit 1
+}
+
+# The process ends within SECONDS of being asked, or is ended.
+end_process() {
+  local pid=$1 deadline=$((SECONDS + $2))
+  kill -TERM "$pid" 2>/dev/null || return 0
+  while kill -0 "$pid" 2>/dev/null; do
+    if ((SECONDS >= deadline)); then
+      kill -KILL "$pid" 2>/dev/null || true
+      return 1
+    fi
+    sleep 0.05
+  done
+}
+
+# The process started last has ended.
+forget_last() {
+  unset 'running[-1]'
+}
+
+show_logs() {
+  local log
+  for log in "$work"/*.log "$work"/config/Velmora/*.log; do
+    [[ -s $log ]] || continue
+    say "---- ${log##*/}"
+    tail -n 40 "$log"
+  done
+}
+
+clean_up() {
+  local status=$? i
+  trap - EXIT
+  set +e
+  if ((status != 0)) && [[ -n $work ]]; then
+    show_logs >&2
+  fi
+  for ((i = ${#running[@]} - 1; i >= 0; --i)); do
+    end_process "${running[i]}" 5
+  done
+  if [[ -n $work ]]; then
+    rm -rf "$work"
+  fi
+  exit "$status"
+}
+trap clean_up EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM HUP
+
+# Waits until a command succeeds: wait_until "what" SECONDS COMMAND...
+wait_until() {
+  local what=$1 deadline=$((SECONDS + $2))
+  shift 2
+  until "$@"; do
+    ((SECONDS < deadline)) || fail "$what did not happen in time"
+    sleep 0.1
+  done
+}
+
+# Tries to install what is missing.
+need_programs() {
+  local program
+  for program in pulseaudio pactl pacat parec python3 Xvfb xdotool; do
+    command -v "$program" >/dev/null && continue
+    say "$program is missing: trying to install it." >&2
+    "$session_scripts/install-deps.sh" --tests
+    break
+  done
+  command -v pulseaudio >/dev/null ||
+    fail "PulseAudio is needed as a private server, and this machine has another sound server"
+}
+
+enter_private_session() {
+  work=$(mktemp -d "${TMPDIR:-/tmp}/velmora-demo.XXXXXX")
+  mkdir -m 700 "$work"/{home,run,config,state,cache,data,screen}
+  printf 'autospawn = no\n' >"$work/client.conf"
+  export HOME=$work/home XDG_RUNTIME_DIR=$work/run XDG_CONFIG_HOME=$work/config
+  export XDG_STATE_HOME=$work/state XDG_CACHE_HOME=$work/cache XDG_DATA_HOME=$work/data
+  export PULSE_SERVER=unix:$work/run/native PULSE_CLIENTCONFIG=$work/client.conf
+  export PULSE_COOKIE=$work/cookie
+  # No message of ours may reach the person's desktop.
+  export DBUS_SESSION_BUS_ADDRESS=unix:path=$work/no-bus DBUS_SYSTEM_BUS_ADDRESS=unix:path=$work/no-bus
+  unset DISPLAY XAUTHORITY WAYLAND_DISPLAY SDL_VIDEODRIVER PULSE_SINK PULSE_SOURCE
+}
+
+# ---- Sound
+
+ask() {
+  timeout 5 pactl "$@" 2>/dev/null
+}
+
+server_answers() {
+  [[ $(ask get-default-sink) == speakers ]]
+}
+
+start_server() {
+  cat >"$work/server.pa" <<END
+.fail
+load-module module-native-protocol-unix auth-anonymous=1 socket=$work/run/native
+load-module module-null-sink sink_name=speakers rate=48000 channels=2 format=float32le sink_properties=device.description=Speakers
+set-default-sink speakers
+END
+  pulseaudio -n --daemonize=no --use-pid-file=no --exit-idle-time=-1 --log-target=stderr \
+    --file="$work/server.pa" >"$work/server.log" 2>&1 &
+  running+=($!)
+  wait_until "the start of the private sound server" 20 server_answers
+}
+
+has_sink() {
+  ask list short sinks | awk -v name="$1" '$2 == name { found = 1 } END { exit !found }'
+}
+
+# How many playback streams are on a sink.
+streams_on() {
+  local index
+  index=$(ask list short sinks | awk -v name="$1" '$2 == name { print $1 }')
+  ask list short sink-inputs | awk -v sink="$index" '$2 == sink { ++n } END { print n + 0 }'
+}
+
+raw_format=(--raw --format=float32le --rate=48000 --channels=2)
+
+# A stream at "speakers", nothing on our sink, because there is none.
+untouched() {
+  [[ $(ask get-default-sink) == speakers && $(streams_on speakers) == 1 ]] && ! has_sink velmora
+}
+
+# The player's sound goes to our sink and our sound to "speakers".
+routed() {
+  [[ $(ask get-default-sink) == velmora && $(streams_on velmora) == 1 && $(streams_on speakers) == 1 ]]
+}
+
+# start_player noise|music
+start_player() {
+  pacat --playback "${raw_format[@]}" --latency-msec=100 --client-name=Player \
+    < <("$session_scripts/demo_sound.py" "$1") >"$work/player.log" 2>&1 &
+  running+=($!)
+  wait_until "the start of the $1" 20 untouched
+}
+
+# ---- The screen
+
+# The X server writes the number of its display once it can be used.
+screen_named() {
+  [[ $(<"$work/display") =~ ^[0-9]+$ ]]
+}
+
+# start_screen WIDTHxHEIGHT
+start_screen() {
+  : >"$work/display"
+  # It keeps its picture in a file: no program is needed to photograph it.
+  Xvfb -displayfd 1 -screen 0 "$1x24" -nolisten tcp -noreset -fbdir "$work/screen" \
+    >"$work/display" 2>"$work/screen.log" &
+  running+=($!)
+  wait_until "the start of the virtual screen" 20 screen_named
+  DISPLAY=:$(<"$work/display")
+  # The same picture on every machine, with or without a graphics card.
+  export DISPLAY SDL_RENDER_DRIVER=software
+}
+
+# The program's window; nothing while there is none.
+window() {
+  xdotool search --onlyvisible --class '^velmora$' 2>/dev/null | head -n 1
+}
+
+has_window() {
+  [[ -n $(window) ]] && grep -q 'First frame after' "$work/config/Velmora/Velmora.log"
+}
+
+# Saves what the program's window shows: picture FILE.png
+picture() {
+  local X Y WIDTH HEIGHT
+  eval "$(xdotool getwindowgeometry --shell "$(window)" | grep -E '^(X|Y|WIDTH|HEIGHT)=[0-9]+$')"
+  mkdir -p "$(dirname "$1")"
+  "$session_scripts/screen_picture.py" "$work/screen/Xvfb_screen0" "$X" "$Y" "$WIDTH" "$HEIGHT" "$1"
+}
