@@ -1,0 +1,51 @@
+// Stand-ins for what the interface acts through: the audio engine, the window platform and the
+// crash reports. They show what a test sets and remember what the interface asked for.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "audio.h"
+
+namespace fakes {
+
+struct Audio {
+  audio::Status status;
+  std::vector<audio::Device> devices;
+  bool has_sound = false;  // whether tap has anything to give
+  float left = 0.0F;       // every sample of the channel
+  float right = 0.0F;
+  std::uint64_t serial = 0;
+  float peak[2]{};
+
+  eq::Curve curve;
+  int curves = 0;  // times the curve was handed over
+  bool active = false;
+  std::string output = "(never set)";
+  std::string restore_hint;
+  int set_ups = 0;
+};
+
+struct Platform {
+  std::uint64_t now = 10'000;  // ms
+  int x = 100, y = 50;         // -1 in both: not known
+  int w = 960, h = 640;
+  bool framed = false;
+
+  std::vector<std::string> calls;  // such as "set_compact 1 0", in order
+};
+
+struct CrashReports {
+  int sent = 0;
+  int cleared = 0;
+};
+
+Audio& sound();
+Platform& desktop();
+CrashReports& crash_reports();
+
+// Everything as at the start.
+void reset();
+
+}  // namespace fakes

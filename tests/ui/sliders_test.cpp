@@ -1,0 +1,211 @@
+// The sliders: dragging, the wheel, double clicks, glides, and when what they did is written.
+#include <cmath>
+
+#include "window.h"
+
+namespace {
+
+class sliders : public Window {
+ protected:
+  static constexpr float kMiddle = 461;  // of the track at reference size
+  static constexpr float kPerDb = 75 / 12.0F;
+  static constexpr int kBand = 3;
+
+  float x(int i = kBand) const { return layout().slider[i].x + 20; }
+  static float knob(float gain_db) { return kMiddle - gain_db * kPerDb; }
+  float& gain() { return s_.curve.gain[kBand]; }
+  float heard() const { return fakes::sound().curve.gain[kBand]; }
+};
+
+TEST_F(sliders, follow_the_pointer_in_steps_of_half_a_decibel) {
+  ui::on_mouse_down(x(), kMiddle);
+  const int pushed_before = fakes::sound().curves;
+  int changes = 0;
+  float last = 0;
+  for (int dy = 1; dy <= 60; ++dy) {
+    ui::on_mouse_move(x() + 300, kMiddle - static_cast<float>(dy));
+    EXPECT_EQ(gain(), std::round(static_cast<float>(dy) / kPerDb * 2) / 2) << dy;
+    EXPECT_EQ(heard(), gain());
+    changes += gain() != last ? 1 : 0;
+    last = gain();
+  }
+  EXPECT_EQ(fakes::sound().curves - pushed_before, changes);
+  ui::on_mouse_move(x(), -1000);
+  EXPECT_EQ(gain(), 12);
+  ui::on_mouse_move(x(), 5000);
+  EXPECT_EQ(gain(), -12);
+  ui::on_mouse_up();
+  ui::on_mouse_move(x(), kMiddle);
+  EXPECT_EQ(gain(), -12);
+}
+
+TEST_F(sliders, do_not_jump_when_their_knob_is_taken_beside_its_centre) {
+  for (const float offset : {5.0F, -11.0F, 11.0F}) {
+    ui::on_mouse_down(x(), kMiddle + offset);
+    EXPECT_EQ(gain(), 0) << offset;
+    ui::on_mouse_move(x(), knob(6) + offset);
+    EXPECT_EQ(gain(), 6) << offset;
+    ui::on_mouse_move(x(), kMiddle + offset);
+    ui::on_mouse_up();
+  }
+  ui::on_mouse_down(x(), knob(-5));  // 31 px below
+  EXPECT_EQ(gain(), -5);
+  ui::on_mouse_up();
+  ui::on_mouse_down(x(ui::kPreamp), knob(-4));
+  EXPECT_EQ(s_.curve.preamp, -4);
+  EXPECT_EQ(gain(), -5);
+}
+
+TEST_F(sliders, turn_with_the_wheel_and_stop_at_the_ends) {
+  gain() = 11;
+  for (const float expected : {11.5F, 12.0F, 12.0F}) {
+    ui::on_wheel(x(), 400, -1);
+    EXPECT_EQ(gain(), expected);
+    EXPECT_EQ(heard(), expected);
+  }
+  ui::on_wheel(x(), 400, 1);
+  EXPECT_EQ(gain(), 11.5F);
+  ui::on_wheel(x(), 400, 90);
+  EXPECT_EQ(gain(), -12);
+  ui::on_wheel(x() + 35, 400, -1);  // between two columns
+  EXPECT_EQ(gain(), -12);
+}
+
+TEST_F(sliders, return_to_zero_on_a_double_click) {
+  gain() = 7.3F;
+  s_.curve.gain[kBand + 1] = 2;
+  press(x(), knob(7.3F));
+  ui::on_double_click(x(), knob(7.3F));
+  EXPECT_EQ(gain(), 0);
+  EXPECT_EQ(heard(), 0);
+  EXPECT_EQ(s_.curve.gain[kBand + 1], 2);
+  ui::on_mouse_move(x(), 380);
+  EXPECT_EQ(gain(), 0);
+  frame(1199);
+  EXPECT_FALSE(saved());
+  frame(1);
+  EXPECT_TRUE(saved());
+}
+
+TEST_F(sliders, ignore_all_input_while_the_equalizer_is_off) {
+  gain() = 4;
+  press(layout().power);
+  EXPECT_FALSE(s_.active);
+  EXPECT_FALSE(fakes::sound().active);
+  paint();
+  const int pushed = fakes::sound().curves;
+  press(x(), knob(-6));
+  ui::on_wheel(x(), 400, -1);
+  ui::on_double_click(x(), 400);
+  for (const gfx::Rect& r : {layout().presets, layout().save, layout().flat}) {
+    EXPECT_EQ(code_at(r), ui::kHitNone);
+    press(r);
+  }
+  EXPECT_EQ(gain(), 4);
+  EXPECT_EQ(fakes::sound().curves, pushed);
+  EXPECT_FALSE(ui::state().popup.open || ui::state().save.open || ui::state().glide.running);
+  EXPECT_EQ(code_at(layout().mute), ui::kHitMute);
+  EXPECT_EQ(code_at(layout().compact), ui::kHitCompact);
+  EXPECT_EQ(code_at(layout().settings), ui::kHitSettings);
+  press(layout().power);
+  EXPECT_TRUE(s_.active && fakes::sound().active);
+}
+
+TEST_F(sliders, are_written_once_after_the_last_change) {
+  ui::on_mouse_down(x(), kMiddle);
+  for (int i = 1; i <= 20; ++i) {
+    ui::on_mouse_move(x(), kMiddle - static_cast<float>(3 * i));
+    frame(200);
+    EXPECT_FALSE(saved()) << i;
+  }
+  const float last = gain();
+  ui::on_mouse_up();
+  frame(999);
+  EXPECT_FALSE(saved());
+  frame(1);
+  ASSERT_TRUE(saved());
+  EXPECT_EQ(settings::load().curve.gain[kBand], last);
+  forget_save();
+  frame(5000);
+  EXPECT_FALSE(saved());
+}
+
+// ---- Glides
+
+class glide : public sliders {
+ protected:
+  void begin() {
+    press(layout().presets);
+    paint();
+    press(row(row_with("preset_bass")));  // 7 6 5 3 1 0 0 0 0 0, -4
+    EXPECT_EQ(s_.preset, "b:preset_bass");
+  }
+};
+
+TEST_F(glide, moves_band_after_band_and_ends_after_800_ms) {
+  const eq::Curve target = eq::preset_curve(eq::find_preset("preset_bass"));
+  begin();
+  EXPECT_TRUE(frame(28));
+  EXPECT_EQ(s_.curve.gain[0], 0);
+  EXPECT_LT(s_.curve.preamp, 0);
+  EXPECT_TRUE(frame(28));
+  EXPECT_GT(s_.curve.gain[0], 0);
+  EXPECT_EQ(s_.curve.gain[1], 0);
+  EXPECT_FLOAT_EQ(fakes::sound().curve.gain[0], s_.curve.gain[0]);
+  frame(28 + 260 - 56);  // band 0 is half way in time: u = -1/2
+  EXPECT_NEAR(s_.curve.gain[0], 7 * (1 + 0.25F * (1.2F - 1.1F)), 1e-4F);
+  frame(520 - 28 - 260);
+  EXPECT_FLOAT_EQ(s_.curve.preamp, -4);
+  EXPECT_TRUE(frame(799 - 520));
+  EXPECT_TRUE(ui::state().glide.running);
+  const int pushed = fakes::sound().curves;
+  EXPECT_FALSE(frame(1));
+  EXPECT_EQ(fakes::sound().curves, pushed + 1);
+  for (int i = 0; i < ui::kGains; ++i) {
+    EXPECT_EQ(ui::gain_at(s_.curve, i), ui::gain_at(target, i)) << i;
+    EXPECT_EQ(ui::gain_at(fakes::sound().curve, i), ui::gain_at(target, i)) << i;
+  }
+  frame(1199);
+  EXPECT_FALSE(saved());
+  frame(1);
+  EXPECT_TRUE(saved());
+}
+
+TEST_F(glide, overshoots_a_little_and_never_beyond_the_ends) {
+  s_.user_presets = {{"Loud", {{12, 6}, 0}}};
+  press(layout().presets);
+  paint();
+  press(row(row_with("Loud")));
+  float most = 0;
+  for (int i = 0; i < 100; ++i) {
+    frame(8);
+    EXPECT_LE(s_.curve.gain[0], 12);
+    most = std::max(most, s_.curve.gain[1]);
+  }
+  EXPECT_GT(most, 6 * 1.02F);
+  EXPECT_LT(most, 6 * 1.08F);
+}
+
+TEST_F(glide, stops_where_it_is_when_a_slider_is_taken) {
+  begin();
+  frame(300);
+  const float reached = s_.curve.gain[0];
+  ui::on_wheel(x(9), 400, -1);
+  EXPECT_EQ(s_.curve.gain[9], 0.5F);
+  frame(1000);
+  EXPECT_EQ(s_.curve.gain[0], reached);
+  press(layout().flat);
+  EXPECT_EQ(s_.preset, "b:preset_flat");
+  frame(300);
+  ui::on_double_click(x(9), 400);
+  EXPECT_FALSE(ui::state().glide.running);
+}
+
+TEST_F(glide, cut_short_by_the_end_is_complete_in_the_file) {
+  begin();
+  frame(300);
+  ui::persist();
+  EXPECT_EQ(settings::load().curve.gain[0], 7);
+}
+
+}  // namespace
