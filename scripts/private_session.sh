@@ -173,6 +173,12 @@ start_screen() {
   DISPLAY=:$(<"$work/display")
   # The same picture on every machine, with or without a graphics card.
   export DISPLAY SDL_RENDER_DRIVER=software
+  pointer_away
+}
+
+# Into the corner, beside the window, so that it neither shows nor lights anything up.
+pointer_away() {
+  xdotool mousemove 0 0
 }
 
 # The program's window; nothing while there is none.
