@@ -136,6 +136,22 @@ TEST_F(presets, long_list_scrolls_within_its_ends) {
   EXPECT_EQ(p.first, 73 - p.visible) << "the chosen row is in sight";
 }
 
+TEST_F(presets, list_stays_within_a_window_that_shrinks) {
+  for (int i = 0; i < 60; ++i)
+    s_.user_presets.push_back({std::string("P").append(std::to_string(i)), {}});
+  for (const bool devices : {false, true}) {
+    paint(960, 900);
+    if (devices) fakes::sound().devices.assign(20, {"sink", "Speakers"});
+    press(devices ? layout().device : layout().presets);
+    paint(960, 900);
+    paint(960, 640);
+    const gfx::Rect list = ui::state().popup.rect;
+    EXPECT_GE(list.y, 0);
+    EXPECT_LE(list.y + list.h, 640);
+    ui::on_key(ui::Key::Escape);
+  }
+}
+
 // ---- Saving
 
 TEST_F(presets, dialog_proposes_the_first_free_number_or_the_chosen_own_one) {

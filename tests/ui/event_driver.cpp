@@ -1,0 +1,328 @@
+// DESIGN: most positions are taken from the rectangles as last painted, because random points
+// rarely meet a button; the rest are anywhere, also outside the window. Most paintings only measure
+// (there is no context): that keeps the rectangles current at a fraction of the cost.
+#include "event_driver.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "../gfx/canvas.h"
+#include "fakes.h"
+#include "i18n.h"
+#include "ui_private.h"
+
+namespace events {
+
+namespace {
+
+class Bytes {
+ public:
+  Bytes(const std::uint8_t* data, std::size_t size) : at_(data), end_(data + size) {}
+  bool empty() const { return at_ == end_; }
+  unsigned next() { return empty() ? 0U : *at_++; }
+  int below(int n) { return static_cast<int>(next()) % n; }
+  bool flag() { return (next() & 1U) != 0; }
+  std::string text(int most) {
+    std::string result;
+    for (int n = below(most + 1); n > 0; --n)
+      result += static_cast<char>(next());
+    return result;
+  }
+
+ private:
+  const std::uint8_t* at_;
+  const std::uint8_t* end_;
+};
+
+Settings g_settings;
+gfx::Rect g_view;         // the logical window as last painted
+bool g_squeezed = false;  // it is smaller than the view's reference size
+bool g_current = false;   // nothing happened since
+
+void measure_view() {
+  const ui::View v = ui::view_for(fakes::desktop().w, fakes::desktop().h);
+  int w = 0;
+  int h = 0;
+  ui::reference_size(&w, &h);
+  g_view = {0, 0, std::floor(v.w), std::floor(v.h)};
+  g_squeezed = v.w < static_cast<float>(w) - 1 || v.h < static_cast<float>(h) - 1;
+}
+
+void paint(bool pixels) {
+  measure_view();
+  const auto w = static_cast<int>(g_view.w);
+  const auto h = static_cast<int>(g_view.h);
+  std::unique_ptr<Canvas> canvas;
+  if (pixels && w * h < 2'000'000) canvas = std::make_unique<Canvas>(w, h);
+  ui::draw_base(w, h);
+  ui::draw_overlay(w, h);
+  g_current = true;
+  if (!pixels) return;
+  const ui::BarView bars = ui::bar_view();
+  ui::paint_bars(ui::kLit, bars.bars.w, bars.bars.h, bars.compact);
+  ui::paint_meters(ui::kPeak, bars.meters.w, bars.meters.h);
+  ui::paint_glass(bars.glass.w, bars.glass.h);
+  for (const ui::TitleGlyph& glyph : ui::title_view().glyphs)
+    ui::paint_glyph(glyph.text, 27, glyph.width, 27);
+}
+
+std::vector<gfx::Rect> targets() {
+  const ui::State& s = ui::state();
+  const ui::Layout& l = s.layout;
+  if (s.crash.shown && !g_settings.compact) return {s.crash.send, s.crash.discard};
+  if (s.save.open) {
+    const ui::DialogLayout& d = s.save.layout;
+    return {d.name, d.save, d.cancel, d.card};
+  }
+  if (s.popup.open) {
+    const gfx::Rect& p = s.popup.rect;
+    return {p, {p.x, p.y, p.w, 34}, {p.x, p.y + p.h - 34, p.w, 34}, {p.x + p.w - 34, p.y, 34, p.h}};
+  }
+  if (s.settings_open) {
+    const ui::SettingsLayout& p = s.panel;
+    return {p.autostart, p.eq_on_start, p.on_top, p.language, p.dark,
+            p.light,     p.homepage,    p.report, p.close,    p.panel};
+  }
+  std::vector<gfx::Rect> all = {l.power, l.presets,    l.presets,    l.save,
+                                l.save,  l.compact,    l.settings,   l.collapse,
+                                l.mute,  l.channel[0], l.channel[1], l.channel[2],
+                                l.flat,  l.device,     s.note_click, l.back};
+  all.insert(all.end(), std::begin(l.slider), std::end(l.slider));
+  if (g_settings.compact) all = {l.power, l.mute, l.back, l.bars};
+  return all;
+}
+
+struct Point {
+  float x, y;
+};
+
+Point somewhere(Bytes* bytes) {
+  const unsigned kind = bytes->next();
+  gfx::Rect r{-40, -40, g_view.w + 80, g_view.h + 80};
+  if (kind % 4 != 0) {
+    const std::vector<gfx::Rect> all = targets();
+    r = all[kind / 4 % all.size()];
+  }
+  const auto part = [bytes] { return static_cast<float>(bytes->next()) / 255.0F; };
+  const float x = r.x + r.w * part();
+  return {x, r.y + r.h * part()};
+}
+
+std::string typed(Bytes* bytes) {
+  const char* const known[] = {
+      "a",       " ",      "ä",  "€",    "\U0001F600",
+      "e\u0301", "\u202E", "\t", "\x7F", "vierzig Zeichen sind mehr als eine Name x"};
+  const unsigned kind = bytes->next();
+  return kind % 3 == 0 ? bytes->text(8) : known[kind / 3 % std::size(known)];
+}
+
+void change_status(Bytes* bytes) {
+  audio::Status& s = fakes::sound().status;
+  const unsigned bits = bytes->next();
+  s.state = bits % 5 == 4 ? audio::kRunning : static_cast<std::int32_t>(bits % 5);
+  s.select_output = (bits & 16U) != 0;
+  s.setup_needed = (bits & 32U) != 0;
+  s.permission_needed = (bits & 64U) != 0;
+  s.target_label = bytes->text(6);
+  s.follow = bytes->text(2);
+  fakes::sound().devices.clear();
+  for (int n = bytes->below(4); n > 0; --n)
+    fakes::sound().devices.push_back({bytes->text(3), bytes->text(6)});
+}
+
+void change_sound(Bytes* bytes) {
+  fakes::Audio& s = fakes::sound();
+  const float levels[] = {0, 1e-5F, 0.1F, 1, 4, NAN, INFINITY};
+  s.has_sound = bytes->flag();
+  s.left = levels[bytes->below(7)];
+  s.right = levels[bytes->below(7)];
+  s.peak[0] = s.left;
+  s.peak[1] = s.right;
+  ++s.serial;
+}
+
+void change_window(Bytes* bytes) {
+  fakes::Platform& d = fakes::desktop();
+  switch (bytes->below(8)) {
+    case 0:
+      ui::open_settings();
+      break;
+    case 1:
+      ui::set_compact(!g_settings.compact);
+      break;
+    case 2:
+      ui::set_crash_report(bytes->text(8));
+      break;
+    case 3: {
+      const float scales[] = {1, 1.25F, 1.5F, 2, 0, -1, 0.1F, NAN};
+      ui::set_pixel_scale(scales[bytes->below(8)]);
+      break;
+    }
+    case 4:
+      d.framed = !d.framed;
+      d.x = bytes->flag() ? -1 : bytes->below(256) - 50;
+      d.y = d.x;
+      break;
+    case 5:  // as large as the view likes it
+      ui::reference_size(&d.w, &d.h);
+      break;
+    default:
+      d.w = 8 * bytes->below(256);
+      d.h = 6 * bytes->below(256);
+      break;
+  }
+}
+
+void step(Bytes* bytes) {
+  g_current = false;
+  const int kind = bytes->below(32);
+  if (kind < 20) {
+    const Point p = somewhere(bytes);
+    if (kind < 5) {
+      ui::on_mouse_move(p.x, p.y);
+    } else if (kind < 15) {
+      ui::on_mouse_down(p.x, p.y);
+      if (kind < 12) ui::on_mouse_up();
+    } else if (kind < 17) {
+      ui::on_double_click(p.x, p.y);
+    } else {
+      ui::on_wheel(p.x, p.y, bytes->below(5) - 2);
+    }
+  } else if (kind == 20) {
+    ui::on_mouse_up();
+  } else if (kind == 21) {
+    ui::on_mouse_leave();
+  } else if (kind == 22) {
+    ui::on_key(static_cast<ui::Key>(bytes->below(3)));
+  } else if (kind < 25) {
+    ui::on_text(typed(bytes));
+  } else if (kind < 29) {
+    const int times[] = {0, 1, 16, 16, 100, 700, 1300, 60000};
+    fakes::desktop().now += static_cast<std::uint64_t>(times[bytes->below(8)]);
+    ui::on_frame();
+    if (ui::take_dirty()) paint(bytes->below(16) == 0);
+  } else if (kind == 29) {
+    change_window(bytes);
+  } else if (kind == 30) {
+    change_status(bytes);
+  } else {
+    change_sound(bytes);
+  }
+}
+
+bool bounded(const eq::Curve& curve) {
+  for (int i = 0; i < ui::kGains; ++i) {
+    if (!(std::fabs(ui::gain_at(curve, i)) <= ui::kMaxGainDb)) return false;
+  }
+  return true;
+}
+
+bool same_bits(const eq::Curve& a, const eq::Curve& b) {
+  for (int i = 0; i < ui::kGains; ++i) {
+    if (ui::gain_at(a, i) != ui::gain_at(b, i)) return false;
+  }
+  return true;
+}
+
+bool good_name(const std::string& name) {
+  return ui::count_chars(name) <= ui::kMaxName && ui::valid_utf8(name) &&
+         std::none_of(name.begin(), name.end(),
+                      [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; });
+}
+
+bool nothing_outside() {
+  const float x = g_view.w;
+  const float y = g_view.h;
+  for (const auto& p : {Point{-1, 30}, Point{x * 0.5F, -1}, Point{x + 1, y * 0.5F},
+                        Point{x * 0.5F, y + 1}, Point{-1, -1}, Point{x + 1, y + 1}}) {
+    if (ui::cursor_at(p.x, p.y) != ui::kCursorArrow) return false;
+  }
+  return true;
+}
+
+const char* broken_preset_list() {
+  const std::vector<UserPreset>& presets = g_settings.user_presets;
+  if (presets.size() > ui::kMaxPresets) return "at most 100 presets are kept";
+  for (const UserPreset& p : presets) {
+    if (p.name.empty() || !good_name(p.name)) return "names of presets are short, clean UTF-8";
+    if (!bounded(p.curve)) return "gains of presets are within +/-12 dB";
+    const int i = ui::find_user(p.name);
+    if (&presets[static_cast<std::size_t>(i)] != &p) return "names of presets are unique";
+  }
+  return nullptr;
+}
+
+const char* broken_layer() {
+  const ui::State& s = ui::state();
+  const auto rows = static_cast<int>(s.popup.rows.size());
+  if (s.save.open && s.popup.open) return "there is no list above the save dialog";
+  if (g_settings.compact && (s.settings_open || s.save.open)) return "the strip has no dialogs";
+  if (s.popup.open && s.popup.hover >= rows) return "the hovered row exists";
+  if (!good_name(s.save.name)) return "the name in the field is short, clean UTF-8";
+  return nullptr;
+}
+
+const char* broken() {
+  const ui::State& s = ui::state();
+  const std::uint64_t now = fakes::desktop().now;
+  if (s.settings != &g_settings || !s.attached) return "the settings stay attached";
+  if (!bounded(g_settings.curve)) return "gains are within +/-12 dB";
+  if (!same_bits(g_settings.curve, fakes::sound().curve)) return "the engine has the curve shown";
+  if (g_settings.active != fakes::sound().active) return "the engine is on when the switch is";
+  if (g_settings.channel < 0 || g_settings.channel > 2) return "the channel is 0 to 2";
+  if (s.save_at > now + 1200) return "settings are saved 1.2 s after a change at the latest";
+  if (s.drag != 0 && !ui::is_slider(s.drag)) return "only sliders are dragged";
+  if (s.drag != 0 && !g_settings.active) return "sliders stay put while the equalizer is off";
+  if (const char* what = broken_preset_list()) return what;
+  if (const char* what = broken_layer()) return what;
+  // The strip is moved by whatever is no button; a squeezed view is cut off.
+  const bool edges = g_current && !g_squeezed && !g_settings.compact && s.drag == 0;
+  return !edges || nothing_outside() ? nullptr : "nothing outside the window is hit";
+}
+
+void begin(Bytes* bytes) {
+  setenv("HOME", "/proc/nowhere", 1);
+  setenv("XDG_CONFIG_HOME", "/proc/nowhere", 1);
+  fakes::reset();
+  gfx::init(nullptr);
+  i18n::set_language("en");
+  g_settings = {};
+  const unsigned how = bytes->next();
+  g_settings.compact = how % 8 == 1;
+  g_settings.collapsed = how % 8 == 2;
+  g_settings.active = how % 8 != 3;
+  for (unsigned i = how % 8 == 4 ? 99 : how % 4; i > 0; --i)
+    g_settings.user_presets.push_back({std::to_string(i), {{static_cast<float>(i % 12)}, -3}});
+  fakes::sound().curve = g_settings.curve;
+  fakes::sound().active = g_settings.active;
+  fakes::sound().status.state = audio::kRunning;
+  ui::state().crash = {};
+  ui::set_pixel_scale(1);
+  ui::init(&g_settings, false);
+  paint(false);
+}
+
+}  // namespace
+
+Outcome run(const std::uint8_t* data, std::size_t size) {
+  Bytes bytes(data, size);
+  begin(&bytes);
+  Outcome outcome;
+  while (!bytes.empty()) {
+    fakes::desktop().calls.clear();
+    step(&bytes);
+    ++outcome.events;
+    const std::vector<std::string>& calls = fakes::desktop().calls;
+    if (std::find(calls.begin(), calls.end(), "quit") != calls.end()) break;
+    outcome.broken = broken();
+    if (outcome.broken != nullptr) break;
+  }
+  ui::init(nullptr, false);
+  return outcome;
+}
+
+}  // namespace events

@@ -1,0 +1,34 @@
+// The interface holds its promises through any sequence of events.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <vector>
+
+#include "../app/home.h"
+#include "event_driver.h"
+#include "gfx.h"
+
+namespace {
+
+TEST(events, in_any_order_break_nothing) {
+  Home home;  // the environment is put back afterwards
+  const char* const given = std::getenv("VELMORA_TEST_SEED");
+  const auto seed = given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10))
+                                     : std::random_device()();
+  std::printf("VELMORA_TEST_SEED=%u\n", seed);
+  std::mt19937 random(seed);
+  std::vector<std::uint8_t> bytes(4096);
+  int events = 0;
+  while (events < 100'000) {
+    for (std::uint8_t& b : bytes)
+      b = static_cast<std::uint8_t>(random());
+    const events::Outcome outcome = events::run(bytes.data(), bytes.size());
+    events += outcome.events;
+    ASSERT_EQ(outcome.broken, nullptr)
+        << outcome.broken << " (event " << outcome.events << ", seed " << seed << ")";
+  }
+  gfx::shutdown();
+}
+
+}  // namespace
