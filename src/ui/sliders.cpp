@@ -40,6 +40,7 @@ void response_curve() {
   const float middle = (l.track_top + l.track_bottom) * 0.5F;
   const float per_db = (l.track_bottom - l.track_top) * 0.5F / kMaxGainDb;
   float xy[2 * kPoints];
+  float* next = xy;
   for (int i = 0; i < kPoints; ++i) {
     const float x = left + area.w * static_cast<float>(i) / static_cast<float>(kPoints - 1);
     xy[2 * i] = x;
