@@ -43,8 +43,8 @@ void response_curve() {
   float* next = xy;
   for (int i = 0; i < kPoints; ++i) {
     const float x = left + area.w * static_cast<float>(i) / static_cast<float>(kPoints - 1);
-    xy[2 * i] = x;
-    xy[2 * i + 1] = middle - eq::response_db(s.settings->curve, kRate, frequency_at(l, x)) * per_db;
+    *next++ = x;
+    *next++ = middle - eq::response_db(s.settings->curve, kRate, frequency_at(l, x)) * per_db;
   }
   const unsigned colour = s.settings->active ? c.accent : c.text_secondary;
   gfx::push_clip(area);

@@ -12,10 +12,9 @@ namespace {
 
 constexpr std::size_t kMaxLine = 200;  // characters; measuring costs time in proportion
 constexpr const char* kEllipsis = "…";
-// As bytes: in the source itself they would turn the direction of what follows.
-constexpr const char* kFirstStrongIsolate = "\xE2\x81\xA8";
-constexpr const char* kPopIsolate = "\xE2\x81\xA9";
-constexpr const char* kRightToLeftMark = "\xE2\x80\x8F";
+constexpr const char* kFirstStrongIsolate = "\u2068";  // NOLINT(misc-misleading-bidirectional)
+constexpr const char* kPopIsolate = "\u2069";
+constexpr const char* kRightToLeftMark = "\u200F";
 constexpr char32_t kReplacement = 0xFFFD;
 
 bool is_continuation(char c) {
