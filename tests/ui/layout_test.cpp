@@ -250,6 +250,7 @@ TEST_F(segments, wave_of_the_title_repeats_every_five_seconds) {
   EXPECT_EQ(ui::title_color(0, 7, 0), theme::bar_color(0));
   EXPECT_EQ(ui::title_color(0, 7, 2.5), theme::bar_color(1));
   EXPECT_EQ(ui::title_color(3, 7, 0), theme::bar_color(0.6F));
+  EXPECT_EQ(ui::title_color(3, 7, 1), theme::bar_color(2 * 0.1F));
   EXPECT_EQ(ui::title_color(6, 7, 0), theme::bar_color(2 - 2 * 0.6F));
   EXPECT_EQ(ui::title_color(4, 7, 6.25), ui::title_color(4, 7, 1.25));
   EXPECT_EQ(ui::title_color(0, 1, 0), theme::bar_color(0));

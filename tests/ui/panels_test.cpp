@@ -201,6 +201,8 @@ TEST_F(views, compact_window_opens_at_the_full_ones_corner_once) {
   EXPECT_EQ(s_.mini_y, 8);
   EXPECT_EQ(s_.win_x, 300);
   paint();
+  fakes::desktop().x = 500;
+  fakes::desktop().w = 1000;
   press(layout().compact);
   EXPECT_EQ(s_.mini_x, 7);
   paint();
@@ -324,12 +326,17 @@ TEST_F(notes, that_can_be_acted_on_are_pressed_and_tinted) {
   EXPECT_NE(corner(), rest);
   press(card);
   EXPECT_EQ(fakes::sound().set_ups, 1);
-  paint(480, 640);  // in a narrow window it wraps
+  paint(300, 640);  // in a narrow window it wraps
   EXPECT_LE(ui::state().note_click.w, layout().spectrum.w - 40);
-  EXPECT_GE(ui::state().note_click.h, card.h);
-  ui::state().save.open = true;
+  EXPECT_GT(ui::state().note_click.h, card.h);
+  const gfx::Rect below{card.x + 1, card.y + card.h / 2, 0, 0};
+  ui::open_save();
   paint();
-  EXPECT_EQ(code_at(card.x + 1, card.y + card.h / 2), ui::kHitNone) << "below a dialog";
+  EXPECT_NE(code_at(below), ui::kHitNote) << "below a dialog";
+  ui::open_settings();
+  ui::on_key(ui::Key::Escape);
+  paint();
+  EXPECT_NE(code_at(below), ui::kHitNote) << "below the settings panel";
 }
 
 TEST_F(notes, about_a_crash_lets_nothing_else_be_hit) {
