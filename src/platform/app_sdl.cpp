@@ -187,7 +187,7 @@ void run_loop(std::uint64_t started_at) {
       show_frame(loop);
       timeout_ms = loop.animating ? kAnimatingTimeoutMs : idle_timeout_ms();
     } else {
-      on_frame();
+      loop.animating = on_frame();
       timeout_ms = idle_timeout_ms();
     }
   }
