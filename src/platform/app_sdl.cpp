@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "frame_stats.h"
 #include "gfx.h"
@@ -54,6 +55,13 @@ bool has_value(const char* variable) {
   return value != nullptr && *value != '\0';
 }
 
+// SDL's last choice is a driver without any screen. Nobody would see the program that way, or find
+// out why the sound has changed.
+bool shows_nothing() {
+  return std::getenv("SDL_VIDEODRIVER") == nullptr &&
+         std::strcmp(SDL_GetCurrentVideoDriver(), "offscreen") == 0;
+}
+
 bool init_video() {
   if (std::getenv("SDL_VIDEODRIVER") == nullptr && has_value("DISPLAY")) {
     setenv("SDL_VIDEODRIVER", "x11", 1);
@@ -67,8 +75,13 @@ bool init_video() {
   } else {
     SDL_InitSubSystem(SDL_INIT_VIDEO);
   }
-  if (SDL_WasInit(SDL_INIT_VIDEO) != 0 || SDL_InitSubSystem(SDL_INIT_VIDEO) == 0) return true;
-  logger::error(std::string("SDL_Init: ") + SDL_GetError());
+  if (SDL_WasInit(SDL_INIT_VIDEO) == 0 && SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
+    logger::error(std::string("SDL_Init: ") + SDL_GetError());
+    return false;
+  }
+  if (!shows_nothing()) return true;
+  logger::error("SDL_Init: No display");
+  SDL_QuitSubSystem(SDL_INIT_VIDEO);
   return false;
 }
 
