@@ -106,6 +106,15 @@ struct AboutText {
   float after;  // distance to the next
 };
 
+// A label and what it announces. A full-width colon brings its own distance.
+std::string labelled(const std::string& label, const std::string& value) {
+  constexpr std::string_view kWideColon = "：";
+  const bool wide =
+      label.size() >= kWideColon.size() &&
+      label.compare(label.size() - kWideColon.size(), std::string::npos, kWideColon) == 0;
+  return label + (wide ? "" : " ") + isolated(value);
+}
+
 std::string component_line() {
   const std::string library = settings::seal_library();
   return library + (library == "Monocypher" ? " — CC0 / BSD-2-Clause" : " — ISC");
@@ -117,7 +126,7 @@ std::vector<AboutText> about_texts() {
       {i18n::T("about_tagline"), c.text, 8.0F},
       {i18n::T("about_disclaimer_title"), c.text, 1.0F},
       {i18n::T("about_disclaimer"), quiet_text(), 8.0F},
-      {i18n::T("third_party") + std::string(" ") + isolated(component_line()), quiet_text(), 0.0F},
+      {labelled(i18n::T("third_party"), component_line()), quiet_text(), 0.0F},
   };
 }
 
@@ -130,8 +139,7 @@ float height_of(const std::vector<AboutText>& texts, float size, float width) {
 
 void link(const Rect& r, const std::string& text, const std::string& address, int code) {
   const theme::Colors& c = *theme::colors();
-  const std::string label = text.empty() ? "" : directed(text) + " ";
-  const std::string line = label + isolated(address);
+  const std::string line = text.empty() ? isolated(address) : labelled(directed(text), address);
   gfx::text(r, shorten(line, 12.0F, r.w), 12.0F, over(code) ? c.text_strong : c.text, start_align(),
             false, true);
   const float width = std::min(gfx::text_width(line, 12.0F, false), r.w);
