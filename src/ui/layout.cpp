@@ -162,7 +162,7 @@ DialogLayout dialog_layout(float w, float h, float save_label, float cancel_labe
   constexpr float kButton = 34.0F;
   DialogLayout l;
   const float width = std::min(420.0F, w - 30.0F);
-  constexpr float kHeight = 214.0F;
+  constexpr float kHeight = 222.0F;
   l.card = {(w - width) * 0.5F, (h - kHeight) * 0.5F, width, kHeight};
   const Rect& c = l.card;
   l.name = {c.x + kPad, c.y + 78.0F, c.w - 2.0F * kPad, 36.0F};

@@ -48,7 +48,7 @@ RowAction action_of(RowKind kind) {
   return nullptr;
 }
 
-void open(const Rect& anchor, std::vector<PopupRow> rows) {
+void open(Rect (*anchor)(), std::vector<PopupRow> rows) {
   Popup& p = state().popup;
   p = {};
   p.open = true;
@@ -128,7 +128,7 @@ void open_presets() {
   for (const UserPreset& preset : s.user_presets)
     rows.push_back(
         {RowKind::UserPreset, one_line(preset.name), preset.name, s.preset == "u:" + preset.name});
-  open(state().layout.presets, std::move(rows));
+  open([] { return state().layout.presets; }, std::move(rows));
 }
 
 void open_devices() {
@@ -137,7 +137,7 @@ void open_devices() {
   rows.push_back({RowKind::Device, i18n::T("device_follow"), "", output.empty()});
   for (const audio::Device& device : audio::devices())
     rows.push_back({RowKind::Device, one_line(device.label), device.name, device.name == output});
-  open(state().layout.device, std::move(rows));
+  open([] { return state().layout.device; }, std::move(rows));
 }
 
 void open_languages() {
@@ -146,7 +146,7 @@ void open_languages() {
   rows.push_back({RowKind::Language, i18n::T("language_auto"), "auto", language == "auto"});
   for (const i18n::Language& l : i18n::languages())
     rows.push_back({RowKind::Language, l.name, l.code, language == l.code});
-  open(state().panel.language_button, std::move(rows));
+  open([] { return state().panel.language_button; }, std::move(rows));
 }
 
 void close_popup() {
@@ -198,8 +198,9 @@ void popup_wheel(int steps) {
 }
 
 void place_popup(Popup* p, float w, float h) {
-  const float below = h - kEdge - (p->anchor.y + p->anchor.h + kPopupPadding);
-  const float above = p->anchor.y - kPopupPadding - kEdge;
+  const Rect anchor = p->anchor();
+  const float below = h - kEdge - (anchor.y + anchor.h + kPopupPadding);
+  const float above = anchor.y - kPopupPadding - kEdge;
   const auto count = static_cast<int>(p->rows.size());
   const auto fit = [](float room) {
     return static_cast<int>(std::floor((room - 2.0F * kPopupPadding) / kRowHeight));
@@ -209,14 +210,13 @@ void place_popup(Popup* p, float w, float h) {
   };
   p->visible = std::clamp(std::max(fit(below), fit(above)), 1, std::max(count, 1));
   const bool down = fit(below) >= p->visible;
-  const float width =
-      std::clamp(widest_row(*p) + kTextLeft + kDeleteZone + 6.0F,
-                 std::max(kLeastWidth, p->anchor.w), std::max(kMostWidth, p->anchor.w));
+  const float width = std::clamp(widest_row(*p) + kTextLeft + kDeleteZone + 6.0F,
+                                 std::max(kLeastWidth, anchor.w), std::max(kMostWidth, anchor.w));
   p->rect.w = std::min(width, w - 2.0F * kEdge);
   p->rect.h = height(p->visible);
-  p->rect.x = std::clamp(p->anchor.x, kEdge, std::max(kEdge, w - kEdge - p->rect.w));
-  p->rect.y = down ? p->anchor.y + p->anchor.h + kPopupPadding
-                   : std::max(kEdge, p->anchor.y - kPopupPadding - p->rect.h);
+  p->rect.x = std::clamp(anchor.x, kEdge, std::max(kEdge, w - kEdge - p->rect.w));
+  p->rect.y = down ? anchor.y + anchor.h + kPopupPadding
+                   : std::max(kEdge, anchor.y - kPopupPadding - p->rect.h);
   bound_first(p);
 }
 

@@ -50,7 +50,7 @@ void hint() {
   const theme::Colors& c = *theme::colors();
   const Rect& f = d.layout.name;
   const std::string text = i18n::T(replaces ? "preset_overwrite" : "preset_full");
-  gfx::text_wrapped({f.x, f.y + f.h + 8.0F, f.w, 36.0F}, text, kSmall,
+  gfx::text_wrapped({f.x, f.y + f.h + 8.0F, f.w, 44.0F}, text, kSmall,
                     replaces ? quiet_text() : c.danger, start_align());
 }
 

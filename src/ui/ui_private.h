@@ -198,9 +198,9 @@ struct PopupRow {
 struct Popup {
   bool open = false;
   std::vector<PopupRow> rows;
-  Rect anchor;     // the button it belongs to
-  Rect rect;       // as last painted
-  int hover = -1;  // row
+  Rect (*anchor)() = nullptr;  // where the button it belongs to is now
+  Rect rect;                   // as last painted
+  int hover = -1;              // row
   bool hover_delete = false;
   int first = 0;    // first visible row
   int visible = 0;  // how many fit, as last painted

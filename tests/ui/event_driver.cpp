@@ -184,6 +184,7 @@ void step(Bytes* bytes) {
     const Point p = somewhere(bytes);
     if (kind < 5) {
       ui::on_mouse_move(p.x, p.y);
+      ui::cursor_at(p.x, p.y);
     } else if (kind < 15) {
       ui::on_mouse_down(p.x, p.y);
       if (kind < 12) ui::on_mouse_up();
