@@ -113,9 +113,16 @@ Point somewhere(Bytes* bytes) {
 }
 
 std::string typed(Bytes* bytes) {
-  const char* const known[] = {
-      "a",       " ",      "ä",  "€",    "\U0001F600",
-      "e\u0301", "\u202E", "\t", "\x7F", "vierzig Zeichen sind mehr als eine Name x"};
+  const char* const known[] = {"a",
+                               " ",
+                               "ä",
+                               "€",
+                               "\U0001F600",
+                               "e\u0301",
+                               "\xE2\x80\xAE",
+                               "\t",
+                               "\x7F",
+                               "more than the two and thirty that fit"};
   const unsigned kind = bytes->next();
   return kind % 3 == 0 ? bytes->text(8) : known[kind / 3 % std::size(known)];
 }

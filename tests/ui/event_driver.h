@@ -14,8 +14,8 @@ struct Outcome {
   const char* broken = nullptr;  // what did not hold after the last one; null when all did
 };
 
-// Runs a fresh interface through the events that the bytes stand for, until they are used up, the
+// Runs a fresh interface through the events that the data stand for, until they are used up, the
 // interface ends the program, or something does not hold.
-Outcome run(const std::uint8_t* bytes, std::size_t size);
+Outcome run(const std::uint8_t* data, std::size_t size);
 
 }  // namespace events

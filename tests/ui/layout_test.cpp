@@ -7,7 +7,6 @@
 namespace {
 
 using gfx::Rect;
-using ui::Hit;
 
 class layout : public Window {
  protected:

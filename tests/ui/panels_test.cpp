@@ -8,7 +8,6 @@
 
 namespace {
 
-using testing::Test;
 using Calls = std::vector<std::string>;
 
 class panel : public Window {

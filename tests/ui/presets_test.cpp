@@ -273,7 +273,7 @@ TEST_F(presets, dialog_is_all_that_can_be_hit) {
 }
 
 TEST_F(presets, caret_blinks_while_the_dialog_is_open) {
-  fakes::desktop().now = 1060 * 100;
+  fakes::desktop().now = 106'000;
   open_dialog();
   frame(0);
   EXPECT_TRUE(ui::state().caret_on);
