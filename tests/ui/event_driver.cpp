@@ -119,7 +119,7 @@ std::string typed(Bytes* bytes) {
                                "€",
                                "\U0001F600",
                                "e\u0301",
-                               "\xE2\x80\xAE",
+                               "\u202Eab\u202C",
                                "\t",
                                "\x7F",
                                "more than the two and thirty that fit"};
