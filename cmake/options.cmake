@@ -16,6 +16,8 @@ if(VELMORA_SANITIZE)
   set(flags -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all)
   target_compile_options(velmora_options INTERFACE ${flags} -g)
   target_link_options(velmora_options INTERFACE ${flags})
+  # Known leaks of libraries, for every executable that draws; empty without sanitizers.
+  set(VELMORA_LEAK_SUPPRESSIONS ${PROJECT_SOURCE_DIR}/cmake/leak_suppressions.cpp)
 else()
   target_compile_options(velmora_options INTERFACE
     -fstack-protector-strong

@@ -370,6 +370,8 @@ void on_wheel(float x, float y, int steps) {
 
 void on_key(Key key) {
   State& s = state();
+  // The note about a crash lies above everything and is answered with the mouse.
+  if (s.crash.shown && !s.settings->compact) return;
   if (s.save.open) {
     dialog_key(key);
   } else if (key != Key::Escape) {

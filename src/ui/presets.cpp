@@ -41,7 +41,7 @@ std::string numbered_name(int n) {
 
 std::string proposed_name() {
   const std::string& id = state().settings->preset;
-  if (has_prefix(id, kUser)) return id.substr(kPrefix);
+  if (has_prefix(id, kUser) && find_user(id.substr(kPrefix)) >= 0) return id.substr(kPrefix);
   int n = 1;
   while (find_user(numbered_name(n)) >= 0)
     ++n;
@@ -150,15 +150,14 @@ void commit_save() {
   State& s = state();
   const std::string name = trimmed_name(s.save.name);
   if (name.empty()) return;
-  stop_glide();
   std::vector<UserPreset>& presets = s.settings->user_presets;
   const int i = find_user(name);
+  if (i < 0 && presets.size() >= kMaxPresets) return;
+  stop_glide();
   if (i >= 0) {
     presets[static_cast<std::size_t>(i)].curve = s.settings->curve;
-  } else if (presets.size() < kMaxPresets) {
-    presets.push_back({name, s.settings->curve});
   } else {
-    return;
+    presets.push_back({name, s.settings->curve});
   }
   s.settings->preset = kUser + name;
   close_save();

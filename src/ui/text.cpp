@@ -143,8 +143,4 @@ Align start_align() {
   return i18n::rtl() ? Align::Right : Align::Left;
 }
 
-Align end_align() {
-  return i18n::rtl() ? Align::Left : Align::Right;
-}
-
 }  // namespace ui

@@ -55,6 +55,7 @@ void store_window() {
 
 void open_panel() {
   close_popup();
+  g_state.panel = {};
   g_state.settings_open = true;
   g_state.autostart = autostart::enabled();
   set_dirty();
@@ -185,6 +186,7 @@ void toggle_collapsed() {
     return static_cast<int>(std::lround(static_cast<float>(length) * zoom));
   };
   g_state.layout = {};
+  g_state.note_click = {};
   platform::resize_window(scaled(ref_w), scaled(ref_h), kLeastWidth, kLeastWidth * ref_h / ref_w);
   set_dirty();
   schedule_save();

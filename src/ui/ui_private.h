@@ -327,7 +327,6 @@ std::string directed(const std::string& text);
 bool starts_rtl(std::string_view text);
 
 Align start_align();  // left, or right in languages that are written from there
-Align end_align();
 
 // Widgets
 // ------------------------------------------------------------------------------------------------------------
