@@ -18,3 +18,6 @@ endif()
 pkg_check_modules(SDL2 REQUIRED IMPORTED_TARGET sdl2)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 pkg_check_modules(PANGO REQUIRED IMPORTED_TARGET pangocairo)
+
+# The way to the person's mail program. Pango brings the library along anyway.
+pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-unix-2.0)

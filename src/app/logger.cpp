@@ -13,11 +13,13 @@ namespace {
 
 constexpr std::size_t kTailLines = 500;
 
-std::mutex g_m;                  // guards everything below
-std::string g_path;              // the log file's path
-std::FILE* g_f = nullptr;        // the open log file
-std::deque<std::string> g_tail;  // the newest lines, without line ends
-std::size_t g_unwritten = 0;     // how many of the newest lines of g_tail are in no file yet
+std::mutex g_m;            // guards everything below
+std::string g_path;        // the log file's path
+std::FILE* g_f = nullptr;  // the open log file
+// The newest lines, without line ends. Never destroyed: a thread that nobody waits for may still
+// say something while the process ends.
+std::deque<std::string>& g_tail = *new std::deque<std::string>;
+std::size_t g_unwritten = 0;  // how many of the newest lines of g_tail are in no file yet
 
 // A log that cannot be written has nowhere to say so; the tail still has the line.
 void write_line(const std::string& line) {

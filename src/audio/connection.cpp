@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "audio_private.h"
+#include "crash_handler.h"
 #include "logger.h"
 
 namespace audio {
@@ -36,6 +37,10 @@ using OperationPtr = std::unique_ptr<pa_operation, ContextDeleter>;
 void on_wake(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* /*tv*/,
              void* /*user*/) {
   signal_loop();
+}
+
+void on_loop_started(pa_mainloop_api* /*api*/, void* /*user*/) {
+  crash_handler::prepare_thread();
 }
 
 void on_ctx_state(pa_context* c, void* /*user*/) {
@@ -117,6 +122,8 @@ bool loop_start() {
   g_ml = pa_threaded_mainloop_new();
   if (g_ml == nullptr) return false;
   pa_threaded_mainloop_set_name(g_ml, kLoopThreadName);
+  // Runs on the loop's thread, before there is a connection.
+  pa_mainloop_api_once(pa_threaded_mainloop_get_api(g_ml), on_loop_started, nullptr);
   if (pa_threaded_mainloop_start(g_ml) == 0) return true;
   pa_threaded_mainloop_free(g_ml);
   g_ml = nullptr;

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "audio_private.h"
+#include "crash_handler.h"
 #include "guard.h"
 #include "logger.h"
 
@@ -139,6 +140,7 @@ void restore() {
 
 void control_loop() {
   prctl(PR_SET_NAME, kControlThreadName);
+  crash_handler::prepare_thread();
   auto last_stats = Clock::now();
   for (;;) {
     if (Clock::now() - last_stats >= kStatsEvery) {

@@ -11,6 +11,10 @@ namespace crash_handler {
 // at.
 void install();
 
+// Lets the calling thread report even an overflow of its stack; every thread that we start calls it
+// first. Thread: the one to prepare; not for use in time-critical code (system calls).
+void prepare_thread();
+
 // Keeps the log of the previous run: renames `path` to `path` + ".1". A missing file is no error.
 void rotate_log(const std::string& path);
 
@@ -36,7 +40,8 @@ void record_graphics(const std::vector<std::string>& lines);
 // Whether a report of an earlier run waits; its text goes to `text` when that is not null.
 bool pending_report(std::string* text);
 
-// Hands the waiting report to the person's mail program. Returns at once.
+// Hands the waiting report to the person's mail program, and returns at once. The report is not
+// offered again, whatever comes of it.
 void send_report();
 
 // Deletes the waiting report.

@@ -1,61 +1,84 @@
-// DESIGN: reports are not written yet; what the other modules record goes to the log, which is
-// where a person looks first. Nothing is claimed that is not there: no report is ever pending.
-
+// DESIGN: the crash library knows nothing of this program; here is all that the two tell each
+// other.
 #include "crash_handler.h"
 
-#include <cstdio>
-#include <mutex>
-
+#include "addresses.h"
+#include "faultline.h"
 #include "logger.h"
+#include "paths.h"
+#include "platform.h"
+#include "version.h"
 
 namespace crash_handler {
 
 namespace {
 
-std::mutex g_audio_mtx;                  // guards g_audio_lines
-std::vector<std::string> g_audio_lines;  // what record_audio logged last
-
-std::string g_report_path;  // main thread
+void log(const char* level, const std::string& message) {
+  if (*level == 'W') {
+    logger::warn(message);
+  } else {
+    logger::info(message);
+  }
+}
 
 }  // namespace
 
-void install() {}
-
-void rotate_log(const std::string& path) {
-  static_cast<void>(std::rename(path.c_str(), (path + ".1").c_str()));
+void install() {
+  faultline::App app;
+  app.name = "Velmora";
+  app.version = kVersion;
+  app.build = kBuild;
+  app.mail_to = kSupportMail;
+  app.package_name = "velmora";
+  app.log = log;
+  app.open_uri = platform::open_uri;
+  faultline::install(app);
 }
 
-void set_log_path(const std::string& /*path*/) {}
+void prepare_thread() {
+  faultline::prepare_thread();
+}
+
+void rotate_log(const std::string& path) {
+  static_cast<void>(faultline::rotate_log(path));
+}
+
+void set_log_path(const std::string& path) {
+  faultline::set_log_file(path);
+}
 
 void set_report_path(const std::string& path) {
-  g_report_path = path;
+  const std::size_t slash = path.rfind('/');
+  faultline::set_report_dir(slash == std::string::npos ? paths::config_dir()
+                                                       : path.substr(0, slash));
 }
 
 std::string report_path() {
-  return g_report_path;
+  return faultline::report_path();
 }
 
-void record_system() {}
+void record_system() {
+  faultline::record_system();
+}
 
 void record_audio(const std::vector<std::string>& lines) {
-  const std::lock_guard lock(g_audio_mtx);
-  if (lines == g_audio_lines) return;
-  g_audio_lines = lines;
-  for (const std::string& line : lines)
-    logger::info("Audio: " + line);
+  faultline::record_audio(lines);
 }
 
 void record_graphics(const std::vector<std::string>& lines) {
-  for (const std::string& line : lines)
-    logger::info("Graphics: " + line);
+  faultline::record_graphics(lines);
 }
 
-void send_report() {}
+bool pending_report(std::string* text) {
+  return faultline::pending(text);
+}
 
-void clear_report() {}
+void send_report() {
+  faultline::send(logger::file_path());
+}
 
-bool pending_report(std::string* /*text*/) {
-  return false;
+void clear_report() {
+  faultline::discard();
 }
 
 }  // namespace crash_handler

@@ -1,0 +1,104 @@
+// DESIGN: what a program tells the library between two crashes, and what it asks at the next start.
+#include <mutex>
+
+#include "faultline_private.h"
+
+namespace faultline {
+
+namespace {
+
+App g_app;  // written by install, before there are other threads
+
+std::mutex g_audio_mtx;  // guards g_audio_text
+std::string& audio_text() {
+  // Never destroyed: the sound's thread may still describe something while the process ends.
+  static auto* const text = new std::string;
+  return *text;
+}
+
+std::string& previous_log() {
+  static auto* const path = new std::string;
+  return *path;
+}
+
+std::string joined(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines)
+    text += line + "\n";
+  return text;
+}
+
+}  // namespace
+
+namespace detail {
+
+void set_app(const App& app) {
+  g_app = app;
+}
+
+const App& app() {
+  return g_app;
+}
+
+void log(const char* level, const std::string& message) {
+  if (g_app.log != nullptr) g_app.log(level, message);
+}
+
+void log_lines(const std::string& prefix, const std::vector<std::string>& lines) {
+  for (const std::string& line : lines)
+    log("INFO", prefix + line);
+}
+
+}  // namespace detail
+
+void record_system() {
+  const std::vector<std::string> lines = system_lines();
+  constexpr std::string_view kPackage = "Package: ";
+  // Asking for it a second time might start a package manager a second time.
+  for (const std::string& line : lines) {
+    if (line.starts_with(kPackage)) detail::set_header_package(line.substr(kPackage.size()));
+  }
+  detail::log_lines("System: ", lines);
+  set_context(kSystem, joined(lines));
+}
+
+void record_audio(const std::vector<std::string>& lines) {
+  const std::lock_guard lock(g_audio_mtx);
+  const std::string text = joined(lines);
+  if (text == audio_text()) return;
+  audio_text() = text;
+  detail::log_lines("Audio: ", lines);
+  set_context(kAudio, text);
+}
+
+void record_graphics(const std::vector<std::string>& lines) {
+  std::vector<std::string> all = gpu_lines();
+  all.insert(all.end(), lines.begin(), lines.end());
+  detail::log_lines("Graphics: ", all);
+  set_context(kGraphics, joined(all));
+}
+
+std::string rotate_log(const std::string& log_path) {
+  previous_log().clear();
+  const std::string kept = log_path + ".1";
+  if (detail::file_exists(log_path) && detail::file_rename(log_path, kept)) previous_log() = kept;
+  return previous_log();
+}
+
+bool pending(std::string* text) {
+  std::string report;
+  if (!detail::file_read(report_path(), &report, detail::kMaxReport) || report.empty())
+    return false;
+  // The next start rotates logs again, and then the log of the run that crashed is gone.
+  if (!previous_log().empty() && !detail::file_exists(crash_log_path()))
+    static_cast<void>(detail::file_copy(previous_log(), crash_log_path()));
+  if (text != nullptr) *text = std::move(report);
+  return true;
+}
+
+void discard() {
+  detail::file_remove(report_path());
+  detail::file_remove(crash_log_path());
+}
+
+}  // namespace faultline
