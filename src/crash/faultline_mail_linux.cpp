@@ -150,8 +150,11 @@ bool via_thunderbird(const std::string& to, const std::string& subject, const st
       handler_arguments(command_line != nullptr ? command_line : "");
   if (arguments.empty()) return false;
 
+  // A snap's entry may set variables first, so its program need not be the first argument.
   const bool sandboxed =
-      arguments.front().starts_with("/snap/") || mentions(command_line, "flatpak");
+      mentions(command_line, "flatpak") ||
+      std::any_of(arguments.begin(), arguments.end(),
+                  [](const std::string& argument) { return argument.starts_with("/snap/"); });
   const std::string folder = sandboxed ? make_copy_folder() : g_get_tmp_dir();
   const std::string body_file = folder + "/mail-body.txt";
   const bool ready =

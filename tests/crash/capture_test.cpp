@@ -1,0 +1,270 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <thread>
+
+#include "child.h"
+#include "faultline.h"
+#include "process.h"
+#include "temp_dir.h"
+
+namespace {
+
+using crash_test::in_child;
+using support::read_file;
+using support::TempDir;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr faultline::App kApp{.name = "Tester",
+                              .version = "1.2.3",
+                              .build = "45",
+                              .mail_to = "nobody@example.org",
+                              .package_name = "tester"};
+
+class Capture : public testing::Test {
+ protected:
+  [[nodiscard]] std::string path(const char* name) const { return (dir_.path() / name).string(); }
+  void write(const char* name, const std::string& bytes) const {
+    std::ofstream(path(name), std::ios::binary) << bytes;
+  }
+  [[nodiscard]] std::string report() const { return read_file(path("crash_report.txt")); }
+
+  // How a process that knows its directory ends, when `deed` ends it.
+  int crash(const std::function<void()>& deed) const {
+    return in_child([&] {
+      faultline::install(kApp);
+      faultline::set_report_dir(dir_.path().string());
+      faultline::set_log_file(path("app.log"));
+      deed();
+    });
+  }
+
+  TempDir dir_;
+};
+
+// Uses its stack up; the sum keeps the compiler from making a loop of it.
+int overflow(int depth) {
+  volatile char room[4096] = {};
+  room[0] = static_cast<char>(depth);
+  return depth < 0 ? 0 : overflow(depth + 1) + room[0];
+}
+
+TEST_F(Capture, every_caught_signal_leaves_a_whole_report_and_ends_the_process) {
+  const std::pair<int, const char*> signals[] = {
+      {SIGSEGV, "SIGSEGV (Segmentation fault)"},
+      {SIGABRT, "SIGABRT (Abort)"},
+      {SIGFPE, "SIGFPE (Floating point exception)"},
+      {SIGBUS, "SIGBUS (Bus error)"},
+      {SIGILL, "SIGILL (Illegal instruction)"},
+      {SIGTRAP, "SIGTRAP (Trap - usually a fatal GLib/GTK error)"}};
+  write("app.log", "first line\nlast line\n");
+  for (const auto& [number, name] : signals) {
+    const int status = crash([number = number] {
+      setenv("SNAP_REVISION", "77", 1);
+      setenv("XDG_CURRENT_DESKTOP", "Desk", 1);
+      unsetenv("XDG_SESSION_TYPE");
+      faultline::set_context(faultline::kSystem, "a system\n");
+      faultline::set_context(faultline::kGraphics, "old\n");
+      faultline::set_context(faultline::kGraphics, "a card\n");
+      faultline::set_context(static_cast<faultline::Context>(3), "nothing\n");
+      raise(number);
+    });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == number) << name << ": " << status;
+    struct stat info {};
+    ASSERT_EQ(stat(path("crash_report.txt").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777U, 0600U);
+    const std::string text = report();
+    EXPECT_THAT(text, StartsWith("=== Tester crash report ===\nVersion: 1.2.3 (Build 45)\n"
+                                 "Snap revision: 77\nSignal: " +
+                                 std::string(name) + "\nTime (unix): "));
+    EXPECT_THAT(text, testing::ContainsRegex("\nRunning for \\(s\\): [0-9]+\nSystem: Linux .+\n"
+                                             "Desktop: Desk\n\nBacktrace:\n.*test_crash"));
+    EXPECT_THAT(text, EndsWith("\n\n--- Graphics ---\na card\n\n--- System ---\na system\n"
+                               "\nLog (last lines before the crash):\nfirst line\nlast line\n"
+                               "\nLog file:\n  " +
+                               path("app.log") + "\n=== end of report ===\n"));
+  }
+}
+
+TEST_F(Capture, the_log_is_cut_at_a_line) {
+  const std::string title = "\nLog (last lines before the crash):\n";
+  const std::string line = "second line\n";
+  const std::string full = std::string(2499 - line.size(), 'x') + "\n" + line;
+  struct Case {
+    std::string log;
+    std::string shown;
+  };
+  for (const Case& c : {Case{full, full}, Case{"y" + full, line}, Case{"\nz\n", "z\n"},
+                        Case{std::string(9000, 'w'), std::string(2500, 'w')}}) {
+    write("app.log", c.log);
+    crash([] { raise(SIGTRAP); });
+    EXPECT_THAT(report(), HasSubstr(title + c.shown + "\nLog file:\n  /"));
+  }
+  crash([] {
+    faultline::set_log_file("");
+    raise(SIGTRAP);
+  });
+  EXPECT_THAT(report(), EndsWith(title + "\nLog file:\n  (unknown)\n=== end of report ===\n"));
+}
+
+TEST_F(Capture, an_overflow_of_the_stack_is_reported_on_any_prepared_thread) {
+  for (const bool on_main : {true, false}) {
+    std::remove(path("crash_report.txt").c_str());
+    const int status = crash([on_main] {
+      if (on_main) overflow(0);
+      std::thread([] {
+        faultline::prepare_thread();
+        overflow(0);
+      }).join();
+    });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV) << status;
+    EXPECT_THAT(report(), EndsWith("=== end of report ===\n"));
+  }
+}
+
+// The signal comes at some moment of a thread's life that it spends in the allocator and in
+// set_context: often enough with the allocator's lock held and a text half written.
+TEST_F(Capture, a_crash_inside_the_allocator_or_an_update_still_reports_whole_texts) {
+  for (int round = 0; round < 20; ++round) {
+    const int status = crash([round] {
+      std::thread busy([] {
+        const std::string texts[] = {std::string(2000, 'A') + "\n", std::string(2000, 'B') + "\n"};
+        for (std::size_t i = 0;; ++i) {
+          faultline::set_context(faultline::kAudio, texts[i % 2]);
+          const std::vector<std::string> garbage(20, std::string(40 + i % 4000, 'g'));
+          static_cast<void>(garbage);
+        }
+      });
+      // Any moment will do: what is tested is that all of them are the same.
+      const timespec moment{.tv_sec = 0, .tv_nsec = 2000000 + round * 100000};
+      nanosleep(&moment, nullptr);
+      pthread_kill(busy.native_handle(), SIGSEGV);
+      busy.join();
+    });
+    ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV) << status;
+    const std::string text = report();
+    ASSERT_THAT(text, EndsWith("=== end of report ===\n"));
+    const std::size_t audio = text.find("--- Audio ---\n") + 14;
+    const std::string whole(2000, text[audio]);
+    ASSERT_EQ(text.substr(audio, 2002), whole + "\n\n");
+  }
+}
+
+TEST_F(Capture, an_early_report_is_collected_once_the_directory_is_known) {
+  setenv("XDG_RUNTIME_DIR", dir_.path().c_str(), 1);
+  const int status = in_child([] {
+    faultline::install(kApp);
+    raise(SIGABRT);
+  });
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
+  EXPECT_THAT(read_file(path("Tester_crash.txt")), HasSubstr("SIGABRT"));
+  const std::string home = path("home");
+  ASSERT_EQ(mkdir(home.c_str(), 0700), 0);
+  EXPECT_EQ(in_child([&] {
+              faultline::install(kApp);
+              faultline::set_report_dir(home);
+              std::string text;
+              EXPECT_TRUE(faultline::pending(&text));
+              EXPECT_THAT(text, HasSubstr("SIGABRT"));
+              unsetenv("XDG_RUNTIME_DIR");
+              unsetenv("TMPDIR");
+              faultline::install(kApp);
+              EXPECT_EQ(faultline::report_path(), "/tmp/Tester_crash.txt");
+              EXPECT_EQ(faultline::crash_log_path(), "/tmp/crash_log.txt");
+            }),
+            0);
+  EXPECT_FALSE(std::filesystem::exists(path("Tester_crash.txt")));
+}
+
+// Whatever lies in the report's place and is not a report: it is neither offered nor written over.
+TEST_F(Capture, only_a_regular_file_is_a_report) {
+  write("precious.txt", "mine");
+  const std::string place = path("crash_report.txt");
+  const std::function<void()> obstacles[] = {
+      [&] { ASSERT_EQ(symlink(path("precious.txt").c_str(), place.c_str()), 0); },
+      [&] { ASSERT_EQ(mkdir(place.c_str(), 0700), 0); },
+      [&] { ASSERT_EQ(mkfifo(place.c_str(), 0600), 0); }};
+  for (const auto& obstruct : obstacles) {
+    obstruct();
+    const int status = crash([] {
+      EXPECT_FALSE(faultline::pending(nullptr));
+      if (!HasFailure()) raise(SIGBUS);
+    });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGBUS) << status;
+    std::filesystem::remove(place);
+  }
+  EXPECT_EQ(read_file(path("precious.txt")), "mine");
+}
+
+TEST_F(Capture, the_next_start_finds_the_report_and_keeps_the_log_of_the_crashed_run) {
+  const auto next_start = [&](const std::string& log_line, const std::function<void()>& then) {
+    EXPECT_EQ(in_child([&] {
+                faultline::install(kApp);
+                EXPECT_EQ(faultline::rotate_log(path("app.log")), path("app.log.1"));
+                write("app.log", log_line);
+                faultline::set_report_dir(dir_.path().string());
+                then();
+              }),
+              0);
+  };
+  write("app.log", "the crashed run");
+  next_start("after", [] { EXPECT_FALSE(faultline::pending(nullptr)); });
+  write("app.log", "the crashed run");
+  // More than is read, and no text at all: a report for all that.
+  std::string odd("odd\0\xFF", 5);
+  odd.resize(10U << 20U, 'o');
+  write("crash_report.txt", odd);
+  const auto found = [&] {
+    std::string text;
+    EXPECT_TRUE(faultline::pending(&text));
+    EXPECT_EQ(text, odd.substr(0, 262144));
+    EXPECT_EQ(read_file(path("crash_log.txt")), "the crashed run");
+  };
+  next_start("one later", found);
+  next_start("two later", found);
+  next_start("three later", [&] {
+    faultline::discard();
+    EXPECT_FALSE(faultline::pending(nullptr));
+  });
+  EXPECT_FALSE(std::filesystem::exists(path("crash_log.txt")));
+  EXPECT_EQ(read_file(path("app.log.1")), "two later");
+}
+
+std::vector<std::string> g_logged;
+
+TEST_F(Capture, audio_lines_are_logged_when_they_change) {
+  faultline::App app = kApp;
+  app.log = [](const char* level, const std::string& message) {
+    g_logged.push_back(level + (": " + message));
+  };
+  const int status = crash([&] {
+    faultline::install(app);
+    faultline::record_audio({"one", "two"});
+    faultline::record_audio({"one", "two"});
+    EXPECT_THAT(g_logged, testing::ElementsAre("INFO: Audio: one", "INFO: Audio: two"));
+    faultline::record_audio({"three"});
+    EXPECT_EQ(g_logged.size(), 3U);
+    // Cut between two characters of two bytes each.
+    std::string umlauts = "x";
+    for (int i = 0; i < 2000; ++i)
+      umlauts += "\xC3\xA4";
+    faultline::set_context(faultline::kSystem, umlauts);
+    faultline::set_report_dir(dir_.path().string());
+    if (!HasFailure()) raise(SIGTRAP);
+  });
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_THAT(report(), HasSubstr("--- Audio ---\nthree\n\n--- System ---\nx\xC3\xA4"));
+  EXPECT_THAT(report(), HasSubstr("\xC3\xA4\nLog (last"));
+}
+
+}  // namespace

@@ -1,0 +1,160 @@
+// The description of made-up machines.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <fstream>
+
+#include "faultline_private.h"
+#include "process.h"
+#include "temp_dir.h"
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsSupersetOf;
+
+constexpr faultline::App kApp{.name = "Tester",
+                              .version = "1",
+                              .build = "2",
+                              .mail_to = "nobody@example.org",
+                              .package_name = "tester"};
+
+class Machine : public testing::Test {
+ protected:
+  Machine() {
+    faultline::detail::set_app(kApp);
+    faultline::detail::set_root(root_.path().string());
+    for (const char* const name : {"SNAP", "FLATPAK_ID", "APPDIR", "XDG_CURRENT_DESKTOP", "DISPLAY",
+                                   "WAYLAND_DISPLAY", "XDG_SESSION_TYPE"})
+      unsetenv(name);
+    setenv("LANG", "de_DE.UTF-8", 1);
+  }
+  ~Machine() override { faultline::detail::set_root(""); }
+
+  void file(const std::string& path, const std::string& content) const {
+    const std::filesystem::path full = root_.path().string() + path;
+    std::filesystem::create_directories(full.parent_path());
+    std::ofstream(full) << content;
+  }
+  void link(const std::string& path, const std::string& target) const {
+    const std::filesystem::path full = root_.path().string() + path;
+    std::filesystem::create_directories(full.parent_path());
+    std::filesystem::create_symlink(target, full);
+  }
+  void program_is(const std::string& path) const { link("/proc/self/exe", path); }
+  static std::string os() { return faultline::system_lines().front(); }
+
+  support::TempDir root_;
+};
+
+constexpr const char* kRelease =
+    "NAME=\"Some\"\nPRETTY_NAME=\"Some Linux \\\"12\\\"\"\nVERSION_ID=12\nID_LIKE='a b'\n";
+
+TEST_F(Machine, an_empty_machine_is_described_without_a_failure) {
+  EXPECT_THAT(faultline::system_lines(),
+              ElementsAre("OS: unknown", testing::StartsWith("Kernel: Linux "),
+                          testing::StartsWith("glibc: 2."),
+                          testing::MatchesRegex("CPU: unknown, [0-9]+ threads"), "RAM: unknown",
+                          "Session: desktop unknown, type unknown, lang de_DE.UTF-8",
+                          "Package: unpackaged (unknown)", "ALSA cards: not readable"));
+  EXPECT_THAT(faultline::gpu_lines(), ElementsAre("GPUs: /sys/class/drm not readable"));
+}
+
+TEST_F(Machine, a_full_machine_is_described_line_by_line) {
+  file("/usr/lib/os-release", kRelease);
+  link("/etc/os-release", "../usr/lib/os-release");
+  file("/proc/cpuinfo",
+       "processor\t: 0\nmodel name\t: Fast  CPU \nprocessor\t: 1\n"
+       "model name\t: Other\n");
+  file("/proc/meminfo", "MemTotal:  2049 kB\nMemFree: 7 kB\nMemAvailable:    1023 kB\n");
+  file("/proc/asound/cards",
+       " 0 [PCH            ]: HDA-Intel - HDA Intel PCH\n"
+       "                      HDA Intel PCH at 0xdf240000 irq 141\n"
+       "11 [U]: USB-Audio - [odd]: name\n                      somewhere\n");
+  setenv("XDG_CURRENT_DESKTOP", "Desk", 1);
+  setenv("XDG_SESSION_TYPE", "wayland", 1);
+  setenv("DISPLAY", ":0", 1);
+  setenv("WAYLAND_DISPLAY", "wayland-0", 1);
+  EXPECT_THAT(
+      faultline::system_lines(),
+      IsSupersetOf({testing::Eq("OS: Some Linux \"12\" (12, like a b)"),
+                    testing::Eq("RAM: 2 MB, available 0 MB"),
+                    testing::Eq("Session: desktop Desk, type wayland, X :0, Wayland wayland-0, "
+                                "lang de_DE.UTF-8"),
+                    testing::Eq("ALSA card 0 [PCH]: HDA-Intel - HDA Intel PCH"),
+                    testing::Eq("ALSA card 11 [U]: USB-Audio - [odd]: name")}));
+  EXPECT_THAT(faultline::system_lines(), Contains(HasSubstr("CPU: Fast  CPU, ")));
+  file("/proc/asound/cards", "--- no soundcards ---\n");
+  EXPECT_THAT(faultline::system_lines(), Contains("ALSA cards: none"));
+}
+
+TEST_F(Machine, graphics_adapters_are_listed_without_their_connectors) {
+  file("/sys/class/drm/version", "drm 1.1.0\n");
+  EXPECT_THAT(faultline::gpu_lines(), ElementsAre("GPUs: none in /sys/class/drm"));
+  for (const char* const name : {"vendor", "device", "subsystem_vendor", "subsystem_device"})
+    file(std::string("/sys/class/drm/card1/device/") + name, std::string("0x") + name[0] + "\n");
+  file("/sys/class/drm/card1/device/boot_vga", "1\n");
+  link("/sys/class/drm/card1/device/driver", "../../bus/pci/drivers/swift");
+  file("/sys/class/drm/card1-HDMI-A-1/status", "connected\n");
+  file("/sys/class/drm/card0/device/vendor", "0x1\n");
+  EXPECT_THAT(faultline::gpu_lines(),
+              ElementsAre("GPU card0: PCI 0x1:unknown (subsystem unknown:unknown), driver unknown",
+                          "GPU card1: PCI 0xv:0xd (subsystem 0xs:0xs), driver swift, boot_vga"));
+}
+
+TEST_F(Machine, the_package_is_found_whoever_installed_it) {
+  const std::string odd = "/opt/it's \"$(touch broken)\"/tester";
+  program_is(odd);
+  EXPECT_EQ(faultline::package_line(), "unpackaged (" + odd + ")");
+
+  file("/var/lib/pacman/local/other-1.0/files", "%FILES%\nusr/bin/tester\n");
+  file("/var/lib/pacman/local/tester-1.2-3/files", "%FILES%\n" + odd.substr(1) + "\n");
+  EXPECT_EQ(faultline::package_line(), "arch tester-1.2-3");
+
+  // The stand-in answers with what it was asked, argument by argument.
+  file("/usr/bin/rpm", "#!/bin/sh\nprintf '[%s]' \"$@\"\necho noise >&2\n");
+  chmod((root_.path().string() + "/usr/bin/rpm").c_str(), 0755);
+  EXPECT_EQ(faultline::package_line(),
+            "rpm [-qf][--qf][%{NAME} %{VERSION}-%{RELEASE}][" + odd + "]");
+  file("/usr/bin/rpm", "#!/bin/sh\necho 'file is not owned by any package'\n");
+  EXPECT_EQ(faultline::package_line(), "arch tester-1.2-3");
+
+  file("/var/lib/dpkg/status",
+       "Package: atester\nVersion: 9\n\nPackage: tester\nStatus: ok\nVersion: 1.2-3\n\n"
+       "Package: z\nVersion: 8\n");
+  file("/var/lib/dpkg/info/tester.list", "/.\n/opt\n" + odd + "/more\n");
+  EXPECT_EQ(faultline::package_line(), "arch tester-1.2-3") << "only the path itself counts";
+  file("/var/lib/dpkg/info/tester:amd64.list", "/.\n/opt\n" + odd + "\n");
+  EXPECT_EQ(faultline::package_line(), "deb tester 1.2-3");
+}
+
+TEST_F(Machine, sandboxes_tell_their_package_and_their_host) {
+  setenv("SNAP", "/snap/tester/7", 1);
+  setenv("SNAP_INSTANCE_NAME", "tester_2", 1);
+  setenv("SNAP_VERSION", "1.2", 1);
+  setenv("SNAP_REVISION", "7", 1);
+  file("/etc/os-release", "PRETTY_NAME=Core\n");
+  EXPECT_EQ(faultline::package_line(), "snap tester_2 1.2 rev 7");
+  EXPECT_EQ(os(), "OS: host not readable from the sandbox; sandbox: Core");
+  file("/var/lib/snapd/hostfs/usr/lib/os-release", kRelease);
+  EXPECT_EQ(os(), "OS: Some Linux \"12\" (12, like a b)");
+  unsetenv("SNAP");
+
+  setenv("FLATPAK_ID", "org.example.Tester", 1);
+  file("/.flatpak-info", "[Instance]\nbranch=stable\napp-commit=abc\n");
+  EXPECT_EQ(faultline::package_line(), "flatpak org.example.Tester branch stable commit abc");
+  EXPECT_EQ(os(), "OS: host not readable from the sandbox; sandbox: Core");
+  file("/run/host/os-release", "PRETTY_NAME=Host\n");
+  EXPECT_EQ(os(), "OS: Host (unknown, like unknown)");
+  unsetenv("FLATPAK_ID");
+
+  setenv("APPDIR", "/tmp/mount", 1);
+  setenv("APPIMAGE", "/home/x/Tester.AppImage", 1);
+  EXPECT_EQ(faultline::package_line(), "appimage /home/x/Tester.AppImage");
+}
+
+}  // namespace
