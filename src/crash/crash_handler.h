@@ -11,8 +11,8 @@ namespace crash_handler {
 // at.
 void install();
 
-// Lets the calling thread report even an overflow of its stack; every thread that we start calls it
-// first. Thread: the one to prepare; not for use in time-critical code (system calls).
+// Lets the calling thread report its crash, an overflow of its stack included; every thread of ours
+// calls it first. Thread: the one to prepare; not for use in time-critical code (system calls).
 void prepare_thread();
 
 // Keeps the log of the previous run: renames `path` to `path` + ".1". A missing file is no error.

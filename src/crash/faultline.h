@@ -35,7 +35,8 @@ enum Context { kGraphics = 0, kAudio = 1, kSystem = 2 };
 void install(const App& app);
 
 // Gives the calling thread a stack of its own for the report, so that an overflow of the ordinary
-// stack can be reported too. It is given back when the thread ends. Thread: the one to prepare; not
+// stack can be reported too, and lets the caught signals through. The stack is given back when the
+// thread ends. Thread: the one to prepare; not
 // for use in time-critical code (system calls).
 void prepare_thread();
 

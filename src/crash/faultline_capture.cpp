@@ -288,6 +288,14 @@ std::string early_report_path() {
   return std::string(dir) + "/" + g_name.data() + "_crash.txt";
 }
 
+sigset_t caught_signals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int sig : kSignals)
+    sigaddset(&signals, sig);
+  return signals;
+}
+
 void catch_signals() {
   struct sigaction action {};
   action.sa_handler = on_crash;
@@ -318,6 +326,10 @@ void install(const App& app) {
 void prepare_thread() {
   thread_local const AlternateStack stack;
   stack.keep();
+  // Some libraries block every signal on their threads; a fault would then end the process without
+  // the handler.
+  const sigset_t signals = caught_signals();
+  static_cast<void>(pthread_sigmask(SIG_UNBLOCK, &signals, nullptr));
 }
 
 void set_log_file(const std::string& path) {

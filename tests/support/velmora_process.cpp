@@ -3,6 +3,8 @@
 // screen unless the test has a screen of its own.
 #include "velmora_process.h"
 
+#include <sys/stat.h>
+
 #include <iostream>
 
 #include "wait_until.h"
@@ -12,12 +14,19 @@ namespace {
 
 constexpr std::size_t kTailBytes = 2000;
 
+// Which file it is, whatever its name; 0 when there is none.
+ino_t inode(const std::filesystem::path& path) {
+  struct stat info {};
+  return stat(path.c_str(), &info) == 0 ? info.st_ino : 0;
+}
+
 }  // namespace
 
 VelmoraProcess::VelmoraProcess(const SoundServer& server, Options options)
     : config_home_(options.config_home.empty() ? directory_.path() / "config"
                                                : options.config_home) {
   std::filesystem::create_directories(config_home_);
+  previous_log_ = inode(log_path());
   Environment environment = server.environment();
   environment["XDG_CONFIG_HOME"] = config_home_.string();
   for (const Environment& more : {options.display, options.environment}) {
@@ -45,8 +54,12 @@ testing::AssertionResult VelmoraProcess::wait_for_log(const std::string& text,
   });
 }
 
+std::filesystem::path VelmoraProcess::log_path() const {
+  return config_home_ / "Velmora/Velmora.log";
+}
+
 std::string VelmoraProcess::log() const {
-  return read_file(config_home_ / "Velmora/Velmora.log");
+  return inode(log_path()) == previous_log_ ? "" : read_file(log_path());
 }
 
 int VelmoraProcess::count_in_log(const std::string& text) const {

@@ -40,7 +40,7 @@ class VelmoraProcess {
   // Waits until the log holds this text; the failure message ends with the last lines of the log.
   testing::AssertionResult wait_for_log(const std::string& text,
                                         std::chrono::milliseconds limit = std::chrono::seconds(10));
-  // The log, and how often a text occurs in it.
+  // This run's log (never one that an earlier run left), and how often a text occurs in it.
   [[nodiscard]] std::string log() const;
   [[nodiscard]] int count_in_log(const std::string& text) const;
   // Standard output and standard error.
@@ -63,8 +63,11 @@ class VelmoraProcess {
   ExitStatus kill9() { return process_->kill(); }
 
  private:
+  [[nodiscard]] std::filesystem::path log_path() const;
+
   TempDir directory_;
   std::filesystem::path config_home_;
+  ino_t previous_log_ = 0;
   std::optional<Process> process_;
 };
 
