@@ -38,6 +38,7 @@ inline constexpr Extent kFull{960, 640};
 inline constexpr Extent kCollapsed{960, 340};
 // Beside the header's buttons, where nothing moves: it changes when the menu or a dialog opens.
 inline constexpr Spot kBelowPresets{690, 65};
+inline constexpr Spot kAutostart{447, 242};  // in the settings panel
 // The compact view.
 inline constexpr Spot kMiniMute{327, 18};
 inline constexpr Spot kMiniBody{180, 70};

@@ -59,6 +59,32 @@ TEST_F(Lifecycle, a_lost_screen_ends_the_program_and_gives_the_sound_back) {
   EXPECT_TRUE(sound_system_as_before());
 }
 
+TEST_F(Lifecycle, the_panels_switch_makes_a_session_start_the_program) {
+  require_programs({"desktop-file-validate", "gio"});
+  if (IsSkipped() || HasFatalFailure()) return;
+  const std::filesystem::path entry =
+      server().directory() / "home/.config/autostart/Velmora.desktop";
+  auto program = start({"--settings"});
+  const std::filesystem::path config = program->config_home();
+  Window(screen()).click(kAutostart);
+  ASSERT_TRUE(eventually("there is an entry", [&] { return std::filesystem::exists(entry); }));
+  EXPECT_EQ(program->stop(), kOk);
+  EXPECT_EQ(screen().run({"desktop-file-validate", entry}), "");
+
+  Environment session = server().environment();
+  session.merge(screen().environment());
+  session["XDG_CONFIG_HOME"] = config;
+  Process launcher({"gio", "launch", entry}, session, server().directory() / "launcher.log");
+  EXPECT_EQ(launcher.wait(kPatience), kOk) << launcher.output();
+  const Window started(screen());
+  const pid_t pid = std::stoi(read_file(config / "Velmora/Velmora.lock"));
+  EXPECT_TRUE(eventually("the sound takes its way through it",
+                         [&] { return client().default_sink() == "velmora"; }));
+  ASSERT_EQ(kill(pid, SIGTERM), 0);
+  EXPECT_TRUE(sound_system_as_before());
+  EXPECT_TRUE(eventually("it is gone", [&] { return kill(pid, 0) != 0; }));
+}
+
 TEST_F(Lifecycle, runs_where_there_is_only_wayland) {
   require_programs({"weston"});
   if (IsSkipped() || HasFatalFailure()) return;
