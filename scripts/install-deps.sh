@@ -20,7 +20,8 @@ build_packages=(g++ cmake ninja-build pkg-config python3 libpulse-dev libsdl2-de
 client_packages=(pulseaudio-utils)
 # A virtual X11 screen with a window manager and hands to use it, a Wayland one, and fonts for the
 # writing systems of all languages: the only pictures that can be looked at are those with letters.
-test_packages=(locales xvfb openbox xdotool x11-utils weston dbus python3-dbus python3-gi desktop-file-utils
+test_packages=(locales xvfb openbox xdotool x11-utils weston desktop-file-utils
+  dbus python3-dbus python3-gi
   fonts-dejavu-core fonts-noto-core fonts-noto-cjk)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
 ci_packages=(clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 libbenchmark-dev libfftw3-dev
