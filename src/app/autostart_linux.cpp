@@ -40,7 +40,12 @@ std::string autostart_dir() {
 std::string program_path() {
   std::array<char, kMaxProgramPath> target{};
   const ssize_t length = readlink("/proc/self/exe", target.data(), target.size());
-  return length > 0 ? std::string(target.data(), static_cast<std::size_t>(length)) : "Velmora";
+  if (length <= 0) return "Velmora";
+  const std::string_view path(target.data(), static_cast<std::size_t>(length));
+  // What the kernel adds once an upgrade has replaced the running program.
+  constexpr std::string_view kDeleted = " (deleted)";
+  return std::string(path.ends_with(kDeleted) ? path.substr(0, path.size() - kDeleted.size())
+                                              : path);
 }
 
 std::string start_command(const std::string& args) {

@@ -32,8 +32,9 @@ constexpr std::size_t kContexts = 3;
 constexpr std::size_t kPathSize = 1024;
 constexpr std::size_t kTailSize = 2500;  // bytes of the log in a report
 constexpr int kMaxFrames = 48;
-constexpr unsigned kPatience = 10;                // s for a whole report
-constexpr std::size_t kStackSize = 128U * 1024U;  // of the handler; it uses about a tenth
+constexpr unsigned kPatience = 10;  // s for a whole report
+constexpr std::size_t kStackSize = std::size_t{128}
+                                   << 10U;  // of the handler; it uses about a tenth
 constexpr mode_t kReportMode = 0600;
 
 constexpr std::array kSignals = {SIGSEGV, SIGABRT, SIGFPE, SIGBUS, SIGILL, SIGTRAP};

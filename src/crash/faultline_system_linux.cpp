@@ -244,7 +244,10 @@ std::string from_pacman(const std::string& path) {
 }
 
 std::string plain_package() {
-  const std::string path = link_target("/proc/self/exe");
+  std::string path = link_target("/proc/self/exe");
+  // What the kernel adds once an upgrade has replaced the running program.
+  constexpr std::string_view kDeleted = " (deleted)";
+  if (path.ends_with(kDeleted)) path.resize(path.size() - kDeleted.size());
   if (path.empty()) return "unpackaged (unknown)";
   for (std::string (*const query)(const std::string&) : {from_dpkg, from_rpm, from_pacman}) {
     if (std::string line = query(path); !line.empty()) return line;
