@@ -1,6 +1,7 @@
 # System libraries, as imported targets whose headers count as system headers.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
+find_package(Python3 3.9 REQUIRED COMPONENTS Interpreter)
 pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
 
 # The sealing primitives: the first library is preferred, the second gives the same bytes.

@@ -2,38 +2,11 @@
 // other.
 #include "crash_handler.h"
 
-#include "addresses.h"
 #include "faultline.h"
 #include "logger.h"
 #include "paths.h"
-#include "platform.h"
-#include "version.h"
 
 namespace crash_handler {
-
-namespace {
-
-void log(const char* level, const std::string& message) {
-  if (*level == 'W') {
-    logger::warn(message);
-  } else {
-    logger::info(message);
-  }
-}
-
-}  // namespace
-
-void install() {
-  faultline::App app;
-  app.name = "Velmora";
-  app.version = kVersion;
-  app.build = kBuild;
-  app.mail_to = kSupportMail;
-  app.package_name = "velmora";
-  app.log = log;
-  app.open_uri = platform::open_uri;
-  faultline::install(app);
-}
 
 void prepare_thread() {
   faultline::prepare_thread();

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <sstream>
 #include <string_view>
@@ -238,7 +240,8 @@ std::string from_pacman(const std::string& path) {
   std::vector<std::string> entries;
   list_dir(base, &entries);
   for (const std::string& entry : entries) {
-    if (list_has(base + "/" + entry + "/files", path.substr(1))) return "arch " + entry;
+    const std::filesystem::path list = std::filesystem::path(base) / entry / "files";
+    if (list_has(list, path.substr(1))) return "arch " + entry;
   }
   return "";
 }

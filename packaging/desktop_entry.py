@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""Makes Velmora's entry for application menus, in every language of the interface.
+
+    desktop_entry.py --reader GENERATE_TABLES --languages LANGUAGES --output FILE TEMPLATE FILE.po...
+
+The texts are the interface's own: where a line of the template holds {key}, it is repeated for every
+language with that language's text. A line that reads as in English is not repeated.
+"""
+
+import argparse
+import importlib.util
+import pathlib
+import re
+import sys
+
+# "zh" alone would also be taken for zh_TW where that is missing.
+LOCALES = {"zh": "zh_CN"}
+KEY = re.compile(r"\{([a-z_]+)\}")
+
+
+def load_reader(path):
+    spec = importlib.util.spec_from_file_location("generate_tables", path)
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module
+
+
+def value_of(template, texts):
+    """The template with a language's texts, which comments in menus show without a full stop."""
+    return KEY.sub(lambda key: texts[key[1]].rstrip(".。।").replace(";", r"\;"), template)
+
+
+def lines_of(line, texts):
+    if not KEY.search(line):
+        return [line]
+    name, template = line.split("=", 1)
+    english = value_of(template, texts["en"])
+    lines = [f"{name}={english}"]
+    for code in sorted(texts):
+        value = value_of(template, texts[code])
+        if value != english:
+            lines.append(f"{name}[{LOCALES.get(code, code)}]={value}")
+    return lines
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    for name in ("--reader", "--languages", "--output"):
+        parser.add_argument(name, type=pathlib.Path, required=True)
+    parser.add_argument("template", type=pathlib.Path)
+    parser.add_argument("files", type=pathlib.Path, nargs="+")
+    options = parser.parse_args()
+    faults = []
+    _, texts = load_reader(options.reader).read_all(options.languages, options.files, faults)
+    if faults:
+        sys.exit("\n".join(map(str, faults)))
+    template = options.template.read_text(encoding="utf-8").splitlines()
+    entry = [line for template_line in template for line in lines_of(template_line, texts)]
+    options.output.write_text("\n".join(entry) + "\n", encoding="utf-8")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,36 @@
+// DESIGN: apart from the rest of the wrapper, because it needs the window's platform, and who only
+// describes the run, as the audio engine does, gets along without.
+#include "addresses.h"
+#include "crash_handler.h"
+#include "faultline.h"
+#include "logger.h"
+#include "platform.h"
+#include "version.h"
+
+namespace crash_handler {
+
+namespace {
+
+void log(const char* level, const std::string& message) {
+  if (*level == 'W') {
+    logger::warn(message);
+  } else {
+    logger::info(message);
+  }
+}
+
+}  // namespace
+
+void install() {
+  faultline::App app;
+  app.name = "Velmora";
+  app.version = kVersion;
+  app.build = kBuild;
+  app.mail_to = kSupportMail;
+  app.package_name = "velmora";
+  app.log = log;
+  app.open_uri = platform::open_uri;
+  faultline::install(app);
+}
+
+}  // namespace crash_handler
