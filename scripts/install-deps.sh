@@ -25,7 +25,7 @@ test_packages=(locales xvfb openbox xdotool x11-utils weston desktop-file-utils
   fonts-dejavu-core fonts-noto-core fonts-noto-cjk)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
 ci_packages=(clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 libbenchmark-dev libfftw3-dev
-  shellcheck)
+  shellcheck dpkg-dev file lintian appstream man-db)
 
 installed() {
   [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null || true) == installed ]]

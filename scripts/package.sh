@@ -1,0 +1,127 @@
+#!/usr/bin/env bash
+# Makes the Debian package from build/, and checks what is installed with it.
+#
+#   scripts/package.sh             the package, in build/package, and checks that need no rights
+#   scripts/package.sh --install   also installs it on this machine, uses it, installs it over itself
+#                                  while it runs, removes and purges it (as root; for test machines)
+#
+# Needs what scripts/install-deps.sh --ci installs, and ./test.sh or ./run.sh to have built.
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+build=$root/build
+
+# shellcheck source=scripts/private_session.sh
+source "$root/scripts/private_session.sh"
+
+quietly() {
+  local log
+  log=$(mktemp)
+  if ! "$@" >"$log" 2>&1; then
+    cat "$log" >&2
+    rm -f "$log"
+    fail "$*"
+  fi
+  rm -f "$log"
+}
+
+make_package() {
+  cmake --build "$build" >/dev/null
+  rm -rf "$build/package"
+  # So that nothing in the package is younger than its last change.
+  (cd "$build" && SOURCE_DATE_EPOCH=$(git -C "$root" log -1 --format=%ct 2>/dev/null || date +%s) \
+    quietly cpack --config CPackConfig.cmake -B package)
+  package=$(find "$build/package" -maxdepth 1 -name 'velmora_*.deb')
+  [[ -f $package ]] || fail "cpack made no package"
+}
+
+check_prefix() {
+  local prefix=$work/prefix size
+  quietly cmake --install "$build" --prefix "$prefix"
+  [[ $("$prefix/bin/Velmora" --version) == "$("$build/Velmora" --version)" ]] ||
+    fail "the installed program does not start"
+  desktop-file-validate "$prefix/share/applications/Velmora.desktop"
+  grep -q '^Comment\[de\]=Equalizer' "$prefix/share/applications/Velmora.desktop" ||
+    fail "the menu entry lacks its languages"
+  quietly appstreamcli validate --no-net --pedantic "$prefix"/share/metainfo/*.metainfo.xml
+  local complaints
+  complaints=$(MANWIDTH=80 man --warnings -l "$prefix/share/man/man1/Velmora.1.gz" 2>&1 >/dev/null)
+  [[ -z $complaints ]] || fail "the man page: $complaints"
+  for size in 16 22 24 32 48 64 128 256 512; do
+    [[ $(file -b "$prefix/share/icons/hicolor/${size}x$size/apps/velmora.png") == *" $size x $size,"* ]] ||
+      fail "the icon of $size pixels is missing or of another size"
+  done
+  # Every switch that the program knows is on its page.
+  local switch
+  for switch in $("$build/Velmora" --help | grep -o -- '--[a-z-]*' | sort -u); do
+    zgrep -q -- "${switch//-/\\\\-}" "$prefix/share/man/man1/Velmora.1.gz" ||
+      fail "the man page does not mention $switch"
+  done
+}
+
+check_package() {
+  lintian --allow-root --fail-on error "$package"
+}
+
+apt() {
+  quietly env DEBIAN_FRONTEND=noninteractive apt-get -o Dpkg::Use-Pty=0 --yes --no-install-recommends "$@"
+}
+
+start_installed() {
+  Velmora >"$work/velmora.log" 2>&1 &
+  velmora_pid=$!
+  running+=("$velmora_pid")
+  wait_until "the start of the equalizer" 20 routed
+  wait_until "the first picture in the window" 20 has_window
+}
+
+stop_installed() {
+  end_process "$velmora_pid" 20 || fail "the program did not end when it was asked to"
+  forget_last
+  wait_until "the return of the default device" 10 untouched
+}
+
+nothing_left() {
+  local path
+  while read -r path; do
+    [[ ! -f $path ]] || fail "$path is left behind"
+  done <"$work/files"
+}
+
+use_package() {
+  if dpkg-query -W -f='${db:Status-Status}' velmora 2>/dev/null | grep -q '^installed'; then
+    fail "velmora is installed on this machine: it would be removed"
+  fi
+  start_server
+  start_screen 1280x800
+  start_player noise
+  apt install "$package"
+  dpkg -L velmora | while read -r path; do [[ -f $path ]] && echo "$path"; done >"$work/files" || true
+  start_installed
+  grep -q 'System: Package: deb velmora 1.0.2-1' "$work/config/Velmora/Velmora.log" ||
+    fail "the program does not know its package"
+  apt install --reinstall "$package"
+  routed || fail "an upgrade ended the running program"
+  stop_installed
+  start_installed
+  stop_installed
+  apt remove velmora
+  nothing_left
+  apt purge velmora
+  nothing_left
+  [[ -f $work/config/Velmora/settings.dat ]] || fail "the person's settings are gone"
+}
+
+for program in cpack lintian desktop-file-validate appstreamcli man file; do
+  command -v "$program" >/dev/null || fail "$program is missing; scripts/install-deps.sh --ci installs it"
+done
+make_package
+enter_private_session
+check_prefix
+check_package
+if [[ ${1:-} == --install ]]; then
+  [[ $(id -u) == 0 ]] || fail "only root can install"
+  need_programs
+  use_package
+  say "Installed, used, replaced while it ran, removed and purged: nothing but the settings is left."
+fi
+say "The package: $package"
