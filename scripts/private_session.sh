@@ -190,10 +190,10 @@ has_window() {
   [[ -n $(window) ]] && grep -q 'First frame after' "$work/config/Velmora/Velmora.log"
 }
 
-# Saves what the program's window shows: picture FILE.png
+# Saves what the program's window shows: picture FILE.png [FRAMES]
 picture() {
   local X Y WIDTH HEIGHT
   eval "$(xdotool getwindowgeometry --shell "$(window)" | grep -E '^(X|Y|WIDTH|HEIGHT)=[0-9]+$')"
   mkdir -p "$(dirname "$1")"
-  "$session_scripts/screen_picture.py" "$work/screen/Xvfb_screen0" "$X" "$Y" "$WIDTH" "$HEIGHT" "$1"
+  "$session_scripts/screen_picture.py" "$work/screen/Xvfb_screen0" "$X" "$Y" "$WIDTH" "$HEIGHT" "$@"
 }

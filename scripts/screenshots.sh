@@ -25,9 +25,14 @@ language_row=300,391 # of the settings panel
 
 # A run of the program: begin LANGUAGE SWITCH...
 begin() {
+  rm -rf "$work/config/Velmora"
+  begin_again "$@"
+}
+
+# The same with what earlier runs left.
+begin_again() {
   local language=$1
   shift
-  rm -rf "$work/config/Velmora"
   TRSL_LANG=$language "$velmora" "$@" >"$work/velmora.log" 2>&1 &
   velmora_pid=$!
   running+=("$velmora_pid")
@@ -83,6 +88,32 @@ without_server() {
   end
 }
 
+# The question after a crash: crashed NAME LANGUAGE SWITCH...
+crashed() {
+  local name=$1
+  shift
+  begin "$@"
+  kill -SEGV "$velmora_pid"
+  wait "$velmora_pid" 2>/dev/null || true
+  forget_last
+  rm -f "$work/config/Velmora/Velmora.log"
+  begin_again "$@"
+  take "$name"
+  end
+}
+
+# A moving picture of the spectrum.
+moving() {
+  local name=$1
+  shift
+  begin "$@"
+  wait_until "the start of the equalizer" 20 routed
+  settle
+  picture "$out/$name.png" 48
+  say "$name"
+  end
+}
+
 muted() {
   begin en "${@:2}"
   wait_until "the start of the equalizer" 20 routed
@@ -105,6 +136,7 @@ views_of() {
   clicked "languages-$theme-en" "$language_row" --theme "$theme" --settings
   without_server "no-server-$theme-en" --theme "$theme"
   without_server "no-server-compact-$theme-en" --theme "$theme" --compact
+  crashed "crash-$theme-en" en --theme "$theme"
   muted "muted-$theme-en" --theme "$theme"
   muted "muted-compact-$theme-en" --theme "$theme" --compact
 }
@@ -122,6 +154,7 @@ every_state() {
     shot "full-dark-$language" "$language" --preset rock
     shot "compact-dark-$language" "$language" --preset rock --compact
     shot "settings-light-$language" "$language" --theme light --settings
+    crashed "crash-dark-$language" "$language"
   done
 }
 
@@ -129,6 +162,7 @@ for_readme() {
   shot full-dark en --preset rock
   shot full-light en --preset rock --theme light
   shot compact en --preset rock --compact
+  moving spectrum en --preset rock --collapsed --size 720x255
 }
 
 photograph=every_state
