@@ -89,6 +89,9 @@ TEST_P(Routing, the_followed_device_vanishes_and_returns) {
   client().set_default_sink("usb");
   TonePlayer music(server().address(), sines({{1000, -20}}));
   ASSERT_TRUE(stream_is_on(kMusic, "usb"));
+  // PipeWire routes by it before it tells of it.
+  ASSERT_TRUE(wait_until("the default is usb", kPatience,
+                         [&] { return client().default_sink() == "usb"; }));
   remember();
   auto program = launch(with({"--preset", "flat"}));
   EXPECT_TRUE(routed_to("usb"));
