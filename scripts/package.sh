@@ -106,6 +106,7 @@ use_package() {
   stop_installed
   apt remove velmora
   nothing_left
+  apt install "$package"
   apt purge velmora
   nothing_left
   [[ -f $work/config/Velmora/settings.dat ]] || fail "the person's settings are gone"
