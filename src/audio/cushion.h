@@ -35,6 +35,9 @@ class Cushion {
   //   queue_us   what waits in the stream now, the device's own delay excluded, or kUnknown
   Output shape(std::span<float> block, std::int64_t queue_us);
 
+  // Whether the queue is left to itself: neither filled up nor shortened.
+  [[nodiscard]] bool steady() const { return mode_ == Mode::kSteady && !trimming_ && !cut_open_; }
+
  private:
   enum class Mode { kFresh, kSettling, kSteady };
 

@@ -1,6 +1,6 @@
-// DESIGN: the sound's way is record stream -> equalizer -> cushion -> playback stream, all in
-// on_read on the loop thread. Fragments are handled in pieces of 10 ms, so that a long one is
-// treated like the same sound in short ones, and no buffer ever grows. Before any sample counts,
+// DESIGN: the sound's way is record stream -> equalizer -> cushion -> stretch -> playback stream,
+// all in on_read on the loop thread. Fragments are handled in pieces of 10 ms, so that a long one
+// is treated like the same sound in short ones, and no buffer ever grows. Before any sample counts,
 // the streams' devices are checked by name: a server may put a stream elsewhere when its device
 // vanishes, and the sound of a microphone, or our own output, must not go round.
 //
@@ -18,6 +18,7 @@
 
 #include "audio_private.h"
 #include "cushion.h"
+#include "drift.h"
 #include "logger.h"
 
 namespace audio {
@@ -26,6 +27,7 @@ namespace {
 
 constexpr int kTapFrames = 8192;
 constexpr int kPieceFrames = Cushion::kMaxFrames;
+static_assert(kPieceFrames <= Stretch::kMaxFrames);
 constexpr std::size_t kFrameBytes = sizeof(float) * kChannels;
 constexpr std::uint32_t kServerDefault = 0xFFFFFFFFU;
 constexpr pa_usec_t kFragmentUs = 10000;
@@ -62,14 +64,15 @@ Queue g_queue;
 // Loop thread (and start, before it runs).
 eq::Processor g_proc;
 Cushion g_cushion;
+DriftControl g_drift;
+Stretch g_stretch;
 std::uint32_t g_applied_version = 0;
 int g_silent_pieces = 0;
 std::size_t g_watched_silence =
     0;                         // frames of silence in a row that a spectrum-only capture brought
 bool g_watching_idly = false;  // it brings long fragments
 std::array<float, std::size_t{kPieceFrames} * kChannels> g_scratch{};
-constexpr std::array<float, std::size_t{Cushion::kTargetUs} / 1000 * kRate / 1000 * kChannels>
-    kSilence{};
+constexpr std::array<float, std::size_t{kPieceFrames} * kChannels> kSilence{};
 
 std::mutex g_curve_mtx;
 eq::Curve g_curve;  // g_curve_mtx
@@ -201,18 +204,36 @@ void write(std::span<const float> samples) {
   g_queue.fill_us += us_of(samples.size_bytes());
 }
 
+// The queue counts as it is once this block is in it.
+double speed_for(std::int64_t queue, std::size_t samples) {
+  if (queue == Cushion::kUnknown) return g_drift.speed();
+  if (!g_cushion.steady()) {
+    g_drift.restart();
+    return g_drift.speed();
+  }
+  const std::int64_t block_us = us_of(samples * sizeof(float));
+  return g_drift.update(static_cast<double>(queue + block_us - Cushion::kTargetUs),
+                        static_cast<double>(block_us) * 1e-6);
+}
+
 void play(std::span<float> samples) {
   if (g_play == nullptr || pa_stream_get_state(g_play) != PA_STREAM_READY ||
       !is_on(g_play, g_play_sink))
     return;
-  const Cushion::Output out = g_cushion.shape(samples, queue_us());
+  const std::int64_t queue = queue_us();
+  const Cushion::Output out = g_cushion.shape(samples, queue);
   if (out.dropped) {
     g_dropped += samples.size_bytes();
     ++g_drop_events;
     return;
   }
-  write(std::span(kSilence).first(static_cast<std::size_t>(out.pad_frames) * kChannels));
-  write(out.samples);
+  const double speed = speed_for(queue, samples.size());
+  for (std::size_t left = static_cast<std::size_t>(out.pad_frames) * kChannels; left > 0;) {
+    const std::size_t n = std::min(left, kSilence.size());
+    write(g_stretch.process(std::span(kSilence).first(n), speed));
+    left -= n;
+  }
+  write(g_stretch.process(out.samples, speed));
 }
 
 void take_fragment(const float* samples, std::size_t count) {
@@ -264,6 +285,7 @@ void on_underflow(pa_stream* s, void* /*user*/) {
   ++g_underflows;
   if (s != g_play) return;
   g_cushion.restart();
+  g_stretch.restart();
   // What was written while this message was on its way already waits in the stream.
   g_queue.known = false;
   if (pa_operation* op = pa_stream_update_timing_info(s, nullptr, nullptr); op != nullptr) {
@@ -316,6 +338,8 @@ void warn_once(bool* said, const std::string& text) {
 void reset_processor() {
   g_proc.set_format(static_cast<float>(kRate), kChannels);
   g_cushion.restart();
+  g_stretch.restart();
+  g_drift.forget();
 }
 
 void close_record(const LoopLock& /*lock*/) {
@@ -368,6 +392,8 @@ bool open_play(const LoopLock& lock, const std::string& sink) {
     pa_stream_set_latency_update_callback(g_play, on_timing, nullptr);
     g_play_sink = sink;
     g_cushion.restart();
+    g_stretch.restart();
+    g_drift.forget();
     g_queue = {};
     pa_buffer_attr buffers = default_buffers();
     buffers.maxlength = bytes_of(kMaxLengthUs);

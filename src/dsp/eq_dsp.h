@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cmath>
+#include <iterator>
 #include <string>
 
 namespace eq {
@@ -34,11 +35,9 @@ struct PresetDef {
   Curve curve;
 };
 
-inline constexpr int kPresetCount = 11;
-
 // The built-in presets in the order in which they are shown and stored by index. Boosts come with a
 // negative preamp, so that a boosted band does not lean on the limiter.
-inline constexpr PresetDef kPresets[kPresetCount] = {
+inline constexpr PresetDef kPresets[] = {
     {"preset_standard", {{3, 2.5F, 1.5F, 0.5F, 0, 0, 0.5F, 1.5F, 2, 2.5F}, -2}},
     {"preset_flat", {{0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 0}},
     {"preset_bass", {{7, 6, 5, 3, 1, 0, 0, 0, 0, 0}, -4}},
@@ -51,6 +50,7 @@ inline constexpr PresetDef kPresets[kPresetCount] = {
     {"preset_electronic", {{6, 5, 1, 0, -2, 1, 0, 2, 4, 5}, -4}},
     {"preset_loudness", {{6, 4, 1, 0, -1, 0, 0, 1, 3, 5}, -4}},
 };
+inline constexpr int kPresetCount = static_cast<int>(std::size(kPresets));
 
 // The curve in force when no setting says otherwise; equals the first preset.
 Curve standard_curve();

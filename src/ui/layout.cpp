@@ -129,7 +129,6 @@ Layout compact_layout(float w, float h, bool framed) {
 }
 
 SettingsLayout settings_layout(float w, float h, float close_label, bool rtl) {
-  constexpr float kRow = 50.0F;
   constexpr float kTop = 58.0F;
   constexpr float kPad = 24.0F;
   SettingsLayout l;
@@ -140,17 +139,21 @@ SettingsLayout settings_layout(float w, float h, float close_label, bool rtl) {
   const float close_width = close_label + 28.0F;
   l.close = {p.x + p.w - 16.0F - close_width, p.y + 14.0F, close_width, 30.0F};
   const float column = (p.w - 3.0F * kPad) * 0.5F;
-  Rect row{p.x + kPad, p.y + kTop, column, kRow};
-  for (Rect* r : {&l.autostart, &l.eq_on_start, &l.on_top, &l.language, &l.appearance}) {
+  const auto rows = {&l.autostart, &l.eq_on_start, &l.on_top, &l.language, &l.appearance};
+  // The collapsed window is just high enough for five rows of 50.
+  const float row_height = std::min(50.0F, (p.h - kTop - 16.0F) / static_cast<float>(rows.size()));
+  Rect row{p.x + kPad, p.y + kTop, column, row_height};
+  for (Rect* r : rows) {
     *r = row;
-    row.y += kRow;
+    row.y += row_height;
   }
   constexpr float kSwatch = 92.0F;
   const Rect& g = l.language;
-  l.language_button = {rtl ? g.x : g.x + g.w - 2.0F * kSwatch, g.y + 10.0F, 2.0F * kSwatch, 30.0F};
+  l.language_button = {rtl ? g.x : g.x + g.w - 2.0F * kSwatch, g.y + (g.h - 30.0F) * 0.5F,
+                       2.0F * kSwatch, 30.0F};
   const Rect& a = l.appearance;
-  l.dark = {rtl ? a.x : a.x + a.w - 2.0F * kSwatch, a.y + 10.0F, kSwatch, 30.0F};
-  l.light = {l.dark.x + kSwatch, a.y + 10.0F, kSwatch, 30.0F};
+  l.dark = {rtl ? a.x : a.x + a.w - 2.0F * kSwatch, a.y + (a.h - 30.0F) * 0.5F, kSwatch, 30.0F};
+  l.light = {l.dark.x + kSwatch, l.dark.y, kSwatch, 30.0F};
   l.about = {p.x + 2.0F * kPad + column, p.y + kTop, column, p.h - kTop - 16.0F};
   l.report = {l.about.x, l.about.y + l.about.h - 22.0F, column, 20.0F};
   l.homepage = {l.about.x, l.report.y - 22.0F, column, 20.0F};

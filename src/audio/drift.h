@@ -1,0 +1,77 @@
+// Clock drift: our virtual sink runs on the system's timer and the real device on a crystal of its
+// own. Some hundred parts per million apart, the queue between them grows or shrinks by some
+// milliseconds a minute, until it has to be cut or runs dry. So it is watched, and the sound is
+// played a very little faster or slower, in steps that no ear can follow.
+//
+// Pure arithmetic; allocates nothing. Loop thread.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+
+namespace audio {
+
+// Finds the speed that keeps a queue at its target.
+class DriftControl {
+ public:
+  static constexpr double kMaxSpeed =
+      0.0015;  // at most 2.6 cents, a quarter of what trained ears notice
+
+  // Another device, another clock: everything that was learnt is wrong.
+  void forget();
+  // The queue was emptied or filled by other means: where it settles is where it is kept. The
+  // clocks are what they were.
+  void restart();
+
+  // To be called once for every block of `seconds`. `excess_us` is what the queue holds beyond its
+  // target. Returns how much faster than as recorded the sound is to be played, 0.0002 being 200
+  // parts per million; exactly 0 until there is a drift.
+  double update(double excess_us, double seconds);
+  // The same without a look at the queue.
+  [[nodiscard]] double speed() const { return speed_; }
+
+ private:
+  double mean_us_ = 0.0;   // of the excess
+  double kept_us_ = 0.0;   // the mean in the beginning, which is kept
+  bool keeps_ = false;     // it is known
+  double since_ = 0.0;     // s since the last decision
+  double settled_ = 0.0;   // s that went into the mean
+  double integral_ = 0.0;  // the drift as known so far
+  double speed_ = 0.0;
+  bool engaged_ = false;
+};
+
+// Plays sound a little faster or slower: a fractional delay that grows or shrinks. At speed 0 from
+// the start it is a whole number of frames, and the samples stay what they are.
+class Stretch {
+ public:
+  static constexpr int kTaps = 48;          // frames of the sound that one frame is made of
+  static constexpr int kDelay = kTaps / 2;  // frames
+  static constexpr int kMaxFrames = 480;    // longest block
+  static constexpr int kMaxOutput = kMaxFrames + 2;
+
+  Stretch();
+
+  // Silence came before.
+  void restart();
+
+  // Interleaved stereo, at most kMaxFrames frames. The result is valid until the next call and is
+  // as long as the block, give or take a frame.
+  std::span<const float> process(std::span<const float> block, double speed);
+
+ private:
+  static constexpr int kPhases = 512;
+  static constexpr int kChannels = 2;
+
+  void interpolate(std::size_t first, double fraction, float* out) const;
+
+  // One row more, so that every phase has a next one.
+  std::array<std::array<float, kTaps>, kPhases + 1> kernel_{};
+  std::array<float, std::size_t{kTaps + kMaxFrames} * kChannels> input_{};
+  std::array<float, std::size_t{kMaxOutput} * kChannels> output_{};
+  int frames_ = 0;         // in input_
+  double position_ = 0.0;  // of the next frame to be made, in input_
+};
+
+}  // namespace audio

@@ -1,0 +1,158 @@
+// Two clocks that disagree, and sound that is played a little faster or slower.
+#include "drift.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <random>
+#include <vector>
+
+namespace {
+
+using audio::DriftControl;
+using audio::Stretch;
+
+constexpr double kBlock = 0.01;  // s
+
+// Stereo, the right channel a quarter of a period behind.
+std::vector<float> tone(double hz, int frames) {
+  std::vector<float> samples;
+  for (int i = 0; i < frames; ++i) {
+    const double phase = 2 * std::numbers::pi * hz * i / 48000;
+    samples.push_back(static_cast<float>(0.5 * std::sin(phase)));
+    samples.push_back(static_cast<float>(-0.5 * std::cos(phase)));
+  }
+  return samples;
+}
+
+std::vector<float> stretched(const std::vector<float>& samples, double speed, std::size_t block) {
+  Stretch stretch;
+  std::vector<float> result;
+  for (std::size_t at = 0; at < samples.size(); at += block) {
+    const auto part = stretch.process(
+        std::span(samples).subspan(at, std::min(block, samples.size() - at)), speed);
+    result.insert(result.end(), part.begin(), part.end());
+  }
+  return result;
+}
+
+// What is not a tone of this frequency in a channel, in dB below the tone.
+double impurity_db(const std::vector<float>& samples, double hz, std::size_t channel) {
+  double sine = 0;
+  double cosine = 0;
+  const std::size_t frames = samples.size() / 2;
+  const auto phase = [hz](std::size_t i) {
+    return 2 * std::numbers::pi * hz * static_cast<double>(i) / 48000;
+  };
+  for (std::size_t i = 0; i < frames; ++i) {
+    const double x = static_cast<double>(samples[2 * i + channel]);
+    sine += 2 * x * std::sin(phase(i)) / static_cast<double>(frames);
+    cosine += 2 * x * std::cos(phase(i)) / static_cast<double>(frames);
+  }
+  double rest = 0;
+  for (std::size_t i = 0; i < frames; ++i) {
+    const double x = static_cast<double>(samples[2 * i + channel]);
+    const double error = x - sine * std::sin(phase(i)) - cosine * std::cos(phase(i));
+    rest += 2 * error * error / static_cast<double>(frames);
+  }
+  return 10 * std::log10(rest / (sine * sine + cosine * cosine));
+}
+
+TEST(Stretch, at_speed_0_changes_no_sample) {
+  const std::vector<float> source = tone(997, 5000);
+  for (const std::size_t block : {std::size_t{2}, std::size_t{146}, std::size_t{960}}) {
+    const std::vector<float> result = stretched(source, 0, block);
+    ASSERT_EQ(result.size(), source.size());
+    EXPECT_TRUE(std::equal(source.begin(), source.end() - 2 * Stretch::kDelay,
+                           result.begin() + 2 * Stretch::kDelay));
+  }
+}
+
+TEST(Stretch, keeps_tones_pure_at_any_speed) {
+  for (const double speed : {-DriftControl::kMaxSpeed, -0.0002, 0.0001, DriftControl::kMaxSpeed}) {
+    for (const double hz : {60.0, 1000.0, 10000.0, 18000.0}) {
+      // A whole number of periods in what is left after the beginning is cut off.
+      std::vector<float> result = stretched(tone(hz / (1 + speed), 98000), speed, 960);
+      result.erase(result.begin(), result.begin() + 2 * 1000);
+      result.resize(std::size_t{2} * 96000);
+      for (const std::size_t channel : {0U, 1U})
+        EXPECT_LT(impurity_db(result, hz, channel), -90) << hz << " Hz at " << speed;
+    }
+  }
+}
+
+TEST(Stretch, blocks_leave_no_seams_and_lengths_follow_the_speed) {
+  const std::vector<float> source = tone(440, 48000);
+  for (const double speed : {-0.001, 0.001}) {
+    const std::vector<float> whole = stretched(source, speed, 960);
+    EXPECT_NEAR(static_cast<double>(whole.size()) / 2, 48000 / (1 + speed), 2);
+    const std::vector<float> pieces = stretched(source, speed, 74);
+    ASSERT_NEAR(static_cast<double>(pieces.size()), static_cast<double>(whole.size()), 2);
+    for (std::size_t i = 0; i < std::min(pieces.size(), whole.size()); ++i)
+      ASSERT_NEAR(pieces[i], whole[i], 1e-6F) << i;
+  }
+}
+
+struct Course {
+  double least_ms = 1e9;
+  double most_ms = -1e9;
+  double last_ms = 0;
+  double fastest = 0;
+};
+
+// Where the queue's excess goes in so many seconds, when the device takes more or less than it is
+// given and what is known of the queue is off by up to ten milliseconds.
+Course follow(DriftControl* control, double drift, double seconds, double start_ms = 0) {
+  std::mt19937 random(11);  // NOLINT(cert-msc51-cpp): the same course in every run
+  std::uniform_real_distribution<double> noise_us(-5000, 5000);
+  double excess_us = start_ms * 1000;
+  Course course;
+  double sawtooth_us = 0;
+  for (double t = 0; t < seconds; t += kBlock) {
+    sawtooth_us = sawtooth_us > 5000 ? -5000 : sawtooth_us + 77;
+    const double speed = control->update(excess_us + noise_us(random) + sawtooth_us, kBlock);
+    excess_us += (drift - speed) * kBlock * 1e6;
+    course.least_ms = std::min(course.least_ms, excess_us / 1000);
+    course.most_ms = std::max(course.most_ms, excess_us / 1000);
+    course.fastest = std::max(course.fastest, std::abs(speed));
+  }
+  course.last_ms = excess_us / 1000;
+  return course;
+}
+
+TEST(DriftControl, holds_the_queue_for_two_hours_whatever_the_clocks_do) {
+  for (const double ppm : {-200, -20, 20, 200}) {
+    DriftControl control;
+    const Course course = follow(&control, ppm * 1e-6, 7200);
+    EXPECT_GT(course.least_ms, -15) << ppm;
+    EXPECT_LT(course.most_ms, 15) << ppm;
+    EXPECT_LE(course.fastest, 0.0017) << "three cents";
+    // Once the drift is known there is little left to do.
+    const Course later = follow(&control, ppm * 1e-6, 1800, course.last_ms);
+    EXPECT_LT(later.most_ms - later.least_ms, 6) << ppm;
+    EXPECT_NEAR(control.speed(), ppm * 1e-6, 0.0001);
+  }
+}
+
+TEST(DriftControl, leaves_equal_clocks_alone) {
+  DriftControl control;
+  EXPECT_EQ(follow(&control, 0, 7200).fastest, 0);
+}
+
+TEST(DriftControl, keeps_the_queue_where_it_settled_and_what_it_knows_of_the_clock) {
+  DriftControl control;
+  follow(&control, 0.0002, 3600);
+  control.restart();
+  EXPECT_NEAR(control.speed(), 0.0002, 0.00005);
+  const Course again = follow(&control, 0.0002, 600, 9);
+  EXPECT_GT(again.least_ms, 4);
+  EXPECT_LT(again.most_ms, 14);
+  control.forget();
+  EXPECT_EQ(control.speed(), 0);
+  // A hopeless case stays within what no ear notices.
+  EXPECT_LE(follow(&control, 0.01, 600).fastest, DriftControl::kMaxSpeed);
+}
+
+}  // namespace
