@@ -137,8 +137,9 @@ TEST_F(Capture, an_overflow_of_the_stack_is_reported_on_any_prepared_thread) {
 TEST_F(Capture, a_crash_inside_the_allocator_or_an_update_still_reports_whole_texts) {
   for (int round = 0; round < 20; ++round) {
     const int status = crash([round] {
-      std::thread busy([] {
-        const std::string texts[] = {std::string(2000, 'A') + "\n", std::string(2000, 'B') + "\n"};
+      const std::string texts[] = {std::string(2000, 'A') + "\n", std::string(2000, 'B') + "\n"};
+      faultline::set_context(faultline::kAudio, texts[0]);
+      std::thread busy([&texts] {
         for (std::size_t i = 0;; ++i) {
           faultline::set_context(faultline::kAudio, texts[i % 2]);
           const std::vector<std::string> garbage(20, std::string(40 + i % 4000, 'g'));
