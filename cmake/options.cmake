@@ -17,8 +17,8 @@ if(VELMORA_SANITIZE)
   # What the sanitizers add to the standard library's headers looks uninitialized to GCC.
   target_compile_options(velmora_options INTERFACE ${flags} -g $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(velmora_options INTERFACE ${flags})
-  # Known leaks of libraries, for every executable that draws; empty without sanitizers.
-  set(VELMORA_LEAK_SUPPRESSIONS ${PROJECT_SOURCE_DIR}/cmake/leak_suppressions.cpp)
+  # What libraries are known for, for every executable that draws or mails; empty without sanitizers.
+  set(VELMORA_SUPPRESSIONS ${PROJECT_SOURCE_DIR}/cmake/sanitizer_suppressions.cpp)
 else()
   target_compile_options(velmora_options INTERFACE
     -fstack-protector-strong
