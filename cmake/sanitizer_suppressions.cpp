@@ -20,7 +20,7 @@ const char* __lsan_default_options() {
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 const char* __tsan_default_suppressions() {
   return "race:libfontconfig\nrace:libpangoft2\nrace:libglib-2.0\nrace:libgobject-2.0\n"
-         "race:libgio-2.0";
+         "race:libgio-2.0\nrace:libharfbuzz";
 }
 
 }  // extern "C"
