@@ -24,7 +24,7 @@ eq::Curve one_band(int band, float gain_db) {
 TEST(eq_presets, every_preset_is_found_by_its_key_and_by_its_curve) {
   int count = 0;
   const eq::PresetDef* rows = eq::presets(&count);
-  ASSERT_EQ(count, 11);
+  ASSERT_EQ(count, eq::kPresetCount);
   EXPECT_EQ(eq::presets(nullptr), rows);
   for (int i = 0; i < count; ++i) {
     EXPECT_EQ(eq::find_preset(rows[i].key), i);
@@ -38,7 +38,7 @@ TEST(eq_presets, every_preset_is_found_by_its_key_and_by_its_curve) {
 
 TEST(eq_presets, what_is_no_preset_gives_the_flat_curve_or_no_index) {
   for (const int index :
-       {-1, 11, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
+       {-1, eq::kPresetCount, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
     EXPECT_EQ(eq::match_preset(eq::preset_curve(index)), 1) << index;
   }
   for (const char* key : {"", "Preset_rock", "preset_rock ", "rock"}) {

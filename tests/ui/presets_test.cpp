@@ -5,6 +5,9 @@
 
 namespace {
 
+constexpr int kOwn =
+    1 + eq::kPresetCount + 1;  // the row of the first own preset, below two headings
+
 class presets : public Window {
  protected:
   void open_menu() {
@@ -49,13 +52,13 @@ TEST_F(presets, menu_lists_headings_built_in_and_own) {
   s_.user_presets = {{"B", {}}, {"A\n", {}}};
   open_menu();
   const std::vector<ui::PopupRow>& rows = ui::state().popup.rows;
-  ASSERT_EQ(rows.size(), 1U + eq::kPresetCount + 1 + 2);
+  ASSERT_EQ(rows.size(), kOwn + 2U);
   EXPECT_EQ(rows[0].text, i18n::T("presets_builtin"));
   EXPECT_EQ(rows[1].text, i18n::T("preset_standard"));
   EXPECT_TRUE(rows[2].chosen);
-  EXPECT_EQ(rows[12].text, i18n::T("presets_user"));
-  EXPECT_EQ(rows[13].text, "B");
-  EXPECT_EQ(rows[14].text, "A ");
+  EXPECT_EQ(rows[kOwn - 1].text, i18n::T("presets_user"));
+  EXPECT_EQ(rows[kOwn].text, "B");
+  EXPECT_EQ(rows[kOwn + 1].text, "A ");
   press(row(0));  // a heading
   EXPECT_TRUE(ui::state().popup.open);
   press(row(row_with("A\n")));
@@ -117,7 +120,7 @@ TEST_F(presets, long_list_scrolls_within_its_ends) {
   open_menu();
   const ui::Popup& p = ui::state().popup;
   EXPECT_EQ(p.first, 0);
-  EXPECT_LT(p.visible, 73);
+  EXPECT_LT(p.visible, kOwn + 60);
   EXPECT_LE(p.rect.y + p.rect.h, 640);
   ui::on_wheel(5, 5, 3);  // wherever the pointer is
   EXPECT_EQ(p.first, 3);
@@ -127,13 +130,13 @@ TEST_F(presets, long_list_scrolls_within_its_ends) {
   ui::on_wheel(5, 5, -10);
   EXPECT_EQ(p.first, 0);
   ui::on_wheel(5, 5, 1000);
-  EXPECT_EQ(p.first, 73 - p.visible);
+  EXPECT_EQ(p.first, kOwn + 60 - p.visible);
   paint();
-  press(row(72));
+  press(row(kOwn + 59));
   EXPECT_EQ(s_.preset, "u:P59");
   EXPECT_EQ(s_.curve.gain[3], 0);  // the wheel turned nothing below the list
   open_menu();
-  EXPECT_EQ(p.first, 73 - p.visible) << "the chosen row is in sight";
+  EXPECT_EQ(p.first, kOwn + 60 - p.visible) << "the chosen row is in sight";
 }
 
 TEST_F(presets, list_stays_within_a_window_that_shrinks) {
