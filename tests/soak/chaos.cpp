@@ -1,0 +1,308 @@
+// What a day of odd things does to the routing:
+//
+//   soak_chaos [--server pulseaudio|pipewire] [--actions N] [--seed N]
+//
+// Does random things to the built program and to a private server: programs that play come and go,
+// devices are plugged in, pulled out and made the default, volumes change, the program is started,
+// ended, killed, doubled and robbed of its sink, the server hangs, dies and comes back. After every
+// ten of them it keeps still and looks whether everything is where it belongs. Prints the seed and
+// what was done; exit status 1 with the first thing that is not as it should be.
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "analysis.h"
+#include "pulse_client.h"
+#include "recorder.h"
+#include "sound_server.h"
+#include "temp_dir.h"
+#include "tone_player.h"
+#include "velmora_process.h"
+#include "wait_until.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace support;
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* kSink = "velmora";
+constexpr const char* kOurs = "Velmora";
+constexpr int kActionsPerRound = 10;
+constexpr auto kCalm = 3s;
+constexpr auto kPatience = 12s;  // after the calm, on a busy machine
+constexpr double kLevelDb = -30;
+constexpr double kToleranceDb = 0.5;
+
+class Chaos {
+ public:
+  Chaos(ServerKind kind, unsigned seed) : random_(seed), server_(kind) {
+    server_.start();
+    client_ = std::make_unique<PulseClient>(server_.address());
+  }
+
+  void act() {
+    using Deed = void (Chaos::*)();
+    static constexpr std::pair<Deed, int> kDeeds[] = {
+        {&Chaos::play, 6},         {&Chaos::stop_playing, 4},   {&Chaos::plug_in, 4},
+        {&Chaos::pull_out, 4},     {&Chaos::switch_default, 5}, {&Chaos::turn_volume, 4},
+        {&Chaos::mute, 2},         {&Chaos::start_program, 5},  {&Chaos::end_program, 2},
+        {&Chaos::kill_program, 2}, {&Chaos::second_copy, 2},    {&Chaos::rob, 2},
+        {&Chaos::hang, 2},         {&Chaos::restart_server, 1}};
+    int all = 0;
+    for (const auto& deed : kDeeds)
+      all += deed.second;
+    int at = below(all);
+    for (const auto& [deed, weight] : kDeeds) {
+      if ((at -= weight) >= 0) continue;
+      try {
+        (this->*deed)();
+      } catch (const std::exception& error) {
+        // A server in trouble refuses; that is part of the game.
+        say(std::string("refused: ") + error.what());
+      }
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(below(400)));
+    ++actions_;
+  }
+
+  // Everything is where it belongs, sooner or later.
+  bool settles() {
+    std::this_thread::sleep_for(kCalm);
+    const auto start = Clock::now();
+    const auto result = wait_until("everything is where it belongs", kPatience,
+                                   [&](std::string& seen) { return in_order(&seen); });
+    longest_ = std::max(longest_, Clock::now() - start);
+    if (!result) std::printf("after %d actions: %s\n", actions_, result.message());
+    return static_cast<bool>(result);
+  }
+
+  // Leaves nothing behind.
+  bool ends() {
+    second_.reset();
+    program_.reset();
+    return settles();
+  }
+
+  double longest_s() const { return std::chrono::duration<double>(longest_).count(); }
+
+ private:
+  int below(int n) { return std::uniform_int_distribution<int>(0, n - 1)(random_); }
+  void say(const std::string& what) const { std::printf("%5d %s\n", actions_, what.c_str()); }
+
+  std::string any_device() {
+    std::vector<std::string> names = {"speakers", "headset"};
+    for (const auto& [name, module] : plugged_)
+      names.push_back(name);
+    return names[static_cast<std::size_t>(below(static_cast<int>(names.size())))];
+  }
+
+  void play() {
+    if (players_.size() >= 4) return stop_playing();
+    // Thirds of an octave apart, so that each can be heard among the others.
+    const double hz = 300 * std::exp2(next_tone_++ % 12 / 3.0);
+    TonePlayerOptions options;
+    options.application_name = "Player " + std::to_string(next_tone_);
+    auto player = std::make_unique<TonePlayer>(server_.address(), sines({{hz, kLevelDb}}), options);
+    players_.push_back({hz, options.application_name, std::move(player)});
+    say("plays " + std::to_string(static_cast<int>(hz)) + " Hz");
+  }
+  void stop_playing() {
+    if (players_.empty()) return;
+    players_.erase(players_.begin() + below(static_cast<int>(players_.size())));
+    say("stops playing");
+  }
+  void plug_in() {
+    if (plugged_.size() >= 3) return pull_out();
+    const std::string name = "usb" + std::to_string(next_device_++);
+    plugged_[name] = client_->add_null_sink(name);
+    say("plugs in " + name);
+  }
+  void pull_out() {
+    if (plugged_.empty()) return;
+    const auto it = std::next(plugged_.begin(), below(static_cast<int>(plugged_.size())));
+    const std::string name = it->first;
+    plugged_.erase(it);
+    say("pulls out " + name);
+    client_->remove_sink(name);
+  }
+  void switch_default() {
+    const std::string name = any_device();
+    say("default " + name);
+    client_->set_default_sink(name);
+  }
+  void turn_volume() {
+    const std::string name = below(2) == 0 ? any_device() : kSink;
+    say("volume of " + name);
+    client_->set_sink_volume(name, 0.3 + 0.1 * below(8));
+  }
+  void mute() {
+    const std::string name = below(2) == 0 ? any_device() : kSink;
+    say("mute of " + name);
+    client_->set_sink_mute(name, below(2) == 0);
+  }
+  std::unique_ptr<VelmoraProcess> launch(const TempDir& home) {
+    VelmoraOptions options;
+    options.arguments = {"--preset", "flat"};
+    options.config_home = home.path();
+    return std::make_unique<VelmoraProcess>(server_, options);
+  }
+  void start_program() {
+    if (program_ != nullptr && program_->running()) return;
+    program_ = launch(home_);
+    say("starts the program");
+  }
+  void end_program() {
+    if (program_ == nullptr) return;
+    say("ends the program");
+    program_.reset();
+  }
+  void kill_program() {
+    if (program_ == nullptr) return;
+    say("kills the program");
+    program_->kill9();
+    program_.reset();
+  }
+  void second_copy() {
+    if (second_ != nullptr) {
+      say("ends the second copy");
+      return second_.reset();
+    }
+    say("starts a second copy");
+    second_ = launch(second_home_);
+  }
+  void rob() {
+    const auto sink = client_->sink(kSink);
+    if (!sink.has_value()) return;
+    say("takes the virtual sink away");
+    client_->unload_module(sink->owner_module);
+  }
+  void hang() {
+    const int ms = 200 + below(3000);
+    say("server hangs for " + std::to_string(ms) + " ms");
+    server_.freeze();
+    std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+    server_.thaw();
+  }
+  void restart_server() {
+    say("server dies and comes back");
+    server_.kill();
+    std::this_thread::sleep_for(std::chrono::milliseconds(below(2000)));
+    server_.start();
+    players_.clear();
+    plugged_.clear();
+  }
+
+  bool routes() {
+    return (program_ != nullptr && program_->running()) ||
+           (second_ != nullptr && second_->running());
+  }
+
+  bool in_order(std::string* seen) {
+    std::erase_if(players_, [](const Player& p) { return p.player->failed(); });
+    const bool routed = routes();
+    const std::vector<Sink> sinks = client_->sinks();
+    const auto ours = std::ranges::count_if(
+        sinks, [](const Sink& sink) { return sink.name.find(kSink) != std::string::npos; });
+    const auto modules = std::ranges::count_if(client_->modules(), [](const Module& module) {
+      return module.argument.find("sink_name=velmora") != std::string::npos;
+    });
+    if (ours != (routed ? 1 : 0) || modules != ours) {
+      *seen = std::to_string(ours) + " sinks and " + std::to_string(modules) + " modules of ours";
+      return false;
+    }
+    const std::string def = client_->default_sink();
+    if ((def == kSink) != routed) {
+      *seen = "the default is " + def;
+      return false;
+    }
+    for (const Player& p : players_) {
+      const std::string on = client_->sink_of(p.name);
+      if (on.empty() || (on == kSink) != routed) {
+        *seen = p.name + " is on " + (on.empty() ? "nothing" : on);
+        return false;
+      }
+    }
+    return !routed || players_.empty() || is_heard(seen);
+  }
+
+  bool is_heard(std::string* seen) {
+    std::vector<std::string> devices;
+    for (const Stream& stream : client_->sink_inputs_of(kOurs)) {
+      for (const Sink& sink : client_->sinks())
+        if (sink.index == stream.device) devices.push_back(sink.name);
+    }
+    if (devices.size() != 1 || devices[0] == kSink) {
+      *seen = std::to_string(devices.size()) + " playback streams of ours";
+      return false;
+    }
+    for (const std::string& name : {std::string(kSink), devices[0]}) {
+      client_->set_sink_volume(name, 1);
+      client_->set_sink_mute(name, false);
+    }
+    Recorder recorder(server_.address(), devices[0] + ".monitor");
+    const Stereo sound = recorder.next(500ms);
+    const double heard = level_db(std::span(sound.left).last(kRate / 4), players_.front().hz);
+    *seen = std::to_string(heard) + " dB on " + devices[0];
+    return std::abs(heard - kLevelDb) < kToleranceDb;
+  }
+
+  struct Player {
+    double hz;
+    std::string name;
+    std::unique_ptr<TonePlayer> player;
+  };
+
+  std::mt19937 random_;
+  TempDir home_;
+  TempDir second_home_;
+  SoundServer server_;
+  std::unique_ptr<PulseClient> client_;
+  std::unique_ptr<VelmoraProcess> program_;
+  std::unique_ptr<VelmoraProcess> second_;
+  std::vector<Player> players_;
+  std::map<std::string, std::uint32_t> plugged_;
+  int next_tone_ = 0;
+  int next_device_ = 0;
+  int actions_ = 0;
+  Clock::duration longest_{};
+};
+
+std::string argument(int argc, char** argv, const char* name, const std::string& otherwise) {
+  for (int i = 1; i + 1 < argc; ++i) {
+    if (std::strcmp(argv[i], name) == 0) return argv[i + 1];
+  }
+  return otherwise;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string kind = argument(argc, argv, "--server", "pulseaudio");
+  const int actions = std::stoi(argument(argc, argv, "--actions", "500"));
+  const auto seed = static_cast<unsigned>(
+      std::stoul(argument(argc, argv, "--seed", std::to_string(std::random_device()()))));
+  std::printf("%s, seed %u\n", kind.c_str(), seed);
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+  Chaos chaos(kind == "pipewire" ? ServerKind::kPipeWire : ServerKind::kPulseAudio, seed);
+  for (int done = 0; done < actions; done += kActionsPerRound) {
+    for (int i = 0; i < kActionsPerRound; ++i)
+      chaos.act();
+    if (!chaos.settles()) return 1;
+  }
+  if (!chaos.ends()) return 1;
+  std::printf("%d actions, nothing out of order; the longest wait after the calm was %.1f s\n",
+              actions, chaos.longest_s());
+  return 0;
+}
