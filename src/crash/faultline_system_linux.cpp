@@ -229,8 +229,9 @@ std::string from_rpm(const std::string& path) {
   char* output = nullptr;
   g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_STDERR_TO_DEV_NULL, nullptr, nullptr, &output,
                nullptr, nullptr, nullptr);
-  const std::string answer = output != nullptr ? trim(output) : "";
+  std::string answer = output != nullptr ? trim(output) : "";
   g_free(output);
+  std::replace(answer.begin(), answer.end(), '\n', ' ');
   if (answer.empty() || answer.find("not owned") != std::string::npos) return "";
   return "rpm " + answer;
 }
