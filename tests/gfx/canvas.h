@@ -25,20 +25,13 @@ class Canvas {
   // 0xAARRGGBB, premultiplied, row by row.
   std::vector<std::uint32_t> pixels() const {
     cairo_surface_flush(surface_.get());
-    const auto stride = static_cast<std::size_t>(cairo_image_surface_get_stride(surface_.get()));
-    const auto width = static_cast<std::size_t>(w_);
-    std::vector<std::uint32_t> all(width * static_cast<std::size_t>(h_));
-    for (std::size_t y = 0; y < static_cast<std::size_t>(h_); ++y) {
-      std::memcpy(&all[y * width], cairo_image_surface_get_data(surface_.get()) + y * stride,
-                  width * sizeof(std::uint32_t));
-    }
+    std::vector<std::uint32_t> all(static_cast<std::size_t>(w_) * static_cast<std::size_t>(h_));
+    // Rows of this format have no padding.
+    std::memcpy(all.data(), cairo_image_surface_get_data(surface_.get()), all.size() * 4);
     return all;
   }
 
-  std::uint32_t at(int x, int y) const {
-    return pixels()[static_cast<std::size_t>(y) * static_cast<std::size_t>(w_) +
-                    static_cast<std::size_t>(x)];
-  }
+  std::uint32_t at(int x, int y) const { return pixels()[static_cast<std::size_t>(y * w_ + x)]; }
 
   // The smallest rectangle around every pixel that is not fully transparent; empty without one.
   gfx::Rect ink() const {
@@ -51,9 +44,8 @@ class Canvas {
       y0 = std::min(y0, i / w_);
       y1 = std::max(y1, i / w_ + 1);
     }
-    if (x1 == 0) return {};
-    return {static_cast<float>(x0), static_cast<float>(y0), static_cast<float>(x1 - x0),
-            static_cast<float>(y1 - y0)};
+    const auto f = [](int i) { return static_cast<float>(i); };
+    return x1 == 0 ? gfx::Rect{} : gfx::Rect{f(x0), f(y0), f(x1 - x0), f(y1 - y0)};
   }
 
   bool blank() const { return ink() == gfx::Rect{}; }
