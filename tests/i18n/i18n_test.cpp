@@ -17,15 +17,6 @@ namespace {
 
 using Variables = std::vector<std::pair<std::string, std::string>>;
 
-std::string chosen_in(const Variables& variables) {
-  Home home;
-  for (const auto& [name, value] : variables)
-    home.set(name, value);
-  i18n::set_language("auto");
-  EXPECT_EQ(i18n::language(), "auto");
-  return i18n::effective_language();
-}
-
 std::string chosen_by(const std::string& setting) {
   i18n::set_language(setting);
   EXPECT_EQ(i18n::language(), setting);
@@ -51,44 +42,37 @@ TEST(LanguageDeathTest, the_first_lookup_chooses_the_language_of_the_environment
 }
 
 TEST(Language, auto_follows_the_environment) {
-  EXPECT_EQ(chosen_in({{"LANG", "de_DE.UTF-8"}}), "de");
-  EXPECT_EQ(chosen_in({{"LANGUAGE", "pt_BR:en"}, {"LANG", "de_DE.UTF-8"}}), "pt");
-  EXPECT_EQ(chosen_in({{"LANG", "zh_TW.UTF-8"}}), "zh_TW");
-  EXPECT_EQ(chosen_in({{"LANG", "sr_RS@latin"}}), "sr");
-  EXPECT_EQ(chosen_in({{"LANG", "C"}}), "en");
-  EXPECT_EQ(chosen_in({{"LANG", "POSIX"}}), "en");
-  EXPECT_EQ(chosen_in({{"LANG", "xx"}}), "en");
-  EXPECT_EQ(chosen_in({}), "en");
-  EXPECT_EQ(chosen_in({{"TRSL_LANG", "ar"}, {"LANGUAGE", "de"}}), "ar");
-  EXPECT_TRUE(i18n::rtl());
+  const std::pair<Variables, const char*> cases[] = {
+      {{{"LANG", "de_DE.UTF-8"}}, "de"},
+      {{{"LANGUAGE", "pt_BR:en"}, {"LANG", "de_DE.UTF-8"}}, "pt"},
+      {{{"LANG", "zh_TW.UTF-8"}}, "zh_TW"},
+      {{{"LANG", "sr_RS@latin"}}, "sr"},
+      {{{"LANG", "C"}}, "en"},
+      {{{"LANG", "POSIX"}}, "en"},
+      {{{"LANG", "xx"}}, "en"},
+      {{}, "en"},
+      {{{"TRSL_LANG", "ar"}, {"LANGUAGE", "de"}}, "ar"}};
+  for (const auto& [variables, code] : cases) {
+    Home home;
+    for (const auto& [name, value] : variables)
+      home.set(name, value);
+    EXPECT_EQ(chosen_by("auto"), code);
+  }
   i18n::set_language("");
   EXPECT_EQ(i18n::language(), "auto");
 }
 
 TEST(Language, a_setting_gives_its_row_or_its_language_or_english) {
-  for (const auto& [setting, code] : Variables{{"fr-CA", "fr"},
-                                               {"de_AT", "de"},
-                                               {"zh_CN", "zh"},
-                                               {"zh-TW", "zh_TW"},
-                                               {"zh-TW-x", "zh"},
-                                               {"xx", "en"},
-                                               {"DE", "en"},
-                                               {"deu", "en"},
-                                               {"d", "en"},
-                                               {"_de", "en"},
-                                               {"-", "en"}}) {
+  const Variables cases = {{"fr-CA", "fr"},   {"de_AT", "de"}, {"zh_CN", "zh"}, {"zh-TW", "zh_TW"},
+                           {"zh-TW-x", "zh"}, {"xx", "en"},    {"DE", "en"},    {"deu", "en"},
+                           {"d", "en"},       {"_de", "en"},   {"-", "en"}};
+  for (const auto& [setting, code] : cases)
     EXPECT_EQ(chosen_by(setting), code) << setting;
-  }
-  for (const i18n::Language& language : i18n::languages()) {
-    EXPECT_EQ(chosen_by(language.code), language.code);
-    EXPECT_EQ(i18n::rtl(), language.rtl) << language.code;
-  }
-}
-
-TEST(Language, languages_are_listed_by_different_names) {
   std::string rtl;
   std::set<std::string> names;
   for (const i18n::Language& language : i18n::languages()) {
+    EXPECT_EQ(chosen_by(language.code), language.code);
+    EXPECT_EQ(i18n::rtl(), language.rtl) << language.code;
     if (language.rtl) rtl += language.code + " ";
     names.insert(language.name);
   }
@@ -102,22 +86,18 @@ TEST(Lookup, every_key_gives_a_text_with_the_placeholders_of_the_english_one) {
     for (int i = 0; i < i18n_data::KEY_COUNT; ++i) {
       const char* const text = i18n::T(i18n_data::KEYS[i]);
       ASSERT_EQ(text, lang.values[i]) << lang.code << " " << i18n_data::KEYS[i];
-      EXPECT_STRNE(text, "") << lang.code << " " << i18n_data::KEYS[i];
       EXPECT_EQ(placeholders(text), placeholders(i18n_data::VALUES_en[i]))
           << lang.code << " " << i18n_data::KEYS[i];
     }
   }
   i18n::set_language("en");
-  EXPECT_STREQ(i18n::T("about"), "About");
-  EXPECT_STREQ(i18n::T("third_party"), "Third-party components:");
   EXPECT_STREQ(i18n::T("status_select_output"),
                "To use it, choose “Velmora” as the output in your sound settings");
 }
 
 TEST(Lookup, an_unknown_key_gives_itself) {
-  for (const char* key : {"no_such_key", "", "a", "zz", "About", "cance", "cancel_", "\xff"}) {
+  for (const char* key : {"no_such_key", "", "a", "zz", "About", "cance", "cancel_", "\xff"})
     EXPECT_EQ(i18n::T(key), key);
-  }
   EXPECT_STREQ(i18n::T(nullptr), "");
 }
 
