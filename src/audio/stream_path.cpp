@@ -35,8 +35,8 @@ constexpr pa_usec_t kIdleFragmentUs = 100000;
 constexpr std::size_t kIdleAfterFrames = std::size_t{5} * kRate;  // of silence
 constexpr pa_usec_t kMaxLengthUs = 500000;
 constexpr pa_usec_t kPrebufUs = 30000;
-constexpr int kResetAfterSilentPieces =
-    1000;  // 10 s: what rings in the filters is far below any float by then
+constexpr int kResetAfterSilentPieces = 1000;  // 10 s: what rings in the filters is far below any
+                                               // float by then, and the device may sleep
 
 constexpr pa_sample_spec kFormat = {PA_SAMPLE_FLOAT32LE, kRate, kChannels};
 
@@ -49,6 +49,7 @@ bool g_rec_routed = false;
 bool g_rec_delivers = false;    // something has arrived since it was opened
 bool g_rec_fault_said = false;  // a stream that cannot be opened is retried often and logged once
 bool g_play_fault_said = false;
+bool g_play_sleeps = false;  // it is corked, because there is nothing to be heard
 
 // What the server told last of the playback stream, plus what was written since.
 struct Queue {
@@ -216,10 +217,40 @@ double speed_for(std::int64_t queue, std::size_t samples) {
                         static_cast<double>(block_us) * 1e-6);
 }
 
+void dismiss(pa_operation* op) {
+  if (op != nullptr) pa_operation_unref(op);
+}
+
+// A stream that plays silence for ever would keep the device awake for ever. What is still in it is
+// silence, and would be heard before the first sound.
+void let_device_sleep() {
+  if (std::exchange(g_play_sleeps, true)) return;
+  dismiss(pa_stream_cork(g_play, 1, nullptr, nullptr));
+  dismiss(pa_stream_flush(g_play, nullptr, nullptr));
+}
+
+void wake_device() {
+  if (!std::exchange(g_play_sleeps, false)) return;
+  g_cushion.restart();
+  g_stretch.restart();
+  g_drift.restart();
+  g_queue.known = false;
+  dismiss(pa_stream_cork(g_play, 0, nullptr, nullptr));
+}
+
+bool nothing_to_hear() {
+  return g_silent_pieces >= kResetAfterSilentPieces;
+}
+
 void play(std::span<float> samples) {
   if (g_play == nullptr || pa_stream_get_state(g_play) != PA_STREAM_READY ||
       !is_on(g_play, g_play_sink))
     return;
+  if (nothing_to_hear()) {
+    let_device_sleep();
+    return;
+  }
+  wake_device();
   const std::int64_t queue = queue_us();
   const Cushion::Output out = g_cushion.shape(samples, queue);
   if (out.dropped) {
@@ -258,8 +289,7 @@ void pace_spectrum(std::span<const float> samples) {
   g_watching_idly = idly;
   pa_buffer_attr buffers = default_buffers();
   buffers.fragsize = bytes_of(idly ? kIdleFragmentUs : kFragmentUs);
-  pa_operation* op = pa_stream_set_buffer_attr(g_rec, &buffers, nullptr, nullptr);
-  if (op != nullptr) pa_operation_unref(op);
+  dismiss(pa_stream_set_buffer_attr(g_rec, &buffers, nullptr, nullptr));
 }
 
 void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {
@@ -288,9 +318,7 @@ void on_underflow(pa_stream* s, void* /*user*/) {
   g_stretch.restart();
   // What was written while this message was on its way already waits in the stream.
   g_queue.known = false;
-  if (pa_operation* op = pa_stream_update_timing_info(s, nullptr, nullptr); op != nullptr) {
-    pa_operation_unref(op);
-  }
+  dismiss(pa_stream_update_timing_info(s, nullptr, nullptr));
 }
 
 // A server that moves a stream against our wish: the next pass opens it where it belongs.
@@ -391,6 +419,7 @@ bool open_play(const LoopLock& lock, const std::string& sink) {
     pa_stream_set_underflow_callback(g_play, on_underflow, nullptr);
     pa_stream_set_latency_update_callback(g_play, on_timing, nullptr);
     g_play_sink = sink;
+    g_play_sleeps = false;
     g_cushion.restart();
     g_stretch.restart();
     g_drift.forget();
