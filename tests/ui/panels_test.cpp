@@ -12,149 +12,106 @@ using Calls = std::vector<std::string>;
 
 class panel : public Window {
  protected:
-  panel() {
-    press(layout().settings);
-    paint();
-    EXPECT_TRUE(ui::state().settings_open);
-  }
+  panel() { press(layout().settings); }
   static const ui::SettingsLayout& rows() { return ui::state().panel; }
-  std::filesystem::path entry() const { return home_.path() / ".config/autostart/Velmora.desktop"; }
+  static bool open() { return ui::state().settings_open; }
 };
 
-TEST_F(panel, rows_carry_their_codes_and_cover_the_view) {
-  for (const auto& [rect, code] : {std::pair{rows().autostart, 24},
-                                   {rows().eq_on_start, 25},
-                                   {rows().on_top, 26},
-                                   {rows().language, 27},
-                                   {rows().dark, 28},
-                                   {rows().light, 29},
-                                   {rows().homepage, 32},
-                                   {rows().report, 33},
-                                   {rows().close, 48}}) {
-    EXPECT_EQ(code_at(rect), code);
-  }
-  EXPECT_EQ(code_at(rows().panel.x + 2, rows().panel.y + 2), ui::kHitPanel);
-  EXPECT_EQ(code_at(layout().power), ui::kHitNone);
-  press(layout().power);
-  EXPECT_TRUE(s_.active && ui::state().settings_open);
-}
-
-TEST_F(panel, switches_flip_and_are_written_later) {
-  const bool start = s_.active_on_start;
-  const bool top = s_.compact_on_top;
+TEST_F(panel, rows_do_what_they_say_and_are_written_later) {
+  const Settings before = s_;
   press(rows().eq_on_start);
   press(rows().on_top);
-  EXPECT_NE(s_.active_on_start, start);
-  EXPECT_NE(s_.compact_on_top, top);
-  press(rows().dark);
-  EXPECT_TRUE(theme::dark());
-  press(rows().light);
-  EXPECT_FALSE(theme::dark());
-  EXPECT_EQ(s_.theme, "light");
-  press(rows().dark);
-  frame(1199);
-  EXPECT_FALSE(saved());
-  frame(1);
+  for (const bool dark : {true, false, true}) {
+    press(dark ? rows().dark : rows().light);
+    EXPECT_EQ(theme::dark(), dark);
+  }
+  EXPECT_TRUE(saved_in_time());
   const Settings written = settings::load();
   EXPECT_EQ(written.theme, "dark");
-  EXPECT_NE(written.active_on_start, start);
-  EXPECT_NE(written.compact_on_top, top);
-}
-
-TEST_F(panel, autostart_switch_shows_what_could_be_done) {
-  press(rows().autostart);
-  EXPECT_TRUE(ui::state().autostart);
-  EXPECT_TRUE(std::filesystem::exists(entry()));
-  press(rows().autostart);
-  EXPECT_FALSE(ui::state().autostart);
-  EXPECT_FALSE(std::filesystem::exists(entry()));
-  std::filesystem::remove_all(home_.path() / ".config");
-  write_file(home_.path() / ".config", "no directory");
-  press(rows().autostart);
-  EXPECT_FALSE(ui::state().autostart);
-  std::filesystem::remove(home_.path() / ".config");
-  ASSERT_TRUE(autostart::set(true, ""));
-  ui::open_settings();
-  EXPECT_TRUE(ui::state().autostart) << "it is looked up whenever the panel opens";
-}
-
-TEST_F(panel, links_open_the_makers_addresses) {
+  EXPECT_NE(written.active_on_start, before.active_on_start);
+  EXPECT_NE(written.compact_on_top, before.compact_on_top);
   press(rows().homepage);
   press(rows().report);
   EXPECT_EQ(calls(), (Calls{std::string("open_uri ") + kHomepage,
                             std::string("open_uri mailto:") + kSupportMail}));
 }
 
+TEST_F(panel, autostart_switch_shows_what_could_be_done) {
+  const std::filesystem::path config = home_.path() / ".config";
+  for (const bool on : {true, false}) {
+    press(rows().autostart);
+    EXPECT_EQ(ui::state().autostart, on);
+    EXPECT_EQ(std::filesystem::exists(config / "autostart/Velmora.desktop"), on);
+  }
+  std::filesystem::remove_all(config);
+  write_file(config, "no directory");
+  press(rows().autostart);
+  EXPECT_FALSE(ui::state().autostart);
+  std::filesystem::remove(config);
+  ASSERT_TRUE(autostart::set(true, ""));
+  ui::open_settings();
+  EXPECT_TRUE(ui::state().autostart) << "it is looked up whenever the panel opens";
+}
+
 TEST_F(panel, language_is_chosen_from_the_list_and_applies_at_once) {
   press(rows().language);
-  paint();
-  ASSERT_EQ(ui::state().popup.rows.size(), 1 + i18n::languages().size());
-  EXPECT_EQ(ui::state().popup.rows[0].text, i18n::T("language_auto"));
-  EXPECT_EQ(ui::state().popup.rows[1].text, i18n::languages()[0].name);
-  EXPECT_EQ(ui::state().popup.rows[1].value, i18n::languages()[0].code);
+  ASSERT_EQ(list().rows.size(), 1 + i18n::languages().size());
+  EXPECT_EQ(list().rows[0].text, i18n::T("language_auto"));
+  EXPECT_EQ(list().rows[1].text, i18n::languages()[0].name);
   const int german = row_with("de");
   ui::on_wheel(0, 0, 1000);
-  ui::on_wheel(0, 0, german - ui::state().popup.first);
+  ui::on_wheel(0, 0, german - list().first);
   paint();
   press(row(german));
   EXPECT_EQ(s_.language, "de");
   EXPECT_EQ(i18n::effective_language(), "de");
-  EXPECT_TRUE(ui::state().settings_open);
-  paint();
+  EXPECT_TRUE(saved_in_time());
   press(rows().language);
-  paint();
   ui::on_wheel(0, 0, -1000);
   paint();
   press(row(0));
   EXPECT_EQ(s_.language, "auto");
-  frame(1200);
-  EXPECT_TRUE(saved());
 }
 
-TEST_F(panel, escape_closes_the_list_then_the_panel) {
+TEST_F(panel, covers_the_view_and_is_closed_after_what_lies_above_it) {
+  EXPECT_EQ(code_at(rows().panel.x + 2, rows().panel.y + 2), ui::kHitPanel);
+  EXPECT_EQ(ui::cursor_at(rows().panel.x + 2, rows().panel.y + 2), ui::kCursorArrow);
+  press(layout().power);
+  EXPECT_TRUE(s_.active && open());
   press(rows().language);
-  EXPECT_TRUE(ui::state().popup.open);
   ui::on_key(ui::Key::Enter);
-  EXPECT_TRUE(ui::state().popup.open);
+  EXPECT_TRUE(list().open);
   ui::on_key(ui::Key::Escape);
-  EXPECT_FALSE(ui::state().popup.open);
-  EXPECT_TRUE(ui::state().settings_open);
+  EXPECT_TRUE(!list().open && open());
   ui::on_key(ui::Key::Escape);
-  EXPECT_FALSE(ui::state().settings_open);
-  ui::open_settings();
-  paint();
+  EXPECT_FALSE(open());
+  press(layout().settings);
   press(rows().close);
-  EXPECT_FALSE(ui::state().settings_open);
-}
+  EXPECT_FALSE(open());
 
-TEST_F(panel, asked_for_before_the_start_is_open_then) {
   ui::open_settings_at_start();
   ASSERT_TRUE(autostart::set(true, ""));
-  ui::init(&s_, false);
-  EXPECT_TRUE(ui::state().settings_open);
-  EXPECT_TRUE(ui::state().autostart);
-  ui::init(&s_, false);
-  EXPECT_FALSE(ui::state().settings_open) << "once";
+  for (const bool first : {true, false}) {
+    ui::init(&s_, false);
+    EXPECT_EQ(open(), first);
+    EXPECT_EQ(ui::state().autostart, first);
+  }
 }
 
 // ---- Views
 
 using views = Window;
 
-TEST_F(views, header_and_panel_act_on_the_engine) {
+TEST_F(views, header_acts_on_the_engine) {
   for (const int i : {2, 1, 0}) {
     press(layout().channel[i]);
     EXPECT_EQ(s_.channel, i);
   }
-  press(layout().mute);
-  EXPECT_TRUE(fakes::sound().status.muted);
-  frame(10);
-  press(layout().mute);
-  EXPECT_FALSE(fakes::sound().status.muted);
-  frame(10);
-  ui::on_mouse_down(layout().mute.x + 2, layout().mute.y + 2);
-  ui::on_mouse_up();
-  frame(10);
+  for (const bool mute : {true, false, true}) {
+    press(layout().mute);
+    EXPECT_EQ(fakes::sound().status.muted, mute);
+    frame(10);
+  }
   ui::on_double_click(layout().mute.x + 2, layout().mute.y + 2);
   EXPECT_FALSE(fakes::sound().status.muted) << "a quick second press is a press";
 }
@@ -163,27 +120,25 @@ TEST_F(views, device_is_chosen_from_the_list) {
   fakes::sound().devices = {{"sink.a", "Speakers"}, {"sink.b", "Head\nphones"}};
   s_.output = "sink.b";
   press(layout().device);
-  paint();
-  ASSERT_EQ(ui::state().popup.rows.size(), 3U);
-  EXPECT_EQ(ui::state().popup.rows[0].text, i18n::T("device_follow"));
-  EXPECT_EQ(ui::state().popup.rows[2].text, "Head phones");
-  EXPECT_TRUE(ui::state().popup.rows[2].chosen);
+  ASSERT_EQ(list().rows.size(), 3U);
+  EXPECT_EQ(list().rows[0].text, i18n::T("device_follow"));
+  EXPECT_EQ(list().rows[2].text, "Head phones");
+  EXPECT_TRUE(list().rows[2].chosen);
   press(row(1));
   EXPECT_EQ(s_.output, "sink.a");
   EXPECT_EQ(fakes::sound().output, "sink.a");
   press(layout().device);
-  paint();
   press(row(0));
   EXPECT_EQ(s_.output, "");
   EXPECT_EQ(fakes::sound().output, "");
-  frame(1200);
-  EXPECT_TRUE(saved());
+  EXPECT_TRUE(saved_in_time());
 }
 
 TEST_F(views, compact_window_opens_at_the_full_ones_corner_once) {
-  fakes::desktop().x = 300;
-  fakes::desktop().y = 40;
-  fakes::desktop().w = 1000;
+  const auto move = [](int x, int y, int w, int h) {
+    fakes::desktop() = {.now = fakes::desktop().now, .x = x, .y = y, .w = w, .h = h, .calls = {}};
+  };
+  move(300, 40, 1000, 640);
   press(layout().compact);
   EXPECT_TRUE(s_.compact);
   EXPECT_EQ(calls(), Calls{"set_compact 1 1"});
@@ -191,8 +146,7 @@ TEST_F(views, compact_window_opens_at_the_full_ones_corner_once) {
   EXPECT_EQ(s_.win_h, 640);
   EXPECT_EQ(s_.mini_x, 300 + 1000 - 420);
   EXPECT_EQ(s_.mini_y, 40);
-  paint();
-  fakes::desktop() = {.now = fakes::desktop().now, .x = 7, .y = 8, .w = 420, .h = 132, .calls = {}};
+  move(7, 8, 420, 132);
   ui::on_double_click(200, 80);
   EXPECT_FALSE(s_.compact);
   EXPECT_EQ(calls(), Calls{"set_compact 0 1"});
@@ -200,27 +154,38 @@ TEST_F(views, compact_window_opens_at_the_full_ones_corner_once) {
   EXPECT_EQ(s_.mini_y, 8);
   EXPECT_EQ(s_.win_x, 300);
   paint();
-  fakes::desktop().x = 500;
-  fakes::desktop().w = 1000;
+  move(500, 40, 1000, 640);
   press(layout().compact);
   EXPECT_EQ(s_.mini_x, 7);
-  paint();
   press(layout().back);
   EXPECT_FALSE(s_.compact);
-  frame(1200);
-  EXPECT_TRUE(saved());
+  EXPECT_TRUE(saved_in_time());
 }
 
-TEST_F(views, compact_window_is_not_placed_beside_an_unknown_one) {
-  fakes::desktop().x = fakes::desktop().y = -1;
-  fakes::desktop().w = 300;
+TEST_F(views, unknown_position_is_neither_stored_nor_built_upon) {
+  s_.win_x = 11;
+  s_.win_y = 12;
+  fakes::desktop() = {.now = 1, .x = -1, .y = -1, .w = 300, .h = 600, .calls = {}};
+  ui::persist();
+  EXPECT_EQ(settings::load().win_x, 11);
+  EXPECT_EQ(settings::load().win_y, 12);
+  EXPECT_EQ(settings::load().win_w, 300);
+  fakes::desktop().x = -20;  // partly beyond the left edge of the screen
+  fakes::desktop().y = 30;
+  ui::persist();
+  EXPECT_EQ(settings::load().win_x, -20);
+  EXPECT_EQ(settings::load().win_y, 30);
+  s_.win_x = s_.win_y = fakes::desktop().x = fakes::desktop().y = -1;
   ui::set_compact(true);
   EXPECT_EQ(s_.mini_x, -1);
-  EXPECT_EQ(s_.win_w, 300);
   ui::set_compact(false);
   fakes::desktop().x = 5;
   ui::set_compact(true);
   EXPECT_EQ(s_.mini_x, 5) << "never left of the full window";
+  fakes::desktop().y = 30;
+  ui::persist();
+  EXPECT_EQ(settings::load().mini_y, 30);
+  EXPECT_EQ(settings::load().mini_w, 300);
 }
 
 TEST_F(views, compact_strip_closes_switches_and_opens_the_panel) {
@@ -232,7 +197,7 @@ TEST_F(views, compact_strip_closes_switches_and_opens_the_panel) {
   EXPECT_TRUE(fakes::sound().status.muted);
   press(200, 80);
   EXPECT_TRUE(s_.compact);
-  calls();
+  EXPECT_FALSE(saved());
   press(layout().close);
   EXPECT_TRUE(saved());
   EXPECT_EQ(calls(), Calls{"quit"});
@@ -244,34 +209,13 @@ TEST_F(views, compact_strip_closes_switches_and_opens_the_panel) {
 TEST_F(views, collapsing_keeps_the_scale_of_the_content) {
   fakes::desktop().w = 1440;
   fakes::desktop().h = 960;
-  press(layout().collapse);
-  EXPECT_TRUE(s_.collapsed);
-  EXPECT_EQ(calls(), Calls{"resize_window 1440 510 480 170"});
-  paint();
-  press(layout().collapse);
-  EXPECT_FALSE(s_.collapsed);
-  EXPECT_EQ(calls(), Calls{"resize_window 1440 960 480 320"});
-  frame(1200);
-  EXPECT_TRUE(saved());
-}
-
-TEST_F(views, unknown_position_is_not_stored) {
-  s_.win_x = 11;
-  s_.win_y = 12;
-  fakes::desktop() = {.now = 1, .x = -1, .y = -1, .w = 800, .h = 600, .calls = {}};
-  ui::persist();
-  EXPECT_EQ(settings::load().win_x, 11);
-  EXPECT_EQ(settings::load().win_y, 12);
-  EXPECT_EQ(settings::load().win_w, 800);
-  fakes::desktop().x = -20;  // partly beyond the left edge of the screen
-  fakes::desktop().y = 30;
-  ui::persist();
-  EXPECT_EQ(settings::load().win_x, -20);
-  EXPECT_EQ(settings::load().win_y, 30);
-  s_.compact = true;
-  ui::persist();
-  EXPECT_EQ(settings::load().mini_y, 30);
-  EXPECT_EQ(settings::load().mini_w, 800);
+  for (const bool collapsed : {true, false}) {
+    press(layout().collapse);
+    EXPECT_EQ(s_.collapsed, collapsed);
+    EXPECT_EQ(calls(), Calls{collapsed ? "resize_window 1440 510 480 170"
+                                       : "resize_window 1440 960 480 320"});
+  }
+  EXPECT_TRUE(saved_in_time());
 }
 
 // ---- Notes
@@ -306,7 +250,7 @@ TEST_F(notes, tell_the_first_thing_that_is_wrong) {
   EXPECT_EQ(ui::state().note_click, gfx::Rect{});
 }
 
-TEST_F(notes, that_can_be_acted_on_are_pressed_and_tinted) {
+TEST_F(notes, that_can_be_acted_on_are_pressed_and_tinted_unless_something_lies_above) {
   audio::Status s;
   s.state = audio::kRunning;
   s.setup_needed = true;
@@ -319,32 +263,31 @@ TEST_F(notes, that_can_be_acted_on_are_pressed_and_tinted) {
     return canvas_->at(static_cast<int>(card.x) + 8, static_cast<int>(card.y) + 5);
   };
   const std::uint32_t rest = corner();
-  EXPECT_EQ(code_at(card), ui::kHitNote);
   EXPECT_EQ(ui::cursor_at(card.x + 9, card.y + 9), ui::kCursorHand);
-  paint();
-  EXPECT_NE(corner(), rest);
   press(card);
+  EXPECT_NE(corner(), rest);
   EXPECT_EQ(fakes::sound().set_ups, 1);
   paint(300, 640);  // in a narrow window it wraps
   EXPECT_LE(ui::state().note_click.w, layout().spectrum.w - 40);
   EXPECT_GT(ui::state().note_click.h, card.h);
   const gfx::Rect below{card.x + 1, card.y + card.h / 2, 0, 0};
-  ui::open_save();
-  paint();
-  EXPECT_NE(code_at(below), ui::kHitNote) << "below a dialog";
-  ui::open_settings();
-  ui::on_key(ui::Key::Escape);
-  paint();
-  EXPECT_NE(code_at(below), ui::kHitNote) << "below the settings panel";
+  for (void (*open)() : {ui::open_save, ui::open_settings}) {
+    paint();
+    EXPECT_EQ(code_at(below), ui::kHitNote);
+    open();
+    paint();
+    EXPECT_NE(code_at(below), ui::kHitNote);
+    ui::on_key(ui::Key::Escape);
+  }
 }
 
-TEST_F(notes, about_a_crash_lets_nothing_else_be_hit) {
+TEST_F(notes, about_a_crash_wait_for_the_full_view_and_let_nothing_else_be_hit) {
+  s_.compact = true;
   ui::set_crash_report("what happened");
   paint();
+  press(layout().back);
   const ui::CrashNote& c = ui::state().crash;
   EXPECT_EQ(c.card.w, 520);
-  EXPECT_EQ(code_at(c.send), ui::kHitCrashSend);
-  EXPECT_EQ(code_at(c.discard), ui::kHitCrashDiscard);
   EXPECT_EQ(code_at(layout().power), ui::kHitCrashNote);
   EXPECT_EQ(ui::cursor_at(20, 20), ui::kCursorArrow);
   press(layout().power);
@@ -356,52 +299,31 @@ TEST_F(notes, about_a_crash_lets_nothing_else_be_hit) {
   EXPECT_EQ(fakes::crash_reports().sent, 1);
   EXPECT_EQ(code_at(layout().power), ui::kHitPower);
   ui::set_crash_report("again");
-  ui::init(&s_, false);
-  paint();
-  press(ui::state().crash.discard);
+  start();
+  press(c.discard);
   EXPECT_EQ(fakes::crash_reports().cleared, 1);
-  paint(500, 640);
-}
-
-TEST_F(notes, about_a_crash_wait_for_the_full_view) {
-  s_.compact = true;
-  ui::set_crash_report("what happened");
-  paint();
-  EXPECT_EQ(code_at(layout().back), ui::kHitBack);
-  press(layout().back);
-  paint();
-  EXPECT_EQ(code_at(layout().power), ui::kHitCrashNote);
 }
 
 // ---- What a frame takes from the engine
 
 using frames = Window;
 
-TEST_F(frames, redraw_when_the_status_differs) {
+TEST_F(frames, redraw_when_the_status_differs_and_remember_the_device_to_restore) {
   frame(10);
   ui::take_dirty();
   frame(10);
   EXPECT_FALSE(ui::take_dirty());
-  fakes::sound().status.target_label = "Speakers";
+  fakes::sound().status.follow = "sink.a";
   frame(10);
   EXPECT_TRUE(ui::take_dirty());
   EXPECT_FALSE(ui::take_dirty());
-}
-
-TEST_F(frames, remember_the_device_to_restore) {
-  frame(5000);
-  forget_save();
-  fakes::sound().status.follow = "sink.a";
+  EXPECT_EQ(fakes::sound().restore_hint, "sink.a");
+  EXPECT_TRUE(saved_in_time());
+  EXPECT_EQ(settings::load().last_default, "sink.a");
+  fakes::sound().status.follow = "";
   frame(10);
   EXPECT_EQ(s_.last_default, "sink.a");
   EXPECT_EQ(fakes::sound().restore_hint, "sink.a");
-  frame(1200);
-  EXPECT_EQ(settings::load().last_default, "sink.a");
-  fakes::sound().status.follow = "";
-  fakes::sound().restore_hint = "";
-  frame(10);
-  EXPECT_EQ(s_.last_default, "sink.a");
-  EXPECT_EQ(fakes::sound().restore_hint, "");
 }
 
 TEST_F(frames, move_until_everything_has_fallen_silent) {
@@ -422,13 +344,13 @@ TEST_F(frames, analyse_every_block_once_and_the_chosen_channel) {
   fakes::Audio& sound = fakes::sound();
   sound.has_sound = true;
   sound.left = 0.5F;
-  const int kBar = 17;  // 1 kHz
+  const float& bar = ui::state().bars.level[17];  // 1 kHz
   const auto level = [&](std::int32_t channel) {
     s_.channel = channel;
     ui::state().bars = {};
     ++sound.serial;
     EXPECT_EQ(frame(200), channel != 2);
-    return ui::state().bars.level[kBar];
+    return bar;
   };
   const float left = level(1);
   EXPECT_GT(left, -12);
@@ -436,9 +358,9 @@ TEST_F(frames, analyse_every_block_once_and_the_chosen_channel) {
   EXPECT_NEAR(level(0), left - 6.02F, 0.05F);
   EXPECT_NEAR(level(1), left, 0.05F);
   frame(100);  // the same block: falls by 36 dB per second
-  EXPECT_NEAR(ui::state().bars.level[kBar], left - 3.6F, 0.05F);
+  EXPECT_NEAR(bar, left - 3.6F, 0.05F);
   frame(5000);  // no longer a step than 0.2 s
-  EXPECT_NEAR(ui::state().bars.level[kBar], left - 3.6F - 7.2F, 0.05F);
+  EXPECT_NEAR(bar, left - 3.6F - 7.2F, 0.05F);
 }
 
 }  // namespace

@@ -10,147 +10,126 @@ constexpr int kOwn =
 
 class presets : public Window {
  protected:
-  void open_menu() {
-    press(layout().presets);
-    paint();
-    ASSERT_TRUE(ui::state().popup.open);
-  }
-  void open_dialog() {
-    press(layout().save);
-    paint();
-    ASSERT_TRUE(ui::state().save.open);
-  }
   void save_as(const std::string& name) {
-    open_dialog();
+    press(layout().save);
     ui::on_text(name);
     ui::on_key(ui::Key::Enter);
   }
-  const std::string& typed() const { return ui::state().save.name; }
+  void add(int n) {
+    for (int i = 0; i < n; ++i)
+      s_.user_presets.push_back({std::string("P").append(std::to_string(i)), {}});
+  }
+  static const ui::SaveDialog& dialog() { return ui::state().save; }
+  std::vector<UserPreset>& own() { return s_.user_presets; }
 };
 
 TEST_F(presets, are_labelled_by_name_and_marked_when_changed) {
-  EXPECT_EQ(ui::preset_label(), i18n::T("preset_flat"));
-  s_.curve.gain[2] = 0.5F;
-  EXPECT_EQ(ui::preset_label(),
-            i18n::T("preset_flat") + std::string(" (") + i18n::T("preset_modified") + ")");
-  s_.curve.gain[2] = 0.04F;
-  EXPECT_EQ(ui::preset_label(), i18n::T("preset_flat"));
-  s_.user_presets = {{"Küche", {{1}, 0}}};
-  s_.preset = "u:Küche";
-  EXPECT_EQ(ui::preset_label(), std::string("Küche (") + i18n::T("preset_modified") + ")");
-  s_.curve.gain[0] = 1;
-  EXPECT_EQ(ui::preset_label(), "Küche");
+  const std::string mark = std::string(" (") + i18n::T("preset_modified") + ")";
+  const auto expect_label = [&](const char* preset, float gain, const std::string& label) {
+    s_.preset = preset;
+    s_.curve.gain[2] = gain;
+    EXPECT_EQ(ui::preset_label(), label) << preset << " " << gain;
+  };
+  const std::string flat = i18n::T("preset_flat");
+  own() = {{"Küche", {{0, 0, 1}, 0}}};
+  expect_label("b:preset_flat", 0, flat);
+  expect_label("b:preset_flat", 0.5F, flat + mark);
+  expect_label("b:preset_flat", 0.04F, flat);
+  expect_label("u:Küche", 0, "Küche" + mark);
+  expect_label("u:Küche", 1, "Küche");
+  for (const char* unknown : {"u:gone", "b:preset_none", "", "x", "Küche"})
+    expect_label(unknown, 0, i18n::T("preset_custom"));
   ui::choose_builtin("preset_rock");
   EXPECT_EQ(ui::preset_label(), i18n::T("preset_rock"));  // on its way there
-  for (const char* unknown : {"u:gone", "b:preset_none", "", "x", "Küche"}) {
-    s_.preset = unknown;
-    EXPECT_EQ(ui::preset_label(), i18n::T("preset_custom")) << unknown;
-  }
 }
 
 TEST_F(presets, menu_lists_headings_built_in_and_own) {
-  s_.user_presets = {{"B", {}}, {"A\n", {}}};
-  open_menu();
-  const std::vector<ui::PopupRow>& rows = ui::state().popup.rows;
+  own() = {{"B", {}}, {"A\n", {}}};
+  press(layout().presets);
+  const std::vector<ui::PopupRow>& rows = list().rows;
   ASSERT_EQ(rows.size(), kOwn + 2U);
-  EXPECT_EQ(rows[0].text, i18n::T("presets_builtin"));
-  EXPECT_EQ(rows[1].text, i18n::T("preset_standard"));
   EXPECT_TRUE(rows[2].chosen);
-  EXPECT_EQ(rows[kOwn - 1].text, i18n::T("presets_user"));
-  EXPECT_EQ(rows[kOwn].text, "B");
-  EXPECT_EQ(rows[kOwn + 1].text, "A ");
+  for (const auto& [i, text] : {std::pair{0, i18n::T("presets_builtin")},
+                                {1, i18n::T("preset_standard")},
+                                {kOwn - 1, i18n::T("presets_user")},
+                                {kOwn, "B"},
+                                {kOwn + 1, "A "}}) {
+    EXPECT_EQ(rows[static_cast<std::size_t>(i)].text, text);
+  }
   press(row(0));  // a heading
-  EXPECT_TRUE(ui::state().popup.open);
+  EXPECT_TRUE(list().open);
   press(row(row_with("A\n")));
-  EXPECT_FALSE(ui::state().popup.open);
+  EXPECT_FALSE(list().open);
   EXPECT_EQ(s_.preset, "u:A\n");
 }
 
 TEST_F(presets, pointer_over_the_menu_hovers_rows_and_their_end) {
-  s_.user_presets = {{"Mine", {}}};
-  open_menu();
-  const ui::Popup& p = ui::state().popup;
+  own() = {{"Mine", {}}};
+  press(layout().presets);
   EXPECT_EQ(ui::state().hover, ui::kHitPopup);
-  ui::take_dirty();
-  ui::on_mouse_move(row(3).x + 40, row(3).y);
-  EXPECT_EQ(p.hover, 3);
-  EXPECT_TRUE(ui::take_dirty());
-  ui::on_mouse_move(row(3).x + 50, row(3).y + 27.9F);
-  EXPECT_EQ(p.hover, 3);
-  EXPECT_FALSE(ui::take_dirty());
+  const gfx::Rect third = row(3);
   const gfx::Rect mine = row(row_with("Mine"));
-  ui::on_mouse_move(mine.x + mine.w - 34.1F, mine.y + 5);
-  EXPECT_FALSE(p.hover_delete);
+  const float end = third.x + third.w;
   ui::take_dirty();
-  ui::on_mouse_move(mine.x + mine.w - 33.9F, mine.y + 5);
-  EXPECT_TRUE(p.hover_delete);
-  EXPECT_TRUE(ui::take_dirty());
-  ui::on_mouse_move(row(3).x + row(3).w - 5, row(3).y + 5);  // a built-in one stays
-  EXPECT_FALSE(p.hover_delete);
-  EXPECT_EQ(ui::cursor_at(row(3).x + 40, row(3).y), ui::kCursorHand);
-  EXPECT_EQ(ui::cursor_at(20, 600), ui::kCursorArrow);
-  ui::on_mouse_move(20, 600);
-  EXPECT_EQ(p.hover, -1);
+  for (const auto& [x, y, hover, end_too, dirty] :
+       {std::tuple{third.x + 40, third.y, 3, false, true},
+        {third.x + 50, third.y + 27.9F, 3, false, false},
+        {end - 34.1F, mine.y + 5, kOwn, false, true},
+        {end - 33.9F, mine.y + 5, kOwn, true, true},
+        {end - 5, third.y + 5, 3, false, true},  // a built-in one stays
+        {20.0F, 600.0F, -1, false, true}}) {
+    ui::on_mouse_move(x, y);
+    EXPECT_EQ(list().hover, hover);
+    EXPECT_EQ(list().hover_delete, end_too);
+    EXPECT_EQ(ui::take_dirty(), dirty);
+    EXPECT_EQ(ui::cursor_at(x, y), hover < 0 ? ui::kCursorArrow : ui::kCursorHand);
+  }
   EXPECT_EQ(ui::state().hover, ui::kHitPopup);
 }
 
 TEST_F(presets, end_of_an_own_row_deletes_it_and_keeps_the_list_open) {
-  s_.user_presets = {{"One", {{1}, 0}}, {"Two", {{2}, 0}}};
+  own() = {{"One", {{1}, 0}}, {"Two", {{2}, 0}}};
   s_.preset = "u:Two";
   s_.curve.gain[0] = 2;
-  open_menu();
+  press(layout().presets);
   const gfx::Rect two = row(row_with("Two"));
   press(two.x + two.w - 10, two.y + 14);
-  ASSERT_EQ(s_.user_presets.size(), 1U);
-  EXPECT_EQ(s_.user_presets[0].name, "One");
+  ASSERT_EQ(own().size(), 1U);
+  EXPECT_EQ(own()[0].name, "One");
   EXPECT_EQ(s_.curve.gain[0], 2);
   EXPECT_EQ(ui::preset_label(), i18n::T("preset_custom"));
-  EXPECT_TRUE(ui::state().popup.open);
-  frame(1200);
-  EXPECT_EQ(settings::load().user_presets.size(), 1U);
-  paint();
+  EXPECT_TRUE(list().open);
+  EXPECT_TRUE(saved_in_time());
   press(20, 600);  // beside the list
-  EXPECT_FALSE(ui::state().popup.open);
-  EXPECT_EQ(s_.user_presets.size(), 1U);
+  EXPECT_FALSE(list().open);
+  EXPECT_EQ(own().size(), 1U);
 }
 
-TEST_F(presets, long_list_scrolls_within_its_ends) {
-  for (int i = 0; i < 60; ++i)
-    s_.user_presets.push_back({std::string("P").append(std::to_string(i)), {}});
-  open_menu();
-  const ui::Popup& p = ui::state().popup;
-  EXPECT_EQ(p.first, 0);
-  EXPECT_LT(p.visible, kOwn + 60);
-  EXPECT_LE(p.rect.y + p.rect.h, 640);
-  ui::on_wheel(5, 5, 3);  // wherever the pointer is
-  EXPECT_EQ(p.first, 3);
-  paint();
-  ui::on_mouse_move(row(3).x + 40, row(3).y + 1);
-  EXPECT_EQ(p.hover, 3);
-  ui::on_wheel(5, 5, -10);
-  EXPECT_EQ(p.first, 0);
-  ui::on_wheel(5, 5, 1000);
-  EXPECT_EQ(p.first, kOwn + 60 - p.visible);
+TEST_F(presets, long_list_scrolls_within_its_ends_and_stays_within_the_window) {
+  add(60);
+  press(layout().presets);
+  const int last = kOwn + 60 - list().visible;
+  EXPECT_GT(last, 0);
+  for (const auto& [steps, first] : {std::pair{3, 3}, {-10, 0}, {1000, last}}) {
+    ui::on_wheel(layout().slider[3].x + 20, 400, steps);
+    EXPECT_EQ(list().first, first);
+  }
+  EXPECT_EQ(s_.curve.gain[3], 0) << "below the list, nothing turns";
   paint();
   press(row(kOwn + 59));
   EXPECT_EQ(s_.preset, "u:P59");
-  EXPECT_EQ(s_.curve.gain[3], 0);  // the wheel turned nothing below the list
-  open_menu();
-  EXPECT_EQ(p.first, kOwn + 60 - p.visible) << "the chosen row is in sight";
-}
-
-TEST_F(presets, list_stays_within_a_window_that_shrinks) {
-  for (int i = 0; i < 60; ++i)
-    s_.user_presets.push_back({std::string("P").append(std::to_string(i)), {}});
-  for (const bool devices : {false, true}) {
+  press(layout().presets);
+  EXPECT_EQ(list().first, last) << "the chosen row is in sight";
+  ui::on_key(ui::Key::Escape);
+  fakes::sound().devices.assign(20, {"sink", "Speakers"});
+  for (const gfx::Rect ui::Layout::*button : {&ui::Layout::presets, &ui::Layout::device}) {
     paint(960, 900);
-    if (devices) fakes::sound().devices.assign(20, {"sink", "Speakers"});
-    press(devices ? layout().device : layout().presets);
-    paint(960, 900);
-    paint(960, 640);
-    const gfx::Rect list = ui::state().popup.rect;
-    EXPECT_GE(list.y, 0);
-    EXPECT_LE(list.y + list.h, 640);
+    press(layout().*button);
+    for (const int h : {900, 640}) {
+      paint(960, h);
+      EXPECT_GE(list().rect.y, 0);
+      EXPECT_LE(list().rect.y + list().rect.h, h);
+    }
     ui::on_key(ui::Key::Escape);
   }
 }
@@ -161,123 +140,108 @@ TEST_F(presets, dialog_proposes_the_first_free_number_or_the_chosen_own_one) {
   const auto numbered = [](int n) {
     return ui::with_argument(i18n::T("preset_default_name"), std::to_string(n));
   };
-  open_dialog();
-  EXPECT_EQ(typed(), numbered(1));
-  EXPECT_TRUE(ui::state().save.selected);
+  press(layout().save);
+  EXPECT_EQ(dialog().name, numbered(1));
+  EXPECT_TRUE(dialog().selected);
   ui::on_key(ui::Key::Escape);
-  EXPECT_FALSE(ui::state().save.open);
-  s_.user_presets = {{numbered(1), {}}, {numbered(2), {}}, {numbered(4), {}}};
-  open_dialog();
-  EXPECT_EQ(typed(), numbered(3));
-  press(ui::state().save.layout.cancel);
+  EXPECT_FALSE(dialog().open);
+  own() = {{numbered(1), {}}, {numbered(2), {}}, {numbered(4), {}}};
+  press(layout().save);
+  EXPECT_EQ(dialog().name, numbered(3));
+  press(dialog().layout.cancel);
   s_.preset = "u:" + numbered(4);
-  open_dialog();
-  EXPECT_EQ(typed(), numbered(4));
+  press(layout().save);
+  EXPECT_EQ(dialog().name, numbered(4));
   s_.curve.gain[6] = -3;
-  press(ui::state().save.layout.save);
-  EXPECT_EQ(s_.user_presets.size(), 3U);
-  EXPECT_EQ(s_.user_presets[2].curve.gain[6], -3);
+  press(dialog().layout.save);
+  EXPECT_EQ(own().size(), 3U);
+  EXPECT_EQ(own()[2].curve.gain[6], -3);
 }
 
 TEST_F(presets, names_are_stored_without_outer_blanks_and_line_breaks) {
-  open_dialog();
-  ui::state().save.name = "  two\twords  ";
+  press(layout().save);
+  ui::state().save.name = " \r two\twords\n  ";
   ui::on_key(ui::Key::Enter);
-  ASSERT_EQ(s_.user_presets.size(), 1U);
-  EXPECT_EQ(s_.user_presets[0].name, "two words");
+  EXPECT_FALSE(dialog().open);
+  ASSERT_EQ(own().size(), 1U);
+  EXPECT_EQ(own()[0].name, "two words");
   EXPECT_EQ(s_.preset, "u:two words");
-  EXPECT_FALSE(ui::state().save.open);
-  EXPECT_EQ(ui::trimmed_name("\r\n a\nb \t"), "a b");
-  frame(1199);
-  EXPECT_FALSE(saved());
-  frame(1);
+  EXPECT_TRUE(saved_in_time());
   EXPECT_EQ(settings::load().user_presets.at(0).name, "two words");
   save_as("   ");
-  EXPECT_TRUE(ui::state().save.open);
-  EXPECT_EQ(s_.user_presets.size(), 1U);
+  EXPECT_TRUE(dialog().open);
+  EXPECT_EQ(own().size(), 1U);
 }
 
-TEST_F(presets, saving_under_a_known_name_replaces_the_curve_in_place) {
-  s_.user_presets = {{"A", {}}, {"B", {}}, {"C", {}}};
+TEST_F(presets, a_known_name_replaces_its_curve_even_where_a_hundred_leave_no_room_for_a_new_one) {
+  add(98);
   s_.curve.gain[1] = 5;
-  save_as("B");
-  ASSERT_EQ(s_.user_presets.size(), 3U);
-  EXPECT_EQ(s_.user_presets[1].name, "B");
-  EXPECT_EQ(s_.user_presets[1].curve.gain[1], 5);
-  save_as("b");
-  EXPECT_EQ(s_.user_presets.size(), 4U);
-}
-
-TEST_F(presets, hundred_are_the_limit_for_new_names_only) {
-  for (int i = 0; i < 99; ++i)
-    s_.user_presets.push_back({std::string("P").append(std::to_string(i)), {}});
+  save_as("P7");
+  EXPECT_EQ(own().size(), 98U);
+  save_as("p7");
   save_as("last");
-  EXPECT_EQ(s_.user_presets.size(), 100U);
-  s_.curve.gain[0] = 4;
+  EXPECT_EQ(own().size(), 100U);
   save_as("one more");
-  EXPECT_TRUE(ui::state().save.open);
-  EXPECT_EQ(s_.user_presets.size(), 100U);
+  EXPECT_TRUE(dialog().open);
+  EXPECT_EQ(own().size(), 100U);
   EXPECT_EQ(s_.preset, "u:last");
   ui::on_key(ui::Key::Escape);
-  save_as("P7");
-  EXPECT_FALSE(ui::state().save.open);
-  EXPECT_EQ(s_.user_presets[7].curve.gain[0], 4);
+  s_.curve.gain[1] = 4;
+  save_as("P8");
+  EXPECT_FALSE(dialog().open);
+  EXPECT_EQ(own()[6].curve.gain[1], 0);
+  EXPECT_EQ(own()[7].curve.gain[1], 5);
+  EXPECT_EQ(own()[8].curve.gain[1], 4);
 }
 
 TEST_F(presets, typing_replaces_the_proposal_and_keeps_within_its_limits) {
-  open_dialog();
-  ui::on_text("ä");
-  EXPECT_EQ(typed(), "ä");
-  ui::on_text(std::string(30, 'x'));
-  ui::on_text("yz");  // would be 33
-  EXPECT_EQ(ui::count_chars(typed()), 31);
-  ui::on_text("€");
-  ui::on_text("z");
-  const std::string full = "ä" + std::string(30, 'x') + "€";
-  EXPECT_EQ(typed(), full);
+  press(layout().save);
+  const std::string x(30, 'x');
+  for (const auto& [text, name] : {std::pair<std::string, std::string>{"ä", "ä"},
+                                   {x, "ä" + x},
+                                   {"yz", "ä" + x},  // would be 33
+                                   {"€", "ä" + x + "€"},
+                                   {"z", "ä" + x + "€"}}) {
+    ui::on_text(text);
+    EXPECT_EQ(dialog().name, name);
+  }
   ui::on_key(ui::Key::Backspace);
-  EXPECT_EQ(typed(), "ä" + std::string(30, 'x'));
   for (const char* refused :
        {"a\tb", "\x7F", "\n", "\xC3", "\xED\xA0\x80", "\xE0\x80\xAF", "a\xFF"}) {
     ui::on_text(refused);
-    EXPECT_EQ(typed(), "ä" + std::string(30, 'x')) << refused;
+    EXPECT_EQ(dialog().name, "ä" + x) << refused;
   }
   ui::on_key(ui::Key::Escape);
-  open_dialog();
-  ui::on_key(ui::Key::Backspace);  // the whole name was selected
-  EXPECT_EQ(typed(), "");
-  ui::on_key(ui::Key::Backspace);
-  EXPECT_EQ(typed(), "");
+  press(layout().save);
+  for (int i = 0; i < 2; ++i) {
+    ui::on_key(ui::Key::Backspace);  // the whole name was selected
+    EXPECT_EQ(dialog().name, "");
+  }
   ui::on_key(ui::Key::Escape);
   ui::on_text("nothing is open");
-  EXPECT_FALSE(ui::state().save.open);
+  EXPECT_FALSE(dialog().open);
 }
 
 TEST_F(presets, dialog_is_all_that_can_be_hit) {
-  const gfx::Rect under = layout().settings;
-  const gfx::Rect slider = layout().slider[9];
-  open_dialog();
-  const ui::DialogLayout& d = ui::state().save.layout;
+  const float x = layout().slider[9].x + 20;
+  press(layout().save);
+  const ui::DialogLayout& d = dialog().layout;
   EXPECT_EQ(code_at(d.name), ui::kHitSaveName);
-  EXPECT_EQ(code_at(d.save), ui::kHitSaveOk);
-  EXPECT_EQ(code_at(d.cancel), ui::kHitSaveCancel);
-  EXPECT_EQ(code_at(d.card.x + 2, d.card.y + 2), ui::kHitPanel);
   press(d.card.x + 2, d.card.y + 2);
-  EXPECT_TRUE(ui::state().save.open);
-  ui::on_wheel(slider.x + 20, 400, -1);
-  ui::on_double_click(slider.x + 20, 400);
+  EXPECT_TRUE(dialog().open);
+  ui::on_wheel(x, 400, -1);
+  ui::on_double_click(x, 400);
   EXPECT_EQ(s_.curve.gain[9], 0);
-  EXPECT_FALSE(ui::state().save.open) << "a press beside it closes the dialog";
-  open_dialog();
-  press(under);
-  EXPECT_FALSE(ui::state().save.open);
-  EXPECT_FALSE(ui::state().settings_open);
-  EXPECT_TRUE(s_.user_presets.empty());
+  EXPECT_FALSE(dialog().open) << "a press beside it closes the dialog";
+  press(layout().save);
+  press(layout().settings);
+  EXPECT_FALSE(dialog().open || ui::state().settings_open);
+  EXPECT_TRUE(own().empty());
 }
 
 TEST_F(presets, caret_blinks_while_the_dialog_is_open) {
   fakes::desktop().now = 106'000;
-  open_dialog();
+  press(layout().save);
   frame(0);
   EXPECT_TRUE(ui::state().caret_on);
   ui::take_dirty();

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -60,32 +61,41 @@ class Window : public testing::Test {
   }
   static int code_at(const gfx::Rect& r) { return code_at(r.x + r.w / 2, r.y + r.h / 2); }
 
-  static void press(float x, float y) {
+  // A press, and what is seen then.
+  void press(float x, float y) {
     ui::on_mouse_move(x, y);
     ui::on_mouse_down(x, y);
     ui::on_mouse_up();
+    paint();
   }
-  static void press(const gfx::Rect& r) { press(r.x + r.w / 2, r.y + r.h / 2); }
+  void press(const gfx::Rect& r) { press(r.x + r.w / 2, r.y + r.h / 2); }
 
   // The middle of a row of the open list as painted.
   static gfx::Rect row(int i) {
-    const ui::Popup& p = ui::state().popup;
-    const auto below_top = static_cast<float>(i - p.first) * ui::kRowHeight;
-    return {p.rect.x, p.rect.y + ui::kPopupPadding + below_top, p.rect.w, ui::kRowHeight};
+    const auto below_top = static_cast<float>(i - list().first) * ui::kRowHeight;
+    const gfx::Rect& r = list().rect;
+    return {r.x, r.y + ui::kPopupPadding + below_top, r.w, ui::kRowHeight};
   }
   static int row_with(const std::string& value) {
-    const std::vector<ui::PopupRow>& rows = ui::state().popup.rows;
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-      if (rows[i].value == value && rows[i].kind != ui::RowKind::Heading)
-        return static_cast<int>(i);
-    }
-    ADD_FAILURE() << "no row " << value;
-    return 0;
+    const std::vector<ui::PopupRow>& rows = list().rows;
+    const auto found = std::find_if(rows.begin(), rows.end(), [&](const ui::PopupRow& row) {
+      return row.value == value && row.kind != ui::RowKind::Heading;
+    });
+    EXPECT_NE(found, rows.end()) << "no row " << value;
+    return static_cast<int>(found - rows.begin());
   }
 
   static const ui::Layout& layout() { return ui::state().layout; }
-  bool saved() const { return std::filesystem::exists(settings::file_path()); }
-  void forget_save() const { std::filesystem::remove(settings::file_path()); }
+  static bool saved() { return std::filesystem::exists(settings::file_path()); }
+  // Whether the last change is written 1.2 s later, and not before.
+  static bool saved_in_time() {
+    std::filesystem::remove(settings::file_path());
+    frame(1199);
+    const bool early = saved();
+    frame(1);
+    return !early && saved();
+  }
+  static const ui::Popup& list() { return ui::state().popup; }
   static std::vector<std::string> calls() { return std::exchange(fakes::desktop().calls, {}); }
 
   Home home_;
