@@ -12,154 +12,128 @@ class languages : public Window {
  protected:
   void TearDown() override { i18n::set_language("en"); }
 
-  // Paints a view in every language and hands it to `check`.
+  // Paints the full view, open and collapsed, in every language and hands it to `check`.
   template <typename Check>
   void each(Check check) {
     for (const i18n::Language& l : i18n::languages()) {
-      code_ = l.code;
       i18n::set_language(l.code);
-      paint();
-      check();
+      for (const bool collapsed : {false, true}) {
+        s_.collapsed = collapsed;
+        paint();
+        SCOPED_TRACE(l.code + (collapsed ? " collapsed" : ""));
+        check();
+      }
     }
   }
-  void room(const char* key, float size, bool bold, float width) const {
-    EXPECT_LE(gfx::text_width(i18n::T(key), size, bold), width) << code_ << " " << key;
+  static void room(float width, float size, bool bold, std::initializer_list<const char*> keys) {
+    for (const char* key : keys)
+      EXPECT_LE(gfx::text_width(i18n::T(key), size, bold), width) << key;
   }
-  void within(const Rect& outer, const Rect& inner, const char* what) const {
-    EXPECT_TRUE(inner.x >= outer.x && inner.y >= outer.y &&
-                inner.x + inner.w <= outer.x + outer.w && inner.y + inner.h <= outer.y + outer.h)
-        << code_ << " " << what;
+  // How high texts are one below the other.
+  static float height(float width, float size, std::initializer_list<std::string> texts) {
+    float sum = 0;
+    for (const std::string& text : texts)
+      sum += gfx::wrapped_height(text, size, width);
+    return sum;
   }
-  Rect view() const {
+  static void within(const Rect& outer, std::initializer_list<Rect> inner) {
+    for (const Rect& r : inner)
+      EXPECT_TRUE(r.x >= outer.x && r.y >= outer.y && r.x + r.w <= outer.x + outer.w &&
+                  r.y + r.h <= outer.y + outer.h)
+          << testing::PrintToString(r.x) << " " << r.w;
+  }
+  static Rect view() {
     int w = 0;
     int h = 0;
     ui::reference_size(&w, &h);
     return {0, 0, static_cast<float>(w), static_cast<float>(h)};
   }
-
-  std::string code_;
 };
 
-TEST_F(languages, fit_the_full_view) {
-  for (const bool collapsed : {false, true}) {
-    s_.collapsed = collapsed;
-    each([&] {
-      const ui::Layout& l = layout();
-      room("spectrum", 12, true, l.mute.x - 12 - l.spectrum.x - 14);
-      for (const char* key : {"power_on", "power_off"})
-        room(key, 10.5F, true, l.power.w - 44);
-      if (collapsed) return;
-      for (const char* key : {"hint_reset", "status_bypass"})
-        room(key, 12, false, l.hint.w);
-      room("preamp", 10.5F, false, 94);
-      room("device", 10.5F, false, l.device.w - 50);
-      room("device_follow", 14, false, l.device.w - 50);
-      for (const char* key : {"status_active", "status_bypass", "status_connecting"})
-        room(key, 12, false, l.status.w - 19);
-      for (const eq::PresetDef& preset : eq::kPresets)
-        room(preset.key, 14, false, l.presets.w - 50);
-      room("preset_custom", 14, false, l.presets.w - 50);
-    });
-  }
-}
-
-TEST_F(languages, fit_the_compact_strip) {
-  s_.compact = true;
-  each([&] {
-    for (const char* key : {"power_on", "power_off"})
-      room(key, 8, false, 56);
-  });
-}
-
-TEST_F(languages, fit_the_notes) {
+TEST_F(languages, fit_the_views_and_their_notes) {
   fakes::sound().status.setup_needed = true;
   frame(10);
-  for (const bool compact : {false, true}) {
-    s_.compact = compact;
-    each([&] {
-      const Rect& area = compact ? layout().bars : layout().spectrum;
-      for (const char* key : {"status_connecting", "status_no_server", "status_other_instance",
-                              "status_select_output", "status_setup_needed"}) {
-        const float text = gfx::text_width(i18n::T(key), 14, false);
-        const float width = std::min(text + 40, area.w - 40) - 32;
-        EXPECT_LE(gfx::wrapped_height(i18n::T(key), 14, width) + 18, view().h)
-            << code_ << " " << key;
-      }
-    });
-  }
+  const auto expect_notes = [](const Rect& area) {
+    for (const char* key : {"status_connecting", "status_no_server", "status_other_instance",
+                            "status_select_output", "status_setup_needed"}) {
+      const float width = std::min(gfx::text_width(i18n::T(key), 14, false) + 40, area.w - 40) - 32;
+      EXPECT_LE(height(width, 14, {i18n::T(key)}) + 18, view().h) << key;
+    }
+  };
+  each([&] {
+    const ui::Layout& l = layout();
+    room(l.mute.x - 12 - l.spectrum.x - 14, 12, true, {"spectrum"});
+    room(l.power.w - 44, 10.5F, true, {"power_on", "power_off"});
+    for (const eq::PresetDef& preset : eq::kPresets)
+      room(l.presets.w - 50, 14, false, {preset.key, "preset_custom"});
+    if (!s_.collapsed) {
+      room(l.hint.w, 12, false, {"hint_reset", "status_bypass"});
+      room(94, 10.5F, false, {"preamp"});
+      room(l.device.w - 50, 10.5F, false, {"device"});
+      room(l.device.w - 50, 14, false, {"device_follow"});
+      room(l.status.w - 19, 12, false, {"status_active", "status_bypass", "status_connecting"});
+    }
+    expect_notes(l.spectrum);
+    s_.compact = true;
+    paint();
+    room(56, 8, false, {"power_on", "power_off"});
+    expect_notes(l.bars);
+    s_.compact = false;
+  });
 }
 
 TEST_F(languages, fit_the_settings_panel) {
   ui::open_settings();
-  for (const bool collapsed : {false, true}) {
-    s_.collapsed = collapsed;
-    each([&] {
-      const ui::SettingsLayout& p = ui::state().panel;
-      within(view(), p.panel, "panel");
-      room("settings", 18, true, p.close.x - 12 - p.panel.x - 24);
-      for (const char* key : {"autostart", "eq_on_start", "on_top"})
-        room(key, 11, false, p.autostart.w - 56);
-      room("language", 11, false, p.language.w - 198);
-      room("language_auto", 13, false, 138);
-      room("appearance", 11, false, p.appearance.w - p.dark.w - p.light.w - 14);
-      for (const char* key : {"theme_dark", "theme_light"})
-        room(key, 10, true, p.dark.w - 10);
-      room("about_version", 12, false, p.about.w);
-
-      const std::string parts = std::string(i18n::T("third_party")) + " " +
-                                settings::seal_library() + " — CC0 / BSD-2-Clause";
-      float height = 8 + 1 + 8;
-      for (const std::string& text :
-           {std::string(i18n::T("about_tagline")), std::string(i18n::T("about_disclaimer_title")),
-            std::string(i18n::T("about_disclaimer")), parts}) {
-        height += gfx::wrapped_height(text, 9.5F, p.about.w);
-      }
-      EXPECT_LE(height, p.homepage.y - 6 - p.about.y - 46) << code_ << " about";
-    });
-  }
-}
-
-TEST_F(languages, fit_the_save_dialog) {
-  ui::open_save();
   each([&] {
-    const ui::DialogLayout& d = ui::state().save.layout;
-    within(d.card, d.save, "save");
-    within(d.card, d.cancel, "cancel");
-    room("save_preset", 17, true, d.name.w);
-    room("preset_name", 12, false, d.name.w);
-    for (const char* key : {"preset_overwrite", "preset_full"})
-      EXPECT_LE(gfx::wrapped_height(i18n::T(key), 12, d.name.w),
-                d.cancel.y - d.name.y - d.name.h - 8)
-          << code_ << " " << key;
-    const std::string proposal = ui::with_argument(i18n::T("preset_default_name"), "100");
-    EXPECT_LE(ui::count_chars(proposal), ui::kMaxName) << code_;
+    const ui::SettingsLayout& p = ui::state().panel;
+    within(view(), {p.panel});
+    room(p.close.x - 12 - p.panel.x - 24, 18, true, {"settings"});
+    room(p.autostart.w - 56, 11, false, {"autostart", "eq_on_start", "on_top"});
+    room(p.language.w - 198, 11, false, {"language"});
+    room(138, 13, false, {"language_auto"});
+    room(p.appearance.w - p.dark.w - p.light.w - 14, 11, false, {"appearance"});
+    room(p.dark.w - 10, 10, true, {"theme_dark", "theme_light"});
+    room(p.about.w, 12, false, {"about_version"});
+    const std::string parts = std::string(i18n::T("third_party")) + " " + settings::seal_library() +
+                              " — CC0 / BSD-2-Clause";
+    EXPECT_LE(height(p.about.w, 9.5F,
+                     {i18n::T("about_tagline"), i18n::T("about_disclaimer_title"),
+                      i18n::T("about_disclaimer"), parts}) +
+                  8 + 1 + 8,
+              p.homepage.y - 6 - p.about.y - 46);
   });
 }
 
-TEST_F(languages, fit_the_lists) {
+TEST_F(languages, fit_the_save_dialog_and_the_lists) {
   ui::open_presets();
   each([&] {
-    const ui::Popup& p = ui::state().popup;
-    within(view(), p.rect, "list");
-    for (const char* key : {"presets_builtin", "presets_user"})
-      room(key, 11, true, p.rect.w - 12 - 12);
+    const Rect list = Window::list().rect;
+    within(view(), {list});
+    room(list.w - 24, 11, true, {"presets_builtin", "presets_user"});
     for (const eq::PresetDef& preset : eq::kPresets)
-      room(preset.key, 13, false, p.rect.w - 74);
+      room(list.w - 74, 13, false, {preset.key});
+  });
+  ui::open_save();
+  each([&] {
+    const ui::DialogLayout& d = ui::state().save.layout;
+    within(d.card, {d.save, d.cancel});
+    room(d.name.w, 17, true, {"save_preset"});
+    room(d.name.w, 12, false, {"preset_name"});
+    for (const char* key : {"preset_overwrite", "preset_full"})
+      EXPECT_LE(height(d.name.w, 12, {i18n::T(key)}), d.cancel.y - d.name.y - d.name.h - 8) << key;
+    const std::string proposal = ui::with_argument(i18n::T("preset_default_name"), "100");
+    EXPECT_LE(ui::count_chars(proposal), ui::kMaxName);
   });
 }
 
 TEST_F(languages, fit_the_note_about_a_crash) {
   ui::set_crash_report("what happened");
-  for (const bool collapsed : {false, true}) {
-    s_.collapsed = collapsed;
-    each([&] {
-      const ui::CrashNote& c = ui::state().crash;
-      within(view(), c.card, "card");
-      within(c.card, c.send, "crash_send");
-      within(c.card, c.discard, "crash_discard");
-      room("crash_title", 13, true, c.card.w - 78);
-    });
-  }
+  each([&] {
+    const ui::CrashNote& c = ui::state().crash;
+    within(view(), {c.card});
+    within(c.card, {c.send, c.discard});
+    room(c.card.w - 78, 13, true, {"crash_title"});
+  });
 }
 
 }  // namespace
