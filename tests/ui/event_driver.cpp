@@ -43,25 +43,20 @@ gfx::Rect g_view;         // the logical window as last painted
 bool g_squeezed = false;  // it is smaller than the view's reference size
 bool g_current = false;   // nothing happened since
 
-void measure_view() {
-  const ui::View v = ui::view_for(fakes::desktop().w, fakes::desktop().h);
-  int w = 0;
-  int h = 0;
-  ui::reference_size(&w, &h);
-  g_view = {0, 0, std::floor(v.w), std::floor(v.h)};
-  g_squeezed = v.w < static_cast<float>(w) - 1 || v.h < static_cast<float>(h) - 1;
-}
-
 void paint(bool pixels) {
-  measure_view();
-  const auto w = static_cast<int>(g_view.w);
-  const auto h = static_cast<int>(g_view.h);
+  const ui::View v = ui::view_for(fakes::desktop.w, fakes::desktop.h);
+  int ref_w = 0;
+  int ref_h = 0;
+  ui::reference_size(&ref_w, &ref_h);
+  g_squeezed = v.w < static_cast<float>(ref_w) - 1 || v.h < static_cast<float>(ref_h) - 1;
+  g_view = {0, 0, std::floor(v.w), std::floor(v.h)};
+  g_current = true;
+  const auto w = static_cast<int>(v.w);
+  const auto h = static_cast<int>(v.h);
   std::unique_ptr<Canvas> canvas;
   if (pixels && w * h < 2'000'000) canvas = std::make_unique<Canvas>(w, h);
   ui::draw_base(w, h);
   ui::draw_overlay(w, h);
-  g_current = true;
-  if (!pixels) return;
   const ui::BarView bars = ui::bar_view();
   ui::paint_bars(ui::kLit, bars.bars.w, bars.bars.h, bars.compact);
   ui::paint_meters(ui::kPeak, bars.meters.w, bars.meters.h);
@@ -87,12 +82,12 @@ std::vector<gfx::Rect> targets() {
     return {p.autostart, p.eq_on_start, p.on_top, p.language, p.dark,
             p.light,     p.homepage,    p.report, p.close,    p.panel};
   }
+  if (g_settings.compact) return {l.power, l.mute, l.back, l.bars};
   std::vector<gfx::Rect> all = {l.power, l.presets,    l.presets,    l.save,
                                 l.save,  l.compact,    l.settings,   l.collapse,
                                 l.mute,  l.channel[0], l.channel[1], l.channel[2],
-                                l.flat,  l.device,     s.note_click, l.back};
+                                l.flat,  l.back,       l.device,     s.note_click};
   all.insert(all.end(), std::begin(l.slider), std::end(l.slider));
-  if (g_settings.compact) all = {l.power, l.mute, l.back, l.bars};
   return all;
 }
 
@@ -113,22 +108,13 @@ Point somewhere(Bytes* bytes) {
 }
 
 std::string typed(Bytes* bytes) {
-  const char* const known[] = {"a",
-                               " ",
-                               "ä",
-                               "€",
-                               "\U0001F600",
-                               "e\u0301",
-                               "\u202Eab\u202C",
-                               "\t",
-                               "\x7F",
-                               "more than the two and thirty that fit"};
+  const char* const known[] = {"a", " ", "ä€", "\U0001F600", "\u202Eab", "\x7F", "more than fits"};
   const unsigned kind = bytes->next();
   return kind % 3 == 0 ? bytes->text(8) : known[kind / 3 % std::size(known)];
 }
 
 void change_status(Bytes* bytes) {
-  audio::Status& s = fakes::sound().status;
+  audio::Status& s = fakes::sound.status;
   const unsigned bits = bytes->next();
   s.state = bits % 5 == 4 ? audio::kRunning : static_cast<std::int32_t>(bits % 5);
   s.select_output = (bits & 16U) != 0;
@@ -136,13 +122,13 @@ void change_status(Bytes* bytes) {
   s.permission_needed = (bits & 64U) != 0;
   s.target_label = bytes->text(6);
   s.follow = bytes->text(2);
-  fakes::sound().devices.clear();
+  fakes::sound.devices.clear();
   for (int n = bytes->below(4); n > 0; --n)
-    fakes::sound().devices.push_back({bytes->text(3), bytes->text(6)});
+    fakes::sound.devices.push_back({bytes->text(3), bytes->text(6)});
 }
 
 void change_sound(Bytes* bytes) {
-  fakes::Audio& s = fakes::sound();
+  fakes::Audio& s = fakes::sound;
   const float levels[] = {0, 1e-5F, 0.1F, 1, 4, NAN, INFINITY};
   s.has_sound = bytes->flag();
   s.left = levels[bytes->below(7)];
@@ -153,34 +139,25 @@ void change_sound(Bytes* bytes) {
 }
 
 void change_window(Bytes* bytes) {
-  fakes::Platform& d = fakes::desktop();
-  switch (bytes->below(8)) {
-    case 0:
-      ui::open_settings();
-      break;
-    case 1:
-      ui::set_compact(!g_settings.compact);
-      break;
-    case 2:
-      ui::set_crash_report(bytes->text(8));
-      break;
-    case 3: {
-      const float scales[] = {1, 1.25F, 1.5F, 2, 0, -1, 0.1F, NAN};
-      ui::set_pixel_scale(scales[bytes->below(8)]);
-      break;
-    }
-    case 4:
-      d.framed = !d.framed;
-      d.x = bytes->flag() ? -1 : bytes->below(256) - 50;
-      d.y = d.x;
-      break;
-    case 5:  // as large as the view likes it
-      ui::reference_size(&d.w, &d.h);
-      break;
-    default:
-      d.w = 8 * bytes->below(256);
-      d.h = 6 * bytes->below(256);
-      break;
+  const float scales[] = {1, 1.25F, 1.5F, 2, 0, -1, 0.1F, NAN};
+  fakes::Platform& d = fakes::desktop;
+  const int kind = bytes->below(8);
+  if (kind == 0) {
+    ui::open_settings();
+  } else if (kind == 1) {
+    ui::set_compact(!g_settings.compact);
+  } else if (kind == 2) {
+    ui::set_crash_report(bytes->text(8));
+  } else if (kind == 3) {
+    ui::set_pixel_scale(scales[bytes->below(8)]);
+  } else if (kind == 4) {
+    d.framed = !d.framed;
+    d.x = d.y = bytes->flag() ? -1 : bytes->below(256) - 50;
+  } else if (kind == 5) {  // as large as the view likes it
+    ui::reference_size(&d.w, &d.h);
+  } else {
+    d.w = 8 * bytes->below(256);
+    d.h = 6 * bytes->below(256);
   }
 }
 
@@ -210,7 +187,7 @@ void step(Bytes* bytes) {
     ui::on_text(typed(bytes));
   } else if (kind < 29) {
     const int times[] = {0, 1, 16, 16, 100, 700, 1300, 60000};
-    fakes::desktop().now += static_cast<std::uint64_t>(times[bytes->below(8)]);
+    fakes::desktop.now += static_cast<std::uint64_t>(times[bytes->below(8)]);
     ui::on_frame();
     if (ui::take_dirty()) paint(bytes->below(16) == 0);
   } else if (kind == 29) {
@@ -223,17 +200,17 @@ void step(Bytes* bytes) {
 }
 
 bool bounded(const eq::Curve& curve) {
-  for (int i = 0; i < ui::kGains; ++i) {
-    if (!(std::fabs(ui::gain_at(curve, i)) <= ui::kMaxGainDb)) return false;
-  }
-  return true;
+  bool all = true;
+  for (int i = 0; i < ui::kGains; ++i)
+    all = all && std::fabs(ui::gain_at(curve, i)) <= ui::kMaxGainDb;
+  return all;
 }
 
 bool same_bits(const eq::Curve& a, const eq::Curve& b) {
-  for (int i = 0; i < ui::kGains; ++i) {
-    if (ui::gain_at(a, i) != ui::gain_at(b, i)) return false;
-  }
-  return true;
+  bool all = true;
+  for (int i = 0; i < ui::kGains; ++i)
+    all = all && ui::gain_at(a, i) == ui::gain_at(b, i);
+  return all;
 }
 
 bool good_name(const std::string& name) {
@@ -245,11 +222,9 @@ bool good_name(const std::string& name) {
 bool nothing_outside() {
   const float x = g_view.w;
   const float y = g_view.h;
-  for (const auto& p : {Point{-1, 30}, Point{x * 0.5F, -1}, Point{x + 1, y * 0.5F},
-                        Point{x * 0.5F, y + 1}, Point{-1, -1}, Point{x + 1, y + 1}}) {
-    if (ui::cursor_at(p.x, p.y) != ui::kCursorArrow) return false;
-  }
-  return true;
+  const Point around[] = {{-1, 30}, {x / 2, -1}, {x + 1, y / 2}, {x / 2, y + 1}, {x + 1, y + 1}};
+  return std::all_of(std::begin(around), std::end(around),
+                     [](const Point& p) { return ui::cursor_at(p.x, p.y) == ui::kCursorArrow; });
 }
 
 const char* broken_preset_list() {
@@ -264,32 +239,25 @@ const char* broken_preset_list() {
   return nullptr;
 }
 
-const char* broken_layer() {
-  const ui::State& s = ui::state();
-  const auto rows = static_cast<int>(s.popup.rows.size());
-  if (s.save.open && s.popup.open) return "there is no list above the save dialog";
-  if (g_settings.compact && (s.settings_open || s.save.open)) return "the strip has no dialogs";
-  if (s.popup.open && s.popup.hover >= rows) return "the hovered row exists";
-  if (!good_name(s.save.name)) return "the name in the field is short, clean UTF-8";
-  return nullptr;
-}
-
 const char* broken() {
   const ui::State& s = ui::state();
-  const std::uint64_t now = fakes::desktop().now;
   if (s.settings != &g_settings || !s.attached) return "the settings stay attached";
   if (!bounded(g_settings.curve)) return "gains are within +/-12 dB";
-  if (!same_bits(g_settings.curve, fakes::sound().curve)) return "the engine has the curve shown";
-  if (g_settings.active != fakes::sound().active) return "the engine is on when the switch is";
+  if (!same_bits(g_settings.curve, fakes::sound.curve)) return "the engine has the curve shown";
+  if (g_settings.active != fakes::sound.active) return "the engine is on when the switch is";
   if (g_settings.channel < 0 || g_settings.channel > 2) return "the channel is 0 to 2";
-  if (s.save_at > now + 1200) return "settings are saved 1.2 s after a change at the latest";
+  if (s.save_at > fakes::desktop.now + 1200) return "changes are saved 1.2 s later at the latest";
   if (s.drag != 0 && !ui::is_slider(s.drag)) return "only sliders are dragged";
   if (s.drag != 0 && !g_settings.active) return "sliders stay put while the equalizer is off";
-  if (const char* what = broken_preset_list()) return what;
-  if (const char* what = broken_layer()) return what;
+  if (s.save.open && s.popup.open) return "there is no list above the save dialog";
+  if (g_settings.compact && (s.settings_open || s.save.open)) return "the strip has no dialogs";
+  if (s.popup.open && s.popup.hover >= static_cast<int>(s.popup.rows.size()))
+    return "the hovered row exists";
+  if (!good_name(s.save.name)) return "the name in the field is short, clean UTF-8";
   // The strip is moved by whatever is no button; a squeezed view is cut off.
   const bool edges = g_current && !g_squeezed && !g_settings.compact && s.drag == 0;
-  return !edges || nothing_outside() ? nullptr : "nothing outside the window is hit";
+  if (edges && !nothing_outside()) return "nothing outside the window is hit";
+  return broken_preset_list();
 }
 
 void begin(Bytes* bytes) {
@@ -305,9 +273,9 @@ void begin(Bytes* bytes) {
   g_settings.active = how % 8 != 3;
   for (unsigned i = how % 8 == 4 ? 99 : how % 4; i > 0; --i)
     g_settings.user_presets.push_back({std::to_string(i), {{static_cast<float>(i % 12)}, -3}});
-  fakes::sound().curve = g_settings.curve;
-  fakes::sound().active = g_settings.active;
-  fakes::sound().status.state = audio::kRunning;
+  fakes::sound.curve = g_settings.curve;
+  fakes::sound.active = g_settings.active;
+  fakes::sound.status.state = audio::kRunning;
   ui::state().crash = {};
   ui::set_pixel_scale(1);
   ui::init(&g_settings, false);
@@ -321,10 +289,10 @@ Outcome run(const std::uint8_t* data, std::size_t size) {
   begin(&bytes);
   Outcome outcome;
   while (!bytes.empty()) {
-    fakes::desktop().calls.clear();
+    fakes::desktop.calls.clear();
     step(&bytes);
     ++outcome.events;
-    const std::vector<std::string>& calls = fakes::desktop().calls;
+    const std::vector<std::string>& calls = fakes::desktop.calls;
     if (std::find(calls.begin(), calls.end(), "quit") != calls.end()) break;
     outcome.broken = broken();
     if (outcome.broken != nullptr) break;

@@ -7,39 +7,16 @@
 
 namespace {
 
-fakes::Audio g_sound;
-fakes::Platform g_desktop;
-fakes::CrashReports g_crash_reports;
+fakes::Audio& g_sound = fakes::sound;
+fakes::Platform& g_desktop = fakes::desktop;
 
-void note(std::string call, std::initializer_list<int> numbers) {
+void note(std::string call, std::initializer_list<int> numbers = {}) {
   for (const int n : numbers)
     call.append(" ").append(std::to_string(n));
   g_desktop.calls.push_back(std::move(call));
 }
 
 }  // namespace
-
-namespace fakes {
-
-Audio& sound() {
-  return g_sound;
-}
-
-Platform& desktop() {
-  return g_desktop;
-}
-
-CrashReports& crash_reports() {
-  return g_crash_reports;
-}
-
-void reset() {
-  g_sound = {};
-  g_desktop = {};
-  g_crash_reports = {};
-}
-
-}  // namespace fakes
 
 namespace audio {
 
@@ -52,7 +29,7 @@ void set_output(const std::string& name) {
 }
 
 void setup_devices() {
-  ++g_sound.set_ups;
+  note("setup_devices");
 }
 
 void set_mute(bool mute) {
@@ -79,9 +56,8 @@ std::vector<Device> devices() {
 bool tap(float* left, float* right, int n, float* rate, std::uint64_t* serial) {
   if (!g_sound.has_sound) return false;
   // A tone of 1 kHz at 48 kHz that starts anew with every block.
-  constexpr int kPeriod = 48;
   for (int i = 0; i < n; ++i) {
-    const float wave = i % kPeriod < kPeriod / 2 ? 1.0F : -1.0F;
+    const float wave = i % 48 < 24 ? 1.0F : -1.0F;
     left[i] = wave * g_sound.left;
     right[i] = wave * g_sound.right;
   }
@@ -126,7 +102,7 @@ void resize_window(int w, int h, int min_w, int min_h) {
 }
 
 void quit() {
-  note("quit", {});
+  note("quit");
 }
 
 bool compact_framed() {
@@ -134,7 +110,7 @@ bool compact_framed() {
 }
 
 void open_uri(const std::string& address) {
-  note("open_uri " + address, {});
+  note("open_uri " + address);
 }
 
 }  // namespace platform
@@ -142,11 +118,11 @@ void open_uri(const std::string& address) {
 namespace crash_handler {
 
 void send_report() {
-  ++g_crash_reports.sent;
+  note("send_report");
 }
 
 void clear_report() {
-  ++g_crash_reports.cleared;
+  note("clear_report");
 }
 
 }  // namespace crash_handler

@@ -24,7 +24,6 @@ struct Audio {
   bool active = false;
   std::string output = "(never set)";
   std::string restore_hint;
-  int set_ups = 0;
 };
 
 struct Platform {
@@ -33,19 +32,16 @@ struct Platform {
   int w = 960, h = 640;
   bool framed = false;
 
-  std::vector<std::string> calls;  // such as "set_compact 1 0", in order
+  std::vector<std::string> calls;  // such as "set_compact 1 0" and "send_report", in order
 };
 
-struct CrashReports {
-  int sent = 0;
-  int cleared = 0;
-};
-
-Audio& sound();
-Platform& desktop();
-CrashReports& crash_reports();
+inline Audio sound;
+inline Platform desktop;
 
 // Everything as at the start.
-void reset();
+inline void reset() {
+  sound = {};
+  desktop = {};
+}
 
 }  // namespace fakes

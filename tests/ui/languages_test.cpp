@@ -51,7 +51,7 @@ class languages : public Window {
 };
 
 TEST_F(languages, fit_the_views_and_their_notes) {
-  fakes::sound().status.setup_needed = true;
+  fakes::sound.status.setup_needed = true;
   frame(10);
   const auto expect_notes = [](const Rect& area) {
     for (const char* key : {"status_connecting", "status_no_server", "status_other_instance",

@@ -83,7 +83,7 @@ TEST_F(layout, compact_view_is_hit_where_its_table_says) {
   EXPECT_EQ(code_at(200, 80), ui::kHitBody);
   EXPECT_EQ(ui::cursor_at(200, 80), ui::kCursorMove);
   EXPECT_TRUE(ui::bar_view().compact);
-  fakes::desktop().framed = true;  // a frame takes the place of the close button
+  fakes::desktop.framed = true;  // a frame takes the place of the close button
   paint();
   expect_regions({{{380, 6, 30, 24}, ui::kHitBack}, {{344, 6, 30, 24}, ui::kHitMute}});
   EXPECT_EQ(code_at(415, 15), ui::kHitBody);

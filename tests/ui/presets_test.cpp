@@ -121,7 +121,7 @@ TEST_F(presets, long_list_scrolls_within_its_ends_and_stays_within_the_window) {
   press(layout().presets);
   EXPECT_EQ(list().first, last) << "the chosen row is in sight";
   ui::on_key(ui::Key::Escape);
-  fakes::sound().devices.assign(20, {"sink", "Speakers"});
+  fakes::sound.devices.assign(20, {"sink", "Speakers"});
   for (const gfx::Rect ui::Layout::*button : {&ui::Layout::presets, &ui::Layout::device}) {
     paint(960, 900);
     press(layout().*button);
@@ -240,7 +240,7 @@ TEST_F(presets, dialog_is_all_that_can_be_hit) {
 }
 
 TEST_F(presets, caret_blinks_while_the_dialog_is_open) {
-  fakes::desktop().now = 106'000;
+  fakes::desktop.now = 106'000;
   press(layout().save);
   frame(0);
   EXPECT_TRUE(ui::state().caret_on);

@@ -14,12 +14,12 @@ class sliders : public Window {
   float x(int i = kBand) const { return layout().slider[i].x + 20; }
   static float knob(float gain_db) { return kMiddle - gain_db * kPerDb; }
   float& gain() { return s_.curve.gain[kBand]; }
-  float heard() const { return fakes::sound().curve.gain[kBand]; }
+  float heard() const { return fakes::sound.curve.gain[kBand]; }
 };
 
 TEST_F(sliders, follow_the_pointer_in_steps_of_half_a_decibel_and_are_written_once) {
   ui::on_mouse_down(x(), kMiddle);
-  const int pushed_before = fakes::sound().curves;
+  const int pushed_before = fakes::sound.curves;
   int changes = 0;
   float last = 0;
   for (int dy = 1; dy <= 60; ++dy) {
@@ -31,7 +31,7 @@ TEST_F(sliders, follow_the_pointer_in_steps_of_half_a_decibel_and_are_written_on
     frame(150);
     EXPECT_FALSE(saved()) << dy;
   }
-  EXPECT_EQ(fakes::sound().curves - pushed_before, changes);
+  EXPECT_EQ(fakes::sound.curves - pushed_before, changes);
   ui::on_mouse_move(x(), -1000);
   EXPECT_EQ(gain(), 12);
   ui::on_mouse_move(x(), 5000);
@@ -86,8 +86,8 @@ TEST_F(sliders, return_to_zero_on_a_double_click) {
 TEST_F(sliders, ignore_all_input_while_the_equalizer_is_off) {
   gain() = 4;
   press(layout().power);
-  EXPECT_FALSE(s_.active || fakes::sound().active);
-  const int pushed = fakes::sound().curves;
+  EXPECT_FALSE(s_.active || fakes::sound.active);
+  const int pushed = fakes::sound.curves;
   press(x(), knob(-6));
   ui::on_wheel(x(), 400, -1);
   ui::on_double_click(x(), 400);
@@ -96,12 +96,12 @@ TEST_F(sliders, ignore_all_input_while_the_equalizer_is_off) {
     press(r);
   }
   EXPECT_EQ(gain(), 4);
-  EXPECT_EQ(fakes::sound().curves, pushed);
+  EXPECT_EQ(fakes::sound.curves, pushed);
   EXPECT_FALSE(list().open || ui::state().save.open || ui::state().glide.running);
   for (const gfx::Rect& r : {layout().mute, layout().compact, layout().settings})
     EXPECT_NE(code_at(r), ui::kHitNone);
   press(layout().power);
-  EXPECT_TRUE(s_.active && fakes::sound().active);
+  EXPECT_TRUE(s_.active && fakes::sound.active);
 }
 
 // ---- Glides
@@ -124,17 +124,17 @@ TEST_F(glide, moves_band_after_band_and_ends_after_800_ms) {
   EXPECT_TRUE(frame(28));
   EXPECT_GT(s_.curve.gain[0], 0);
   EXPECT_EQ(s_.curve.gain[1], 0);
-  EXPECT_FLOAT_EQ(fakes::sound().curve.gain[0], s_.curve.gain[0]);
+  EXPECT_FLOAT_EQ(fakes::sound.curve.gain[0], s_.curve.gain[0]);
   frame(28 + 260 - 56);  // band 0 is half way in time: u = -1/2
   EXPECT_NEAR(s_.curve.gain[0], 7 * (1 + 0.25F * (1.2F - 1.1F)), 1e-4F);
   frame(520 - 28 - 260);
   EXPECT_FLOAT_EQ(s_.curve.preamp, -4);
   EXPECT_TRUE(frame(799 - 520));
   EXPECT_TRUE(ui::state().glide.running);
-  const int pushed = fakes::sound().curves;
+  const int pushed = fakes::sound.curves;
   EXPECT_FALSE(frame(1));
-  EXPECT_EQ(fakes::sound().curves, pushed + 1);
-  EXPECT_TRUE(eq::same(s_.curve, target) && eq::same(fakes::sound().curve, target));
+  EXPECT_EQ(fakes::sound.curves, pushed + 1);
+  EXPECT_TRUE(eq::same(s_.curve, target) && eq::same(fakes::sound.curve, target));
   EXPECT_TRUE(saved_in_time());
 }
 

@@ -19,7 +19,7 @@ class Window : public testing::Test {
  protected:
   Window() {
     fakes::reset();
-    fakes::sound().status.state = audio::kRunning;
+    fakes::sound.status.state = audio::kRunning;
     std::filesystem::create_directories(home_.config());
     gfx::init(nullptr);
     i18n::set_language("en");
@@ -51,7 +51,7 @@ class Window : public testing::Test {
 
   // A frame some time later.
   static bool frame(std::uint64_t after_ms) {
-    fakes::desktop().now += after_ms;
+    fakes::desktop.now += after_ms;
     return ui::on_frame();
   }
 
@@ -96,7 +96,7 @@ class Window : public testing::Test {
     return !early && saved();
   }
   static const ui::Popup& list() { return ui::state().popup; }
-  static std::vector<std::string> calls() { return std::exchange(fakes::desktop().calls, {}); }
+  static std::vector<std::string> calls() { return std::exchange(fakes::desktop.calls, {}); }
 
   Home home_;
   Settings s_;
