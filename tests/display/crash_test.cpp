@@ -12,6 +12,7 @@
 namespace display_test {
 namespace {
 
+using std::string_literals::operator""s;
 using testing::HasSubstr;
 
 // The buttons of the note at the window's first size.
@@ -34,6 +35,13 @@ class Crash : public DisplayTest {
     }
     FAIL() << "no thread " << thread;
   }
+  // A run that ends by this signal.
+  std::unique_ptr<VelmoraProcess> crashed(int number) {
+    auto program = start();
+    program->signal(number);
+    EXPECT_TRUE(program->wait(kPatience).has_value());
+    return program;
+  }
   std::string file(const VelmoraProcess& program, const char* name) {
     return read_file(program.config_home() / "Velmora" / name);
   }
@@ -53,24 +61,16 @@ TEST_F(Crash, on_any_thread_gives_the_sound_back_and_leaves_a_report) {
     EXPECT_TRUE(sound_system_as_before());
     const std::string report = file(*program, "crash_report.txt");
     EXPECT_THAT(report, testing::StartsWith("=== Velmora crash report ===\nVersion: 1.0.2"));
-    const std::string parts[] = {std::string("Signal: ") + name,
-                                 "/Velmora(",
-                                 "\n--- Graphics ---\n",
-                                 "renderer software",
-                                 "\n--- Audio ---\nServer ",
-                                 "\n--- System ---\nOS: ",
-                                 kFirstFrame,
-                                 "/Velmora.log\n=== end of report ===\n"};
-    for (const std::string& part : parts)
+    for (const std::string& part :
+         {std::string("Signal: ") + name, "/Velmora("s, "\n--- Graphics ---\n"s,
+          "renderer software"s, "\n--- Audio ---\nServer "s, "\n--- System ---\nOS: "s,
+          std::string(kFirstFrame), "/Velmora.log\n=== end of report ===\n"s})
       EXPECT_THAT(report, HasSubstr(part));
   }
 }
 
 TEST_F(Crash, the_next_starts_ask_until_the_report_is_discarded) {
-  auto first = start();
-  first->signal(SIGSEGV);
-  ASSERT_TRUE(first->wait(kPatience).has_value());
-  const std::string crashed_log = first->log();
+  const std::string crashed_log = crashed(SIGSEGV)->log();
   for (const char* const view : {"--compact", "--no-takeover"}) {
     // Only the full view has room for the question, so that is what opens.
     auto asking = start({view});
@@ -101,10 +101,7 @@ TEST_F(Crash, one_click_opens_a_mail_with_everything_attached) {
   std::filesystem::permissions(bin.path() / "xdg-email", std::filesystem::perms::owner_all);
   const std::string path = std::string(getenv("PATH"));
   setenv("PATH", (bin.path().string() + ":" + path).c_str(), 1);
-  auto first = start();
-  first->signal(SIGILL);
-  ASSERT_TRUE(first->wait(kPatience).has_value());
-  const std::string report = file(*first, "crash_report.txt");
+  const std::string report = file(*crashed(SIGILL), "crash_report.txt");
   auto asking = start();
   EXPECT_TRUE(asking->wait_for_log(kFound, kPatience));
   const Window window(screen());

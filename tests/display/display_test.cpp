@@ -107,6 +107,10 @@ testing::AssertionResult DisplayTest::sound_system_as_before() {
   });
 }
 
+testing::AssertionResult DisplayTest::in_the_sound(const std::string& sink) {
+  return eventually(sink + " is the default", [&] { return client().default_sink() == sink; });
+}
+
 testing::AssertionResult DisplayTest::has_size(const Window& window, Extent size) {
   return eventually("the window has its size", [&](std::string& seen) {
     const Extent now = window.size();

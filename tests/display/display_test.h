@@ -28,7 +28,6 @@ inline constexpr ExitStatus kOk{.code = 0, .signal = 0};
 inline constexpr const char* kFirstFrame = "First frame after ";
 
 // The full view at its first size, 960 x 640.
-inline constexpr Spot kPower{504, 35};
 inline constexpr Spot kPresets{682, 35};
 inline constexpr Spot kSave{819, 35};
 inline constexpr Spot kCompact{871, 35};
@@ -41,6 +40,7 @@ inline constexpr Spot kBelowPresets{690, 65};
 inline constexpr Spot kAutostart{447, 242};  // in the settings panel
 // The compact view.
 inline constexpr Spot kMiniMute{327, 18};
+inline constexpr Spot kMiniPower{32, 64};
 inline constexpr Spot kMiniBody{180, 70};
 inline constexpr Extent kMini{420, 132};
 
@@ -72,6 +72,8 @@ class DisplayTest : public testing::Test {
   // What of a tone of `kPlayedDb` arrives at "speakers" while this curve is in force.
   testing::AssertionResult hears(const eq::Curve& curve);
   testing::AssertionResult sound_system_as_before();
+  // The sound goes to this device: "velmora" while it takes its way through the program.
+  testing::AssertionResult in_the_sound(const std::string& sink);
   static testing::AssertionResult has_size(const Window& window, Extent size);
 
   SoundServer& server() { return *server_; }

@@ -8,16 +8,7 @@
 namespace display_test {
 namespace {
 
-class Lifecycle : public DisplayTest {
- protected:
-  // Starts the program and waits until the sound takes its way through it.
-  std::unique_ptr<VelmoraProcess> start_in_the_sound() {
-    auto program = start();
-    EXPECT_TRUE(eventually("our sink is the default",
-                           [&] { return client().default_sink() == "velmora"; }));
-    return program;
-  }
-};
+using Lifecycle = DisplayTest;
 
 TEST_F(Lifecycle, a_second_start_brings_the_minimised_window_back) {
   auto program = start();
@@ -32,26 +23,24 @@ TEST_F(Lifecycle, a_second_start_brings_the_minimised_window_back) {
   EXPECT_TRUE(program->running());
 }
 
-TEST_F(Lifecycle, closing_the_window_ends_the_program_and_gives_the_sound_back) {
-  auto program = start_in_the_sound();
-  const Window window(screen());
-  window.key("alt+F4");
-  EXPECT_EQ(program->wait(kPatience), kOk);
-  EXPECT_TRUE(sound_system_as_before());
-  EXPECT_THAT(program->log(), testing::EndsWith("Quit\n"));
-}
-
-TEST_F(Lifecycle, a_minimised_window_can_be_ended_too) {
-  auto program = start_in_the_sound();
-  const Window window(screen());
-  window.minimise();
-  EXPECT_TRUE(program->wait_for_log("Window not visible - display paused", kPatience));
-  EXPECT_EQ(program->stop(), kOk);
-  EXPECT_TRUE(sound_system_as_before());
-}
-
-TEST_F(Lifecycle, a_lost_screen_ends_the_program_and_gives_the_sound_back) {
-  auto program = start_in_the_sound();
+TEST_F(Lifecycle, however_the_program_ends_it_gives_the_sound_back) {
+  for (const bool closed : {true, false}) {
+    auto program = start();
+    EXPECT_TRUE(in_the_sound("velmora"));
+    const Window window(screen());
+    if (closed) {
+      window.key("alt+F4");
+      EXPECT_EQ(program->wait(kPatience), kOk);
+    } else {
+      window.minimise();
+      EXPECT_TRUE(program->wait_for_log("Window not visible - display paused", kPatience));
+      EXPECT_EQ(program->stop(), kOk);
+    }
+    EXPECT_TRUE(sound_system_as_before());
+    EXPECT_THAT(program->log(), testing::EndsWith("Quit\n"));
+  }
+  auto program = start();
+  EXPECT_TRUE(in_the_sound("velmora"));
   screen().crash();
   const auto status = program->wait(kPatience);
   ASSERT_TRUE(status.has_value());
@@ -78,8 +67,7 @@ TEST_F(Lifecycle, the_panels_switch_makes_a_session_start_the_program) {
   EXPECT_EQ(launcher.wait(kPatience), kOk) << launcher.output();
   const Window started(screen());
   const pid_t pid = std::stoi(read_file(config / "Velmora/Velmora.lock"));
-  EXPECT_TRUE(eventually("the sound takes its way through it",
-                         [&] { return client().default_sink() == "velmora"; }));
+  EXPECT_TRUE(in_the_sound("velmora"));
   ASSERT_EQ(kill(pid, SIGTERM), 0);
   EXPECT_TRUE(sound_system_as_before());
   EXPECT_TRUE(eventually("it is gone", [&] { return kill(pid, 0) != 0; }));

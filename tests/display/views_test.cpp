@@ -7,9 +7,9 @@
 namespace display_test {
 namespace {
 
-class Views : public DisplayTest {};
+using Views = DisplayTest;
 
-TEST_F(Views, the_window_says_what_it_is_and_shows_a_picture) {
+TEST_F(Views, the_window_says_what_it_is_folds_and_keeps_its_shape) {
   auto program = start();
   const Window window(screen());  // of the class "velmora"
   EXPECT_EQ(window.title(), "Velmora");
@@ -20,20 +20,19 @@ TEST_F(Views, the_window_says_what_it_is_and_shows_a_picture) {
   // Dark and light are told apart by the plain background.
   const Spot background{430, 10};
   const std::uint32_t dark = window.pixel(background);
+  window.click(kCollapse);
+  EXPECT_TRUE(has_size(window, kCollapsed));
+  window.click(kCollapsedCollapse);
+  EXPECT_TRUE(has_size(window, kFull));
+  // As under a window manager that does not care for shapes.
+  screen().run({"xprop", "-id", window.id(), "-remove", "WM_NORMAL_HINTS"});
+  window.resize({1200, 640});
+  EXPECT_TRUE(has_size(window, {1200, 800}));
   program->stop();
   program = start({"--theme", "light"});
   const Window again(screen());
   EXPECT_TRUE(eventually("the background is light",
                          [&] { return (again.pixel(background) & 0xff) > (dark & 0xff) + 0x60; }));
-}
-
-TEST_F(Views, the_sliders_fold_away_and_the_window_with_them) {
-  auto program = start();
-  const Window window(screen());
-  window.click(kCollapse);
-  EXPECT_TRUE(has_size(window, kCollapsed));
-  window.click(kCollapsedCollapse);
-  EXPECT_TRUE(has_size(window, kFull));
 }
 
 TEST_F(Views, compact_and_full_view_find_their_places_again) {
@@ -100,15 +99,6 @@ TEST_F(Views, no_saved_place_or_size_loses_the_window) {
           << (compact ? "compact, " : "full, ") << "saved size " << size;
     }
   }
-}
-
-TEST_F(Views, a_window_pulled_out_of_shape_gets_its_shape_back) {
-  auto program = start();
-  const Window window(screen());
-  // As under a window manager that does not care for shapes.
-  screen().run({"xprop", "-id", window.id(), "-remove", "WM_NORMAL_HINTS"});
-  window.resize({1200, 640});
-  EXPECT_TRUE(has_size(window, {1200, 800}));
 }
 
 }  // namespace
