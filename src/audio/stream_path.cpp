@@ -221,6 +221,12 @@ void dismiss(pa_operation* op) {
   if (op != nullptr) pa_operation_unref(op);
 }
 
+void set_fragments(pa_usec_t us) {
+  pa_buffer_attr buffers = default_buffers();
+  buffers.fragsize = bytes_of(us);
+  dismiss(pa_stream_set_buffer_attr(g_rec, &buffers, nullptr, nullptr));
+}
+
 // A stream that plays silence for ever would keep the device awake for ever. What is still in it is
 // silence, and would be heard before the first sound.
 void let_device_sleep() {
@@ -229,20 +235,23 @@ void let_device_sleep() {
   dismiss(pa_stream_flush(g_play, nullptr, nullptr));
 }
 
-void wake_device() {
-  if (!std::exchange(g_play_sleeps, false)) return;
+// Whether it slept.
+bool wake_device() {
+  if (!std::exchange(g_play_sleeps, false)) return false;
   g_cushion.restart();
   g_stretch.restart();
   g_drift.restart();
   g_queue.known = false;
   dismiss(pa_stream_cork(g_play, 0, nullptr, nullptr));
+  return true;
 }
 
 bool nothing_to_hear() {
   return g_silent_pieces >= kResetAfterSilentPieces;
 }
 
-void play(std::span<float> samples) {
+// `more` samples of the same fragment follow at once.
+void play(std::span<float> samples, std::size_t more) {
   if (g_play == nullptr || pa_stream_get_state(g_play) != PA_STREAM_READY ||
       !is_on(g_play, g_play_sink))
     return;
@@ -250,8 +259,8 @@ void play(std::span<float> samples) {
     let_device_sleep();
     return;
   }
-  wake_device();
-  const std::int64_t queue = queue_us();
+  // What comes with the first sound fills the cushion as well as silence would.
+  const std::int64_t queue = wake_device() ? us_of(more * sizeof(float)) : queue_us();
   const Cushion::Output out = g_cushion.shape(samples, queue);
   if (out.dropped) {
     g_dropped += samples.size_bytes();
@@ -274,8 +283,8 @@ void take_fragment(const float* samples, std::size_t count) {
     std::copy_n(samples + at, n, piece.begin());
     equalize(piece);
     push_tap(piece);
-    play(piece);
     at += n;
+    play(piece, count - at);
   }
 }
 
@@ -287,9 +296,7 @@ void pace_spectrum(std::span<const float> samples) {
   const bool idly = g_watched_silence >= kIdleAfterFrames;
   if (idly == g_watching_idly) return;
   g_watching_idly = idly;
-  pa_buffer_attr buffers = default_buffers();
-  buffers.fragsize = bytes_of(idly ? kIdleFragmentUs : kFragmentUs);
-  dismiss(pa_stream_set_buffer_attr(g_rec, &buffers, nullptr, nullptr));
+  set_fragments(idly ? kIdleFragmentUs : kFragmentUs);
 }
 
 void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {

@@ -1,4 +1,6 @@
 // With nothing playing, the real device may sleep; the first sound wakes it.
+#include <algorithm>
+
 #include "engine_test.h"
 
 namespace engine_test {
@@ -9,8 +11,7 @@ class Sleep : public testing::TestWithParam<ServerKind> {
   void SetUp() override { require_programs(GetParam()); }
 };
 
-INSTANTIATE_TEST_SUITE_P(On, Sleep,
-                         testing::Values(ServerKind::kPulseAudio, ServerKind::kPipeWire),
+INSTANTIATE_TEST_SUITE_P(On, Sleep, testing::Values(ServerKind::kPulseAudio, ServerKind::kPipeWire),
                          [](const auto& param) { return name_of(param.param); });
 
 TEST_P(Sleep, the_device_sleeps_in_silence_and_the_first_sound_wakes_it) {
@@ -25,8 +26,7 @@ TEST_P(Sleep, the_device_sleeps_in_silence_and_the_first_sound_wakes_it) {
       const auto sink = client.sink("speakers");
       seen = "default " + client.default_sink() + ", state " +
              std::to_string(sink.has_value() ? sink->state : -1);
-      return client.default_sink() == kSink && sink.has_value() &&
-             sink->state == PA_SINK_SUSPENDED;
+      return client.default_sink() == kSink && sink.has_value() && sink->state == PA_SINK_SUSPENDED;
     }));
     TonePlayer music(server.address(), sines({{1000, -20}}));
     EXPECT_TRUE(wait_until("the tone is heard", kPatience, [&](std::string& seen) {
@@ -38,6 +38,47 @@ TEST_P(Sleep, the_device_sleeps_in_silence_and_the_first_sound_wakes_it) {
     }));
   }
   EXPECT_EQ(program.count_in_log("underrun"), 0);
+}
+
+// A ramp tells for each of its samples when it was played.
+TEST_P(Sleep, the_first_sound_is_heard_from_its_beginning) {
+  SoundServer server(GetParam());
+  server.start();
+  PulseClient client(server.address());
+  VelmoraOptions options;
+  options.arguments = {"--preset", "flat"};
+  VelmoraProcess program(server, options);
+  for (const bool asleep : {false, true}) {
+    ASSERT_TRUE(wait_until(asleep ? "our stream sleeps" : "our stream plays", 40s, [&] {
+      const auto streams = client.sink_inputs_of(kOurs);
+      return streams.size() == 1 && streams[0].corked == asleep;
+    }));
+  }
+  constexpr double kStart = 0.1;
+  constexpr double kPerFrame = 0.5 / (2 * kRate);
+  Recorder recorder(server.address(), "speakers.monitor");
+  TonePlayer ramp(server.address(), [](std::uint64_t first, std::span<float> frames) {
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+      const double at = static_cast<double>(first + i / 2);
+      frames[i] = at < 2 * kRate ? static_cast<float>(kStart + kPerFrame * at) : 0.0F;
+    }
+  });
+  std::vector<float> heard;
+  ASSERT_TRUE(wait_until("the ramp has been heard", kPatience, [&] {
+    heard = recorder.window(0, recorder.frames()).left;
+    return std::ranges::any_of(heard, [](float x) { return x > 0.58F; });
+  }));
+  const auto first = std::ranges::find_if(heard, [](float x) { return x > 0.05F; });
+  constexpr double kFewMs = 0.006 * kRate * kPerFrame;
+  EXPECT_LT(*first, kStart + kFewMs);
+  // Nor is anything missing right behind it, while the queue finds its length. What a busy server
+  // leaves out shows as zeros.
+  constexpr int kStep = kRate / 100;
+  for (int step = 1; step < 10; ++step) {
+    const auto at = first + step * kStep;
+    if (std::find(at, at + kStep + 1, 0.0F) != at + kStep + 1) break;
+    EXPECT_NEAR(at[kStep] - at[0], kStep * kPerFrame, kFewMs) << step * 10 << " ms";
+  }
 }
 
 }  // namespace
