@@ -5,7 +5,18 @@
 namespace display_test {
 namespace {
 
-using Input = DisplayTest;
+constexpr Spot kSave{819, 35};
+// In the compact view.
+constexpr Spot kMiniMute{327, 18};
+constexpr Spot kMiniPower{32, 64};
+
+class Input : public DisplayTest {
+ protected:
+  void choose_preset(const Window& window, int row) {
+    click_and_see(window, kPresets, kBelowPresets);
+    click_and_see(window, preset_row(row), kBelowPresets);
+  }
+};
 
 eq::Curve flat_with(int band, float gain_db) {
   eq::Curve curve;
@@ -21,7 +32,7 @@ TEST_F(Input, a_dragged_slider_is_heard_and_remembered) {
     window.drag(knob(5, 0), knob(5, 6));
     EXPECT_TRUE(hears(flat_with(5, 6)));
     EXPECT_TRUE(eventually("the new gain is in the file without any further doing",
-                           [&] { return eq::same(saved().curve, flat_with(5, 6)); }));
+                           [&] { return eq::same(settings::load().curve, flat_with(5, 6)); }));
     window.wheel(knob(5, 6), -4);
     EXPECT_TRUE(hears(flat_with(5, 4)));
     EXPECT_EQ(program->stop(), kOk);  // long before the delay of saving is over
@@ -38,25 +49,25 @@ TEST_F(Input, a_chosen_preset_is_heard_and_can_be_kept_under_a_name) {
   {
     auto program = start({"--preset", "flat"});
     const Window window(screen());
-    choose_preset(window, builtin_row("preset_rock"));
+    choose_preset(window, 1 + eq::find_preset("preset_rock"));
     EXPECT_TRUE(hears(rock));
     click_and_see(window, kSave, kBelowPresets);
     window.type("Evening 2");
     click_and_see(window, kBelowPresets, kBelowPresets);
-    EXPECT_TRUE(saved().user_presets.empty()) << "a press beside the dialog cancels it";
+    EXPECT_TRUE(settings::load().user_presets.empty()) << "a press beside the dialog cancels it";
     click_and_see(window, kSave, kBelowPresets);
     window.type("Evening 2");
     window.key("Return");
     EXPECT_TRUE(eventually("the preset is in the file", [&](std::string& seen) {
-      seen = saved().preset;
+      seen = settings::load().preset;
       return seen == "u:Evening 2";
     }));
   }
   auto program = start();
   const Window window(screen());
-  choose_preset(window, builtin_row("preset_flat"));
+  choose_preset(window, 1 + eq::find_preset("preset_flat"));
   EXPECT_TRUE(hears(eq::Curve{}));
-  choose_preset(window, preset_row(eq::kPresetCount + 2));  // below both headings
+  choose_preset(window, eq::kPresetCount + 2);  // below both headings
   EXPECT_TRUE(hears(rock));
 }
 

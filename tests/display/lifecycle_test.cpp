@@ -55,7 +55,7 @@ TEST_F(Lifecycle, the_panels_switch_makes_a_session_start_the_program) {
       server().directory() / "home/.config/autostart/Velmora.desktop";
   auto program = start({"--settings"});
   const std::filesystem::path config = program->config_home();
-  Window(screen()).click(kAutostart);
+  Window(screen()).click({447, 242});
   ASSERT_TRUE(eventually("there is an entry", [&] { return std::filesystem::exists(entry); }));
   EXPECT_EQ(program->stop(), kOk);
   EXPECT_EQ(screen().run({"desktop-file-validate", entry}), "");
