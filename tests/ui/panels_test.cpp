@@ -58,19 +58,16 @@ TEST_F(panel, language_is_chosen_from_the_list_and_applies_at_once) {
   ASSERT_EQ(list().rows.size(), 1 + i18n::languages().size());
   EXPECT_EQ(list().rows[0].text, i18n::T("language_auto"));
   EXPECT_EQ(list().rows[1].text, i18n::languages()[0].name);
-  const int german = row_with("de");
-  ui::on_wheel(0, 0, 1000);
-  ui::on_wheel(0, 0, german - list().first);
-  paint();
-  press(row(german));
-  EXPECT_EQ(s_.language, "de");
-  EXPECT_EQ(i18n::effective_language(), "de");
-  EXPECT_TRUE(saved_in_time());
-  press(rows().language);
-  ui::on_wheel(0, 0, -1000);
-  paint();
-  press(row(0));
-  EXPECT_EQ(s_.language, "auto");
+  for (const char* code : {"de", "auto"}) {
+    const int wanted = row_with(code);
+    ui::on_wheel(0, 0, wanted - list().first);
+    paint();
+    press(row(wanted));
+    EXPECT_EQ(s_.language, code);
+    EXPECT_EQ(i18n::language(), code);
+    EXPECT_TRUE(saved_in_time());
+    press(rows().language);
+  }
 }
 
 TEST_F(panel, covers_the_view_and_is_closed_after_what_lies_above_it) {
@@ -124,14 +121,13 @@ TEST_F(views, device_is_chosen_from_the_list) {
   EXPECT_EQ(list().rows[0].text, i18n::T("device_follow"));
   EXPECT_EQ(list().rows[2].text, "Head phones");
   EXPECT_TRUE(list().rows[2].chosen);
-  press(row(1));
-  EXPECT_EQ(s_.output, "sink.a");
-  EXPECT_EQ(fakes::sound.output, "sink.a");
-  press(layout().device);
-  press(row(0));
-  EXPECT_EQ(s_.output, "");
-  EXPECT_EQ(fakes::sound.output, "");
-  EXPECT_TRUE(saved_in_time());
+  for (const auto& [i, name] : {std::pair{1, "sink.a"}, {0, ""}}) {
+    press(row(i));
+    EXPECT_EQ(s_.output, name);
+    EXPECT_EQ(fakes::sound.output, name);
+    EXPECT_TRUE(saved_in_time());
+    press(layout().device);
+  }
 }
 
 TEST_F(views, compact_window_opens_at_the_full_ones_corner_once) {
@@ -140,19 +136,12 @@ TEST_F(views, compact_window_opens_at_the_full_ones_corner_once) {
   };
   move(300, 40, 1000, 640);
   press(layout().compact);
-  EXPECT_TRUE(s_.compact);
   EXPECT_EQ(calls(), Calls{"set_compact 1 1"});
-  EXPECT_EQ(s_.win_w, 1000);
-  EXPECT_EQ(s_.win_h, 640);
-  EXPECT_EQ(s_.mini_x, 300 + 1000 - 420);
-  EXPECT_EQ(s_.mini_y, 40);
+  EXPECT_EQ(std::tie(s_.win_w, s_.win_h, s_.mini_x, s_.mini_y), std::tuple(1000, 640, 880, 40));
   move(7, 8, 420, 132);
   ui::on_double_click(200, 80);
-  EXPECT_FALSE(s_.compact);
   EXPECT_EQ(calls(), Calls{"set_compact 0 1"});
-  EXPECT_EQ(s_.mini_x, 7);
-  EXPECT_EQ(s_.mini_y, 8);
-  EXPECT_EQ(s_.win_x, 300);
+  EXPECT_EQ(std::tie(s_.win_x, s_.mini_x, s_.mini_y), std::tuple(300, 7, 8));
   paint();
   move(500, 40, 1000, 640);
   press(layout().compact);
@@ -163,29 +152,32 @@ TEST_F(views, compact_window_opens_at_the_full_ones_corner_once) {
 }
 
 TEST_F(views, unknown_position_is_neither_stored_nor_built_upon) {
+  const auto stored = [] {
+    ui::persist();
+    const Settings s = settings::load();
+    return std::tuple(s.win_x, s.win_y, s.win_w, s.mini_x, s.mini_y);
+  };
+  const auto move = [](int x, int y) {
+    fakes::desktop.x = x;
+    fakes::desktop.y = y;
+    fakes::desktop.w = 300;
+  };
   s_.win_x = 11;
   s_.win_y = 12;
-  fakes::desktop = {.now = 1, .x = -1, .y = -1, .w = 300, .h = 600, .calls = {}};
-  ui::persist();
-  EXPECT_EQ(settings::load().win_x, 11);
-  EXPECT_EQ(settings::load().win_y, 12);
-  EXPECT_EQ(settings::load().win_w, 300);
-  fakes::desktop.x = -20;  // partly beyond the left edge of the screen
-  fakes::desktop.y = 30;
-  ui::persist();
-  EXPECT_EQ(settings::load().win_x, -20);
-  EXPECT_EQ(settings::load().win_y, 30);
-  s_.win_x = s_.win_y = fakes::desktop.x = fakes::desktop.y = -1;
+  move(-1, -1);
+  EXPECT_EQ(stored(), std::tuple(11, 12, 300, -1, -1));
+  move(-20, 30);  // partly beyond the left edge of the screen
+  EXPECT_EQ(stored(), std::tuple(-20, 30, 300, -1, -1));
+  s_.win_x = s_.win_y = -1;
+  move(-1, -1);
   ui::set_compact(true);
   EXPECT_EQ(s_.mini_x, -1);
   ui::set_compact(false);
-  fakes::desktop.x = 5;
+  move(5, 30);
   ui::set_compact(true);
   EXPECT_EQ(s_.mini_x, 5) << "never left of the full window";
-  fakes::desktop.y = 30;
-  ui::persist();
-  EXPECT_EQ(settings::load().mini_y, 30);
-  EXPECT_EQ(settings::load().mini_w, 300);
+  move(6, 31);
+  EXPECT_EQ(stored(), std::tuple(5, 30, 300, 6, 31));
 }
 
 TEST_F(views, compact_strip_closes_switches_and_opens_the_panel) {
@@ -282,26 +274,24 @@ TEST_F(notes, that_can_be_acted_on_are_pressed_and_tinted_unless_something_lies_
 }
 
 TEST_F(notes, about_a_crash_wait_for_the_full_view_and_let_nothing_else_be_hit) {
-  s_.compact = true;
-  ui::set_crash_report("what happened");
-  paint();
-  press(layout().back);
   const ui::CrashNote& c = ui::state().crash;
-  EXPECT_EQ(c.card.w, 520);
-  EXPECT_EQ(code_at(layout().power), ui::kHitCrashNote);
-  EXPECT_EQ(ui::cursor_at(20, 20), ui::kCursorArrow);
-  press(layout().power);
-  ui::on_wheel(layout().slider[0].x + 20, 400, -1);
-  ui::on_double_click(layout().slider[0].x + 20, 400);
-  EXPECT_TRUE(s_.active);
-  EXPECT_EQ(s_.curve.gain[0], 0);
-  press(c.send);
-  EXPECT_EQ(calls().back(), "send_report");
-  EXPECT_EQ(code_at(layout().power), ui::kHitPower);
-  ui::set_crash_report("again");
-  start();
-  press(c.discard);
-  EXPECT_EQ(calls(), Calls{"clear_report"});
+  for (const bool send : {true, false}) {
+    s_.compact = true;
+    ui::set_crash_report("what happened");
+    start();
+    press(layout().back);
+    EXPECT_EQ(c.card.w, 520);
+    EXPECT_EQ(code_at(layout().power), ui::kHitCrashNote);
+    EXPECT_EQ(ui::cursor_at(20, 20), ui::kCursorArrow);
+    press(layout().power);
+    ui::on_wheel(layout().slider[0].x + 20, 400, -1);
+    ui::on_double_click(layout().slider[0].x + 20, 400);
+    EXPECT_TRUE(s_.active);
+    EXPECT_EQ(s_.curve.gain[0], 0);
+    press(send ? c.send : c.discard);
+    EXPECT_EQ(calls().back(), send ? "send_report" : "clear_report");
+    EXPECT_EQ(code_at(layout().power), ui::kHitPower);
+  }
 }
 
 // ---- What a frame takes from the engine

@@ -5,8 +5,9 @@
 
 namespace {
 
-constexpr int kOwn =
-    1 + eq::kPresetCount + 1;  // the row of the first own preset, below two headings
+using std::string_literals::operator""s;
+
+constexpr int kOwn = eq::kPresetCount + 2;  // the row of the first own preset, below two headings
 
 class presets : public Window {
  protected:
@@ -98,11 +99,9 @@ TEST_F(presets, end_of_an_own_row_deletes_it_and_keeps_the_list_open) {
   EXPECT_EQ(own()[0].name, "One");
   EXPECT_EQ(s_.curve.gain[0], 2);
   EXPECT_EQ(ui::preset_label(), i18n::T("preset_custom"));
-  EXPECT_TRUE(list().open);
-  EXPECT_TRUE(saved_in_time());
+  EXPECT_TRUE(list().open && saved_in_time());
   press(20, 600);  // beside the list
   EXPECT_FALSE(list().open);
-  EXPECT_EQ(own().size(), 1U);
 }
 
 TEST_F(presets, long_list_scrolls_within_its_ends_and_stays_within_the_window) {
@@ -140,19 +139,19 @@ TEST_F(presets, dialog_proposes_the_first_free_number_or_the_chosen_own_one) {
   const auto numbered = [](int n) {
     return ui::with_argument(i18n::T("preset_default_name"), std::to_string(n));
   };
-  press(layout().save);
-  EXPECT_EQ(dialog().name, numbered(1));
-  EXPECT_TRUE(dialog().selected);
-  ui::on_key(ui::Key::Escape);
-  EXPECT_FALSE(dialog().open);
   own() = {{numbered(1), {}}, {numbered(2), {}}, {numbered(4), {}}};
-  press(layout().save);
-  EXPECT_EQ(dialog().name, numbered(3));
-  press(dialog().layout.cancel);
-  s_.preset = "u:" + numbered(4);
-  press(layout().save);
-  EXPECT_EQ(dialog().name, numbered(4));
+  for (const auto& [preset, proposal] : {std::pair{"b:preset_flat"s, numbered(3)},
+                                         {"u:gone", numbered(3)},
+                                         {"u:" + numbered(4), numbered(4)}}) {
+    EXPECT_FALSE(dialog().open);
+    s_.preset = preset;
+    press(layout().save);
+    EXPECT_EQ(dialog().name, proposal);
+    EXPECT_TRUE(dialog().selected);
+    press(dialog().layout.cancel);
+  }
   s_.curve.gain[6] = -3;
+  press(layout().save);
   press(dialog().layout.save);
   EXPECT_EQ(own().size(), 3U);
   EXPECT_EQ(own()[2].curve.gain[6], -3);
@@ -242,14 +241,12 @@ TEST_F(presets, dialog_is_all_that_can_be_hit) {
 TEST_F(presets, caret_blinks_while_the_dialog_is_open) {
   fakes::desktop.now = 106'000;
   press(layout().save);
-  frame(0);
-  EXPECT_TRUE(ui::state().caret_on);
   ui::take_dirty();
-  frame(529);
-  EXPECT_FALSE(ui::take_dirty());
-  frame(1);
-  EXPECT_FALSE(ui::state().caret_on);
-  EXPECT_TRUE(ui::take_dirty());
+  for (const auto& [ms, on] : {std::pair{0U, true}, {529U, true}, {1U, false}}) {
+    frame(ms);
+    EXPECT_EQ(ui::state().caret_on, on);
+    EXPECT_EQ(ui::take_dirty(), !on);
+  }
   ui::on_text("x");
   EXPECT_TRUE(ui::state().caret_on);
 }

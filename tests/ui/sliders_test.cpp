@@ -19,6 +19,7 @@ class sliders : public Window {
 
 TEST_F(sliders, follow_the_pointer_in_steps_of_half_a_decibel_and_are_written_once) {
   ui::on_mouse_down(x(), kMiddle);
+  EXPECT_EQ(ui::cursor_at(0, 0), ui::kCursorDrag);
   const int pushed_before = fakes::sound.curves;
   int changes = 0;
   float last = 0;

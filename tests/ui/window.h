@@ -28,10 +28,7 @@ class Window : public testing::Test {
     ui::state().crash = {};  // what an earlier test handed over stays across init
     start();
   }
-  ~Window() override {
-    canvas_.reset();
-    gfx::shutdown();
-  }
+  ~Window() override { gfx::shutdown(); }
 
   // As the program does: from a fresh interface to the first frame on the screen.
   void start() {
