@@ -24,7 +24,8 @@ test_packages=(locales xvfb openbox xdotool x11-utils weston desktop-file-utils
   dbus python3-dbus python3-gi
   fonts-dejavu-core fonts-noto-core fonts-noto-cjk)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
-ci_packages=(clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 libbenchmark-dev libfftw3-dev
+# The sanitizers find llvm's symbolizer by its name without a number, and complain where it is missing.
+ci_packages=(clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 llvm libbenchmark-dev libfftw3-dev
   shellcheck dpkg-dev file lintian appstream man-db)
 
 installed() {
