@@ -113,9 +113,7 @@ class Generator(unittest.TestCase):
             ('msgstr "a', 'missing closing "'),
             ('msgstr "a" b', "something that is not quoted"),
             ('msgstr "a\\x"', "unknown escape \\x"),
-            ('msgstr "a\\"', 'missing closing "'),
             ('msgstr[0] "a"', "plural forms are not supported"),
-            ('msgid_plural "a"', "plural forms are not supported"),
             ('domain "a"', 'unknown keyword "domain"'),
             ('msgid "a"', "msgid out of order"),
             ('msgctxt "a"', "msgctxt out of order"),
@@ -141,7 +139,6 @@ class Generator(unittest.TestCase):
         for line, what in (
             ("fa rtl x", '"fa" is listed twice'),
             ("de yes Deutsch", "expected"),
-            ("de ltr", "expected"),
             ("d;e ltr Deutsch", '"d;e" is no'),
         ):
             self.expect_fault(f"LANGUAGES:5: {what}", LANGUAGES=LANGUAGES + line + "\n")

@@ -130,27 +130,6 @@ TEST_F(views, device_is_chosen_from_the_list) {
   }
 }
 
-TEST_F(views, compact_window_opens_at_the_full_ones_corner_once) {
-  const auto move = [](int x, int y, int w, int h) {
-    fakes::desktop = {.now = fakes::desktop.now, .x = x, .y = y, .w = w, .h = h, .calls = {}};
-  };
-  move(300, 40, 1000, 640);
-  press(layout().compact);
-  EXPECT_EQ(calls(), Calls{"set_compact 1 1"});
-  EXPECT_EQ(std::tie(s_.win_w, s_.win_h, s_.mini_x, s_.mini_y), std::tuple(1000, 640, 880, 40));
-  move(7, 8, 420, 132);
-  ui::on_double_click(200, 80);
-  EXPECT_EQ(calls(), Calls{"set_compact 0 1"});
-  EXPECT_EQ(std::tie(s_.win_x, s_.mini_x, s_.mini_y), std::tuple(300, 7, 8));
-  paint();
-  move(500, 40, 1000, 640);
-  press(layout().compact);
-  EXPECT_EQ(s_.mini_x, 7);
-  press(layout().back);
-  EXPECT_FALSE(s_.compact);
-  EXPECT_TRUE(saved_in_time());
-}
-
 TEST_F(views, unknown_position_is_neither_stored_nor_built_upon) {
   const auto stored = [] {
     ui::persist();
@@ -180,22 +159,23 @@ TEST_F(views, unknown_position_is_neither_stored_nor_built_upon) {
   EXPECT_EQ(stored(), std::tuple(5, 30, 300, 6, 31));
 }
 
-TEST_F(views, compact_strip_closes_switches_and_opens_the_panel) {
+TEST_F(views, compact_strip_closes_and_the_panel_opens_in_the_full_view) {
   s_.compact = true;
   paint();
-  press(layout().power);
-  EXPECT_FALSE(s_.active);
-  press(layout().mute);
-  EXPECT_TRUE(fakes::sound.status.muted);
   press(200, 80);
-  EXPECT_TRUE(s_.compact);
-  EXPECT_FALSE(saved());
+  EXPECT_TRUE(s_.compact && !saved());
   press(layout().close);
   EXPECT_TRUE(saved());
   EXPECT_EQ(calls(), Calls{"quit"});
   ui::open_settings();
+  EXPECT_TRUE(!s_.compact && ui::state().settings_open);
+  EXPECT_EQ(calls(), Calls{"set_compact 0 1"});
+  paint();
+  press(ui::state().panel.close);
+  press(layout().compact);
+  EXPECT_EQ(calls(), Calls{"set_compact 1 1"});
+  ui::on_double_click(200, 80);
   EXPECT_FALSE(s_.compact);
-  EXPECT_TRUE(ui::state().settings_open);
 }
 
 TEST_F(views, collapsing_keeps_the_scale_of_the_content) {
