@@ -3,7 +3,7 @@
 
 portal_double.py VERSION RESPONSE FILE: answers with RESPONSE (a number, or "never"), and leaves in
 FILE, as JSON, the options of the call; descriptors as what can be read from them. Prints the
-address of its bus, to be started under dbus-run-session.
+address of its bus, the session's, when it can be called.
 """
 import json
 import os
