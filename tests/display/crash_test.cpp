@@ -12,7 +12,7 @@
 namespace display_test {
 namespace {
 
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 using testing::HasSubstr;
 
 // The buttons of the note at the window's first size.

@@ -31,7 +31,10 @@ class Canvas {
     return all;
   }
 
-  std::uint32_t at(int x, int y) const { return pixels()[static_cast<std::size_t>(y * w_ + x)]; }
+  std::uint32_t at(int x, int y) const {
+    const int i = y * w_ + x;
+    return pixels()[static_cast<std::size_t>(i)];
+  }
 
   // The smallest rectangle around every pixel that is not fully transparent; empty without one.
   gfx::Rect ink() const {

@@ -108,7 +108,7 @@ Point somewhere(Bytes* bytes) {
 }
 
 std::string typed(Bytes* bytes) {
-  const char* const known[] = {" ", "ä€", "\U0001F600", "\u202Eab", "more than fits"};
+  const char* const known[] = {" ", "ä€", "\U0001F600", "\u202Ea\u202C", "more than fits"};
   const unsigned kind = bytes->next();
   return kind % 3 == 0 ? bytes->text(8) : known[kind / 3 % std::size(known)];
 }

@@ -157,6 +157,10 @@ TEST_F(views, unknown_position_is_neither_stored_nor_built_upon) {
   EXPECT_EQ(s_.mini_x, 5) << "never left of the full window";
   move(6, 31);
   EXPECT_EQ(stored(), std::tuple(5, 30, 300, 6, 31));
+  ui::set_compact(false);
+  move(900, 32);
+  ui::set_compact(true);
+  EXPECT_EQ(s_.mini_x, 6) << "it has a place of its own now";
 }
 
 TEST_F(views, compact_strip_closes_and_the_panel_opens_in_the_full_view) {
@@ -268,8 +272,12 @@ TEST_F(notes, about_a_crash_wait_for_the_full_view_and_let_nothing_else_be_hit) 
     ui::on_double_click(layout().slider[0].x + 20, 400);
     EXPECT_TRUE(s_.active);
     EXPECT_EQ(s_.curve.gain[0], 0);
+    ui::open_settings();
+    ui::on_key(ui::Key::Escape);
+    EXPECT_TRUE(ui::state().settings_open);
     press(send ? c.send : c.discard);
     EXPECT_EQ(calls().back(), send ? "send_report" : "clear_report");
+    ui::on_key(ui::Key::Escape);
     EXPECT_EQ(code_at(layout().power), ui::kHitPower);
   }
 }
@@ -311,14 +319,13 @@ TEST_F(frames, move_until_everything_has_fallen_silent) {
 }
 
 TEST_F(frames, analyse_every_block_once_and_the_chosen_channel) {
-  fakes::Audio& sound = fakes::sound;
-  sound.has_sound = true;
-  sound.left = 0.5F;
+  fakes::sound.has_sound = true;
+  fakes::sound.left = 0.5F;
   const float& bar = ui::state().bars.level[17];  // 1 kHz
   const auto level = [&](std::int32_t channel) {
     s_.channel = channel;
     ui::state().bars = {};
-    ++sound.serial;
+    ++fakes::sound.serial;
     EXPECT_EQ(frame(200), channel != 2);
     return bar;
   };

@@ -5,7 +5,7 @@
 
 namespace {
 
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 constexpr int kOwn = eq::kPresetCount + 2;  // the row of the first own preset, below two headings
 
@@ -116,6 +116,10 @@ TEST_F(presets, long_list_scrolls_within_its_ends_and_stays_within_the_window) {
     EXPECT_EQ(list().first, first);
   }
   EXPECT_EQ(s_.curve.gain[3], 1) << "below the list, nothing turns";
+  ui::on_wheel(0, 0, -1);
+  ui::on_mouse_move(list().rect.x + 40, list().rect.y + list().rect.h - 1);
+  EXPECT_EQ(list().hover, -1) << "the row below the last one that is seen";
+  ui::on_wheel(0, 0, 1);
   paint();
   press(row(kOwn + 59));
   EXPECT_EQ(s_.preset, "u:P59");
