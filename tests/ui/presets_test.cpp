@@ -125,6 +125,11 @@ TEST_F(presets, long_list_scrolls_within_its_ends_and_stays_within_the_window) {
   EXPECT_EQ(s_.preset, "u:P59");
   press(layout().presets);
   EXPECT_EQ(list().first, last) << "the chosen row is in sight";
+  ui::on_wheel(0, 0, -2);
+  const gfx::Rect deleted = row(last);
+  press(deleted.x + deleted.w - 10, deleted.y + 14);
+  EXPECT_EQ(own().size(), 59U);
+  EXPECT_EQ(list().first, last - 2) << "the list stays where it was under the pointer";
   ui::on_key(ui::Key::Escape);
   fakes::sound.devices.assign(20, {"sink", "Speakers"});
   for (const gfx::Rect ui::Layout::*button : {&ui::Layout::presets, &ui::Layout::device}) {
@@ -173,9 +178,14 @@ TEST_F(presets, names_are_stored_without_outer_blanks_and_line_breaks) {
   EXPECT_EQ(s_.preset, "u:two words");
   EXPECT_TRUE(saved_in_time());
   EXPECT_EQ(settings::load().user_presets.at(0).name, "two words");
+  ui::choose_builtin("preset_bass");
+  frame(300);
+  save_as("on the way");
+  frame(1000);
+  EXPECT_TRUE(eq::same(s_.curve, own()[1].curve)) << "a glide ends where it was saved";
   save_as("   ");
   EXPECT_TRUE(dialog().open);
-  EXPECT_EQ(own().size(), 1U);
+  EXPECT_EQ(own().size(), 2U);
 }
 
 TEST_F(presets, a_known_name_replaces_its_curve_even_where_a_hundred_leave_no_room_for_a_new_one) {
