@@ -99,7 +99,8 @@ TEST_F(Crash, one_click_opens_a_mail_with_everything_attached) {
   std::ofstream(bin.path() / "xdg-email")
       << "#!/bin/sh\nprintf '%s\\n' \"$@\" > '" << got.string() << "'\n";
   std::filesystem::permissions(bin.path() / "xdg-email", std::filesystem::perms::owner_all);
-  const std::string path = std::string(getenv("PATH"));
+  const char* const present = getenv("PATH");
+  const std::string path = present != nullptr ? present : "/usr/bin:/bin";
   setenv("PATH", (bin.path().string() + ":" + path).c_str(), 1);
   const std::string report = file(*crashed(SIGILL), "crash_report.txt");
   auto asking = start();
