@@ -3,6 +3,9 @@
 //
 //   engine_figures [--clicks N] [--cpu-seconds N]
 //
+// Of the time that is spent, the server's own counts too, and wake-ups beside it: with nothing
+// playing, both are to be next to nothing.
+//
 // Starts a private PulseAudio and a private PipeWire in turn, plays clicks through the built
 // program and prints one line per figure. The delay is measured between two recordings, of our
 // sink's monitor and of the device's monitor. Both recordings are mapped to one clock by the
@@ -17,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -106,27 +110,56 @@ void report_delay(const SoundServer& server, int clicks) {
       median(last));
 }
 
-// Processor time used so far by a process, in seconds.
-double cpu_seconds(pid_t pid) {
-  std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-  std::string text((std::istreambuf_iterator<char>(in)), {});
-  text.erase(0, text.rfind(')') + 2);  // the name may hold blanks
-  long user = 0;
-  long system = 0;
-  if (std::sscanf(text.c_str(), "%*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld", &user,
-                  &system) != 2)
-    return 0;
-  return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+// What processes have used so far, all their threads together.
+struct Usage {
+  double cpu_ms = 0;
+  double switches = 0;  // a sleeping program's wake-ups
+};
+
+Usage usage_of(const std::vector<pid_t>& pids) {
+  Usage usage;
+  for (const pid_t pid : pids) {
+    for (const auto& task :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
+      double ns = 0;
+      std::ifstream(task.path() / "schedstat") >> ns;
+      usage.cpu_ms += ns * 1e-6;
+      std::ifstream status(task.path() / "status");
+      for (std::string word; status >> word;) {
+        double count = 0;
+        if (word.ends_with("_ctxt_switches:") && status >> count) usage.switches += count;
+      }
+    }
+  }
+  return usage;
 }
 
-void report_cpu(const SoundServer& server, const char* what, const VelmoraProcess& program,
+void report_cpu(const SoundServer& server, const char* what, const VelmoraProcess* program,
                 int seconds) {
+  const std::vector<pid_t> servers = server.pids();
+  const std::vector<pid_t> ours =
+      program == nullptr ? std::vector<pid_t>{} : std::vector{program->pid()};
+  const Usage before = usage_of(ours);
+  const Usage server_before = usage_of(servers);
   const auto start = Clock::now();
-  const double before = cpu_seconds(program.pid());
   std::this_thread::sleep_for(std::chrono::seconds(seconds));
-  const double share = 100 * (cpu_seconds(program.pid()) - before) / (ms_since(start) / 1000);
-  std::printf("%s: %s: %.2f %% of a core over %d s\n", name_of(server.kind()).c_str(), what, share,
-              seconds);
+  const double ms = ms_since(start);
+  const Usage after = usage_of(ours);
+  const Usage server_after = usage_of(servers);
+  PulseClient client(server.address());
+  const auto device = client.sink("speakers");
+  const char* state = !device                              ? "gone"
+                      : device->state == PA_SINK_SUSPENDED ? "suspended"
+                      : device->state == PA_SINK_IDLE      ? "idle"
+                                                           : "running";
+  std::printf(
+      "%s: %s: program %.2f %% of a core, %.1f wake-ups a second; server %.2f %%, %.1f; device "
+      "%s\n",
+      name_of(server.kind()).c_str(), what, 100 * (after.cpu_ms - before.cpu_ms) / ms,
+      1000 * (after.switches - before.switches) / ms,
+      100 * (server_after.cpu_ms - server_before.cpu_ms) / ms,
+      1000 * (server_after.switches - server_before.switches) / ms, state);
+  std::fflush(stdout);
 }
 
 bool routed(PulseClient& client) {
@@ -142,7 +175,7 @@ VelmoraOptions with(std::vector<std::string> arguments) {
 }
 
 void report(ServerKind kind, int clicks, int cpu) {
-  SoundServer server(kind);
+  SoundServer server(kind, {.suspend_on_idle_s = 5});
   server.start();
   PulseClient client(server.address());
   if (clicks > 0) {
@@ -150,16 +183,24 @@ void report(ServerKind kind, int clicks, int cpu) {
     if (routed(client)) report_delay(server, clicks);
   }
   if (cpu > 0) {
+    report_cpu(server, "without the program, nothing playing", nullptr, cpu);
     VelmoraProcess program(server, with({"--preset", "rock"}));
     if (!routed(client)) return;
     {
       TonePlayer player(server.address(), noise(1, -20));
-      report_cpu(server, "equalizing", program, cpu);
+      report_cpu(server, "equalizing", &program, cpu);
     }
-    report_cpu(server, "equalizer on, nothing playing", program, cpu);
+    const bool asleep = wait_until("our stream sleeps", 30s, [&] {
+      const auto streams = client.sink_inputs_of("Velmora");
+      return streams.size() == 1 && streams[0].corked;
+    });
+    report_cpu(server, asleep ? "equalizer on, asleep" : "equalizer on, does not sleep", &program,
+               cpu);
     program.stop();
     VelmoraProcess idle(server, with({"--off"}));
-    report_cpu(server, "equalizer off, nothing playing", idle, cpu);
+    // A spectrum alone is drawn more slowly when it has been silent for a while.
+    std::this_thread::sleep_for(10s);
+    report_cpu(server, "equalizer off, nothing playing", &idle, cpu);
   }
 }
 

@@ -276,7 +276,9 @@ bool has_wide() {
 void compute_with(const float* samples, float rate, float* out, bool wide) {
   static Workspace w;
   w.set_rate(rate);
-  if (wide) {
+  if (std::all_of(samples, samples + kFftSize, [](float x) { return x == 0.0F; })) {
+    std::ranges::fill(w.power, 0.0);
+  } else if (wide) {
     transform_wide(samples, w);
   } else {
     transform<Pair>(samples, w);

@@ -281,4 +281,11 @@ std::string SoundServer::logs() const {
   return all;
 }
 
+std::vector<pid_t> SoundServer::pids() const {
+  std::vector<pid_t> pids;
+  for (const auto& process : processes_)
+    pids.push_back(process->pid());
+  return pids;
+}
+
 }  // namespace support

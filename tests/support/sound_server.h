@@ -8,6 +8,8 @@
 //   PulseClient client(server.address());
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <filesystem>
 #include <iosfwd>
@@ -74,6 +76,7 @@ class SoundServer {
   [[nodiscard]] Environment environment() const;
   [[nodiscard]] const std::filesystem::path& directory() const { return directory_.path(); }
   [[nodiscard]] std::string logs() const;
+  [[nodiscard]] std::vector<pid_t> pids() const;
 
  private:
   void launch(const std::string& program, const std::vector<std::string>& arguments);
