@@ -3,8 +3,8 @@
 //
 //   engine_figures [--clicks N] [--cpu-seconds N]
 //
-// Of the time that is spent, the server's own counts too, and wake-ups beside it: with nothing
-// playing, both are to be next to nothing.
+// Of the time that is spent, the server's own counts too, and wake-ups beside it. The program draws
+// its frames all the while, for a window without a screen.
 //
 // Starts a private PulseAudio and a private PipeWire in turn, plays clicks through the built
 // program and prints one line per figure. The delay is measured between two recordings, of our
