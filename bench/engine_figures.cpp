@@ -13,7 +13,6 @@
 // common cancels out.
 
 #include <sys/types.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -113,7 +112,7 @@ void report_delay(const SoundServer& server, int clicks) {
 // What processes have used so far, all their threads together.
 struct Usage {
   double cpu_ms = 0;
-  double switches = 0;  // a sleeping program's wake-ups
+  double wakeups = 0;  // times that a thread had waited and went on
 };
 
 Usage usage_of(const std::vector<pid_t>& pids) {
@@ -127,7 +126,7 @@ Usage usage_of(const std::vector<pid_t>& pids) {
       std::ifstream status(task.path() / "status");
       for (std::string word; status >> word;) {
         double count = 0;
-        if (word.ends_with("_ctxt_switches:") && status >> count) usage.switches += count;
+        if (word == "voluntary_ctxt_switches:" && status >> count) usage.wakeups += count;
       }
     }
   }
@@ -156,9 +155,9 @@ void report_cpu(const SoundServer& server, const char* what, const VelmoraProces
       "%s: %s: program %.2f %% of a core, %.1f wake-ups a second; server %.2f %%, %.1f; device "
       "%s\n",
       name_of(server.kind()).c_str(), what, 100 * (after.cpu_ms - before.cpu_ms) / ms,
-      1000 * (after.switches - before.switches) / ms,
+      1000 * (after.wakeups - before.wakeups) / ms,
       100 * (server_after.cpu_ms - server_before.cpu_ms) / ms,
-      1000 * (server_after.switches - server_before.switches) / ms, state);
+      1000 * (server_after.wakeups - server_before.wakeups) / ms, state);
   std::fflush(stdout);
 }
 

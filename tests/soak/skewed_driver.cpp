@@ -2,14 +2,13 @@
 // for one quantum more.
 #include <pipewire/pipewire.h>
 #include <spa/param/audio/format-utils.h>
-#include <time.h>
 
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 
 #include "analysis.h"
 #include "skewed_device.h"
@@ -20,6 +19,8 @@ namespace {
 
 constexpr std::uint64_t kDefaultQuantum = 1024;  // frames, until the graph tells
 constexpr double kNs = 1e9;
+// The steady clock is the one that PipeWire counts by.
+static_assert(std::is_same_v<Clock::period, std::nano>);
 
 // Everything but the constructor, the destructor and take_clicks runs on the loop's thread.
 class DriverDevice : public SkewedDevice {
@@ -76,13 +77,6 @@ class DriverDevice : public SkewedDevice {
   std::vector<Clock::time_point> take_clicks() override { return log_.take(); }
 
  private:
-  static std::uint64_t now_ns() {
-    timespec t{};
-    clock_gettime(CLOCK_MONOTONIC, &t);
-    return static_cast<std::uint64_t>(t.tv_sec) * 1000000000U +
-           static_cast<std::uint64_t>(t.tv_nsec);
-  }
-
   void arm() {
     const auto at = static_cast<std::uint64_t>(std::llround(next_ns_));
     timespec when{static_cast<time_t>(at / 1000000000U), static_cast<long>(at % 1000000000U)};
@@ -91,7 +85,7 @@ class DriverDevice : public SkewedDevice {
 
   void state_changed(pw_stream_state state) {
     if (state == PW_STREAM_STATE_STREAMING) {
-      next_ns_ = static_cast<double>(now_ns());
+      next_ns_ = static_cast<double>(Clock::now().time_since_epoch().count());
       arm();
     } else {
       timespec never{};
@@ -127,9 +121,8 @@ class DriverDevice : public SkewedDevice {
     if (data.data != nullptr) {
       const auto* first =
           reinterpret_cast<const float*>(static_cast<const char*>(data.data) + data.chunk->offset);
-      const auto age =
-          Clock::duration(static_cast<Clock::rep>(static_cast<double>(now_ns()) - cycle_ns_));
-      log_.hear(std::span(first, data.chunk->size / sizeof(float)), Clock::now() - age);
+      const Clock::duration begin(std::llround(cycle_ns_));
+      log_.hear(std::span(first, data.chunk->size / sizeof(float)), Clock::time_point(begin));
     }
     pw_stream_queue_buffer(stream_, taken);
   }
@@ -159,8 +152,8 @@ class DriverDevice : public SkewedDevice {
   spa_source* timer_ = nullptr;
   spa_io_position* position_ = nullptr;
   std::uint64_t frames_ = 0;
-  double cycle_ns_ = 0;
-  double next_ns_ = 0;
+  double cycle_ns_ = 0;  // when this cycle began, on the steady clock
+  double next_ns_ = 0;   // when the next one does
 };
 
 const pw_stream_events DriverDevice::kEvents = DriverDevice::events();
