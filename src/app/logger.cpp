@@ -8,6 +8,8 @@
 #include <deque>
 #include <mutex>
 
+#include "utf8.h"
+
 namespace logger {
 namespace {
 
@@ -38,9 +40,7 @@ std::string time_of_day() {
 
 void append(const char* tag, const std::string& msg) {
   const std::lock_guard lock(g_m);
-  std::string line = time_of_day() + " " + tag + " " + msg;
-  std::replace(line.begin(), line.end(), '\n', ' ');
-  std::replace(line.begin(), line.end(), '\r', ' ');
+  std::string line = time_of_day() + " " + tag + " " + utf8::one_line(msg);
   g_tail.push_back(std::move(line));
   if (g_tail.size() > kTailLines) g_tail.pop_front();
   if (g_f == nullptr) {

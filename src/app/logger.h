@@ -1,7 +1,7 @@
 // The log of this run: what happened, for a person who looks into a problem.
 //
 // A line is "HH:MM:SS LEVEL message" in local time, LEVEL being "INFO ", "WARN " or "ERROR".
-// Messages are English, one line each; a line break within a message becomes a blank. Every line is
+// Messages are English, one line each, whatever they hold (see utf8::one_line). Every line is
 // flushed at once, so the file is complete even when the process dies right after.
 //
 // The newest 500 lines are also kept in memory. Lines that were logged before the file was opened
@@ -22,7 +22,7 @@ namespace logger {
 // A file that cannot be opened is not reported: lines are then kept in memory only.
 void init(const std::string& dir, const std::string& name);
 
-// Append one line each. The message is written as it stands, it is never a format.
+// Append one line each. The message is never a format.
 void info(const std::string& msg);
 void warn(const std::string& msg);
 void error(const std::string& msg);

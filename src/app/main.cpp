@@ -30,6 +30,7 @@
 #include "settings.h"
 #include "theme.h"
 #include "ui.h"
+#include "utf8.h"
 #include "version.h"
 
 namespace {
@@ -131,8 +132,8 @@ int list_devices() {
   const bool connected = status.state == audio::kRunning;
   if (connected) {
     for (const audio::Device& device : audio::devices()) {
-      con::printf("%s %-60s %s\n", device.name == status.target ? "*" : " ", device.name.c_str(),
-                  device.label.c_str());
+      con::printf("%s %-60s %s\n", device.name == status.target ? "*" : " ",
+                  utf8::one_line(device.name).c_str(), device.label.c_str());
     }
   } else {
     con::print("Kein Tonserver erreichbar.\n");

@@ -62,8 +62,9 @@ TEST_F(Logger, a_line_is_time_level_and_message) {
 
 TEST_F(Logger, a_message_stays_one_line) {
   logger::init(home_.path(), "Test");
-  logger::info("a\nERROR b\r\nc");
-  EXPECT_THAT(lines_of(file_), ElementsAre(EndsWith("INFO  a ERROR b  c")));
+  logger::info("a\nERROR b\r\nc \x1b[31m \xff \u202e\u2028d" + std::string(10000, 'e'));
+  EXPECT_THAT(lines_of(file_), ElementsAre(EndsWith("INFO  a ERROR b  c  [31m \uFFFD  d" +
+                                                    std::string(10000, 'e'))));
 }
 
 TEST_F(Logger, the_newest_five_hundred_lines_are_kept) {

@@ -14,6 +14,7 @@
 #include "fakes.h"
 #include "i18n.h"
 #include "ui_private.h"
+#include "utf8.h"
 
 namespace events {
 
@@ -214,7 +215,7 @@ bool same_bits(const eq::Curve& a, const eq::Curve& b) {
 }
 
 bool good_name(const std::string& name) {
-  return ui::count_chars(name) <= ui::kMaxName && ui::valid_utf8(name) &&
+  return utf8::count(name) <= ui::kMaxName && utf8::valid(name) &&
          std::none_of(name.begin(), name.end(),
                       [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; });
 }
