@@ -86,11 +86,12 @@ void analyse(float dt) {
   State& s = state();
   float rate = kDefaultRate;
   std::uint64_t serial = 0;
-  const bool data = audio::tap(g_left, g_right, analyzer::kFftSize, &rate, &serial);
-  if (!data || serial == g_serial) {
+  // Asking first spares the copy in every other frame.
+  if (!audio::tap(g_left, g_right, 0, &rate, &serial) || serial == g_serial) {
     s.bars.decay(dt);
     return;
   }
+  audio::tap(g_left, g_right, analyzer::kFftSize, &rate, &serial);
   g_serial = serial;
   mix_channels(s.settings->channel);
   float bars[kBars];
