@@ -62,7 +62,6 @@ class Restarts {
     client_ = std::make_unique<PulseClient>(server_.address());
     music_ = std::make_unique<TonePlayer>(server_.address(), sines({{1000, -30}}));
     before_ = capture_state(*client_);
-    first_module_ = probe_module();
   }
 
   bool run(int times) {
@@ -76,6 +75,7 @@ class Restarts {
       return false;
     }
     descriptors_ = descriptors();
+    first_module_ = probe_module();
     const long memory = memory_kb();
     const auto start = Clock::now();
     constexpr int kSignals[] = {SIGTERM, SIGINT, SIGHUP};
@@ -88,14 +88,14 @@ class Restarts {
       if (i % 100 == 0) std::printf("%d\n", i);
     }
     const auto all = std::chrono::duration<double>(Clock::now() - start).count();
-    const std::uint32_t modules = probe_module() - first_module_ - 1;
     started_.print("start to routed:");
     ended_.print("signal to restored:");
     killed_.print("kill to restored:");
-    std::printf(
-        "%d times in %.0f s; the server counted %u modules, has %zu descriptors (%zu) and "
-        "%ld kB (%ld kB)\n",
-        times, all, modules, descriptors(), descriptors_, memory_kb(), memory);
+    std::printf("%d times in %.0f s\n", times, all);
+    if (server_.kind() == ServerKind::kPulseAudio)  // PipeWire gives numbers anew
+      std::printf("modules loaded meanwhile: %u\n", probe_module() - first_module_ - 1);
+    std::printf("the server's descriptors: %zu before, %zu after; memory: %ld kB, %ld kB\n",
+                descriptors_, descriptors(), memory, memory_kb());
     return true;
   }
 
@@ -193,7 +193,7 @@ class Restarts {
     return sum;
   }
 
-  // A number that tells how many modules the server has seen; PipeWire gives numbers anew.
+  // The number that the next module gets.
   std::uint32_t probe_module() {
     const std::uint32_t index = client_->add_null_sink("probe");
     client_->remove_sink("probe");
