@@ -88,10 +88,11 @@ TEST_P(Surroundings, a_full_disk_tears_nothing_and_later_all_is_written) {
   EXPECT_EQ(program->count_in_log("Settings not completely written"), 0);
   limit_files(*program, RLIM_INFINITY);
   client().set_default_sink("speakers");
-  EXPECT_TRUE(program->wait_for_log("ERROR Settings not completely written\n", kPatience));
   EXPECT_TRUE(wait_until("they are replaced", kPatience,
                          [&] { return read_file(settings) != old && !fs::exists(temporary); }));
   EXPECT_EQ(program->stop(), kOk);
+  // The next line brings those along that found no room.
+  EXPECT_GE(program->count_in_log("ERROR Settings not completely written\n"), 1);
 }
 
 }  // namespace
