@@ -2,11 +2,11 @@
 //
 // A line is "HH:MM:SS LEVEL message" in local time, LEVEL being "INFO ", "WARN " or "ERROR".
 // Messages are English, one line each, whatever they hold (see utf8::one_line). Every line is
-// flushed at once, so the file is complete even when the process dies right after.
+// written at once, so the file is complete even when the process dies right after.
 //
-// The newest 500 lines are also kept in memory. Lines that were logged before the file was opened
-// are written to it when it opens, so nothing that happened during start-up is missing from the
-// file.
+// The newest 500 lines are also kept in memory. Lines that were logged before the file was opened,
+// or while the disk was full, are written to it as soon as that can be done, so nothing is missing
+// from the file.
 //
 // Threads: every function may be called from any thread. A mutex that cannot be taken raises
 // std::system_error.

@@ -4,8 +4,10 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <csignal>
 #include <ctime>
 #include <filesystem>
 #include <sstream>
@@ -113,6 +115,25 @@ TEST_F(Logger, a_file_that_cannot_be_opened_leaves_the_lines_in_memory) {
   // A later attempt may find a place for them.
   logger::init(home_.path(), "Test");
   EXPECT_THAT(lines_of(file_), ElementsAre(EndsWith("INFO  kept")));
+}
+
+TEST_F(Logger, lines_that_a_full_disk_refused_are_written_once_there_is_room) {
+  logger::init(home_.path(), "Test");
+  logger::info("before");
+  rlimit unlimited{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &unlimited), 0);
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  // Room for half a line.
+  const rlimit full{static_cast<rlim_t>(fs::file_size(file_)) + 10, unlimited.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
+  logger::info("refused");
+  logger::info("refused, too");
+  EXPECT_THAT(lines_of(file_), ElementsAre(EndsWith("before")));
+  setrlimit(RLIMIT_FSIZE, &unlimited);
+  std::signal(SIGXFSZ, handler);
+  logger::info("after");
+  EXPECT_THAT(lines_of(file_), ElementsAre(EndsWith("before"), EndsWith("refused"),
+                                           EndsWith("refused, too"), EndsWith("after")));
 }
 
 TEST_F(Logger, started_programs_do_not_get_the_file) {

@@ -130,6 +130,17 @@ TEST_F(views, device_is_chosen_from_the_list) {
   }
 }
 
+TEST_F(views, a_save_that_failed_is_tried_again_a_minute_later) {
+  const std::string in_the_way = settings::file_path() + ".tmp";
+  std::filesystem::create_directories(in_the_way);
+  ui::persist();
+  std::filesystem::remove(in_the_way);
+  frame(59999);
+  EXPECT_FALSE(saved());
+  frame(1);
+  EXPECT_TRUE(saved());
+}
+
 TEST_F(views, unknown_position_is_neither_stored_nor_built_upon) {
   const auto stored = [] {
     ui::persist();
