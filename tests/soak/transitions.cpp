@@ -41,7 +41,7 @@ constexpr double kLevelDb = -18;
 constexpr double kToleranceDb = 0.3;
 constexpr double kAllowed = 2;  // 6 dB
 constexpr double kSilent = 1e-4;
-constexpr auto kSteady = 300ms;  // of the tone as it is to be, before and after
+constexpr auto kSteady = 200ms;  // of the tone as it is to be, before and after
 constexpr int kTries = 5;        // a busy machine may lose a cycle of its own accord, not each time
 constexpr double kVolume = 0.5;  // 18 dB
 constexpr Spot kPower{504, 35};
@@ -347,6 +347,10 @@ class Stage {
   // As the person's volume keys do: the default device, and no other.
   void turn_down() {
     require(in_place());
+    const auto right = [this](const Sink& sink) {
+      return std::abs(sink.volume - (sink.name == kSink ? volume_ : 1)) < 0.01;
+    };
+    if (std::ranges::all_of(client_->sinks(), right)) return;
     // An early level is taken for one that the server remembers, and corrected.
     std::this_thread::sleep_for(1100ms);
     client_->set_sink_volume(kSink, volume_);
