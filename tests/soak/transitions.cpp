@@ -41,7 +41,8 @@ constexpr double kLevelDb = -18;
 constexpr double kToleranceDb = 0.3;
 constexpr double kAllowed = 2;  // 6 dB
 constexpr double kSilent = 1e-4;
-constexpr auto kSteady = 200ms;  // of the tone as it is to be, before and after
+constexpr double kGrain = 2.0 / 32768;  // PulseAudio's null sinks have 16 bits
+constexpr auto kSteady = 200ms;         // of the tone as it is to be, before and after
 constexpr int kTries = 5;        // a busy machine may lose a cycle of its own accord, not each time
 constexpr double kVolume = 0.5;  // 18 dB
 constexpr Spot kPower{504, 35};
@@ -114,7 +115,7 @@ int edges(std::span<const float> sound, double step) {
 }
 
 double largest_step(double level, double hz) {
-  return db_to_amplitude(level) * 2 * std::sin(std::numbers::pi * hz / kRate);
+  return db_to_amplitude(level) * 2 * std::sin(std::numbers::pi * hz / kRate) + kGrain;
 }
 
 // `devices`: what each played, in step; `level`: the tone's, before or after, whichever is louder;
