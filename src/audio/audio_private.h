@@ -62,8 +62,8 @@ struct Wishes {
 // engine.cpp
 // --------------------------------------------------------------------------------------------------
 
-// Something changed: reconcile soon. Any thread.
-void mark_dirty();
+// Something changed: reconcile soon, or sooner where it is heard until then. Any thread.
+void mark_dirty(bool urgent = false);
 
 // The time after which nothing may be waited for any more: far away, until the engine is told to
 // stop. Any thread.
@@ -159,6 +159,9 @@ bool open_record(const LoopLock&, const SinkInfo& monitored, bool routed);
 bool open_play(const LoopLock&, const std::string& sink);
 // Whether the playback stream is creating or ready on that sink.
 bool play_alive(const LoopLock&, const std::string& sink);
+// Lets what is played end softly; returns when the last of it has left the playback stream, which
+// stays silent until it is opened anew, or when nothing can be done for it.
+void fade_play_out(const LoopLock&);
 void close_record(const LoopLock&);
 void close_play(const LoopLock&);
 // Whether the record stream is creating or ready on that source, in that role.
