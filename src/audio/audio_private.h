@@ -62,8 +62,8 @@ struct Wishes {
 // engine.cpp
 // --------------------------------------------------------------------------------------------------
 
-// Something changed: reconcile soon, or sooner where it is heard until then. Any thread.
-void mark_dirty(bool urgent = false);
+// Something changed: reconcile soon. Any thread.
+void mark_dirty();
 
 // The time after which nothing may be waited for any more: far away, until the engine is told to
 // stop. Any thread.

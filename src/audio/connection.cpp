@@ -60,9 +60,7 @@ void on_event(pa_context* /*c*/, pa_subscription_event_type_t type, std::uint32_
       facility == PA_SUBSCRIPTION_EVENT_SINK ||
       (facility == PA_SUBSCRIPTION_EVENT_SERVER && kind == PA_SUBSCRIPTION_EVENT_CHANGE) ||
       (facility == PA_SUBSCRIPTION_EVENT_SINK_INPUT && kind == PA_SUBSCRIPTION_EVENT_NEW);
-  // Where the person chose another default device the server has sent the music there already, at
-  // that device's own volume.
-  if (matters) mark_dirty(facility == PA_SUBSCRIPTION_EVENT_SERVER);
+  if (matters) mark_dirty();
   if (facility == PA_SUBSCRIPTION_EVENT_SINK_INPUT && kind != PA_SUBSCRIPTION_EVENT_REMOVE)
     expect_sound();
 }

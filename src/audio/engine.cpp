@@ -26,9 +26,7 @@ using std::chrono::milliseconds;
 constexpr const char* kControlThreadName = "Velq-control";
 constexpr milliseconds kLookAgain{
     2000};  // a passive or disconnected engine looks at the server this often
-constexpr milliseconds kSettle{60};  // a burst of events is handled in one pass
-constexpr milliseconds kUrgentSettle{10};
-constexpr milliseconds kHurryAgain{500};
+constexpr milliseconds kSettle{60};       // a burst of events is handled in one pass
 constexpr milliseconds kMaxRetry{1000};   // between passes that fail
 constexpr milliseconds kStopLimit{5000};  // what stop() waits for the server, all requests together
 constexpr std::chrono::seconds kStatsEvery{60};
@@ -36,7 +34,6 @@ constexpr std::chrono::seconds kStatsEvery{60};
 std::mutex g_mtx;  // guards all up to the next comment
 std::condition_variable g_cv;
 bool g_dirty = false;
-bool g_urgent = false;
 bool g_quit = false;
 std::optional<bool> g_want_active;
 std::string g_want_output;
@@ -53,7 +50,6 @@ std::atomic<bool> g_started{false};
 
 // Control thread only.
 int g_failures = 0;               // passes in a row that failed
-Clock::time_point g_hurried_at;   // when something urgent was last handled as such
 bool g_unreachable_said = false;  // the warning was logged and no connection succeeded since
 
 template <typename F>
@@ -82,19 +78,11 @@ bool wait_for_work(bool idle_work) {
   return !g_quit;
 }
 
-// Lets a burst of events pass, longer after failures, but less of one that is urgent. Returns false
-// when the engine is to stop.
+// Lets a burst of events pass, longer after failures. Returns false when the engine is to stop.
 bool settle() {
   const auto pause = std::min(kMaxRetry, kSettle * (1 << std::min(g_failures, 5)));
-  // Somebody who insists on another default device than ours is not to be answered faster and
-  // faster.
-  const bool may_hurry = g_failures == 0 && Clock::now() - g_hurried_at > kHurryAgain;
   std::unique_lock lock(g_mtx);
-  const bool called = g_cv.wait_for(lock, pause, [&] { return g_quit || (g_urgent && may_hurry); });
-  g_urgent = false;
-  if (!called) return true;
-  g_hurried_at = Clock::now();
-  return !g_cv.wait_for(lock, kUrgentSettle, [] { return g_quit; });
+  return !g_cv.wait_for(lock, pause, [] { return g_quit; });
 }
 
 Wishes take_wishes() {
@@ -180,11 +168,10 @@ void control_loop() {
 
 }  // namespace
 
-void mark_dirty(bool urgent) {
+void mark_dirty() {
   {
     const std::lock_guard lock(g_mtx);
     g_dirty = true;
-    g_urgent = g_urgent || urgent;
   }
   g_cv.notify_all();
 }
