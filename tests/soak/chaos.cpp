@@ -3,10 +3,12 @@
 //   soak_chaos [--server pulseaudio|pipewire] [--actions N] [--seed N]
 //
 // Does random things to the built program and to a private server: programs that play come and go,
-// devices are plugged in, pulled out and made the default, volumes change, the program is started,
-// ended, killed, doubled and robbed of its sink, the server hangs, dies and comes back. After every
-// ten of them it keeps still and looks whether everything is where it belongs. Prints the seed and
-// what was done; exit status 1 with the first thing that is not as it should be.
+// devices are plugged in, pulled out, renamed and made the default, volumes change, the program is
+// started with this curve or that, switched off and on, ended, killed, doubled and robbed of its
+// sink, the server hangs, dies and comes back. After every ten of them it keeps still and looks
+// whether everything is where it belongs, and now and then whether the guard knows where that is.
+// Prints the seed and what was done; exit status 1 with the first thing that is not as it should
+// be, 77 where the programs for a virtual screen are missing.
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -22,8 +24,10 @@
 #include <vector>
 
 #include "analysis.h"
+#include "eq_dsp.h"
 #include "pulse_client.h"
 #include "recorder.h"
+#include "screen.h"
 #include "sound_server.h"
 #include "temp_dir.h"
 #include "tone_player.h"
@@ -43,6 +47,10 @@ constexpr auto kCalm = 3s;
 constexpr auto kPatience = 12s;  // after the calm, on a busy machine
 constexpr double kLevelDb = -30;
 constexpr double kToleranceDb = 0.5;
+constexpr auto kRescue = 3s;  // what a killed program may leave undone for
+constexpr Spot kPower{504, 35};
+constexpr Spot kPowerLight{468, 44};  // on its button, green while the equalizer is on
+constexpr int kSkipped = 77;
 
 class Chaos {
  public:
@@ -58,7 +66,8 @@ class Chaos {
         {&Chaos::pull_out, 4},     {&Chaos::switch_default, 5}, {&Chaos::turn_volume, 4},
         {&Chaos::mute, 2},         {&Chaos::start_program, 5},  {&Chaos::end_program, 2},
         {&Chaos::kill_program, 2}, {&Chaos::second_copy, 2},    {&Chaos::rob, 2},
-        {&Chaos::hang, 2},         {&Chaos::restart_server, 1}};
+        {&Chaos::hang, 2},         {&Chaos::restart_server, 1}, {&Chaos::rename, 2},
+        {&Chaos::press_power, 4}};
     int all = 0;
     for (const auto& deed : kDeeds)
       all += deed.second;
@@ -81,9 +90,30 @@ class Chaos {
   bool settles() {
     std::this_thread::sleep_for(kCalm);
     const auto start = Clock::now();
-    const auto result = wait_until("everything is where it belongs", kPatience,
-                                   [&](std::string& seen) { return in_order(&seen); });
+    const auto result =
+        wait_until("everything is where it belongs", kPatience, [&](std::string& seen) {
+          try {
+            return in_order(&seen);
+          } catch (const std::exception& error) {
+            seen = error.what();
+            return false;
+          }
+        });
     longest_ = std::max(longest_, Clock::now() - start);
+    if (!result) std::printf("after %d actions: %s\n", actions_, result.message());
+    return static_cast<bool>(result);
+  }
+
+  // The guard knows the device that has to be the default again. To be asked when all is in order.
+  bool guard_knows() {
+    if (below(4) != 0 || second_ != nullptr || !equalizes()) return true;
+    const std::string followed = played_to();
+    kill_program();
+    const auto result =
+        wait_until("the guard gives " + followed + " back", kRescue, [&](std::string& seen) {
+          seen = client_->default_sink();
+          return seen == followed;
+        });
     if (!result) std::printf("after %d actions: %s\n", actions_, result.message());
     return static_cast<bool>(result);
   }
@@ -137,6 +167,13 @@ class Chaos {
     say("pulls out " + name);
     client_->remove_sink(name);
   }
+  void rename() {
+    if (plugged_.empty()) return;
+    const auto it = std::next(plugged_.begin(), below(static_cast<int>(plugged_.size())));
+    say("renames " + it->first);
+    client_->remove_sink(it->first);
+    it->second = client_->add_null_sink(it->first, "Device " + std::to_string(next_device_++));
+  }
   void switch_default() {
     const std::string name = any_device();
     say("default " + name);
@@ -153,13 +190,16 @@ class Chaos {
     client_->set_sink_mute(name, below(2) == 0);
   }
   std::unique_ptr<VelmoraProcess> launch(const TempDir& home) {
+    if (!program_running(program_) && !program_running(second_)) preset_ = below(eq::kPresetCount);
     VelmoraOptions options;
-    options.arguments = {"--preset", "flat"};
+    const std::string key = eq::kPresets[preset_].key;
+    options.arguments = {"--preset", key.substr(key.find('_') + 1)};
     options.config_home = home.path();
+    options.display = screen_.environment();
     return std::make_unique<VelmoraProcess>(server_, options);
   }
   void start_program() {
-    if (program_ != nullptr && program_->running()) return;
+    if (program_running(program_)) return;
     program_ = launch(home_);
     say("starts the program");
   }
@@ -173,6 +213,12 @@ class Chaos {
     say("kills the program");
     program_->kill9();
     program_.reset();
+  }
+  void press_power() {
+    if (!program_running(program_) || second_ != nullptr) return;
+    const bool before = equalizes();
+    Window(screen_).click(kPower);
+    say(before ? "switches off" : "switches on");
   }
   void second_copy() {
     if (second_ != nullptr) {
@@ -204,10 +250,18 @@ class Chaos {
     plugged_.clear();
   }
 
-  bool routes() {
-    return (program_ != nullptr && program_->running()) ||
-           (second_ != nullptr && second_->running());
+  static bool program_running(const std::unique_ptr<VelmoraProcess>& program) {
+    return program != nullptr && program->running();
   }
+  // What its window says, where there is only one.
+  bool equalizes() {
+    if (!program_running(program_)) return false;
+    if (second_ != nullptr) return true;
+    const std::uint32_t light = Window(screen_).pixel(kPowerLight);
+    return (light >> 8U & 0xFFU) > (light >> 16U & 0xFFU) + 20;
+  }
+
+  bool routes() { return equalizes() || program_running(second_); }
 
   bool in_order(std::string* seen) {
     std::erase_if(players_, [](const Player& p) { return p.player->failed(); });
@@ -237,25 +291,34 @@ class Chaos {
     return !routed || players_.empty() || is_heard(seen);
   }
 
-  bool is_heard(std::string* seen) {
+  // The device of our playback stream; empty when there is not exactly one.
+  std::string played_to() {
     std::vector<std::string> devices;
     for (const Stream& stream : client_->sink_inputs_of(kOurs)) {
       for (const Sink& sink : client_->sinks())
         if (sink.index == stream.device) devices.push_back(sink.name);
     }
-    if (devices.size() != 1 || devices[0] == kSink) {
-      *seen = std::to_string(devices.size()) + " playback streams of ours";
+    return devices.size() == 1 ? devices[0] : "";
+  }
+
+  bool is_heard(std::string* seen) {
+    const std::string device = played_to();
+    if (device.empty() || device == kSink) {
+      *seen = "our playback is on \"" + device + "\"";
       return false;
     }
-    for (const std::string& name : {std::string(kSink), devices[0]}) {
+    for (const std::string& name : {std::string(kSink), device}) {
       client_->set_sink_volume(name, 1);
       client_->set_sink_mute(name, false);
     }
-    Recorder recorder(server_.address(), devices[0] + ".monitor");
+    Recorder recorder(server_.address(), device + ".monitor");
     const Stereo sound = recorder.next(500ms);
-    const double heard = level_db(std::span(sound.left).last(kRate / 4), players_.front().hz);
-    *seen = std::to_string(heard) + " dB on " + devices[0];
-    return std::abs(heard - kLevelDb) < kToleranceDb;
+    const double hz = players_.front().hz;
+    const double heard = level_db(std::span(sound.left).last(kRate / 4), hz);
+    const double wanted = kLevelDb + static_cast<double>(eq::response_db(
+                                         eq::preset_curve(preset_), kRate, static_cast<float>(hz)));
+    *seen = std::to_string(heard) + " for " + std::to_string(wanted) + " dB on " + device;
+    return std::abs(heard - wanted) < kToleranceDb;
   }
 
   struct Player {
@@ -268,7 +331,9 @@ class Chaos {
   TempDir home_;
   TempDir second_home_;
   SoundServer server_;
+  Screen screen_;
   std::unique_ptr<PulseClient> client_;
+  int preset_ = 0;  // of the program, and of the second copy
   std::unique_ptr<VelmoraProcess> program_;
   std::unique_ptr<VelmoraProcess> second_;
   std::vector<Player> players_;
@@ -293,13 +358,17 @@ int main(int argc, char** argv) {
   const int actions = std::stoi(argument(argc, argv, "--actions", "500"));
   const auto seed = static_cast<unsigned>(
       std::stoul(argument(argc, argv, "--seed", std::to_string(std::random_device()()))));
+  if (!std::ranges::all_of(kScreenPrograms, program_exists)) {
+    std::printf("no virtual screen\n");
+    return kSkipped;
+  }
   std::printf("%s, seed %u\n", kind.c_str(), seed);
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   Chaos chaos(kind == "pipewire" ? ServerKind::kPipeWire : ServerKind::kPulseAudio, seed);
   for (int done = 0; done < actions; done += kActionsPerRound) {
     for (int i = 0; i < kActionsPerRound; ++i)
       chaos.act();
-    if (!chaos.settles()) return 1;
+    if (!chaos.settles() || !chaos.guard_knows()) return 1;
   }
   if (!chaos.ends()) return 1;
   std::printf("%d actions, nothing out of order; the longest wait after the calm was %.1f s\n",
