@@ -26,35 +26,31 @@ class presets : public Window {
 
 TEST_F(presets, are_labelled_by_name_and_marked_when_changed) {
   const std::string mark = std::string(" (") + i18n::T("preset_modified") + ")";
-  const auto expect_label = [&](const char* preset, float gain, const std::string& label) {
+  const std::string flat = i18n::T("preset_flat");
+  own() = {{"Küche", {{0, 0, 1}, 0}}};
+  for (const auto& [preset, gain, label] : {std::tuple{"b:preset_flat", 0.04F, flat},
+                                            {"b:preset_flat", 0.5F, flat + mark},
+                                            {"u:Küche", 0.0F, "Küche" + mark},
+                                            {"u:Küche", 1.0F, "Küche"s},
+                                            {"u:gone", 0.0F, i18n::T("preset_custom")},
+                                            {"x", 0.0F, i18n::T("preset_custom")}}) {
     s_.preset = preset;
     s_.curve.gain[2] = gain;
     EXPECT_EQ(ui::preset_label(), label) << preset << " " << gain;
-  };
-  const std::string flat = i18n::T("preset_flat");
-  own() = {{"Küche", {{0, 0, 1}, 0}}};
-  expect_label("b:preset_flat", 0, flat);
-  expect_label("b:preset_flat", 0.5F, flat + mark);
-  expect_label("b:preset_flat", 0.04F, flat);
-  expect_label("u:Küche", 0, "Küche" + mark);
-  expect_label("u:Küche", 1, "Küche");
-  for (const char* unknown : {"u:gone", "b:preset_none", "", "x", "Küche"})
-    expect_label(unknown, 0, i18n::T("preset_custom"));
+  }
   ui::choose_builtin("preset_rock");
   EXPECT_EQ(ui::preset_label(), i18n::T("preset_rock"));  // on its way there
 }
 
-TEST_F(presets, menu_lists_built_in_and_own_and_an_own_row_ends_in_what_deletes_it) {
+TEST_F(presets, are_chosen_from_the_menu_and_own_ones_deleted_at_the_end_of_their_row) {
   own() = {{"B", {{2}, 0}}, {"A\n", {}}};
   press(layout().presets);
-  const std::vector<ui::PopupRow>& rows = list().rows;
-  ASSERT_EQ(rows.size(), kOwn + 2U);
-  EXPECT_TRUE(rows[2].chosen);
-  EXPECT_EQ(rows[1].text, i18n::T("preset_standard"));
-  EXPECT_EQ(rows[kOwn + 1].text, "A ");
+  ASSERT_EQ(list().rows.size(), kOwn + 2U);
+  EXPECT_TRUE(list().rows[2].chosen);
+  EXPECT_EQ(list().rows[kOwn + 1].text, "A ");
   press(row(0));  // a heading
   EXPECT_TRUE(list().open);
-  press(row(row_with("A\n")));
+  press(row(kOwn + 1));
   EXPECT_FALSE(list().open);
   EXPECT_EQ(s_.preset, "u:A\n");
   frame(1000);
@@ -74,13 +70,11 @@ TEST_F(presets, menu_lists_built_in_and_own_and_an_own_row_ends_in_what_deletes_
     ui::on_mouse_move(x, y);
     EXPECT_EQ(list().hover, hover);
     EXPECT_EQ(list().hover_delete, deletes);
-    EXPECT_EQ(ui::cursor_at(x, y), hover < 0 ? ui::kCursorArrow : ui::kCursorHand);
   }
   press(end - 10, mine.y + 14);
   ASSERT_EQ(own().size(), 1U);
   EXPECT_EQ(own()[0].name, "A\n");
   EXPECT_EQ(s_.curve.gain[0], 2);
-  EXPECT_EQ(ui::preset_label(), i18n::T("preset_custom"));
   EXPECT_TRUE(list().open && saved_in_time());
   press(20, 600);  // beside the list
   EXPECT_FALSE(list().open);
@@ -108,14 +102,10 @@ TEST_F(presets, long_list_scrolls_within_its_ends_and_stays_within_the_window) {
   press(deleted.x + deleted.w - 10, deleted.y + 14);
   EXPECT_EQ(own().size(), 59U);
   EXPECT_EQ(list().first, last - 2) << "the list stays where it was under the pointer";
-  ui::on_key(ui::Key::Escape);
   for (const int h : {900, 640}) {
-    paint(960, 900);
-    press(layout().presets);
     paint(960, h);
     EXPECT_GE(list().rect.y, 0);
     EXPECT_LE(list().rect.y + list().rect.h, h);
-    ui::on_key(ui::Key::Escape);
   }
 }
 
@@ -145,7 +135,6 @@ TEST_F(presets, names_are_stored_without_outer_blanks_and_line_breaks) {
   press(layout().save);
   ui::state().save.name = " \r two\twords\n  ";
   ui::on_key(ui::Key::Enter);
-  EXPECT_FALSE(dialog().open);
   EXPECT_EQ(s_.preset, "u:two words");
   EXPECT_TRUE(saved_in_time());
   EXPECT_EQ(settings::load().user_presets.at(0).name, "two words");
@@ -160,23 +149,17 @@ TEST_F(presets, names_are_stored_without_outer_blanks_and_line_breaks) {
 }
 
 TEST_F(presets, a_known_name_replaces_its_curve_even_where_a_hundred_leave_no_room_for_a_new_one) {
-  add(98);
-  s_.curve.gain[1] = 5;
-  save_as("P7");
-  EXPECT_EQ(own().size(), 98U);
+  add(99);
   save_as("p7");
-  save_as("last");
   EXPECT_EQ(own().size(), 100U);
+  s_.curve.gain[1] = 4;
   save_as("one more");
   EXPECT_TRUE(dialog().open);
   EXPECT_EQ(own().size(), 100U);
-  EXPECT_EQ(s_.preset, "u:last");
   ui::on_key(ui::Key::Escape);
-  s_.curve.gain[1] = 4;
   save_as("P8");
   EXPECT_FALSE(dialog().open);
-  EXPECT_EQ(own()[6].curve.gain[1], 0);
-  EXPECT_EQ(own()[7].curve.gain[1], 5);
+  EXPECT_EQ(own()[7].curve.gain[1], 0);
   EXPECT_EQ(own()[8].curve.gain[1], 4);
 }
 
@@ -195,18 +178,12 @@ TEST_F(presets, typing_replaces_the_proposal_and_keeps_within_its_limits) {
     ui::on_text(refused);
     EXPECT_EQ(dialog().name, "ä" + x) << refused;
   }
-  ui::on_key(ui::Key::Escape);
-  press(layout().save);
-  ui::on_key(ui::Key::Backspace);  // the whole name was selected
-  EXPECT_EQ(dialog().name, "");
 }
 
 TEST_F(presets, dialog_is_all_that_can_be_hit) {
   const float x = layout().slider[9].x + 20;
   press(layout().save);
-  const ui::DialogLayout& d = dialog().layout;
-  EXPECT_EQ(code_at(d.name), ui::kHitSaveName);
-  press(d.card.x + 2, d.card.y + 2);
+  press(dialog().layout.card.x + 2, dialog().layout.card.y + 2);
   EXPECT_TRUE(dialog().open);
   ui::on_wheel(x, 400, -1);
   ui::on_double_click(x, 400);
