@@ -6,9 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <ostream>
-#include <set>
-#include <sstream>
+#include <map>
 #include <stdexcept>
 #include <thread>
 
@@ -34,44 +32,22 @@ pa_volume_t to_volume(double volume) {
 }
 
 Sink to_item(const pa_sink_info& i) {
-  return {i.index,
-          text(i.name),
-          text(i.description),
-          i.owner_module,
-          mean(i.volume),
-          i.mute != 0,
-          i.state,
-          i.latency,
-          i.configured_latency,
-          text(i.monitor_source_name),
-          i.sample_spec.rate,
-          i.sample_spec.channels};
+  return {i.index,     text(i.name), text(i.description), i.owner_module, mean(i.volume),
+          i.mute != 0, i.state,      i.sample_spec.rate};
 }
 
 Source to_item(const pa_source_info& i) {
-  return {i.index, text(i.name), text(i.description), i.monitor_of_sink, i.state};
+  return {i.index, text(i.name)};
 }
 
 Stream to_item(const pa_sink_input_info& i) {
-  return {i.index,
-          i.sink,
-          i.client,
-          property(i.proplist, PA_PROP_APPLICATION_NAME),
-          property(i.proplist, PA_PROP_MEDIA_NAME),
-          mean(i.volume),
-          i.mute != 0,
-          i.corked != 0};
+  return {i.index, i.sink, property(i.proplist, PA_PROP_APPLICATION_NAME),
+          property(i.proplist, PA_PROP_MEDIA_NAME), i.corked != 0};
 }
 
 Stream to_item(const pa_source_output_info& i) {
-  return {i.index,
-          i.source,
-          i.client,
-          property(i.proplist, PA_PROP_APPLICATION_NAME),
-          property(i.proplist, PA_PROP_MEDIA_NAME),
-          mean(i.volume),
-          i.mute != 0,
-          i.corked != 0};
+  return {i.index, i.source, property(i.proplist, PA_PROP_APPLICATION_NAME),
+          property(i.proplist, PA_PROP_MEDIA_NAME), i.corked != 0};
 }
 
 Module to_item(const pa_module_info& i) {
@@ -117,50 +93,19 @@ void on_index(pa_context*, std::uint32_t index, void* data) {
 
 struct InfoAnswer {
   const PulseConnection* connection;
-  ServerInfo info;
+  std::string default_sink;
 };
 
 void on_info(pa_context*, const pa_server_info* info, void* data) {
   auto* const answer = static_cast<InfoAnswer*>(data);
-  if (info != nullptr) {
-    answer->info = {text(info->server_name), text(info->server_version),
-                    text(info->default_sink_name), text(info->default_source_name)};
-  }
+  if (info != nullptr) answer->default_sink = text(info->default_sink_name);
   answer->connection->signal();
-}
-
-std::string name_of(std::uint32_t index, const std::map<std::uint32_t, std::string>& names) {
-  const auto found = names.find(index);
-  return found != names.end() ? found->second : "";
-}
-
-std::set<std::string> lines_of(const ServerState& state) {
-  std::ostringstream all;
-  all << state;
-  std::set<std::string> lines;
-  std::istringstream in(all.str());
-  for (std::string line; std::getline(in, line);) {
-    // Lines that occur several times stay several.
-    while (!lines.insert(line).second)
-      line += " (again)";
-  }
-  return lines;
-}
-
-std::vector<std::string> only_in(const std::set<std::string>& a, const std::set<std::string>& b) {
-  std::vector<std::string> result;
-  std::set_difference(a.begin(), a.end(), b.begin(), b.end(), std::back_inserter(result));
-  return result;
 }
 
 }  // namespace
 
 PulseClient::PulseClient(const std::string& address, const std::string& application_name)
     : connection_(address, application_name) {}
-
-void PulseClient::connect() {
-  connection_.connect(connection_.lock());
-}
 
 template <class Item, class Start>
 std::vector<Item> PulseClient::list(const std::string& what, Start&& start) {
@@ -181,13 +126,13 @@ void PulseClient::act(const std::string& what, Start&& start) {
   if (!outcome.success) throw connection_.error(lock, what);
 }
 
-ServerInfo PulseClient::info() {
+std::string PulseClient::default_sink() {
   const LoopLock lock = connection_.lock();
   connection_.connect(lock);
   InfoAnswer answer{&connection_, {}};
   connection_.finish(lock, pa_context_get_server_info(connection_.context(lock), on_info, &answer),
                      "server info");
-  return answer.info;
+  return answer.default_sink;
 }
 
 std::vector<Sink> PulseClient::sinks() {
@@ -270,12 +215,6 @@ void PulseClient::unload_module(std::uint32_t index) {
   });
 }
 
-void PulseClient::move_sink_input(std::uint32_t index, const std::string& sink) {
-  act("move a stream to " + sink, [&](pa_context* context, void* outcome) {
-    return pa_context_move_sink_input_by_name(context, index, sink.c_str(), on_success, outcome);
-  });
-}
-
 void PulseClient::set_sink_volume(const std::string& sink, double volume) {
   pa_cvolume channels;
   pa_cvolume_set(&channels, 2, to_volume(volume));
@@ -323,50 +262,41 @@ void PulseClient::remove_sink(const std::string& name) {
 
 ServerState capture_state(PulseClient& client) {
   ServerState state;
-  state.default_sink = client.default_sink();
+  const auto add = [&state](const std::string& what, const std::string& where) {
+    state.lines.insert(what + ": " + where);
+  };
+  add("default sink", client.default_sink());
   std::map<std::uint32_t, std::string> sinks;
   std::map<std::uint32_t, std::string> sources;
   for (const Sink& s : client.sinks()) {
     sinks[s.index] = s.name;
-    state.sinks[s.name] = {s.description, s.volume, s.mute};
+    add("sink " + s.name + " (" + s.description + ")",
+        "volume " + std::to_string(s.volume) + (s.mute ? ", muted" : ""));
   }
   for (const Source& s : client.sources())
     sources[s.index] = s.name;
   for (const Module& m : client.modules())
-    state.modules.emplace(m.name, m.argument);
-  for (const Stream& s : client.sink_inputs()) {
-    state.playing.emplace(s.application_name + ": " + s.media_name, name_of(s.device, sinks));
-  }
-  for (const Stream& s : client.source_outputs()) {
-    state.recording.emplace(s.application_name + ": " + s.media_name, name_of(s.device, sources));
-  }
+    add("module " + m.name, m.argument);
+  for (const Stream& s : client.sink_inputs())
+    add("playing " + s.application_name + ", " + s.media_name, sinks[s.device]);
+  for (const Stream& s : client.source_outputs())
+    add("recording " + s.application_name + ", " + s.media_name, sources[s.device]);
   return state;
 }
 
 std::string difference(const ServerState& before, const ServerState& after) {
-  const std::set<std::string> old_lines = lines_of(before);
-  const std::set<std::string> new_lines = lines_of(after);
   std::string result;
-  for (const std::string& line : only_in(old_lines, new_lines))
-    result += "- " + line + "\n";
-  for (const std::string& line : only_in(new_lines, old_lines))
-    result += "+ " + line + "\n";
+  const auto add_missing = [&result](const ServerState& from, const ServerState& in,
+                                     const char* sign) {
+    std::vector<std::string> lines;
+    std::set_difference(from.lines.begin(), from.lines.end(), in.lines.begin(), in.lines.end(),
+                        std::back_inserter(lines));
+    for (const std::string& line : lines)
+      result += sign + line + "\n";
+  };
+  add_missing(before, after, "- ");
+  add_missing(after, before, "+ ");
   return result;
-}
-
-std::ostream& operator<<(std::ostream& out, const ServerState& state) {
-  out << "default sink: " << state.default_sink << '\n';
-  for (const auto& [name, device] : state.sinks) {
-    out << "sink " << name << " (" << device.description << "): volume " << device.volume
-        << (device.mute ? ", muted" : "") << '\n';
-  }
-  for (const auto& [name, argument] : state.modules)
-    out << "module " << name << ' ' << argument << '\n';
-  for (const auto& [stream, sink] : state.playing)
-    out << "playing " << stream << " -> " << sink << '\n';
-  for (const auto& [stream, source] : state.recording)
-    out << "recording " << stream << " <- " << source << '\n';
-  return out;
 }
 
 }  // namespace support

@@ -70,9 +70,8 @@ void Recorder::on_read(pa_stream* stream, std::size_t, void* self) {
     if (data != nullptr) {
       const auto* const samples = static_cast<const float*>(data);
       recorder.samples_.insert(recorder.samples_.end(), samples, samples + count);
-    } else {
+    } else {  // the server has lost samples: recorded as silence
       recorder.samples_.resize(recorder.samples_.size() + count);
-      ++recorder.holes_;
     }
     pa_stream_drop(stream);
   }
@@ -116,17 +115,6 @@ Stereo Recorder::next(std::chrono::milliseconds length) {
                              " of " + std::to_string(to - from) + " frames");
   }
   return cut(from, to);
-}
-
-int Recorder::holes() const {
-  const LoopLock lock = connection_.lock();
-  return holes_;
-}
-
-std::string Recorder::source() const {
-  const LoopLock lock = connection_.lock();
-  const char* const name = pa_stream_get_device_name(stream_);
-  return name != nullptr ? name : "";
 }
 
 bool Recorder::failed() const {
