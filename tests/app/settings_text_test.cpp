@@ -127,11 +127,11 @@ TEST(SettingsText, numbers_are_bounded_whatever_stands_there) {
     std::int32_t channel;  // 1 before
   };
   for (const auto& [text, gain, number, channel] :
-       {Case{"40", 12, 40, 1}, Case{"-99", -12, -99, 1}, Case{"+2", 2, 2, 2}, Case{" 7", 7, 7, 1},
-        Case{"2,5", 2, 2, 2}, Case{"2.9dB", 2.9F, 2, 2}, Case{"-3.99", -3.99F, -3, 1},
-        Case{"loud", 0, 0, 0}, Case{"nan", 0, 0, 0}, Case{"-infinity", -12, kMin, 1},
-        Case{"1e999", 12, kMax, 1}, Case{"2147483648", 12, kMax, 1},
-        Case{"4294967297", 12, kMax, 1}, Case{"\r", 0, 0, 0}}) {
+       {Case{"3", 3, 3, 1}, Case{"40", 12, 40, 1}, Case{"-99", -12, -99, 1}, Case{"+2", 2, 2, 2},
+        Case{" 7", 7, 7, 1}, Case{"2,5", 2, 2, 2}, Case{"2.9dB", 2.9F, 2, 2},
+        Case{"-3.99", -3.99F, -3, 1}, Case{"loud", 0, 0, 0}, Case{"nan", 0, 0, 0},
+        Case{"-infinity", -12, kMin, 1}, Case{"1e999", 12, kMax, 1},
+        Case{"2147483648", 12, kMax, 1}, Case{"4294967297", 12, kMax, 1}, Case{"\r", 0, 0, 0}}) {
     Settings s;
     s.channel = 1;
     settings::deserialize("band3="s + text + "\npreamp=" + text + "\nwin_x=" + text + "\nchannel=" +

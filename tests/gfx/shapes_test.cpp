@@ -65,16 +65,12 @@ TEST(drawing, clears_to_transparency_and_blends_everything_else) {
 }
 
 TEST(shapes, reach_their_rectangle) {
+  static constexpr Rect kWide{0, 0, 20, 10};
+  static constexpr Rect kSquare{2, 0, 10, 10};
   const std::pair<void (*)(), Rect> cases[] = {
       // Rounded up to a pill; outlines are inside their edges.
-      {[] {
-         gfx::fill_round_rect({0, 0, 20, 10}, 100, kRed);
-       },
-       {0, 0, 20, 10}},
-      {[] {
-         gfx::stroke_round_rect({2, 0, 10, 10}, 3, kRed, 2);
-       },
-       {2, 0, 10, 10}},
+      {[] { gfx::fill_round_rect(kWide, 100, kRed); }, kWide},
+      {[] { gfx::stroke_round_rect(kSquare, 3, kRed, 2); }, kSquare},
       // From twelve to three; the round ends reach half a width beyond.
       {[] { gfx::stroke_arc(32, 32, 20, 0, 90, kRed, 6); }, {29, 9, 26, 26}},
       {[] { gfx::line(10, 10, 30, 10, kRed, 8); }, {6, 6, 28, 8}},
