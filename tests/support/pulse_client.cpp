@@ -8,12 +8,11 @@
 #include <iterator>
 #include <map>
 #include <stdexcept>
-#include <thread>
+
+#include "wait_until.h"
 
 namespace support {
 namespace {
-
-constexpr std::chrono::milliseconds kPoll{10};
 
 std::string text(const char* value) {
   return value != nullptr ? value : "";
@@ -25,10 +24,6 @@ std::string property(const pa_proplist* list, const char* key) {
 
 double mean(const pa_cvolume& volume) {
   return static_cast<double>(pa_cvolume_avg(&volume)) / PA_VOLUME_NORM;
-}
-
-pa_volume_t to_volume(double volume) {
-  return static_cast<pa_volume_t>(std::lround(volume * PA_VOLUME_NORM));
 }
 
 Sink to_item(const pa_sink_info& i) {
@@ -107,22 +102,23 @@ void on_info(pa_context*, const pa_server_info* info, void* data) {
 PulseClient::PulseClient(const std::string& address, const std::string& application_name)
     : connection_(address, application_name) {}
 
-template <class Item, class Start>
-std::vector<Item> PulseClient::list(const std::string& what, Start&& start) {
+template <class Item, class Info>
+std::vector<Item> PulseClient::list(Query<Info> query) {
   const LoopLock lock = connection_.lock();
   connection_.connect(lock);
   Listing<Item> listing{&connection_, {}, false};
-  connection_.finish(lock, start(connection_.context(lock), &listing), what);
-  if (listing.failed) throw connection_.error(lock, what);
+  connection_.finish(lock, query(connection_.context(lock), on_item<Info, Item>, &listing), "list");
+  if (listing.failed) throw connection_.error(lock, "list");
   return std::move(listing.items);
 }
 
-template <class Start>
-void PulseClient::act(const std::string& what, Start&& start) {
+template <class Request, class... Arguments>
+void PulseClient::act(const std::string& what, Request&& request, Arguments... arguments) {
   const LoopLock lock = connection_.lock();
   connection_.connect(lock);
   Outcome outcome{&connection_};
-  connection_.finish(lock, start(connection_.context(lock), &outcome), what);
+  connection_.finish(lock, request(connection_.context(lock), arguments..., on_success, &outcome),
+                     what);
   if (!outcome.success) throw connection_.error(lock, what);
 }
 
@@ -136,35 +132,23 @@ std::string PulseClient::default_sink() {
 }
 
 std::vector<Sink> PulseClient::sinks() {
-  return list<Sink>("sink list", [](pa_context* context, void* listing) {
-    return pa_context_get_sink_info_list(context, on_item<pa_sink_info, Sink>, listing);
-  });
+  return list<Sink>(pa_context_get_sink_info_list);
 }
 
 std::vector<Source> PulseClient::sources() {
-  return list<Source>("source list", [](pa_context* context, void* listing) {
-    return pa_context_get_source_info_list(context, on_item<pa_source_info, Source>, listing);
-  });
+  return list<Source>(pa_context_get_source_info_list);
 }
 
 std::vector<Stream> PulseClient::sink_inputs() {
-  return list<Stream>("sink input list", [](pa_context* context, void* listing) {
-    return pa_context_get_sink_input_info_list(context, on_item<pa_sink_input_info, Stream>,
-                                               listing);
-  });
+  return list<Stream>(pa_context_get_sink_input_info_list);
 }
 
 std::vector<Stream> PulseClient::source_outputs() {
-  return list<Stream>("source output list", [](pa_context* context, void* listing) {
-    return pa_context_get_source_output_info_list(context, on_item<pa_source_output_info, Stream>,
-                                                  listing);
-  });
+  return list<Stream>(pa_context_get_source_output_info_list);
 }
 
 std::vector<Module> PulseClient::modules() {
-  return list<Module>("module list", [](pa_context* context, void* listing) {
-    return pa_context_get_module_info_list(context, on_item<pa_module_info, Module>, listing);
-  });
+  return list<Module>(pa_context_get_module_info_list);
 }
 
 std::optional<Sink> PulseClient::sink(const std::string& name) {
@@ -190,13 +174,10 @@ std::string PulseClient::sink_of(const std::string& application_name) {
 }
 
 void PulseClient::set_default_sink(const std::string& name) {
-  act("default sink " + name, [&](pa_context* context, void* outcome) {
-    return pa_context_set_default_sink(context, name.c_str(), on_success, outcome);
-  });
+  act("default sink " + name, pa_context_set_default_sink, name.c_str());
 }
 
 std::uint32_t PulseClient::load_module(const std::string& name, const std::string& arguments) {
-  std::uint32_t index = kNoIndex;
   const LoopLock lock = connection_.lock();
   connection_.connect(lock);
   Outcome outcome{&connection_};
@@ -204,31 +185,22 @@ std::uint32_t PulseClient::load_module(const std::string& name, const std::strin
                      pa_context_load_module(connection_.context(lock), name.c_str(),
                                             arguments.c_str(), on_index, &outcome),
                      "load " + name);
-  index = outcome.index;
   if (!outcome.success) throw connection_.error(lock, "load " + name);
-  return index;
+  return outcome.index;
 }
 
 void PulseClient::unload_module(std::uint32_t index) {
-  act("unload module", [&](pa_context* context, void* outcome) {
-    return pa_context_unload_module(context, index, on_success, outcome);
-  });
+  act("unload module", pa_context_unload_module, index);
 }
 
 void PulseClient::set_sink_volume(const std::string& sink, double volume) {
   pa_cvolume channels;
-  pa_cvolume_set(&channels, 2, to_volume(volume));
-  act("volume of " + sink, [&](pa_context* context, void* outcome) {
-    return pa_context_set_sink_volume_by_name(context, sink.c_str(), &channels, on_success,
-                                              outcome);
-  });
+  pa_cvolume_set(&channels, 2, static_cast<pa_volume_t>(std::lround(volume * PA_VOLUME_NORM)));
+  act("volume of " + sink, pa_context_set_sink_volume_by_name, sink.c_str(), &channels);
 }
 
 void PulseClient::set_sink_mute(const std::string& sink, bool mute) {
-  act("mute of " + sink, [&](pa_context* context, void* outcome) {
-    return pa_context_set_sink_mute_by_name(context, sink.c_str(), mute ? 1 : 0, on_success,
-                                            outcome);
-  });
+  act("mute of " + sink, pa_context_set_sink_mute_by_name, sink.c_str(), mute ? 1 : 0);
 }
 
 std::uint32_t PulseClient::add_null_sink(const std::string& name, const std::string& description) {
@@ -238,12 +210,9 @@ std::uint32_t PulseClient::add_null_sink(const std::string& name, const std::str
   if (!description.empty())
     arguments += " sink_properties=\"device.description='" + description + "'\"";
   const std::uint32_t module = load_module("module-null-sink", arguments);
-  const auto deadline = std::chrono::steady_clock::now() + kAnswerLimit;
-  while (!sink(name)) {
-    if (std::chrono::steady_clock::now() >= deadline)
-      throw std::runtime_error("no sink " + name + " appeared");
-    std::this_thread::sleep_for(kPoll);
-  }
+  const auto there =
+      wait_until("there is a sink " + name, kAnswerLimit, [&] { return sink(name).has_value(); });
+  if (!there) throw std::runtime_error(there.message());
   return module;
 }
 
@@ -252,12 +221,9 @@ void PulseClient::remove_sink(const std::string& name) {
   if (!found || found->owner_module == kNoIndex)
     throw std::runtime_error("no module has a sink " + name);
   unload_module(found->owner_module);
-  const auto deadline = std::chrono::steady_clock::now() + kAnswerLimit;
-  while (sink(name)) {
-    if (std::chrono::steady_clock::now() >= deadline)
-      throw std::runtime_error("sink " + name + " stays");
-    std::this_thread::sleep_for(kPoll);
-  }
+  const auto gone =
+      wait_until("there is no sink " + name, kAnswerLimit, [&] { return !sink(name); });
+  if (!gone) throw std::runtime_error(gone.message());
 }
 
 ServerState capture_state(PulseClient& client) {

@@ -80,10 +80,15 @@ class PulseClient {
   void remove_sink(const std::string& name);
 
  private:
-  template <class Item, class Start>
-  std::vector<Item> list(const std::string& what, Start&& start);
-  template <class Start>
-  void act(const std::string& what, Start&& start);
+  // One of the library's requests for a list.
+  template <class Info>
+  using Query = pa_operation* (*)(pa_context*, void (*)(pa_context*, const Info*, int, void*),
+                                  void*);
+  template <class Item, class Info>
+  std::vector<Item> list(Query<Info> query);
+  // One that answers with success or failure.
+  template <class Request, class... Arguments>
+  void act(const std::string& what, Request&& request, Arguments... arguments);
 
   PulseConnection connection_;
 };

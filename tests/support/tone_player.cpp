@@ -106,15 +106,12 @@ void TonePlayer::open(const LoopLock& lock) {
                                               kFramesPerMs * kFrameBytes);
   const auto flags = static_cast<pa_stream_flags_t>(options_.flags | PA_STREAM_ADJUST_LATENCY);
   const char* const device = options_.device.empty() ? nullptr : options_.device.c_str();
-  const bool sent =
-      pa_stream_connect_playback(stream_, device, &buffer, flags, nullptr, nullptr) == 0;
-  const bool ready = sent && connection_.wait(lock, kAnswerLimit, [this] {
-    return pa_stream_get_state(stream_) != PA_STREAM_CREATING;
-  }) && pa_stream_get_state(stream_) == PA_STREAM_READY;
-  if (ready) return;
-  const std::string failure = connection_.error_text(lock);
+  if (pa_stream_connect_playback(stream_, device, &buffer, flags, nullptr, nullptr) == 0 &&
+      connection_.wait_until_ready(lock, stream_))
+    return;
+  const std::runtime_error failure = connection_.error(lock, "play to " + options_.device);
   close(lock);
-  throw std::runtime_error("play to " + options_.device + ": " + failure);
+  throw failure;
 }
 
 std::string TonePlayer::sink() const {
