@@ -1,6 +1,11 @@
 // DESIGN: one mutex makes a line atomic in the file and in the tail. The file always holds what the
-// tail holds: lines that came while no file was open are counted and written as soon as one is.
+// tail holds: lines that came while no file was open, or while the disk was full, are counted and
+// written as soon as they can be. A descriptor instead of a stream, because only it tells how much
+// of a line was written.
 #include "logger.h"
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -8,23 +13,36 @@
 #include <deque>
 #include <mutex>
 
+#include "files.h"
+#include "utf8.h"
+
 namespace logger {
 namespace {
 
 constexpr std::size_t kTailLines = 500;
+constexpr mode_t kMode = 0666;  // less what the person's umask takes away
 
-std::mutex g_m;            // guards everything below
-std::string g_path;        // the log file's path
-std::FILE* g_f = nullptr;  // the open log file
+std::mutex g_m;      // guards everything below
+std::string g_path;  // the log file's path
+int g_fd = -1;       // the open log file
 // The newest lines, without line ends. Never destroyed: a thread that nobody waits for may still
 // say something while the process ends.
 std::deque<std::string>& g_tail = *new std::deque<std::string>;
 std::size_t g_unwritten = 0;  // how many of the newest lines of g_tail are in no file yet
 
-// A log that cannot be written has nowhere to say so; the tail still has the line.
-void write_line(const std::string& line) {
-  static_cast<void>(std::fwrite(line.data(), 1, line.size(), g_f));
-  static_cast<void>(std::fputc('\n', g_f));
+// Writes the whole line or nothing of it. A log that cannot be written has nowhere to say so.
+bool write_line(const std::string& line) {
+  const off_t at = lseek(g_fd, 0, SEEK_CUR);
+  if (files::write_all(g_fd, line + "\n")) return true;
+  // Nothing can be done about a part that stays.
+  if (at >= 0 && ftruncate(g_fd, at) == 0) static_cast<void>(lseek(g_fd, at, SEEK_SET));
+  return false;
+}
+
+void write_unwritten() {
+  if (g_fd < 0) return;
+  while (g_unwritten > 0 && write_line(*(g_tail.end() - static_cast<std::ptrdiff_t>(g_unwritten))))
+    --g_unwritten;
 }
 
 std::string time_of_day() {
@@ -38,31 +56,22 @@ std::string time_of_day() {
 
 void append(const char* tag, const std::string& msg) {
   const std::lock_guard lock(g_m);
-  std::string line = time_of_day() + " " + tag + " " + msg;
-  std::replace(line.begin(), line.end(), '\n', ' ');
-  std::replace(line.begin(), line.end(), '\r', ' ');
+  std::string line = time_of_day() + " " + tag + " " + utf8::one_line(msg);
   g_tail.push_back(std::move(line));
   if (g_tail.size() > kTailLines) g_tail.pop_front();
-  if (g_f == nullptr) {
-    g_unwritten = std::min(g_unwritten + 1, g_tail.size());
-    return;
-  }
-  write_line(g_tail.back());
-  std::fflush(g_f);
+  g_unwritten = std::min(g_unwritten + 1, g_tail.size());
+  write_unwritten();
 }
 
 }  // namespace
 
 void init(const std::string& dir, const std::string& name) {
   const std::lock_guard lock(g_m);
-  if (g_f != nullptr) return;
+  if (g_fd >= 0) return;
   g_path = dir + "/" + name + ".log";
   // Closed on exec: programs that we start must not hold the log.
-  g_f = std::fopen(g_path.c_str(), "we");
-  if (g_f == nullptr) return;
-  std::for_each(g_tail.end() - static_cast<std::ptrdiff_t>(g_unwritten), g_tail.end(), write_line);
-  g_unwritten = 0;
-  std::fflush(g_f);
+  g_fd = open(g_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode);
+  write_unwritten();
 }
 
 void info(const std::string& msg) {
@@ -90,9 +99,9 @@ std::vector<std::string> tail(std::size_t n) {
 
 void shutdown() {
   const std::lock_guard lock(g_m);
-  if (g_f == nullptr) return;
-  std::fclose(g_f);
-  g_f = nullptr;
+  if (g_fd < 0) return;
+  close(g_fd);
+  g_fd = -1;
 }
 
 }  // namespace logger

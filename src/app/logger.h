@@ -1,12 +1,12 @@
 // The log of this run: what happened, for a person who looks into a problem.
 //
 // A line is "HH:MM:SS LEVEL message" in local time, LEVEL being "INFO ", "WARN " or "ERROR".
-// Messages are English, one line each; a line break within a message becomes a blank. Every line is
-// flushed at once, so the file is complete even when the process dies right after.
+// Messages are English, one line each, whatever they hold (see utf8::one_line). Every line is
+// written at once, so the file is complete even when the process dies right after.
 //
-// The newest 500 lines are also kept in memory. Lines that were logged before the file was opened
-// are written to it when it opens, so nothing that happened during start-up is missing from the
-// file.
+// The newest 500 lines are also kept in memory. Lines that were logged before the file was opened,
+// or while the disk was full, are written to it as soon as that can be done, so nothing is missing
+// from the file.
 //
 // Threads: every function may be called from any thread. A mutex that cannot be taken raises
 // std::system_error.
@@ -22,7 +22,7 @@ namespace logger {
 // A file that cannot be opened is not reported: lines are then kept in memory only.
 void init(const std::string& dir, const std::string& name);
 
-// Append one line each. The message is written as it stands, it is never a format.
+// Append one line each. The message is never a format.
 void info(const std::string& msg);
 void warn(const std::string& msg);
 void error(const std::string& msg);

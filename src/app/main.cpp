@@ -15,6 +15,7 @@
 #include <limits>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "audio.h"
 #include "autostart.h"
@@ -30,6 +31,7 @@
 #include "settings.h"
 #include "theme.h"
 #include "ui.h"
+#include "utf8.h"
 #include "version.h"
 
 namespace {
@@ -94,6 +96,8 @@ pid_t lock_owner() {
 bool take_lock() {
   const std::string path = paths::config_dir() + "/Velmora.lock";
   g_lock_fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  // A file system that has become read-only still knows who holds the lock.
+  if (g_lock_fd < 0) g_lock_fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (g_lock_fd < 0) return true;
   if (flock(g_lock_fd, LOCK_EX | LOCK_NB) == 0) {
     write_lock_owner();
@@ -131,8 +135,8 @@ int list_devices() {
   const bool connected = status.state == audio::kRunning;
   if (connected) {
     for (const audio::Device& device : audio::devices()) {
-      con::printf("%s %-60s %s\n", device.name == status.target ? "*" : " ", device.name.c_str(),
-                  device.label.c_str());
+      con::printf("%s %-60s %s\n", device.name == status.target ? "*" : " ",
+                  utf8::one_line(device.name).c_str(), device.label.c_str());
     }
   } else {
     con::print("Kein Tonserver erreichbar.\n");
@@ -158,9 +162,15 @@ void start_audio(const Settings& s, const command_line::Start& start) {
   audio::start(start.takeover);
 }
 
-// Also for an end that does not come back here, such as a library's call of exit. Both may be
-// called twice.
+bool g_window_runs = false;
+
+// Also for an end that does not come back here: the X11 library calls exit when its screen is gone,
+// as at the end of a session. Both may be called twice.
 void stop_at_exit() {
+  if (std::exchange(g_window_runs, false)) {
+    logger::warn("A library ends the program: its screen is gone");
+    ui::persist();
+  }
   audio::stop();
   guard::stop();
 }
@@ -173,7 +183,9 @@ int run_window(const Args& args, Settings* s) {
   start_audio(*s, start);
   std::atexit(stop_at_exit);
 
+  g_window_runs = true;
   const int exit_code = run_gui(s);
+  g_window_runs = false;
 
   audio::stop();
   guard::stop();
@@ -210,8 +222,10 @@ int start_up(const Args& args) {
 
 int main(int argc, char** argv) {
   crash_handler::install();
-  // Output to a pipe that nobody reads is lost; it must not end the program.
+  // What cannot be written, to a pipe that nobody reads or beyond a limit of the person's, is lost;
+  // it must not end the program.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 
   const Args args(argv + std::min(argc, 1), argv + argc);
   if (command_line::has(args, "--version")) {

@@ -23,7 +23,7 @@ namespace audio {
 // An output device that a person can choose.
 struct Device {
   std::string name;   // the server's sink name, what settings and command line hold
-  std::string label;  // text to show: the description, or the name where that is empty
+  std::string label;  // text to show, one line: the description, or the name where that is empty
 };
 
 enum State : std::int32_t {
@@ -87,6 +87,8 @@ void set_curve(const eq::Curve& curve);
 // -----------------------------------------------------------------------------------------------------
 
 Status status();
+// The same into a status that is kept: allocates only for names longer than any that it has held.
+void read_status(Status* status);
 
 // The real output devices in the server's order.
 std::vector<Device> devices();

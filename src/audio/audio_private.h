@@ -1,14 +1,17 @@
 // Inside the audio engine. Only the sources of this folder include this.
 //
-//   engine.cpp         wishes, status, the control thread and its loop, start and stop
-//   connection.cpp     the main loop and the connection; waiting for answers with a time limit
-//   snapshot.cpp       reading the server, publishing status and device list
-//   routing.cpp        our sink, the default device, other programs' streams: reconcile and
-//   teardown routing_rules.cpp  the decisions behind it, pure stream_path.cpp    record stream ->
-//   equalizer -> playback stream, tap, peaks, counters cushion.cpp        how much sound waits in
-//   the playback stream, pure hardware_log.cpp   the description of the server for log and crash
-//   report guard_linux.cpp    the guard process; guard_protocol.cpp what it is told rescue.cpp what
-//   the guard does when the program has died
+//   engine.cpp           wishes, status, the control thread and its loop, start and stop
+//   connection.cpp       the main loop and the connection; waiting for answers, with a limit
+//   snapshot.cpp         reading the server, publishing status and device list
+//   routing.cpp          our sink, the default device, others' streams: reconcile and teardown
+//   routing_rules.cpp    the decisions behind it, pure
+//   stream_path.cpp      record stream -> equalizer -> playback stream, tap, peaks, counters
+//   cushion.cpp          how much sound waits in the playback stream, pure
+//   drift.cpp            how fast it is played, pure
+//   hardware_log.cpp     the description of the server for log and crash report
+//   guard_linux.cpp      the guard process
+//   guard_protocol.cpp   what it is told
+//   rescue.cpp           what it does when the program has died
 //
 // Threads: the *loop thread* belongs to the sound library ("Velq-audio") and runs every callback;
 // the *control thread* ("Velq-control") makes every request; *callers* are any other threads.
@@ -163,6 +166,8 @@ bool record_alive(const LoopLock&, const std::string& source, bool routed);
 bool streams_alive(const LoopLock&);
 // Whether the record stream brings sound (or silence); waits for the first of it, for `ms` at most.
 bool record_delivers(const LoopLock&, int ms);
+// A stream of some program came or changed: sound may follow at once. Loop thread.
+void expect_sound();
 void report_stats();
 void report_totals();
 

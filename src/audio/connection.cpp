@@ -61,6 +61,8 @@ void on_event(pa_context* /*c*/, pa_subscription_event_type_t type, std::uint32_
       (facility == PA_SUBSCRIPTION_EVENT_SERVER && kind == PA_SUBSCRIPTION_EVENT_CHANGE) ||
       (facility == PA_SUBSCRIPTION_EVENT_SINK_INPUT && kind == PA_SUBSCRIPTION_EVENT_NEW);
   if (matters) mark_dirty();
+  if (facility == PA_SUBSCRIPTION_EVENT_SINK_INPUT && kind != PA_SUBSCRIPTION_EVENT_REMOVE)
+    expect_sound();
 }
 
 // Gives up the lock until something is signalled, for 100 ms at most.

@@ -20,13 +20,17 @@ constexpr int kFramesPerMs = 48;
 constexpr int kTargetFrames = Cushion::kTargetUs / 1000 * kFramesPerMs;
 constexpr int kSettleBlocks = 50;  // half a second
 constexpr int kWindowBlocks = 50;
-constexpr int kSpliceEvery = 4;              // blocks
-constexpr int kMinLag = 48;                  // frames; a shorter piece is not worth a splice
-constexpr std::int64_t kBurstUs = 40000;     // above the target: a burst, not jitter
-constexpr std::int64_t kTrimFromUs = 10000;  // above the target, all through a window: an excess
-constexpr std::int64_t kTrimToUs = 0;
-constexpr std::int64_t kSilentExcessUs = 10000;
+constexpr int kLongWindows = 16;          // 8 s
+constexpr int kSpliceEvery = 4;           // blocks
+constexpr int kMinLag = 48;               // frames; a shorter piece is not worth a splice
+constexpr std::int64_t kBurstUs = 40000;  // above the target: a burst, not jitter
+// The server tells the queue now and then, as it was when the device took from it last: up to one
+// gulp too long. The least of several answers is near the truth.
+constexpr std::int64_t kGulpUs = 20000;
+constexpr std::int64_t kTrimFromUs = 10000;  // above the target, all through a long window
+constexpr std::int64_t kSilentExcessUs = kGulpUs + 5000;
 constexpr std::int64_t kSilentLackUs = 25000;
+constexpr int kShortBlocks = 25;  // a late block is no lack
 
 bool is_silent(std::span<const float> block) {
   return std::ranges::all_of(block, [](float x) { return x == 0.0F; });
@@ -34,6 +38,10 @@ bool is_silent(std::span<const float> block) {
 
 std::size_t sample_at(int frame, int channel) {
   return static_cast<std::size_t>(frame) * kChannels + static_cast<std::size_t>(channel);
+}
+
+std::int64_t duration_us(std::size_t samples) {
+  return static_cast<std::int64_t>(samples / kChannels) * 1000 / kFramesPerMs;
 }
 
 // What is missing to the target when the block has been written.
@@ -51,7 +59,7 @@ float weight(int i, int n) {
 
 void Cushion::restart() {
   mode_ = Mode::kFresh;
-  trimming_ = false;
+  trim_us_ = 0;
   cut_open_ = false;
 }
 
@@ -63,6 +71,8 @@ Cushion::Output Cushion::shape(std::span<float> block, std::int64_t queue_us) {
   }
   Output out{.pad_frames = 0, .samples = block, .dropped = false};
   const bool silent = is_silent(block);
+  const bool lacks = queue_us != kUnknown && queue_us < kTargetUs - kSilentLackUs;
+  short_blocks_ = lacks ? short_blocks_ + 1 : 0;
   if (mode_ == Mode::kFresh) {
     out.pad_frames = lack_frames(queue_us, block);
     // From silence to sound.
@@ -70,19 +80,19 @@ Cushion::Output Cushion::shape(std::span<float> block, std::int64_t queue_us) {
     cut_open_ = true;
     mode_ = Mode::kSettling;
     settle_blocks_ = 0;
-    window_blocks_ = 0;
   } else if (cutting(queue_us, silent)) {
     remember_cut(block);
     return {};
-  } else if (silent && queue_us != kUnknown && queue_us < kTargetUs - kSilentLackUs) {
+  } else if (silent && short_blocks_ >= kShortBlocks) {
     out.pad_frames = lack_frames(queue_us, block);
   }
   watch(queue_us);
   if (cut_open_) {
     join_cut(block);
-  } else if (trimming_ && --until_splice_ <= 0) {
+  } else if (trim_us_ > 0 && --until_splice_ <= 0) {
     until_splice_ = kSpliceEvery;
     out.samples = splice(block);
+    trim_us_ -= duration_us(block.size() - out.samples.size());
   }
   return out;
 }
@@ -97,13 +107,32 @@ bool Cushion::cutting(std::int64_t queue_us, bool silent) {
 
 // Finds out whether the queue is too long all the time, as opposed to for a moment.
 void Cushion::watch(std::int64_t queue_us) {
-  if (mode_ == Mode::kSettling && ++settle_blocks_ >= kSettleBlocks) mode_ = Mode::kSteady;
-  if (queue_us == kUnknown) return;
-  window_min_us_ = window_blocks_ == 0 ? queue_us : std::min(window_min_us_, queue_us);
-  if (trimming_ && queue_us <= kTargetUs + kTrimToUs) trimming_ = false;
+  if (mode_ == Mode::kSettling && ++settle_blocks_ >= kSettleBlocks) {
+    mode_ = Mode::kSteady;
+    watch_anew();
+  }
+  if (queue_us == kUnknown || mode_ != Mode::kSteady) return;
+  if (trim_us_ > 0) {
+    if (queue_us <= kTargetUs) trim_us_ = 0;
+    watch_anew();
+    return;
+  }
+  window_least_us_ = window_blocks_ == 0 ? queue_us : std::min(window_least_us_, queue_us);
   if (++window_blocks_ < kWindowBlocks) return;
   window_blocks_ = 0;
-  if (mode_ == Mode::kSteady && window_min_us_ > kTargetUs + kTrimFromUs) trimming_ = true;
+  long_least_us_ = windows_ == 0 ? window_least_us_ : std::min(long_least_us_, window_least_us_);
+  ++windows_;
+  if (window_least_us_ > kTargetUs + kBurstUs) {
+    trim_us_ = window_least_us_ - kGulpUs - kTargetUs;
+  } else if (windows_ == kLongWindows) {
+    if (long_least_us_ > kTargetUs + kTrimFromUs) trim_us_ = long_least_us_ - kTargetUs;
+    windows_ = 0;
+  }
+}
+
+void Cushion::watch_anew() {
+  window_blocks_ = 0;
+  windows_ = 0;
 }
 
 void Cushion::remember_cut(std::span<const float> block) {

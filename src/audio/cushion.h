@@ -36,7 +36,9 @@ class Cushion {
   Output shape(std::span<float> block, std::int64_t queue_us);
 
   // Whether the queue is left to itself: neither filled up nor shortened.
-  [[nodiscard]] bool steady() const { return mode_ == Mode::kSteady && !trimming_ && !cut_open_; }
+  [[nodiscard]] bool steady() const {
+    return mode_ == Mode::kSteady && trim_us_ <= 0 && !cut_open_;
+  }
 
  private:
   enum class Mode { kFresh, kSettling, kSteady };
@@ -47,17 +49,21 @@ class Cushion {
 
   bool cutting(std::int64_t queue_us, bool silent);
   void watch(std::int64_t queue_us);
+  void watch_anew();
   void remember_cut(std::span<const float> block);
   void join_cut(std::span<float> block);
   std::span<const float> splice(std::span<float> block);
 
   Mode mode_ = Mode::kFresh;
   int settle_blocks_ = 0;  // blocks since playback began
+  int short_blocks_ = 0;   // blocks in a row before which the queue was much too short
   int window_blocks_ = 0;  // blocks in the current window of observation
-  std::int64_t window_min_us_ = 0;
-  bool trimming_ = false;  // the excess is being taken away in small pieces
-  int until_splice_ = 0;   // blocks until the next piece may be taken
-  bool cut_open_ = false;  // blocks have been thrown away since the last one written
+  std::int64_t window_least_us_ = 0;
+  int windows_ = 0;  // in the long window
+  std::int64_t long_least_us_ = 0;
+  std::int64_t trim_us_ = 0;  // an excess that is still to be taken away in small pieces
+  int until_splice_ = 0;      // blocks until the next piece may be taken
+  bool cut_open_ = false;     // blocks have been thrown away since the last one written
   std::array<float, std::size_t{2} * kFadeFrames>
       cut_start_{};  // how the sound went on when the cut began
 };

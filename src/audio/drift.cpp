@@ -1,7 +1,8 @@
-// DESIGN: the queue is a poor clock: blocks come in bursts, devices take gulps. Averaged over
-// seconds it tells a drift of some parts per million all the same. A proportional and an integral
-// term find the speed at which it stands still; they are slow enough not to follow jitter and fast
-// enough to hold 200 parts per million within a few milliseconds.
+// DESIGN: the queue is a poor clock: blocks come in bursts, devices take gulps, and the server
+// tells of it every second and a half. Averaged over many seconds it tells a drift of some parts
+// per million all the same. A proportional and an integral term find the speed at which it stands
+// still; they are slow enough not to follow jitter and fast enough to hold 200 parts per million
+// within a few milliseconds.
 //
 // A frame in between two others is a weighted sum of its neighbours: a sine cardinal under a Kaiser
 // window, tabulated for 512 places and interpolated linearly between them, which leaves errors
@@ -11,15 +12,19 @@
 #include <algorithm>
 #include <cmath>
 #include <numbers>
+#include <utility>
 
 namespace audio {
 
 namespace {
 
-constexpr double kMeanSeconds = 4.0;     // of the running mean
+constexpr double kMeanSeconds = 8.0;     // of the running mean that the speed follows
+constexpr double kSlowSeconds = 16.0;    // of the one that tells whether there is a drift at all
+constexpr double kFirstSeconds = 3.0;    // from then on there is something to compare with
 constexpr double kDecideEvery = 1.0;     // s
-constexpr double kEngage = 0.004;        // s; less is jitter, and the sound stays untouched
-constexpr double kMostKeptUs = 15000.0;  // of an excess or a lack that the queue settled at
+constexpr double kEngageUs = 5000.0;     // less is jitter, and the sound stays untouched
+constexpr double kMostAwayUs = 15000.0;  // a single look says no more than this
+constexpr double kMostKeptUs = 25000.0;  // of an excess or a lack that the queue settled at
 constexpr double kProportional = 0.02;   // 1/s
 constexpr double kIntegral = kProportional * kProportional / 4;  // 1/s^2: no overshoot
 constexpr double kMaxStep = 0.0001;                              // of the speed, in one decision
@@ -53,25 +58,29 @@ void DriftControl::forget() {
 
 void DriftControl::restart() {
   mean_us_ = 0.0;
+  slow_us_ = 0.0;
   settled_ = 0.0;
   since_ = 0.0;
-  keeps_ = false;
   speed_ = integral_;
 }
 
 double DriftControl::update(double excess_us, double seconds) {
-  // In the beginning a plain mean, so that the first value weighs no more than others.
-  settled_ = std::min(settled_ + seconds, kMeanSeconds);
-  mean_us_ += (excess_us - mean_us_) * seconds / settled_;
-  since_ += seconds;
-  if (since_ < kDecideEvery || settled_ < kMeanSeconds) return speed_;
-  if (!keeps_) {
-    keeps_ = true;
-    kept_us_ = std::clamp(mean_us_, -kMostKeptUs, kMostKeptUs);
+  settled_ = std::min(settled_ + seconds, kSlowSeconds);
+  if (settled_ >= kFirstSeconds) {
+    const double middle = keeps_ ? kept_us_ : slow_us_;
+    excess_us = std::clamp(excess_us, middle - kMostAwayUs, middle + kMostAwayUs);
   }
-  const double error = (mean_us_ - kept_us_) * 1e-6;
-  engaged_ = engaged_ || std::abs(error) > kEngage;
-  if (engaged_) {
+  // In the beginning plain means, so that the first value weighs no more than others.
+  mean_us_ += (excess_us - mean_us_) * seconds / std::min(settled_, kMeanSeconds);
+  slow_us_ += (excess_us - slow_us_) * seconds / settled_;
+  since_ += seconds;
+  if (since_ < kDecideEvery) return speed_;
+  const bool known = settled_ >= kSlowSeconds;
+  if (known && !std::exchange(keeps_, true))
+    kept_us_ = std::clamp(slow_us_, -kMostKeptUs, kMostKeptUs);
+  engaged_ = engaged_ || (known && std::abs(slow_us_ - kept_us_) > kEngageUs);
+  if (engaged_ && settled_ >= kMeanSeconds) {
+    const double error = (mean_us_ - kept_us_) * 1e-6;
     integral_ = std::clamp(integral_ + kIntegral * error * since_, -kMaxSpeed, kMaxSpeed);
     const double wanted = std::clamp(kProportional * error + integral_, -kMaxSpeed, kMaxSpeed);
     speed_ += std::clamp(wanted - speed_, -kMaxStep, kMaxStep);

@@ -20,8 +20,8 @@ class DriftControl {
 
   // Another device, another clock: everything that was learnt is wrong.
   void forget();
-  // The queue was emptied or filled by other means: where it settles is where it is kept. The
-  // clocks are what they were.
+  // The queue was emptied or filled by other means: what was seen of it says nothing any more. The
+  // clocks are what they were, and so is the place where it is kept.
   void restart();
 
   // To be called once for every block of `seconds`. `excess_us` is what the queue holds beyond its
@@ -33,10 +33,11 @@ class DriftControl {
 
  private:
   double mean_us_ = 0.0;   // of the excess
+  double slow_us_ = 0.0;   // the same over a longer time
   double kept_us_ = 0.0;   // the mean in the beginning, which is kept
   bool keeps_ = false;     // it is known
   double since_ = 0.0;     // s since the last decision
-  double settled_ = 0.0;   // s that went into the mean
+  double settled_ = 0.0;   // s that went into the means
   double integral_ = 0.0;  // the drift as known so far
   double speed_ = 0.0;
   bool engaged_ = false;

@@ -257,6 +257,11 @@ Status status() {
   return g_status;
 }
 
+void read_status(Status* status) {
+  const std::lock_guard lock(g_mtx);
+  *status = g_status;
+}
+
 std::vector<Device> devices() {
   const std::lock_guard lock(g_mtx);
   return g_devices;

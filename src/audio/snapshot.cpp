@@ -5,12 +5,14 @@
 #include <utility>
 
 #include "audio_private.h"
+#include "utf8.h"
 
 namespace audio {
 
 namespace {
 
 constexpr const char* kNullSinkDriver = "module-null-sink.c";
+constexpr std::size_t kMaxLabel = 200;  // characters
 
 std::string text(const char* s) {
   return s == nullptr ? std::string() : std::string(s);
@@ -132,7 +134,8 @@ void publish(const Snapshot& s, const std::string& target, const std::string& fo
   std::vector<Device> devices;
   for (const SinkInfo& k : s.sinks) {
     if (is_reserved(k.name)) continue;
-    devices.push_back({k.name, k.description.empty() ? k.name : k.description});
+    const std::string& label = k.description.empty() ? k.name : k.description;
+    devices.push_back({k.name, utf8::one_line(label, kMaxLabel)});
     if (k.name == target) status.target_label = devices.back().label;
   }
   publish_status(status, std::move(devices));

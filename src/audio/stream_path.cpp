@@ -30,9 +30,13 @@ constexpr int kPieceFrames = Cushion::kMaxFrames;
 static_assert(kPieceFrames <= Stretch::kMaxFrames);
 constexpr std::size_t kFrameBytes = sizeof(float) * kChannels;
 constexpr std::uint32_t kServerDefault = 0xFFFFFFFFU;
-constexpr pa_usec_t kFragmentUs = 10000;
-constexpr pa_usec_t kIdleFragmentUs = 100000;
-constexpr std::size_t kIdleAfterFrames = std::size_t{5} * kRate;  // of silence
+constexpr std::size_t kFragmentFrames = 480;           // 10 ms
+constexpr std::size_t kWatchingFragmentFrames = 4800;  // of silence that is only looked at
+// Of silence that is to be played: less than the target of the queue, so that the first sound fills
+// it, and a whole number of the server's cycles where it counts them in powers of two.
+constexpr std::size_t kAsleepFragmentFrames = 2048;
+static_assert(kAsleepFragmentFrames * 1000000 / kRate < Cushion::kTargetUs);
+constexpr std::size_t kIdleAfterFrames = std::size_t{5} * kRate;
 constexpr pa_usec_t kMaxLengthUs = 500000;
 constexpr pa_usec_t kPrebufUs = 30000;
 constexpr int kResetAfterSilentPieces = 1000;  // 10 s: what rings in the filters is far below any
@@ -69,9 +73,8 @@ DriftControl g_drift;
 Stretch g_stretch;
 std::uint32_t g_applied_version = 0;
 int g_silent_pieces = 0;
-std::size_t g_watched_silence =
-    0;                         // frames of silence in a row that a spectrum-only capture brought
-bool g_watching_idly = false;  // it brings long fragments
+std::size_t g_quiet_frames = 0;  // recorded since the last sound, or sign of one to come
+bool g_idle = false;             // long fragments are brought
 std::array<float, std::size_t{kPieceFrames} * kChannels> g_scratch{};
 constexpr std::array<float, std::size_t{kPieceFrames} * kChannels> kSilence{};
 
@@ -221,9 +224,9 @@ void dismiss(pa_operation* op) {
   if (op != nullptr) pa_operation_unref(op);
 }
 
-void set_fragments(pa_usec_t us) {
+void set_fragments(std::size_t frames) {
   pa_buffer_attr buffers = default_buffers();
-  buffers.fragsize = bytes_of(us);
+  buffers.fragsize = static_cast<std::uint32_t>(frames * kFrameBytes);
   dismiss(pa_stream_set_buffer_attr(g_rec, &buffers, nullptr, nullptr));
 }
 
@@ -288,15 +291,18 @@ void take_fragment(const float* samples, std::size_t count) {
   }
 }
 
-// A spectrum of silence needs no hundred looks a second. The first sound brings the short fragments
-// back.
-void pace_spectrum(std::span<const float> samples) {
+// Silence needs no hundred looks a second. The first sound brings the short fragments back, and so
+// does what may announce one.
+void pace(bool idle) {
+  if (std::exchange(g_idle, idle) == idle) return;
+  const std::size_t idly = g_rec_routed ? kAsleepFragmentFrames : kWatchingFragmentFrames;
+  set_fragments(idle ? idly : kFragmentFrames);
+}
+
+void pace_after(std::span<const float> samples) {
   const bool silent = std::ranges::all_of(samples, [](float x) { return x == 0.0F; });
-  g_watched_silence = silent ? g_watched_silence + samples.size() / kChannels : 0;
-  const bool idly = g_watched_silence >= kIdleAfterFrames;
-  if (idly == g_watching_idly) return;
-  g_watching_idly = idly;
-  set_fragments(idly ? kIdleFragmentUs : kFragmentUs);
+  g_quiet_frames = silent ? g_quiet_frames + samples.size() / kChannels : 0;
+  pace(g_quiet_frames >= kIdleAfterFrames && (g_play_sleeps || !g_rec_routed));
 }
 
 void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {
@@ -310,8 +316,8 @@ void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {
         take_fragment(samples.data(), samples.size());
       } else {
         push_tap(samples);
-        pace_spectrum(samples);
       }
+      pace_after(samples);
     }
     pa_stream_drop(s);
   }
@@ -379,6 +385,8 @@ void reset_processor() {
 
 void close_record(const LoopLock& /*lock*/) {
   close_stream(&g_rec, &g_rec_source);
+  g_quiet_frames = 0;
+  g_idle = false;
 }
 
 void close_play(const LoopLock& /*lock*/) {
@@ -395,11 +403,9 @@ bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
     g_rec_source = source;
     g_rec_routed = routed;
     g_rec_delivers = false;
-    g_watched_silence = 0;
-    g_watching_idly = false;
     if (routed) g_proc.set_format(static_cast<float>(kRate), kChannels);
     pa_buffer_attr buffers = default_buffers();
-    buffers.fragsize = bytes_of(kFragmentUs);
+    buffers.fragsize = kFragmentFrames * kFrameBytes;
     const unsigned flags =
         PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE |
         (routed ? 0U : static_cast<unsigned>(PA_STREAM_DONT_INHIBIT_AUTO_SUSPEND));
@@ -464,6 +470,11 @@ bool play_alive(const LoopLock& /*lock*/, const std::string& sink) {
 
 bool streams_alive(const LoopLock& /*lock*/) {
   return good(g_rec) && good(g_play);
+}
+
+void expect_sound() {
+  g_quiet_frames = 0;
+  pace(false);
 }
 
 bool record_delivers(const LoopLock& lock, int ms) {

@@ -34,7 +34,9 @@ class Fault(Exception):
     """Something wrong with a file, told in the form that editors jump to."""
 
     def __init__(self, path, line, what):
-        super().__init__(f"{path}:{line}: {what}")
+        # One line, whatever the texts in it hold.
+        shown = "".join(c if c.isprintable() else f"U+{ord(c):04X}" for c in what)
+        super().__init__(f"{path}:{line}: {shown}")
 
 
 class Language(NamedTuple):

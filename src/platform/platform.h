@@ -9,9 +9,10 @@ struct Settings;
 
 namespace platform {
 
-// From here on SIGINT and SIGTERM end the program in order and SIGUSR1 raises its window. Start-up
-// calls this before it brings anything up: a signal that arrives in the meantime takes effect when
-// run_gui starts. Threads started afterwards never receive the three signals.
+// From here on SIGINT, SIGTERM and SIGHUP (the terminal was closed) end the program in order and
+// SIGUSR1 raises its window; a SIGHUP that was ignored stays so. Start-up calls this before it
+// brings anything up: a signal that arrives in the meantime takes effect when run_gui starts.
+// Threads started afterwards never receive these signals.
 void install_signal_handlers();
 
 // Milliseconds since some moment at the start; never runs backwards.

@@ -8,7 +8,7 @@
 //   strips.cpp        the cache of pictures from which moving parts are copied
 //   compose.cpp       puts layers, bars, meters and title on the screen
 //   input.cpp         events to the interface, pointers, the border of the frameless window
-//   signals.cpp       SIGINT, SIGTERM and SIGUSR1
+//   signals.cpp       SIGINT, SIGTERM, SIGHUP and SIGUSR1
 //   compat.cpp        time, and what not every SDL or display offers
 //   window_rules.cpp  the decisions behind it, pure
 //   frame_stats.h     where the time of a frame goes, in debug builds

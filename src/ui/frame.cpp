@@ -21,6 +21,7 @@ float g_left[analyzer::kFftSize];
 float g_right[analyzer::kFftSize];
 float g_mono[analyzer::kFftSize];
 std::uint64_t g_serial = 0;  // of the last block analysed
+audio::Status g_status;      // as of this frame
 
 // From 0 to 1 with a small overshoot before it settles.
 float eased(float t) {
@@ -61,14 +62,14 @@ void blink_caret(std::uint64_t now) {
 
 void poll_status() {
   State& s = state();
-  audio::Status status = audio::status();
-  if (!status.follow.empty() && status.follow != s.settings->last_default) {
-    s.settings->last_default = status.follow;
-    audio::set_restore_hint(status.follow);
+  audio::read_status(&g_status);
+  if (!g_status.follow.empty() && g_status.follow != s.settings->last_default) {
+    s.settings->last_default = g_status.follow;
+    audio::set_restore_hint(g_status.follow);
     schedule_save();
   }
-  if (status == s.status) return;
-  s.status = std::move(status);
+  if (g_status == s.status) return;
+  s.status = g_status;
   set_dirty();
 }
 
@@ -85,11 +86,12 @@ void analyse(float dt) {
   State& s = state();
   float rate = kDefaultRate;
   std::uint64_t serial = 0;
-  const bool data = audio::tap(g_left, g_right, analyzer::kFftSize, &rate, &serial);
-  if (!data || serial == g_serial) {
+  // Asking first spares the copy in every other frame.
+  if (!audio::tap(g_left, g_right, 0, &rate, &serial) || serial == g_serial) {
     s.bars.decay(dt);
     return;
   }
+  audio::tap(g_left, g_right, analyzer::kFftSize, &rate, &serial);
   g_serial = serial;
   mix_channels(s.settings->channel);
   float bars[kBars];

@@ -11,6 +11,7 @@
 #include "crash_handler.h"
 #include "platform.h"
 #include "ui_private.h"
+#include "utf8.h"
 
 namespace ui {
 
@@ -296,7 +297,7 @@ void dialog_key(Key key) {
   } else if (d.selected) {
     d.name.clear();
   } else {
-    remove_last_char(&d.name);
+    utf8::remove_last(&d.name);
   }
   d.selected = false;
   state().caret_on = true;
@@ -384,16 +385,16 @@ void on_key(Key key) {
   set_dirty();
 }
 
-void on_text(const std::string& utf8) {
+void on_text(const std::string& text) {
   SaveDialog& d = state().save;
   if (!d.open) return;
-  const bool control = std::any_of(utf8.begin(), utf8.end(), [](char c) {
+  const bool control = std::any_of(text.begin(), text.end(), [](char c) {
     return static_cast<unsigned char>(c) < 32 || c == 127;
   });
-  if (control || !valid_utf8(utf8)) return;
+  if (control || !utf8::valid(text)) return;
   if (d.selected) d.name.clear();
   d.selected = false;
-  if (count_chars(d.name + utf8) <= kMaxName) d.name += utf8;
+  if (utf8::count(d.name + text) <= kMaxName) d.name += text;
   state().caret_on = true;
   set_dirty();
 }

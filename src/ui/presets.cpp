@@ -7,6 +7,7 @@
 #include "i18n.h"
 #include "platform.h"
 #include "ui_private.h"
+#include "utf8.h"
 
 namespace ui {
 
@@ -33,7 +34,7 @@ std::string numbered_name(int n) {
   std::string name = with_argument(i18n::T("preset_default_name"), std::to_string(n));
   if (name.size() > kMaxProposal) {
     name.resize(kMaxProposal);
-    while (!valid_utf8(name))
+    while (!utf8::valid(name))
       name.pop_back();
   }
   return name;

@@ -15,6 +15,7 @@ namespace ui {
 namespace {
 
 constexpr std::uint64_t kSaveDelayMs = 1200;
+constexpr std::uint64_t kSaveAgainMs = 60000;  // after a save that failed
 constexpr float kLeastZoom = 0.25F;
 constexpr int kLeastWidth = 480;
 
@@ -120,7 +121,8 @@ void persist() {
     g_state.glide.running = false;
   }
   store_window();
-  settings::save(*g_state.settings);
+  // The disk may have room again later.
+  if (!settings::save(*g_state.settings)) g_state.save_at = platform::ticks_ms() + kSaveAgainMs;
 }
 
 bool take_dirty() {

@@ -36,7 +36,8 @@ void set_crash_report(const std::string& text);
 void init(Settings* settings, bool autostart);
 void shutdown();
 
-// Stores the window's position and size in the settings and writes the file.
+// Stores the window's position and size in the settings and writes the file; one that cannot be
+// written is tried again a minute later.
 void persist();
 
 // Frames

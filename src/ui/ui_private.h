@@ -303,10 +303,6 @@ void draw_popup(float w, float h);
 // Text
 // ---------------------------------------------------------------------------------------------------------------
 
-int count_chars(std::string_view utf8);  // code points
-void remove_last_char(std::string* utf8);
-bool valid_utf8(std::string_view utf8);
-
 // Text from outside made fit to be drawn in one line: invalid bytes and control characters
 // replaced, direction overrides left out, at most 200 characters.
 std::string one_line(std::string_view text);

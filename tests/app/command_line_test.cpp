@@ -216,7 +216,7 @@ TEST_F(CommandLine, without_a_usable_lock_the_program_runs_all_the_same) {
 }
 
 TEST_F(CommandLine, a_request_to_end_is_followed_in_order_from_the_start_on) {
-  for (const int signal : {SIGTERM, SIGINT, SIGTERM, SIGINT, SIGTERM, SIGINT}) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP, SIGTERM, SIGINT, SIGHUP}) {
     Process process = start({});
     // As early as can be seen from outside: start-up is in its middle.
     ASSERT_TRUE(wait_until("the lock", kLimit, [&] {
@@ -231,6 +231,15 @@ TEST_F(CommandLine, a_request_to_end_is_followed_in_order_from_the_start_on) {
   EXPECT_TRUE(wait_until("no guard is left", kLimit, [&] {
     return support::processes_with("XDG_CONFIG_HOME", home_.path()).empty();
   }));
+}
+
+TEST_F(CommandLine, one_that_is_to_outlive_its_terminal_does) {
+  Process process({"sh", "-c", R"(trap "" HUP; exec "$0")", VELMORA_EXECUTABLE}, environment(),
+                  outside_.path() / "output");
+  ASSERT_TRUE(wait_until_up(process));
+  EXPECT_THAT(read_file("/proc/" + std::to_string(process.pid()) + "/status"),
+              testing::ContainsRegex("SigIgn:\t[0-9a-f]{15}1\n"));
+  EXPECT_EQ(process.stop(kLimit), (ExitStatus{0, 0}));
 }
 
 TEST_F(CommandLine, the_switches_of_a_run_are_remembered_but_for_the_device) {

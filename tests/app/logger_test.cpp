@@ -3,8 +3,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <sstream>
@@ -54,11 +56,12 @@ TEST_F(Logger, a_line_is_time_level_and_message_and_stays_one_line) {
   EXPECT_EQ(logger::file_path(), file_.string());
   logger::info("up");
   logger::warn("100 %s %n %d");
-  logger::error("a\nERROR b\r\nc");
+  const std::string tail(10000, 'e');
+  logger::error("a\nERROR b\r\nc \x1b[31m \xff \u202e\u2028d" + tail);
   // Complete on disk while the file is still open.
   EXPECT_THAT(lines_of(file_), ElementsAre(MatchesRegex("..:..:.. INFO  up"),
                                            MatchesRegex("..:..:.. WARN  100 %s %n %d"),
-                                           MatchesRegex("..:..:.. ERROR a ERROR b  c")));
+                                           EndsWith(" ERROR a ERROR b  c  [31m \uFFFD  d" + tail)));
   EXPECT_EQ(read_file(file_).back(), '\n');
   EXPECT_EQ(logger::tail(3), lines_of(file_));
   EXPECT_FALSE(fs::exists(home_.path() / "Other.log"));
@@ -85,6 +88,25 @@ TEST_F(Logger, lines_before_the_file_is_open_come_first_in_it_and_in_no_other) {
   EXPECT_THAT(lines_of(file_), ElementsAre(EndsWith("WARN  Settings damaged"), EndsWith("third")));
   logger::init(home_.path(), "Next");
   EXPECT_THAT(lines_of(home_.path() / "Next.log"), ElementsAre(EndsWith("between")));
+}
+
+TEST_F(Logger, lines_that_a_full_disk_refused_are_written_once_there_is_room) {
+  logger::init(home_.path(), "Test");
+  logger::info("before");
+  rlimit unlimited{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &unlimited), 0);
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  // Room for half a line.
+  const rlimit full{static_cast<rlim_t>(fs::file_size(file_)) + 10, unlimited.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
+  logger::info("refused");
+  logger::info("refused, too");
+  EXPECT_THAT(lines_of(file_), ElementsAre(EndsWith("before")));
+  setrlimit(RLIMIT_FSIZE, &unlimited);
+  std::signal(SIGXFSZ, handler);
+  logger::info("after");
+  EXPECT_THAT(lines_of(file_), ElementsAre(EndsWith("before"), EndsWith("refused"),
+                                           EndsWith("refused, too"), EndsWith("after")));
 }
 
 TEST_F(Logger, started_programs_do_not_get_the_file) {

@@ -103,16 +103,19 @@ struct Course {
 };
 
 // Where the queue's excess goes in so many seconds, when the device takes more or less than it is
-// given and what is known of the queue is off by up to ten milliseconds.
-Course follow(DriftControl* control, double drift, double seconds, double start_ms = 0) {
+// given and what is known of the queue is an answer every second and a half, too long by up to one
+// of the device's gulps.
+Course follow(DriftControl* control, double drift, double seconds, double start_ms = 0,
+              double gulp_ms = 21.333, double rare_ms = 0) {
   std::mt19937 random(11);  // NOLINT(cert-msc51-cpp): the same course in every run
-  std::uniform_real_distribution<double> noise_us(-5000, 5000);
+  std::uniform_real_distribution<double> gulp_us(0, gulp_ms * 1000);
+  std::uniform_int_distribution<int> rare(0, 19);
   double excess_us = start_ms * 1000;
   Course course;
-  double sawtooth_us = 0;
-  for (double t = 0; t < seconds; t += kBlock) {
-    sawtooth_us = sawtooth_us > 5000 ? -5000 : sawtooth_us + 77;
-    const double speed = control->update(excess_us + noise_us(random) + sawtooth_us, kBlock);
+  double error_us = 0;
+  for (int block = 0; block * kBlock < seconds; ++block) {
+    if (block % 150 == 0) error_us = gulp_us(random) + (rare(random) == 0 ? rare_ms * 1000 : 0);
+    const double speed = control->update(excess_us + error_us, kBlock);
     excess_us += (drift - speed) * kBlock * 1e6;
     course.least_ms = std::min(course.least_ms, excess_us / 1000);
     course.most_ms = std::max(course.most_ms, excess_us / 1000);
@@ -131,24 +134,29 @@ TEST(DriftControl, holds_the_queue_for_two_hours_whatever_the_clocks_do) {
     EXPECT_LE(course.fastest, 0.0017) << "three cents";
     // Once the drift is known there is little left to do.
     const Course later = follow(&control, ppm * 1e-6, 1800, course.last_ms);
-    EXPECT_LT(later.most_ms - later.least_ms, 6) << ppm;
+    EXPECT_LT(later.most_ms - later.least_ms, 12) << ppm;
     EXPECT_NEAR(control.speed(), ppm * 1e-6, 0.0001);
+    // On a busy machine some answers are far off.
+    DriftControl shaken;
+    const Course rough = follow(&shaken, ppm * 1e-6, 7200, 0, 21.333, 50);
+    EXPECT_GT(rough.least_ms, -25) << ppm;
+    EXPECT_LT(rough.most_ms, 25) << ppm;
   }
 }
 
 TEST(DriftControl, leaves_equal_clocks_alone) {
   DriftControl control;
-  EXPECT_EQ(follow(&control, 0, 7200).fastest, 0);
+  EXPECT_EQ(follow(&control, 0, 7200, 0, 10.667).fastest, 0);
 }
 
-TEST(DriftControl, keeps_the_queue_where_it_settled_and_what_it_knows_of_the_clock) {
+TEST(DriftControl, leads_the_queue_back_and_keeps_what_it_knows_of_the_clock) {
   DriftControl control;
   follow(&control, 0.0002, 3600);
   control.restart();
-  EXPECT_NEAR(control.speed(), 0.0002, 0.00005);
+  EXPECT_NEAR(control.speed(), 0.0002, 0.0001);
   const Course again = follow(&control, 0.0002, 600, 9);
-  EXPECT_GT(again.least_ms, 4);
-  EXPECT_LT(again.most_ms, 14);
+  EXPECT_LT(again.most_ms, 15);
+  EXPECT_NEAR(again.last_ms, 0, 8);
   control.forget();
   EXPECT_EQ(control.speed(), 0);
   // A hopeless case stays within what no ear notices.

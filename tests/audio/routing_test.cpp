@@ -1,7 +1,9 @@
 // The program as built, on a real server: whose sound goes where, and that everything comes back.
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <sstream>
 
 #include "engine_test.h"
 
@@ -259,6 +261,31 @@ TEST_P(Routing, only_lists_devices) {
   EXPECT_THAT(list.console(),
               testing::HasSubstr("  usb" + std::string(58, ' ') + "A headset on USB\n"));
   EXPECT_TRUE(as_before(0ms));
+}
+
+// Programs and devices call themselves whatever they like.
+TEST_P(Routing, names_may_hold_anything) {
+  const std::string name = "a\nERROR b \x1b[31m \u202e\u2028c " + std::string(10000, 'x');
+  client().add_null_sink("odd", name);
+  client().set_default_sink("odd");
+  TonePlayer music(server().address(), sines({{1000, -20}}),
+                   {.application_name = name, .stream_name = name});
+  remember();
+  auto program = launch(with({"--preset", "flat"}));
+  EXPECT_TRUE(routed_to("odd"));
+  EXPECT_TRUE(hears("odd", 1000, -20));
+  VelmoraProcess list(server(), with({"--devices"}));
+  EXPECT_TRUE(list.wait(kPatience).has_value());
+  EXPECT_THAT(list.console(), testing::AllOf(testing::HasSubstr("a ERROR b  [31m  c xxx"),
+                                             testing::Not(testing::HasSubstr("\x1b"))));
+  EXPECT_EQ(std::ranges::count(list.console(), '\n'), 3) << "a line for each device";
+  program->stop();
+  EXPECT_TRUE(as_before());
+  const std::string log = program->log();
+  EXPECT_THAT(log, testing::HasSubstr("a ERROR b  [31m  c xxx"));
+  std::istringstream lines(log);
+  for (std::string line; std::getline(lines, line);)
+    EXPECT_THAT(line, testing::MatchesRegex("..:..:.. (INFO |WARN |ERROR) .*"));
 }
 
 // Somebody else unloads our module: the record stream must never end up on a microphone or another

@@ -36,6 +36,7 @@ inline constexpr double kTones[] = {125, 1000, 8000};
 // The full view at its first size, 960 x 640.
 inline constexpr Extent kFull{960, 640};
 inline constexpr Spot kPresets{682, 35};
+inline constexpr Spot kCollapse{480, 311};
 // Beside the header's buttons, where nothing moves: it changes when the menu or a dialog opens.
 inline constexpr Spot kBelowPresets{690, 65};
 

@@ -39,13 +39,21 @@ TEST_F(Lifecycle, however_the_program_ends_it_gives_the_sound_back) {
     EXPECT_TRUE(sound_system_as_before());
     EXPECT_THAT(program->log(), testing::EndsWith("Quit\n"));
   }
+}
+
+TEST_F(Lifecycle, a_screen_that_vanishes_costs_neither_the_sound_nor_the_last_change) {
   auto program = start();
   EXPECT_TRUE(in_the_sound("velmora"));
-  screen().crash();
+  const Window window(screen());
+  window.click(kCollapse);
+  EXPECT_TRUE(has_size(window, {960, 340}));
+  screen().crash();  // before the change is saved in its own time
   const auto status = program->wait(kPatience);
   ASSERT_TRUE(status.has_value());
   EXPECT_EQ(status->signal, 0);
   EXPECT_TRUE(sound_system_as_before());
+  EXPECT_TRUE(settings::load().collapsed);
+  EXPECT_FALSE(std::filesystem::exists(program->config_home() / "Velmora/crash_report.txt"));
 }
 
 TEST_F(Lifecycle, the_panels_switch_makes_a_session_start_the_program) {

@@ -7,7 +7,6 @@
 namespace display_test {
 namespace {
 
-constexpr Spot kCollapse{480, 311};
 constexpr Spot kCollapsedCollapse{480, 324};
 constexpr Spot kCompact{871, 35};
 constexpr Spot kMiniBody{180, 70};

@@ -12,6 +12,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -65,6 +67,16 @@ double delay(const SoundServer& server, SkewedDevice* device) {
   return delays.size() < kClicks / 2 ? -1 : median(delays);
 }
 
+// What the program has logged of its own accord about drops and underruns since `*from`.
+void print_troubles(const VelmoraProcess& program, std::size_t* from) {
+  const std::string log = program.log();
+  std::istringstream lines(log.substr(std::min(*from, log.size())));
+  *from = log.size();
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find("Audio path") != std::string::npos) std::printf("           %s\n", line.c_str());
+  }
+}
+
 const char* argument(int argc, char** argv, const char* name, const char* otherwise) {
   for (int i = 1; i + 1 < argc; ++i) {
     if (std::strcmp(argv[i], name) == 0) return argv[i + 1];
@@ -78,6 +90,10 @@ int main(int argc, char** argv) {
   const double minutes = std::atof(argument(argc, argv, "--minutes", "10"));
   const double ppm = std::atof(argument(argc, argv, "--ppm", "200"));
   const std::string kind = argument(argc, argv, "--server", "pulseaudio");
+  if (kind != "pulseaudio" && kind != "pipewire") {
+    std::fprintf(stderr, "Unknown server: %s (known: pulseaudio, pipewire)\n", kind.c_str());
+    return 2;
+  }
   SoundServerOptions devices;
   devices.devices = {"speakers"};
   SoundServer server(kind == "pipewire" ? ServerKind::kPipeWire : ServerKind::kPulseAudio, devices);
@@ -102,12 +118,14 @@ int main(int argc, char** argv) {
   std::this_thread::sleep_for(5s);  // the queue finds its place
   double first = -1;
   double away = 0;
+  std::size_t read = 0;
   do {
     const double now = delay(server, device.get());
     if (first < 0) first = now;
     if (now >= 0) away = std::max(away, std::abs(now - first));
     std::printf("%5.1f min: delay %6.1f ms\n",
                 std::chrono::duration<double>(Clock::now() - start).count() / 60, now);
+    print_troubles(program, &read);
     std::fflush(stdout);
     std::this_thread::sleep_for(std::min<Clock::duration>(end - Clock::now(), 55s));
   } while (Clock::now() < end);

@@ -80,7 +80,9 @@ std::filesystem::path find_program(const std::string& name) {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
-  ::signal(SIGPIPE, SIG_DFL);
+  // As a session starts a program, whatever started the test.
+  for (const int number : {SIGPIPE, SIGHUP})
+    ::signal(number, SIG_DFL);
   const int nothing = open("/dev/null", O_RDONLY);
   if (nothing >= 0 && dup2(nothing, STDIN_FILENO) >= 0 && dup2(output, STDOUT_FILENO) >= 0 &&
       dup2(output, STDERR_FILENO) >= 0) {

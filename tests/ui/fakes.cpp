@@ -45,8 +45,8 @@ void set_curve(const eq::Curve& curve) {
   ++g_sound.curves;
 }
 
-Status status() {
-  return g_sound.status;
+void read_status(Status* status) {
+  *status = g_sound.status;
 }
 
 std::vector<Device> devices() {

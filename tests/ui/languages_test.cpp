@@ -2,6 +2,7 @@
 // reference sizes.
 #include <cmath>
 
+#include "utf8.h"
 #include "window.h"
 
 namespace {
@@ -122,7 +123,7 @@ TEST_F(languages, fit_the_save_dialog_and_the_lists) {
     for (const char* key : {"preset_overwrite", "preset_full"})
       EXPECT_LE(height(d.name.w, 12, {i18n::T(key)}), d.cancel.y - d.name.y - d.name.h - 8) << key;
     const std::string proposal = ui::with_argument(i18n::T("preset_default_name"), "100");
-    EXPECT_LE(ui::count_chars(proposal), ui::kMaxName);
+    EXPECT_LE(utf8::count(proposal), ui::kMaxName);
   });
 }
 

@@ -103,6 +103,17 @@ TEST_F(views, header_and_device_list_act_on_the_engine) {
   }
 }
 
+TEST_F(views, a_save_that_failed_is_tried_again_a_minute_later) {
+  const std::string in_the_way = settings::file_path() + ".tmp";
+  std::filesystem::create_directories(in_the_way);
+  ui::persist();
+  std::filesystem::remove(in_the_way);
+  frame(59999);
+  EXPECT_FALSE(saved());
+  frame(1);
+  EXPECT_TRUE(saved());
+}
+
 TEST_F(views, unknown_position_is_neither_stored_nor_built_upon) {
   const auto stored_at = [](int x, int y) {
     fakes::desktop.x = x;
