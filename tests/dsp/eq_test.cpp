@@ -297,4 +297,16 @@ TEST(eq_same, tells_curves_apart_from_a_twentieth_of_a_decibel) {
   }
 }
 
+TEST(labels, say_the_frequency_they_stand_below) {
+  const auto hz = [](const std::string& label) {
+    return std::stof(label) * (label.ends_with('k') ? 1000.0F : 1.0F);
+  };
+  for (int band = 0; band < eq::kBands; ++band)
+    EXPECT_EQ(hz(eq::band_label(band)), eq::kFreq[band]);
+  for (int bar = 0; bar < analyzer::kBars; ++bar) {
+    const std::string label = analyzer::bar_label(bar);
+    EXPECT_EQ(label.empty() ? analyzer::kBarFreq[bar] : hz(label), analyzer::kBarFreq[bar]);
+  }
+}
+
 }  // namespace
