@@ -159,6 +159,9 @@ bool open_record(const LoopLock&, const SinkInfo& monitored, bool routed);
 bool open_play(const LoopLock&, const std::string& sink);
 // Whether the playback stream is creating or ready on that sink.
 bool play_alive(const LoopLock&, const std::string& sink);
+// Lets what is played end softly; returns when the last of it has left the playback stream, which
+// stays silent until it is opened anew, or when nothing can be done for it.
+void fade_play_out(const LoopLock&);
 void close_record(const LoopLock&);
 void close_play(const LoopLock&);
 // Whether the record stream is creating or ready on that source, in that role.

@@ -35,10 +35,8 @@ class Cushion {
   //   queue_us   what waits in the stream now, the device's own delay excluded, or kUnknown
   Output shape(std::span<float> block, std::int64_t queue_us);
 
-  // Whether the queue is left to itself: neither filled up nor shortened.
-  [[nodiscard]] bool steady() const {
-    return mode_ == Mode::kSteady && trim_us_ <= 0 && !cut_open_;
-  }
+  // Whether playback has gone on for long enough for the queue to have found its length.
+  [[nodiscard]] bool steady() const { return mode_ == Mode::kSteady; }
 
  private:
   enum class Mode { kFresh, kSettling, kSteady };

@@ -18,14 +18,15 @@ namespace audio {
 
 namespace {
 
-constexpr double kMeanSeconds = 8.0;     // of the running mean that the speed follows
-constexpr double kSlowSeconds = 16.0;    // of the one that tells whether there is a drift at all
-constexpr double kFirstSeconds = 3.0;    // from then on there is something to compare with
-constexpr double kDecideEvery = 1.0;     // s
-constexpr double kEngageUs = 5000.0;     // less is jitter, and the sound stays untouched
-constexpr double kMostAwayUs = 15000.0;  // a single look says no more than this
-constexpr double kMostKeptUs = 25000.0;  // of an excess or a lack that the queue settled at
-constexpr double kProportional = 0.02;   // 1/s
+constexpr double kMeanSeconds = 8.0;       // of the running mean that the speed follows
+constexpr double kSlowSeconds = 16.0;      // of the one that tells whether there is a drift at all
+constexpr double kFirstSeconds = 3.0;      // from then on there is something to compare with
+constexpr double kDecideEvery = 1.0;       // s
+constexpr double kEngageUs = 5000.0;       // less is jitter, and the sound stays untouched
+constexpr double kMostAwayUs = 15000.0;    // a single look says no more than this
+constexpr double kMostKeptUs = 25000.0;    // of an excess that the queue settled at
+constexpr double kLeastKeptUs = -10000.0;  // less would run dry too easily
+constexpr double kProportional = 0.02;     // 1/s
 constexpr double kIntegral = kProportional * kProportional / 4;  // 1/s^2: no overshoot
 constexpr double kMaxStep = 0.0001;                              // of the speed, in one decision
 
@@ -77,7 +78,7 @@ double DriftControl::update(double excess_us, double seconds) {
   if (since_ < kDecideEvery) return speed_;
   const bool known = settled_ >= kSlowSeconds;
   if (known && !std::exchange(keeps_, true))
-    kept_us_ = std::clamp(slow_us_, -kMostKeptUs, kMostKeptUs);
+    kept_us_ = std::clamp(slow_us_, kLeastKeptUs, kMostKeptUs);
   engaged_ = engaged_ || (known && std::abs(slow_us_ - kept_us_) > kEngageUs);
   if (engaged_ && settled_ >= kMeanSeconds) {
     const double error = (mean_us_ - kept_us_) * 1e-6;

@@ -33,6 +33,11 @@ std::uint32_t g_module = kNoIndex;
 bool g_load_unanswered = false;  // a sink was asked for and may yet appear
 Follow g_follow;
 Clock::time_point g_loaded_at;
+struct Level {
+  pa_volume_t volume = PA_VOLUME_NORM;
+  bool muted = false;
+};
+Level g_level;  // to which the person has turned our sink
 bool g_restricted = false;
 bool g_restricted_said = false;
 bool g_passive_said = false;
@@ -95,6 +100,13 @@ bool owns_sink(const Snapshot& s) {
   return ours != nullptr && g_module != kNoIndex && ours->module == g_module;
 }
 
+// Servers round.
+bool has_volume(const SinkInfo& sink, pa_volume_t volume) {
+  constexpr pa_volume_t kNear = PA_VOLUME_NORM / 1000;
+  if (volume == PA_VOLUME_NORM) return sink.full_volume;
+  return sink.volume + kNear >= volume && sink.volume <= volume + kNear;
+}
+
 void take_module(std::uint32_t module) {
   g_module = module;
   guard::owns_module(module);
@@ -102,15 +114,23 @@ void take_module(std::uint32_t module) {
 
 // What the server remembers of an earlier virtual sink (a low volume, a mute) is not what the
 // person hears now, and on the way out a low volume is handed to the real device: without this it
-// would sink from run to run. Some servers bring it back a moment after the sink has appeared.
-void start_at_full_volume(const LoopLock& lock, const SinkInfo& ours) {
+// would sink from run to run. Some servers bring it back a moment after the sink has appeared. But
+// where our sink was lost, with its server or by others' doing, nothing was handed over, and the
+// new one must not be louder.
+void start_at_level(const LoopLock& lock, const SinkInfo& ours) {
   if (Clock::now() - g_loaded_at > kRememberedLevel) return;
-  if (!ours.full_volume) {
-    pa_cvolume full;
-    pa_cvolume_set(&full, kChannels, PA_VOLUME_NORM);
-    set_volume_of(lock, kSinkName, full);
+  if (!has_volume(ours, g_level.volume)) {
+    pa_cvolume volume;
+    pa_cvolume_set(&volume, kChannels, g_level.volume);
+    set_volume_of(lock, kSinkName, volume);
   }
-  if (ours.muted) set_mute_of(lock, kSinkName, false);
+  if (ours.muted != g_level.muted) set_mute_of(lock, kSinkName, g_level.muted);
+}
+
+void remember_level(const Snapshot& s) {
+  if (Clock::now() - g_loaded_at <= kRememberedLevel) return;
+  const SinkInfo* ours = s.find(kSinkName);
+  g_level = {ours->volume, ours->muted};
 }
 
 bool unload(const LoopLock& lock, std::uint32_t module) {
@@ -245,6 +265,7 @@ bool teardown(const LoopLock& lock, const Snapshot& s, const std::string& target
   if (server_silent(lock)) return false;
   if (!unloaded) logger::warn("Virtual sink cannot be removed: " + error_text(lock));
   g_module = kNoIndex;
+  g_level = {};
   guard::disarmed();
   return unloaded;
 }
@@ -257,6 +278,7 @@ void apply_mute(const LoopLock& lock, int mute, const std::string& target) {
 }
 
 void stay_passive(const LoopLock& lock) {
+  g_level = {};
   close_play(lock);
   close_record(lock);
   update_status([](Status& s) {
@@ -285,6 +307,8 @@ bool ensure_play(const LoopLock& lock, const Snapshot& s, const std::string& tar
     return true;
   }
   if (play_alive(lock, target)) return true;
+  // Where the person chose another default, the music has left us already.
+  if (s.default_sink == kSinkName) fade_play_out(lock);
   if (!open_play(lock, target)) return false;
   // Where the person's own "device" is a virtual sink, and silent.
   const SinkInfo* sink = s.find(target);
@@ -325,7 +349,7 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
     return false;
   }
   const SinkInfo* ours = s.find(kSinkName);
-  start_at_full_volume(lock, *ours);
+  start_at_level(lock, *ours);
   bool done = ensure_play(lock, s, target);
   done = ensure_record(lock, *ours) && done;
   if (takeover) {
@@ -348,6 +372,7 @@ bool reconcile(const LoopLock& lock, const Wishes& wishes) {
   // A sink of our name in another module than ours is another copy's: ours has been removed by
   // someone.
   if (g_module != kNoIndex && !owns_sink(*s)) g_module = kNoIndex;
+  if (g_module != kNoIndex) remember_level(*s);
   if (g_module != kNoIndex && must_yield(*s)) {
     g_module = kNoIndex;
     guard::disarmed();

@@ -29,6 +29,7 @@ struct SinkInfo {
   bool muted = false;
   bool works_ahead = false;  // a null sink that takes seconds at once while nobody hurries it
   bool full_volume = true;   // neither turned down nor up
+  std::uint32_t volume = 0;  // of the loudest channel, as the server counts
 };
 
 // A playback stream (sink input) or a recording stream (source output).

@@ -39,6 +39,11 @@ static_assert(kAsleepFragmentFrames * 1000000 / kRate < Cushion::kTargetUs);
 constexpr std::size_t kIdleAfterFrames = std::size_t{5} * kRate;
 constexpr pa_usec_t kMaxLengthUs = 500000;
 constexpr pa_usec_t kPrebufUs = 30000;
+constexpr int kBlendFrames = 480;              // 10 ms from one curve to the next
+constexpr int kFadeFrames = 240;               // 5 ms
+constexpr int kFadeAwaited = 2 * kRate;        // for what is moved to us when we begin to play
+constexpr int kFadeOutMs = 50;                 // for the next fragments to come
+constexpr std::int64_t kPlayedOutUs = 150000;  // for what waits in the stream, at most
 constexpr int kResetAfterSilentPieces = 1000;  // 10 s: what rings in the filters is far below any
                                                // float by then, and the device may sleep
 
@@ -66,8 +71,15 @@ struct Queue {
 };
 Queue g_queue;
 
+enum class Fade { kNone, kAwaited, kIn, kOut, kGone };
+Fade g_fade = Fade::kNone;
+int g_fade_left = 0;  // frames; while one is awaited, those that it is awaited for
+bool g_faded_out = false;
+
 // Loop thread (and start, before it runs).
 eq::Processor g_proc;
+eq::Processor g_before;  // with the curve before, while g_blend_left is not 0
+int g_blend_left = 0;    // frames
 Cushion g_cushion;
 DriftControl g_drift;
 Stretch g_stretch;
@@ -76,6 +88,7 @@ int g_silent_pieces = 0;
 std::size_t g_quiet_frames = 0;  // recorded since the last sound, or sign of one to come
 bool g_idle = false;             // long fragments are brought
 std::array<float, std::size_t{kPieceFrames} * kChannels> g_scratch{};
+std::array<float, std::size_t{kPieceFrames} * kChannels> g_blend{};
 constexpr std::array<float, std::size_t{kPieceFrames} * kChannels> kSilence{};
 
 std::mutex g_curve_mtx;
@@ -148,8 +161,14 @@ void push_tap(std::span<const float> samples) {
   raise_peak(&g_peak_r, right);
 }
 
+bool nothing_to_hear() {
+  return g_silent_pieces >= kResetAfterSilentPieces;
+}
+
+// The next curve waits until the last one is there; of several that wait, the newest counts.
 void apply_new_curve() {
   if (g_curve_version.load(std::memory_order_acquire) == g_applied_version) return;
+  if (g_blend_left > 0) return;
   eq::Curve curve;
   {
     const std::unique_lock lock(g_curve_mtx, std::try_to_lock);
@@ -157,20 +176,42 @@ void apply_new_curve() {
     curve = g_curve;
     g_applied_version = g_curve_version.load(std::memory_order_relaxed);
   }
+  g_before = g_proc;
   g_proc.set_curve(curve);
+  g_blend_left = nothing_to_hear() ? 0 : kBlendFrames;
+}
+
+// A filter whose coefficients change at once clicks, and so does a gain. So both curves are applied
+// for a moment, and the sound goes over from one to the other.
+void process(std::span<float> samples) {
+  const int frames = static_cast<int>(samples.size()) / kChannels;
+  if (g_blend_left == 0) {
+    g_proc.process(samples.data(), frames);
+    return;
+  }
+  const std::span<float> before = std::span(g_blend).first(samples.size());
+  std::ranges::copy(samples, before.begin());
+  g_before.process(before.data(), frames);
+  g_proc.process(samples.data(), frames);
+  for (std::size_t i = 0; i < samples.size() && g_blend_left > 0; --g_blend_left) {
+    const float weight = (static_cast<float>(g_blend_left) - 0.5F) / kBlendFrames;
+    for (int c = 0; c < kChannels; ++c, ++i)
+      samples[i] += weight * (before[i] - samples[i]);
+  }
 }
 
 // Equalizes in place. Silence that has lasted long enough costs nothing.
 void equalize(std::span<float> samples) {
   if (!std::ranges::all_of(samples, [](float x) { return x == 0.0F; })) {
     g_silent_pieces = 0;
-  } else if (g_silent_pieces >= kResetAfterSilentPieces) {
+  } else if (nothing_to_hear()) {
     return;
   } else if (++g_silent_pieces == kResetAfterSilentPieces) {
     g_proc.reset();
+    g_blend_left = 0;
     return;
   }
-  g_proc.process(samples.data(), static_cast<int>(samples.size()) / kChannels);
+  process(samples);
 }
 
 void on_timing(pa_stream* s, void* /*user*/) {
@@ -249,8 +290,23 @@ bool wake_device() {
   return true;
 }
 
-bool nothing_to_hear() {
-  return g_silent_pieces >= kResetAfterSilentPieces;
+// Sound that is moved to us begins in the middle, and what we stop playing ends there.
+void fade(std::span<float> samples) {
+  for (std::size_t i = 0; i < samples.size(); i += kChannels) {
+    float* const frame = &samples[i];
+    if (g_fade == Fade::kAwaited) {
+      if (frame[0] == 0.0F && frame[1] == 0.0F && --g_fade_left > 0) continue;
+      g_fade = g_fade_left > 0 ? Fade::kIn : Fade::kNone;
+      g_fade_left = kFadeFrames;
+    }
+    if (g_fade == Fade::kNone) return;
+    const float left = (static_cast<float>(g_fade_left) - 0.5F) / kFadeFrames;
+    const float gain = g_fade == Fade::kIn ? 1.0F - left : g_fade == Fade::kOut ? left : 0.0F;
+    frame[0] *= gain;
+    frame[1] *= gain;
+    if (g_fade != Fade::kGone && --g_fade_left == 0)
+      g_fade = g_fade == Fade::kIn ? Fade::kNone : Fade::kGone;
+  }
 }
 
 // `more` samples of the same fragment follow at once.
@@ -261,6 +317,12 @@ void play(std::span<float> samples, std::size_t more) {
   if (nothing_to_hear()) {
     let_device_sleep();
     return;
+  }
+  if (g_fade == Fade::kGone) return;
+  fade(samples);
+  if (g_fade == Fade::kGone) {
+    g_faded_out = true;
+    signal_loop();
   }
   // What comes with the first sound fills the cushion as well as silence would.
   const std::int64_t queue = wake_device() ? us_of(more * sizeof(float)) : queue_us();
@@ -325,6 +387,7 @@ void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {
 }
 
 void on_underflow(pa_stream* s, void* /*user*/) {
+  if (s == g_play && g_fade == Fade::kGone) return;
   ++g_underflows;
   if (s != g_play) return;
   g_cushion.restart();
@@ -378,6 +441,7 @@ void warn_once(bool* said, const std::string& text) {
 
 void reset_processor() {
   g_proc.set_format(static_cast<float>(kRate), kChannels);
+  g_blend_left = 0;
   g_cushion.restart();
   g_stretch.restart();
   g_drift.forget();
@@ -387,6 +451,15 @@ void close_record(const LoopLock& /*lock*/) {
   close_stream(&g_rec, &g_rec_source);
   g_quiet_frames = 0;
   g_idle = false;
+}
+
+void fade_play_out(const LoopLock& lock) {
+  if (!good(g_play) || g_play_sleeps || nothing_to_hear()) return;
+  g_faded_out = false;
+  g_fade = Fade::kOut;
+  g_fade_left = kFadeFrames;
+  if (!wait_flag(lock, g_faded_out, kFadeOutMs) || !g_queue.known || !g_queue.playing) return;
+  pause_unlocked(lock, static_cast<int>(std::min(queue_us(), kPlayedOutUs) / 1000));
 }
 
 void close_play(const LoopLock& /*lock*/) {
@@ -404,6 +477,7 @@ bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
     g_rec_routed = routed;
     g_rec_delivers = false;
     if (routed) g_proc.set_format(static_cast<float>(kRate), kChannels);
+    g_blend_left = 0;
     pa_buffer_attr buffers = default_buffers();
     buffers.fragsize = kFragmentFrames * kFrameBytes;
     const unsigned flags =
@@ -433,6 +507,8 @@ bool open_play(const LoopLock& lock, const std::string& sink) {
     pa_stream_set_latency_update_callback(g_play, on_timing, nullptr);
     g_play_sink = sink;
     g_play_sleeps = false;
+    g_fade = Fade::kAwaited;
+    g_fade_left = kFadeAwaited;
     g_cushion.restart();
     g_stretch.restart();
     g_drift.forget();

@@ -288,12 +288,17 @@ TEST_P(Routing, names_may_hold_anything) {
     EXPECT_THAT(line, testing::MatchesRegex("..:..:.. (INFO |WARN |ERROR) .*"));
 }
 
+constexpr double kHalfVolumeDb = 18.06;
+
 // Somebody else unloads our module: the record stream must never end up on a microphone or another
 // monitor, and our playback never on our own sink.
 TEST_P(Routing, recovers_when_its_sink_is_removed_by_others) {
   TonePlayer music(server().address(), sines({{1000, -20}}));
   remember();
   auto program = start(with({"--preset", "flat"}));
+  let_the_level_settle();
+  client().set_sink_volume(kSink, 0.5);
+  EXPECT_TRUE(hears("speakers", 1000, -20 - kHalfVolumeDb));
   for (int i = 0; i < 3; ++i) {
     const std::uint32_t module = client().sink(kSink)->owner_module;
     client().unload_module(module);
@@ -310,6 +315,10 @@ TEST_P(Routing, recovers_when_its_sink_is_removed_by_others) {
     }));
   }
   EXPECT_TRUE(stream_is_on(kMusic, kSink));
+  // What had been turned down is no louder for it.
+  EXPECT_TRUE(hears("speakers", 1000, -20 - kHalfVolumeDb));
+  let_the_level_settle();
+  client().set_sink_volume(kSink, 1);
   EXPECT_TRUE(hears("speakers", 1000, -20));
   program->stop();
   EXPECT_TRUE(as_before());

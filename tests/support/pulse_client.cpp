@@ -27,8 +27,8 @@ double mean(const pa_cvolume& volume) {
 }
 
 Sink to_item(const pa_sink_info& i) {
-  return {i.index,     text(i.name), text(i.description), i.owner_module, mean(i.volume),
-          i.mute != 0, i.state,      i.sample_spec.rate};
+  return {i.index,     text(i.name), text(i.description),         i.owner_module,    mean(i.volume),
+          i.mute != 0, i.state,      text(i.monitor_source_name), i.sample_spec.rate};
 }
 
 Source to_item(const pa_source_info& i) {

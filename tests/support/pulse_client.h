@@ -27,6 +27,7 @@ struct Sink {
   double volume = 0;  // 1 = 100 %, mean of the channels
   bool mute = false;
   pa_sink_state_t state = PA_SINK_INVALID_STATE;
+  std::string monitor;  // name of the source that carries what is played to the sink
   std::uint32_t rate_hz = 0;
 };
 

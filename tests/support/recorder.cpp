@@ -115,6 +115,12 @@ Stereo Recorder::next(std::chrono::milliseconds length) {
   return cut(from, to);
 }
 
+std::string Recorder::source() const {
+  const LoopLock lock = connection_.lock();
+  const char* const name = pa_stream_get_device_name(stream_);
+  return name != nullptr ? name : "";
+}
+
 bool Recorder::failed() const {
   const LoopLock lock = connection_.lock();
   return pa_stream_get_state(stream_) != PA_STREAM_READY;

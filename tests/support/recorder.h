@@ -41,6 +41,8 @@ class Recorder {
   // longer than the length plus kAnswerLimit.
   Stereo next(std::chrono::milliseconds length);
 
+  // Name of the source it records, as the server tells the program itself.
+  [[nodiscard]] std::string source() const;
   // The stream has ended against the recorder's will.
   [[nodiscard]] bool failed() const;
 
