@@ -1,31 +1,17 @@
 // Settings records to test with, and how to compare them.
 #pragma once
 
-#include <algorithm>
-#include <iterator>
 #include <ostream>
-#include <tuple>
 
 #include "settings.h"
+#include "settings_text.h"
 
-inline bool equal(const eq::Curve& a, const eq::Curve& b) {
-  return std::equal(std::begin(a.gain), std::end(a.gain), std::begin(b.gain)) &&
-         a.preamp == b.preamp;
-}
-
-inline bool operator==(const UserPreset& a, const UserPreset& b) {
-  return a.name == b.name && equal(a.curve, b.curve);
-}
-
-// Exact: every field, every bit of the gains.
+// By their text form, in which every field is written (settings_text_test.cpp).
 inline bool operator==(const Settings& a, const Settings& b) {
-  const auto plain = [](const Settings& s) {
-    return std::tie(s.preset, s.user_presets, s.active, s.active_on_start, s.compact,
-                    s.compact_on_top, s.output, s.last_default, s.channel, s.language, s.theme,
-                    s.win_x, s.win_y, s.win_w, s.win_h, s.collapsed, s.mini_x, s.mini_y, s.mini_w,
-                    s.mini_h);
-  };
-  return equal(a.curve, b.curve) && plain(a) == plain(b);
+  return settings::serialize(a) == settings::serialize(b);
+}
+inline std::ostream& operator<<(std::ostream& out, const Settings& s) {
+  return out << settings::serialize(s);
 }
 
 // Every field differs from what a first run starts with.

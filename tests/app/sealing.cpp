@@ -12,8 +12,4 @@ int open(const std::string& sealed, std::string* plain) {
   return crypt::decrypt(sealed, plain);
 }
 
-bool looks_sealed(const std::string& text) {
-  return crypt::looks_sealed(text);
-}
-
 }  // namespace sealing

@@ -8,6 +8,5 @@ namespace sealing {
 
 std::string seal(const std::string& plain);
 int open(const std::string& sealed, std::string* plain);
-bool looks_sealed(const std::string& text);
 
 }  // namespace sealing

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -49,15 +50,8 @@ std::string seal_by_hand(const std::string& plain) {
   return sealed;
 }
 
-std::string every_byte() {
-  std::string text;
-  for (int i = 0; i < 256; ++i)
-    text.push_back(static_cast<char>(i));
-  return text;
-}
-
 TEST(Sealing, layout_and_key_are_the_agreed_ones) {
-  for (const std::string& plain : {""s, "a"s, "\0"s, every_byte(), std::string(100'000, '\0')}) {
+  for (const std::string& plain : {""s, "\0\n\xFF"s, std::string(100'000, '\0')}) {
     const std::string sealed = sealing::seal(plain);
     EXPECT_EQ(sealed.size(), kHeader + plain.size());
     EXPECT_EQ(open_by_hand(sealed), plain);
@@ -68,29 +62,22 @@ TEST(Sealing, layout_and_key_are_the_agreed_ones) {
   }
 }
 
-TEST(Sealing, any_altered_bit_is_noticed) {
+TEST(Sealing, anything_altered_cut_off_or_added_is_noticed) {
   const std::string sealed = sealing::seal("win_w=1280\n");
+  std::vector<std::string> altered = {sealed + '\0', "theme=light\n" + std::string(100, ' ')};
   for (std::size_t at = 0; at < sealed.size(); ++at) {
     for (unsigned bit = 0; bit < 8; ++bit) {
-      std::string altered = sealed;
-      altered[at] = static_cast<char>(static_cast<unsigned char>(altered[at]) ^ (1U << bit));
-      std::string opened = "rubbish";
-      EXPECT_EQ(sealing::open(altered, &opened), 2) << "byte " << at << ", bit " << bit;
-      EXPECT_EQ(opened, "");
+      altered.push_back(sealed);
+      altered.back()[at] ^= static_cast<char>(1U << bit);
     }
+    if (at > 0) altered.push_back(sealed.substr(0, at));
   }
-}
-
-TEST(Sealing, anything_cut_off_or_added_is_noticed) {
-  const std::string sealed = sealing::seal("theme=dark\n");
-  std::string opened = "rubbish";
-  EXPECT_EQ(sealing::open("", &opened), 1);
-  EXPECT_EQ(opened, "");
-  for (std::size_t size = 1; size < sealed.size(); ++size) {
-    EXPECT_EQ(sealing::open(sealed.substr(0, size), &opened), 2) << size;
+  for (const std::string& text : altered) {
+    std::string opened = "rubbish";
+    EXPECT_EQ(sealing::open(text, &opened), 2) << testing::PrintToString(text);
+    EXPECT_EQ(opened, "");
   }
-  EXPECT_EQ(sealing::open(sealed + '\0', &opened), 2);
-  EXPECT_EQ(sealing::open("theme=light\n" + std::string(100, ' '), &opened), 2);
+  EXPECT_EQ(sealing::open("", nullptr), 1);
 }
 
 TEST(Sealing, the_same_text_is_never_sealed_the_same_way) {

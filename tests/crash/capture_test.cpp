@@ -76,7 +76,6 @@ TEST_F(Capture, every_caught_signal_leaves_a_whole_report_and_ends_the_process) 
       faultline::set_context(faultline::kSystem, "a system\n");
       faultline::set_context(faultline::kGraphics, "old\n");
       faultline::set_context(faultline::kGraphics, "a card\n");
-      faultline::set_context(static_cast<faultline::Context>(3), "nothing\n");
       raise(number);
     });
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == number) << name << ": " << status;
@@ -97,24 +96,16 @@ TEST_F(Capture, every_caught_signal_leaves_a_whole_report_and_ends_the_process) 
 }
 
 TEST_F(Capture, the_log_is_cut_at_a_line) {
-  const std::string title = "\nLog (last lines before the crash):\n";
   const std::string line = "second line\n";
   const std::string full = std::string(2499 - line.size(), 'x') + "\n" + line;
-  struct Case {
-    std::string log;
-    std::string shown;
-  };
-  for (const Case& c : {Case{full, full}, Case{"y" + full, line}, Case{"\nz\n", "z\n"},
-                        Case{std::string(9000, 'w'), std::string(2500, 'w')}}) {
-    write("app.log", c.log);
+  for (const auto& [log, shown] : {std::pair{full, full},
+                                   {"y" + full, line},
+                                   {std::string(9000, 'w'), std::string(2500, 'w')}}) {
+    write("app.log", log);
     crash([] { raise(SIGTRAP); });
-    EXPECT_THAT(report(), HasSubstr(title + c.shown + "\nLog file:\n  /"));
+    EXPECT_THAT(report(),
+                HasSubstr("\nLog (last lines before the crash):\n" + shown + "\nLog file:"));
   }
-  crash([] {
-    faultline::set_log_file("");
-    raise(SIGTRAP);
-  });
-  EXPECT_THAT(report(), EndsWith(title + "\nLog file:\n  (unknown)\n=== end of report ===\n"));
 }
 
 TEST_F(Capture, an_overflow_of_the_stack_is_reported_on_any_prepared_thread) {
@@ -180,11 +171,6 @@ TEST_F(Capture, an_early_report_is_collected_once_the_directory_is_known) {
               std::string text;
               EXPECT_TRUE(faultline::pending(&text));
               EXPECT_THAT(text, HasSubstr("SIGABRT"));
-              unsetenv("XDG_RUNTIME_DIR");
-              unsetenv("TMPDIR");
-              faultline::install(kApp);
-              EXPECT_EQ(faultline::report_path(), "/tmp/Tester_crash.txt");
-              EXPECT_EQ(faultline::crash_log_path(), "/tmp/crash_log.txt");
             }),
             0);
   EXPECT_FALSE(std::filesystem::exists(path("Tester_crash.txt")));
@@ -210,7 +196,7 @@ TEST_F(Capture, only_a_regular_file_is_a_report) {
   EXPECT_EQ(read_file(path("precious.txt")), "mine");
 }
 
-TEST_F(Capture, the_next_start_finds_the_report_and_keeps_the_log_of_the_crashed_run) {
+TEST_F(Capture, the_next_starts_find_the_report_and_keep_the_log_of_the_crashed_run) {
   const auto next_start = [&](const std::string& log_line, const std::function<void()>& then) {
     EXPECT_EQ(in_child([&] {
                 faultline::install(kApp);
@@ -221,8 +207,6 @@ TEST_F(Capture, the_next_start_finds_the_report_and_keeps_the_log_of_the_crashed
               }),
               0);
   };
-  write("app.log", "the crashed run");
-  next_start("after", [] { EXPECT_FALSE(faultline::pending(nullptr)); });
   write("app.log", "the crashed run");
   // More than is read, and no text at all: a report for all that.
   std::string odd("odd\0\xFF", 5);
@@ -244,30 +228,15 @@ TEST_F(Capture, the_next_start_finds_the_report_and_keeps_the_log_of_the_crashed
   EXPECT_EQ(read_file(path("app.log.1")), "two later");
 }
 
-std::vector<std::string> g_logged;
-
-TEST_F(Capture, audio_lines_are_logged_when_they_change) {
-  faultline::App app = kApp;
-  app.log = [](const char* level, const std::string& message) {
-    g_logged.push_back(level + (": " + message));
-  };
-  const int status = crash([&] {
-    faultline::install(app);
-    faultline::record_audio({"one", "two"});
-    faultline::record_audio({"one", "two"});
-    EXPECT_THAT(g_logged, testing::ElementsAre("INFO: Audio: one", "INFO: Audio: two"));
-    faultline::record_audio({"three"});
-    EXPECT_EQ(g_logged.size(), 3U);
-    // Cut between two characters of two bytes each.
-    std::string umlauts = "x";
-    for (int i = 0; i < 2000; ++i)
-      umlauts += "\xC3\xA4";
+TEST_F(Capture, a_context_is_cut_between_characters) {
+  std::string umlauts = "x";
+  for (int i = 0; i < 2000; ++i)
+    umlauts += "\xC3\xA4";
+  crash([&] {
     faultline::set_context(faultline::kSystem, umlauts);
-    faultline::set_report_dir(dir_.path().string());
-    if (!HasFailure()) raise(SIGTRAP);
+    raise(SIGTRAP);
   });
-  EXPECT_TRUE(WIFSIGNALED(status));
-  EXPECT_THAT(report(), HasSubstr("--- Audio ---\nthree\n\n--- System ---\nx\xC3\xA4"));
+  EXPECT_THAT(report(), HasSubstr("--- System ---\nx\xC3\xA4"));
   EXPECT_THAT(report(), HasSubstr("\xC3\xA4\nLog (last"));
 }
 

@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <memory>
 #include <mutex>
+#include <optional>
 
 #include "child.h"
 #include "faultline_private.h"
@@ -52,7 +52,6 @@ const faultline::App kApp{
 
 TEST(MailText, addresses_hold_any_text) {
   EXPECT_EQ(faultline::detail::url_encode("Az09-._~ \n%&\xC3\xA4"), "Az09-._~%20%0A%25%26%C3%A4");
-  EXPECT_EQ(faultline::detail::folder_uri("/a b/\xC3\xA4%"), "file:///a%20b/%C3%A4%25");
 }
 
 TEST(MailText, a_long_report_gives_way_first_in_its_log_and_never_cuts_a_character) {
@@ -127,29 +126,22 @@ class Mail : public testing::Test {
   void start_portal(const std::string& version, const std::string& response) {
     portal_.reset();
     bus_daemon_.reset();
-    const auto address_in = [&](const char* name) {
-      const std::string out = read_file(home_ / name);
-      const std::size_t begin = out.rfind("unix:");
-      const std::size_t end = out.find('\n', begin);
-      return end == std::string::npos ? "" : out.substr(begin, end - begin);
-    };
-    const auto start = [&](const char* out, std::vector<std::string> command,
-                           const support::Environment& environment) {
-      std::filesystem::remove(home_ / out);
-      auto process = std::make_unique<support::Process>(command, environment, home_ / out);
-      EXPECT_TRUE(support::wait_until("the bus is told", 20s, [&](std::string& seen) {
-        seen = process->output();
-        return !address_in(out).empty();
-      }));
-      bus_ = address_in(out);
-      return process;
-    };
-    bus_daemon_ =
-        start("bus.out", {"dbus-daemon", "--session", "--nofork", "--print-address=1"}, {});
-    portal_ =
-        start("portal.out",
-              {"/usr/bin/python3", VELMORA_PORTAL_DOUBLE, version, response, home_ / "mail.json"},
-              {{"DBUS_SESSION_BUS_ADDRESS", bus_}});
+    const std::filesystem::path socket = dir_.path() / "bus";
+    std::filesystem::remove(socket);
+    std::filesystem::remove(home_ / "portal.out");
+    bus_ = "unix:path=" + socket.string();
+    bus_daemon_.emplace(
+        std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--address=" + bus_},
+        support::Environment{}, home_ / "bus.out");
+    ASSERT_TRUE(support::wait_until("the bus listens", 20s,
+                                    [&] { return std::filesystem::exists(socket); }));
+    portal_.emplace(std::vector<std::string>{"/usr/bin/python3", VELMORA_PORTAL_DOUBLE, version,
+                                             response, home_ / "mail.json"},
+                    support::Environment{{"DBUS_SESSION_BUS_ADDRESS", bus_}}, home_ / "portal.out");
+    ASSERT_TRUE(support::wait_until("the portal can be called", 20s, [&](std::string& seen) {
+      seen = portal_->output();
+      return seen.find(bus_) != std::string::npos;
+    }));
   }
 
   // Sends the report from a process in this home, waits for the end of it, and looks.
@@ -188,8 +180,8 @@ class Mail : public testing::Test {
                             "\n=== crash_log.txt (log of the crashed run) ===\n"
                             "log of the crashed run\n";
   std::string bus_ = "unix:path=/nonexistent";
-  std::unique_ptr<support::Process> bus_daemon_;
-  std::unique_ptr<support::Process> portal_;
+  std::optional<support::Process> bus_daemon_;
+  std::optional<support::Process> portal_;
 };
 
 TEST_F(Mail, without_any_mail_program_an_address_and_the_folder_are_opened) {
@@ -252,20 +244,6 @@ TEST_F(Mail, a_portal_that_refuses_or_never_answers_is_followed_by_the_script) {
       EXPECT_THAT(said(), Contains(StartsWith("OPEN mailto:")));
     });
   }
-}
-
-TEST_F(Mail, a_report_of_256_kilobytes_that_is_no_text_still_gets_through) {
-  recording("xdg-email", 0);
-  report_text_.assign(262144, 'r');
-  report_text_[100] = '\0';
-  report_text_[101] = '\xFF';
-  new_report();
-  send([&] {
-    EXPECT_THAT(said(), Contains("INFO xdg-email: exit 0"));
-    const std::string body = arguments()[4];
-    EXPECT_THAT(body, StartsWith(kIntro + std::string(100, 'r') + "\xEF\xBF\xBD\xEF\xBF\xBDr"));
-    EXPECT_THAT(body, testing::EndsWith("r\n[...]"));
-  });
 }
 
 // The attachments' names hold what would end a value, or a list's entry, too early.

@@ -15,7 +15,6 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsSupersetOf;
 
 constexpr faultline::App kApp{.name = "Tester",
                               .version = "1",
@@ -45,7 +44,6 @@ class Machine : public testing::Test {
     std::filesystem::create_directories(full.parent_path());
     std::filesystem::create_symlink(target, full);
   }
-  void program_is(const std::string& path) const { link("/proc/self/exe", path); }
   static std::string os() { return faultline::system_lines().front(); }
 
   support::TempDir root_;
@@ -66,49 +64,30 @@ TEST_F(Machine, an_empty_machine_is_described_without_a_failure) {
 
 TEST_F(Machine, a_full_machine_is_described_line_by_line) {
   file("/usr/lib/os-release", kRelease);
-  link("/etc/os-release", "../usr/lib/os-release");
-  file("/proc/cpuinfo",
-       "processor\t: 0\nmodel name\t: Fast  CPU \nprocessor\t: 1\n"
-       "model name\t: Other\n");
+  file("/proc/cpuinfo", "processor\t: 0\nmodel name\t: Fast  CPU \nmodel name\t: Other\n");
   file("/proc/meminfo", "MemTotal:  2049 kB\nMemFree: 7 kB\nMemAvailable:    1023 kB\n");
-  file("/proc/asound/cards",
-       " 0 [PCH            ]: HDA-Intel - HDA Intel PCH\n"
-       "                      HDA Intel PCH at 0xdf240000 irq 141\n"
-       "11 [U]: USB-Audio - [odd]: name\n                      somewhere\n");
+  file("/proc/asound/cards", "11 [U]: USB-Audio - [odd]: name\n                      somewhere\n");
   setenv("XDG_CURRENT_DESKTOP", "Desk", 1);
-  setenv("XDG_SESSION_TYPE", "wayland", 1);
-  setenv("DISPLAY", ":0", 1);
-  setenv("WAYLAND_DISPLAY", "wayland-0", 1);
-  EXPECT_THAT(
-      faultline::system_lines(),
-      IsSupersetOf({testing::Eq("OS: Some Linux \"12\" (12, like a b)"),
-                    testing::Eq("RAM: 2 MB, available 0 MB"),
-                    testing::Eq("Session: desktop Desk, type wayland, X :0, Wayland wayland-0, "
-                                "lang de_DE.UTF-8"),
-                    testing::Eq("ALSA card 0 [PCH]: HDA-Intel - HDA Intel PCH"),
-                    testing::Eq("ALSA card 11 [U]: USB-Audio - [odd]: name")}));
-  EXPECT_THAT(faultline::system_lines(), Contains(HasSubstr("CPU: Fast  CPU, ")));
-  file("/proc/asound/cards", "--- no soundcards ---\n");
-  EXPECT_THAT(faultline::system_lines(), Contains("ALSA cards: none"));
-}
-
-TEST_F(Machine, graphics_adapters_are_listed_without_their_connectors) {
-  file("/sys/class/drm/version", "drm 1.1.0\n");
-  EXPECT_THAT(faultline::gpu_lines(), ElementsAre("GPUs: none in /sys/class/drm"));
-  for (const char* const name : {"vendor", "device", "subsystem_vendor", "subsystem_device"})
-    file(std::string("/sys/class/drm/card1/device/") + name, std::string("0x") + name[0] + "\n");
+  const std::vector<std::string> lines = faultline::system_lines();
+  for (const char* line : {"OS: Some Linux \"12\" (12, like a b)", "RAM: 2 MB, available 0 MB",
+                           "Session: desktop Desk, type unknown, lang de_DE.UTF-8",
+                           "ALSA card 11 [U]: USB-Audio - [odd]: name"})
+    EXPECT_THAT(lines, Contains(line));
+  EXPECT_THAT(lines, Contains(HasSubstr("CPU: Fast  CPU, ")));
+  // Graphics adapters are listed without their connectors.
+  file("/sys/class/drm/card1/device/vendor", "0x1\n");
   file("/sys/class/drm/card1/device/boot_vga", "1\n");
   link("/sys/class/drm/card1/device/driver", "../../bus/pci/drivers/swift");
   file("/sys/class/drm/card1-HDMI-A-1/status", "connected\n");
-  file("/sys/class/drm/card0/device/vendor", "0x1\n");
-  EXPECT_THAT(faultline::gpu_lines(),
-              ElementsAre("GPU card0: PCI 0x1:unknown (subsystem unknown:unknown), driver unknown",
-                          "GPU card1: PCI 0xv:0xd (subsystem 0xs:0xs), driver swift, boot_vga"));
+  EXPECT_THAT(
+      faultline::gpu_lines(),
+      ElementsAre(
+          "GPU card1: PCI 0x1:unknown (subsystem unknown:unknown), driver swift, boot_vga"));
 }
 
 TEST_F(Machine, the_package_is_found_whoever_installed_it) {
   const std::string odd = "/opt/it's \"$(touch broken)\"/tester";
-  program_is(odd);
+  link("/proc/self/exe", odd);
   EXPECT_EQ(faultline::package_line(), "unpackaged (" + odd + ")");
 
   file("/var/lib/pacman/local/other-1.0/files", "%FILES%\nusr/bin/tester\n");
@@ -120,12 +99,10 @@ TEST_F(Machine, the_package_is_found_whoever_installed_it) {
   chmod((root_.path().string() + "/usr/bin/rpm").c_str(), 0755);
   EXPECT_EQ(faultline::package_line(),
             "rpm [-qf][--qf][%{NAME} %{VERSION}-%{RELEASE}][" + odd + "]");
-  file("/usr/bin/rpm", "#!/bin/sh\necho 'file is not owned by any package'\n");
-  EXPECT_EQ(faultline::package_line(), "arch tester-1.2-3");
+  std::filesystem::remove(root_.path().string() + "/usr/bin/rpm");
 
   file("/var/lib/dpkg/status",
-       "Package: atester\nVersion: 9\n\nPackage: tester\nStatus: ok\nVersion: 1.2-3\n\n"
-       "Package: z\nVersion: 8\n");
+       "Package: atester\nVersion: 9\n\nPackage: tester\nStatus: ok\nVersion: 1.2-3\n\n");
   file("/var/lib/dpkg/info/tester.list", "/.\n/opt\n" + odd + "/more\n");
   EXPECT_EQ(faultline::package_line(), "arch tester-1.2-3") << "only the path itself counts";
   file("/var/lib/dpkg/info/tester:amd64.list", "/.\n/opt\n" + odd + "\n");
@@ -143,18 +120,10 @@ TEST_F(Machine, sandboxes_tell_their_package_and_their_host) {
   file("/var/lib/snapd/hostfs/usr/lib/os-release", kRelease);
   EXPECT_EQ(os(), "OS: Some Linux \"12\" (12, like a b)");
   unsetenv("SNAP");
-
   setenv("FLATPAK_ID", "org.example.Tester", 1);
   file("/.flatpak-info", "[Instance]\nbranch=stable\napp-commit=abc\n");
   EXPECT_EQ(faultline::package_line(), "flatpak org.example.Tester branch stable commit abc");
   EXPECT_EQ(os(), "OS: host not readable from the sandbox; sandbox: Core");
-  file("/run/host/os-release", "PRETTY_NAME=Host\n");
-  EXPECT_EQ(os(), "OS: Host (unknown, like unknown)");
-  unsetenv("FLATPAK_ID");
-
-  setenv("APPDIR", "/tmp/mount", 1);
-  setenv("APPIMAGE", "/home/x/Tester.AppImage", 1);
-  EXPECT_EQ(faultline::package_line(), "appimage /home/x/Tester.AppImage");
 }
 
 }  // namespace

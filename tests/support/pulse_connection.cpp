@@ -126,12 +126,13 @@ void PulseConnection::finish(const LoopLock& lock, pa_operation* operation,
   if (!done) throw error(lock, what);
 }
 
-std::string PulseConnection::error_text(const LoopLock&) const {
-  return pa_strerror(pa_context_errno(context_));
+bool PulseConnection::wait_until_ready(const LoopLock& lock, pa_stream* stream) {
+  wait(lock, kAnswerLimit, [stream] { return pa_stream_get_state(stream) != PA_STREAM_CREATING; });
+  return pa_stream_get_state(stream) == PA_STREAM_READY;
 }
 
-std::runtime_error PulseConnection::error(const LoopLock& lock, const std::string& what) const {
-  return std::runtime_error(what + ": " + error_text(lock));
+std::runtime_error PulseConnection::error(const LoopLock&, const std::string& what) const {
+  return std::runtime_error(what + ": " + pa_strerror(pa_context_errno(context_)));
 }
 
 }  // namespace support

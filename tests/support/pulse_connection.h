@@ -58,8 +58,10 @@ class PulseConnection {
   // Throws std::runtime_error when the request could not be sent, failed for want of a connection
   // or went unanswered for kAnswerLimit.
   void finish(const LoopLock& lock, pa_operation* operation, const std::string& what);
-  // The library's text for its last error, alone and as an exception "what: text".
-  [[nodiscard]] std::string error_text(const LoopLock& lock) const;
+  // Waits until the server has answered a stream's wish to be connected; false when it has not, or
+  // refused.
+  bool wait_until_ready(const LoopLock& lock, pa_stream* stream);
+  // The library's text for its last error as an exception "what: text".
   [[nodiscard]] std::runtime_error error(const LoopLock& lock, const std::string& what) const;
 
   [[nodiscard]] pa_context* context(const LoopLock&) const { return context_; }

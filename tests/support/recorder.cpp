@@ -39,14 +39,12 @@ void Recorder::open(const LoopLock& lock, const std::string& source, const Optio
       kServerChooses, kServerChooses, kServerChooses, kServerChooses,
       static_cast<std::uint32_t>(to_frames(options.fragment) * kFrameBytes)};
   const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
-  const bool sent = pa_stream_connect_record(stream_, source.c_str(), &buffer, flags) == 0;
-  const bool ready = sent && connection_.wait(lock, kAnswerLimit, [this] {
-    return pa_stream_get_state(stream_) != PA_STREAM_CREATING;
-  }) && pa_stream_get_state(stream_) == PA_STREAM_READY;
-  if (ready) return;
-  const std::string failure = connection_.error_text(lock);
+  if (pa_stream_connect_record(stream_, source.c_str(), &buffer, flags) == 0 &&
+      connection_.wait_until_ready(lock, stream_))
+    return;
+  const std::runtime_error failure = connection_.error(lock, "record from " + source);
   close(lock);
-  throw std::runtime_error("record from " + source + ": " + failure);
+  throw failure;
 }
 
 void Recorder::close(const LoopLock&) {
@@ -70,9 +68,8 @@ void Recorder::on_read(pa_stream* stream, std::size_t, void* self) {
     if (data != nullptr) {
       const auto* const samples = static_cast<const float*>(data);
       recorder.samples_.insert(recorder.samples_.end(), samples, samples + count);
-    } else {
+    } else {  // the server has lost samples: recorded as silence
       recorder.samples_.resize(recorder.samples_.size() + count);
-      ++recorder.holes_;
     }
     pa_stream_drop(stream);
   }
@@ -116,11 +113,6 @@ Stereo Recorder::next(std::chrono::milliseconds length) {
                              " of " + std::to_string(to - from) + " frames");
   }
   return cut(from, to);
-}
-
-int Recorder::holes() const {
-  const LoopLock lock = connection_.lock();
-  return holes_;
 }
 
 std::string Recorder::source() const {

@@ -41,8 +41,6 @@ class Recorder {
   // longer than the length plus kAnswerLimit.
   Stereo next(std::chrono::milliseconds length);
 
-  // Holes the server reported: places where it had lost samples. They are recorded as silence.
-  [[nodiscard]] int holes() const;
   // Name of the source it records, as the server tells the program itself.
   [[nodiscard]] std::string source() const;
   // The stream has ended against the recorder's will.
@@ -59,7 +57,6 @@ class Recorder {
   pa_stream* stream_ = nullptr;
   // Under the main-loop lock.
   std::vector<float> samples_;  // interleaved
-  int holes_ = 0;
 };
 
 }  // namespace support

@@ -64,7 +64,6 @@ std::string pulseaudio_script(const SoundServerOptions& options,
               description_of(device) + "'\"\n";
   }
   script += "load-module module-default-device-restore\n";
-  if (options.always_sink) script += "load-module module-always-sink\n";
   script += "load-module module-intended-roles\n";
   if (options.suspend_on_idle_s > 0) {
     script +=

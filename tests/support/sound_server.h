@@ -37,8 +37,6 @@ struct SoundServerOptions {
   std::vector<std::string> devices = {"speakers", "headset"};
   // Seconds after which an unused device is put to sleep, 0 = never.
   int suspend_on_idle_s = 0;
-  // Stand in for the last device when all are gone.
-  bool always_sink = false;
 };
 
 class SoundServer {

@@ -86,7 +86,6 @@ void TonePlayer::close(const LoopLock&) {
   pa_stream_set_state_callback(stream_, nullptr, nullptr);
   pa_stream_set_write_callback(stream_, nullptr, nullptr);
   pa_stream_set_underflow_callback(stream_, nullptr, nullptr);
-  pa_stream_set_moved_callback(stream_, nullptr, nullptr);
   pa_stream_disconnect(stream_);
   pa_stream_unref(stream_);
 }
@@ -99,36 +98,26 @@ void TonePlayer::open(const LoopLock& lock) {
   pa_stream_set_state_callback(stream_, on_state, this);
   pa_stream_set_write_callback(stream_, on_write, this);
   pa_stream_set_underflow_callback(stream_, on_underflow, this);
-  pa_stream_set_moved_callback(stream_, on_moved, this);
 
   constexpr std::uint32_t kServerChooses = 0xFFFFFFFF;
   pa_buffer_attr buffer{kServerChooses, kServerChooses, kServerChooses, kServerChooses,
                         kServerChooses};
   buffer.tlength = static_cast<std::uint32_t>(static_cast<std::uint64_t>(options_.latency.count()) *
                                               kFramesPerMs * kFrameBytes);
-  const auto flags = static_cast<pa_stream_flags_t>(
-      options_.flags | (options_.adjust_latency ? PA_STREAM_ADJUST_LATENCY : PA_STREAM_NOFLAGS));
+  const auto flags = static_cast<pa_stream_flags_t>(options_.flags | PA_STREAM_ADJUST_LATENCY);
   const char* const device = options_.device.empty() ? nullptr : options_.device.c_str();
-  const bool sent =
-      pa_stream_connect_playback(stream_, device, &buffer, flags, nullptr, nullptr) == 0;
-  const bool ready = sent && connection_.wait(lock, kAnswerLimit, [this] {
-    return pa_stream_get_state(stream_) != PA_STREAM_CREATING;
-  }) && pa_stream_get_state(stream_) == PA_STREAM_READY;
-  if (ready) return;
-  const std::string failure = connection_.error_text(lock);
+  if (pa_stream_connect_playback(stream_, device, &buffer, flags, nullptr, nullptr) == 0 &&
+      connection_.wait_until_ready(lock, stream_))
+    return;
+  const std::runtime_error failure = connection_.error(lock, "play to " + options_.device);
   close(lock);
-  throw std::runtime_error("play to " + options_.device + ": " + failure);
+  throw failure;
 }
 
 std::string TonePlayer::sink() const {
   const LoopLock lock = connection_.lock();
   const char* const name = pa_stream_get_device_name(stream_);
   return name != nullptr ? name : "";
-}
-
-std::uint32_t TonePlayer::index() const {
-  const LoopLock lock = connection_.lock();
-  return pa_stream_get_index(stream_);
 }
 
 bool TonePlayer::failed() const {
@@ -152,10 +141,6 @@ void TonePlayer::on_write(pa_stream* stream, std::size_t bytes, void* self) {
 
 void TonePlayer::on_underflow(pa_stream*, void* self) {
   ++static_cast<TonePlayer*>(self)->underruns_;
-}
-
-void TonePlayer::on_moved(pa_stream*, void* self) {
-  ++static_cast<TonePlayer*>(self)->moves_;
 }
 
 }  // namespace support

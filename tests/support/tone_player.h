@@ -43,8 +43,7 @@ struct TonePlayerOptions {
   std::string stream_name = "tone";
   std::string device{};  // name of the sink, empty = the server's default
   std::chrono::milliseconds latency{
-      200};                    // buffer to be kept filled, long enough for a busy machine
-  bool adjust_latency = true;  // the latency is that of buffer and device together
+      200};  // buffer to be kept filled, long enough for a busy machine
   pa_stream_flags_t flags = PA_STREAM_NOFLAGS;  // further flags, e.g. PA_STREAM_DONT_MOVE
 };
 
@@ -61,11 +60,8 @@ class TonePlayer {
 
   // Name of the sink it plays to, as the server tells the program itself.
   [[nodiscard]] std::string sink() const;
-  // Index of the stream on the server.
-  [[nodiscard]] std::uint32_t index() const;
-  // How often the server ran out of samples, resp. moved the stream, so far.
+  // How often the server ran out of samples so far.
   [[nodiscard]] int underruns() const { return underruns_.load(); }
-  [[nodiscard]] int moves() const { return moves_.load(); }
   // The stream has ended against the player's will.
   [[nodiscard]] bool failed() const;
 
@@ -73,7 +69,6 @@ class TonePlayer {
   static void on_state(pa_stream* stream, void* self);
   static void on_write(pa_stream* stream, std::size_t bytes, void* self);
   static void on_underflow(pa_stream* stream, void* self);
-  static void on_moved(pa_stream* stream, void* self);
   void open(const LoopLock& lock);
   void close(const LoopLock& lock);
 
@@ -84,7 +79,6 @@ class TonePlayer {
   std::uint64_t position_ = 0;  // frames made so far; under the main-loop lock
   std::vector<float> scratch_;  // library thread only
   std::atomic<int> underruns_{0};
-  std::atomic<int> moves_{0};
 };
 
 }  // namespace support

@@ -201,17 +201,14 @@ void step(Bytes* bytes) {
 }
 
 bool bounded(const eq::Curve& curve) {
-  bool all = true;
-  for (int i = 0; i < ui::kGains; ++i)
-    all = all && std::fabs(ui::gain_at(curve, i)) <= ui::kMaxGainDb;
+  bool all = std::fabs(curve.preamp) <= ui::kMaxGainDb;
+  for (const float gain : curve.gain)
+    all = all && std::fabs(gain) <= ui::kMaxGainDb;
   return all;
 }
 
-bool same_bits(const eq::Curve& a, const eq::Curve& b) {
-  bool all = true;
-  for (int i = 0; i < ui::kGains; ++i)
-    all = all && ui::gain_at(a, i) == ui::gain_at(b, i);
-  return all;
+bool identical(const eq::Curve& a, const eq::Curve& b) {
+  return std::equal(std::begin(a.gain), std::end(a.gain), b.gain) && a.preamp == b.preamp;
 }
 
 bool good_name(const std::string& name) {
@@ -244,7 +241,7 @@ const char* broken() {
   const ui::State& s = ui::state();
   if (s.settings != &g_settings || !s.attached) return "the settings stay attached";
   if (!bounded(g_settings.curve)) return "gains are within +/-12 dB";
-  if (!same_bits(g_settings.curve, fakes::sound.curve)) return "the engine has the curve shown";
+  if (!identical(g_settings.curve, fakes::sound.curve)) return "the engine has the curve shown";
   if (g_settings.active != fakes::sound.active) return "the engine is on when the switch is";
   if (g_settings.channel < 0 || g_settings.channel > 2) return "the channel is 0 to 2";
   // Nothing can be saved where these homes are.

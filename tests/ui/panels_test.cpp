@@ -21,13 +21,23 @@ TEST_F(panel, rows_do_what_they_say_and_are_written_later) {
   const Settings before = s_;
   press(rows().eq_on_start);
   press(rows().on_top);
-  for (const bool dark : {true, false, true}) {
+  for (const bool dark : {true, false}) {
     press(dark ? rows().dark : rows().light);
     EXPECT_EQ(theme::dark(), dark);
   }
+  for (const char* code : {"auto", "de"}) {
+    press(rows().language);
+    ASSERT_EQ(list().rows.size(), 1 + i18n::languages().size());
+    const int wanted = row_with(code);
+    ui::on_wheel(0, 0, wanted - list().first);
+    paint();
+    press(row(wanted));
+    EXPECT_EQ(i18n::language(), code);
+  }
   EXPECT_TRUE(saved_in_time());
   const Settings written = settings::load();
-  EXPECT_EQ(written.theme, "dark");
+  EXPECT_EQ(written.theme, "light");
+  EXPECT_EQ(written.language, "de");
   EXPECT_NE(written.active_on_start, before.active_on_start);
   EXPECT_NE(written.compact_on_top, before.compact_on_top);
   press(rows().homepage);
@@ -37,37 +47,15 @@ TEST_F(panel, rows_do_what_they_say_and_are_written_later) {
 }
 
 TEST_F(panel, autostart_switch_shows_what_could_be_done) {
-  const std::filesystem::path config = home_.path() / ".config";
   for (const bool on : {true, false}) {
     press(rows().autostart);
     EXPECT_EQ(ui::state().autostart, on);
-    EXPECT_EQ(std::filesystem::exists(config / "autostart/Velmora.desktop"), on);
+    EXPECT_EQ(autostart::enabled(), on);
   }
-  std::filesystem::remove_all(config);
-  write_file(config, "no directory");
+  std::filesystem::remove_all(home_.path() / ".config");
+  write_file(home_.path() / ".config", "no directory");
   press(rows().autostart);
   EXPECT_FALSE(ui::state().autostart);
-  std::filesystem::remove(config);
-  ASSERT_TRUE(autostart::set(true, ""));
-  ui::open_settings();
-  EXPECT_TRUE(ui::state().autostart) << "it is looked up whenever the panel opens";
-}
-
-TEST_F(panel, language_is_chosen_from_the_list_and_applies_at_once) {
-  press(rows().language);
-  ASSERT_EQ(list().rows.size(), 1 + i18n::languages().size());
-  EXPECT_EQ(list().rows[0].text, i18n::T("language_auto"));
-  EXPECT_EQ(list().rows[1].text, i18n::languages()[0].name);
-  for (const char* code : {"de", "auto"}) {
-    const int wanted = row_with(code);
-    ui::on_wheel(0, 0, wanted - list().first);
-    paint();
-    press(row(wanted));
-    EXPECT_EQ(s_.language, code);
-    EXPECT_EQ(i18n::language(), code);
-    EXPECT_TRUE(saved_in_time());
-    press(rows().language);
-  }
 }
 
 TEST_F(panel, covers_the_view_and_is_closed_after_what_lies_above_it) {
@@ -85,48 +73,33 @@ TEST_F(panel, covers_the_view_and_is_closed_after_what_lies_above_it) {
   press(layout().settings);
   press(rows().close);
   EXPECT_FALSE(open());
-
-  ui::open_settings_at_start();
-  ASSERT_TRUE(autostart::set(true, ""));
-  for (const bool first : {true, false}) {
-    ui::init(&s_, false);
-    EXPECT_EQ(open(), first);
-    EXPECT_EQ(ui::state().autostart, first);
-  }
 }
 
 // ---- Views
 
 using views = Window;
 
-TEST_F(views, header_acts_on_the_engine) {
+TEST_F(views, header_and_device_list_act_on_the_engine) {
   for (const int i : {2, 1, 0}) {
     press(layout().channel[i]);
     EXPECT_EQ(s_.channel, i);
   }
-  for (const bool mute : {true, false, true}) {
-    press(layout().mute);
-    EXPECT_EQ(fakes::sound.status.muted, mute);
-    frame(10);
-  }
+  press(layout().mute);
+  EXPECT_TRUE(fakes::sound.status.muted);
+  frame(10);
   ui::on_double_click(layout().mute.x + 2, layout().mute.y + 2);
   EXPECT_FALSE(fakes::sound.status.muted) << "a quick second press is a press";
-}
-
-TEST_F(views, device_is_chosen_from_the_list) {
   fakes::sound.devices = {{"sink.a", "Speakers"}, {"sink.b", "Head\nphones"}};
   s_.output = "sink.b";
-  press(layout().device);
-  ASSERT_EQ(list().rows.size(), 3U);
-  EXPECT_EQ(list().rows[0].text, i18n::T("device_follow"));
-  EXPECT_EQ(list().rows[2].text, "Head phones");
-  EXPECT_TRUE(list().rows[2].chosen);
-  for (const auto& [i, name] : {std::pair{1, "sink.a"}, {0, ""}}) {
+  for (const auto& [i, name] : {std::pair{1, "sink.a"}, {2, "sink.b"}, {0, ""}}) {
+    press(layout().device);
+    ASSERT_EQ(list().rows.size(), 3U);
+    EXPECT_EQ(list().rows[2].text, "Head phones");
+    EXPECT_EQ(list().rows[2].chosen, s_.output == "sink.b");
     press(row(i));
     EXPECT_EQ(s_.output, name);
     EXPECT_EQ(fakes::sound.output, name);
     EXPECT_TRUE(saved_in_time());
-    press(layout().device);
   }
 }
 
@@ -142,36 +115,22 @@ TEST_F(views, a_save_that_failed_is_tried_again_a_minute_later) {
 }
 
 TEST_F(views, unknown_position_is_neither_stored_nor_built_upon) {
-  const auto stored = [] {
-    ui::persist();
-    const Settings s = settings::load();
-    return std::tuple(s.win_x, s.win_y, s.win_w, s.mini_x, s.mini_y);
-  };
-  const auto move = [](int x, int y) {
+  const auto stored_at = [](int x, int y) {
     fakes::desktop.x = x;
     fakes::desktop.y = y;
-    fakes::desktop.w = 300;
+    ui::persist();
+    const Settings s = settings::load();
+    return std::tuple(s.win_x, s.win_y, s.mini_x, s.mini_y);
   };
   s_.win_x = 11;
   s_.win_y = 12;
-  move(-1, -1);
-  EXPECT_EQ(stored(), std::tuple(11, 12, 300, -1, -1));
-  move(-20, 30);  // partly beyond the left edge of the screen
-  EXPECT_EQ(stored(), std::tuple(-20, 30, 300, -1, -1));
+  EXPECT_EQ(stored_at(-1, -1), std::tuple(11, 12, -1, -1));
+  // Partly beyond the left edge of the screen.
+  EXPECT_EQ(stored_at(-20, 30), std::tuple(-20, 30, -1, -1));
   s_.win_x = s_.win_y = -1;
-  move(-1, -1);
+  EXPECT_EQ(stored_at(-1, -1), std::tuple(-1, -1, -1, -1));
   ui::set_compact(true);
   EXPECT_EQ(s_.mini_x, -1);
-  ui::set_compact(false);
-  move(5, 30);
-  ui::set_compact(true);
-  EXPECT_EQ(s_.mini_x, 5) << "never left of the full window";
-  move(6, 31);
-  EXPECT_EQ(stored(), std::tuple(5, 30, 300, 6, 31));
-  ui::set_compact(false);
-  move(900, 32);
-  ui::set_compact(true);
-  EXPECT_EQ(s_.mini_x, 6) << "it has a place of its own now";
 }
 
 TEST_F(views, compact_strip_closes_and_the_panel_opens_in_the_full_view) {
@@ -196,13 +155,10 @@ TEST_F(views, compact_strip_closes_and_the_panel_opens_in_the_full_view) {
 TEST_F(views, collapsing_keeps_the_scale_of_the_content) {
   fakes::desktop.w = 1440;
   fakes::desktop.h = 960;
-  for (const bool collapsed : {true, false}) {
+  for (const char* resized : {"resize_window 1440 510 480 170", "resize_window 1440 960 480 320"}) {
     press(layout().collapse);
-    EXPECT_EQ(s_.collapsed, collapsed);
-    EXPECT_EQ(calls(), Calls{collapsed ? "resize_window 1440 510 480 170"
-                                       : "resize_window 1440 960 480 320"});
+    EXPECT_EQ(calls(), Calls{resized});
   }
-  EXPECT_TRUE(saved_in_time());
 }
 
 // ---- Notes
@@ -237,34 +193,22 @@ TEST_F(notes, tell_the_first_thing_that_is_wrong) {
   EXPECT_EQ(ui::state().note_click, gfx::Rect{});
 }
 
-TEST_F(notes, that_can_be_acted_on_are_pressed_and_tinted_unless_something_lies_above) {
+TEST_F(notes, that_can_be_acted_on_are_pressed_unless_something_lies_above) {
   audio::Status s;
   s.state = audio::kRunning;
   s.setup_needed = true;
   key_of(s);
   const gfx::Rect card = ui::state().note_click;
-  const gfx::Rect area = layout().spectrum;
-  EXPECT_FLOAT_EQ(card.x + card.w / 2, area.x + area.w / 2);
-  EXPECT_FLOAT_EQ(card.y + card.h / 2, area.y + area.h / 2);
-  const auto corner = [&] {
-    return canvas_->at(static_cast<int>(card.x) + 8, static_cast<int>(card.y) + 5);
-  };
-  const std::uint32_t rest = corner();
   EXPECT_EQ(ui::cursor_at(card.x + 9, card.y + 9), ui::kCursorHand);
   press(card);
-  EXPECT_NE(corner(), rest);
   EXPECT_EQ(calls(), Calls{"setup_devices"});
-  paint(300, 640);  // in a narrow window it wraps
-  EXPECT_LE(ui::state().note_click.w, layout().spectrum.w - 40);
-  EXPECT_GT(ui::state().note_click.h, card.h);
-  const gfx::Rect below{card.x + 1, card.y + card.h / 2, 0, 0};
   for (void (*open)() : {ui::open_save, ui::open_settings}) {
-    paint();
-    EXPECT_EQ(code_at(below), ui::kHitNote);
+    EXPECT_EQ(code_at(card), ui::kHitNote);
     open();
     paint();
-    EXPECT_NE(code_at(below), ui::kHitNote);
+    EXPECT_NE(code_at(card), ui::kHitNote);
     ui::on_key(ui::Key::Escape);
+    paint();
   }
 }
 
@@ -275,7 +219,6 @@ TEST_F(notes, about_a_crash_wait_for_the_full_view_and_let_nothing_else_be_hit) 
     ui::set_crash_report("what happened");
     start();
     press(layout().back);
-    EXPECT_EQ(c.card.w, 520);
     EXPECT_EQ(code_at(layout().power), ui::kHitCrashNote);
     EXPECT_EQ(ui::cursor_at(20, 20), ui::kCursorArrow);
     press(layout().power);
@@ -302,53 +245,45 @@ TEST_F(frames, redraw_when_the_status_differs_and_remember_the_device_to_restore
   ui::take_dirty();
   frame(10);
   EXPECT_FALSE(ui::take_dirty());
-  fakes::sound.status.follow = "sink.a";
-  frame(10);
-  EXPECT_TRUE(ui::take_dirty());
-  EXPECT_FALSE(ui::take_dirty());
-  EXPECT_EQ(fakes::sound.restore_hint, "sink.a");
-  EXPECT_TRUE(saved_in_time());
-  EXPECT_EQ(settings::load().last_default, "sink.a");
-  fakes::sound.status.follow = "";
-  frame(10);
-  EXPECT_EQ(s_.last_default, "sink.a");
-  EXPECT_EQ(fakes::sound.restore_hint, "sink.a");
+  for (const char* follow : {"sink.a", ""}) {
+    fakes::sound.status.follow = follow;
+    frame(10);
+    EXPECT_TRUE(ui::take_dirty());
+    EXPECT_EQ(fakes::sound.restore_hint, "sink.a");
+    EXPECT_EQ(s_.last_default, "sink.a");
+  }
+  frame(1200);
+  EXPECT_TRUE(saved());
 }
 
-TEST_F(frames, move_until_everything_has_fallen_silent) {
+TEST_F(frames, analyse_every_block_once_and_the_chosen_channel_until_all_is_silent) {
   EXPECT_FALSE(frame(16));
-  fakes::sound.peak[1] = 0.5F;
-  EXPECT_TRUE(frame(16));
-  EXPECT_NEAR(ui::state().meter[1].level, -6.02F, 0.01F);
-  EXPECT_EQ(ui::state().meter[0].level, -66);
-  fakes::sound.peak[1] = 0;
-  int count = 0;
-  while (frame(100) && count < 1000)
-    ++count;
-  EXPECT_GT(count, 20);  // 60 dB at 30 dB per second
-  EXPECT_LT(count, 100);
-}
-
-TEST_F(frames, analyse_every_block_once_and_the_chosen_channel) {
   fakes::sound.has_sound = true;
   fakes::sound.left = 0.5F;
+  fakes::sound.peak[1] = 0.5F;
   const float& bar = ui::state().bars.level[17];  // 1 kHz
   const auto level = [&](std::int32_t channel) {
     s_.channel = channel;
     ui::state().bars = {};
     ++fakes::sound.serial;
-    EXPECT_EQ(frame(200), channel != 2);
+    EXPECT_TRUE(frame(200));
     return bar;
   };
   const float left = level(1);
   EXPECT_GT(left, -12);
   EXPECT_EQ(level(2), -66);
   EXPECT_NEAR(level(0), left - 6.02F, 0.05F);
-  EXPECT_NEAR(level(1), left, 0.05F);
+  EXPECT_NEAR(ui::state().meter[1].level, -6.02F, 0.01F);
+  EXPECT_EQ(ui::state().meter[0].level, -66);
+  const float before = bar;
   frame(100);  // the same block: falls by 36 dB per second
-  EXPECT_NEAR(bar, left - 3.6F, 0.05F);
-  frame(5000);  // no longer a step than 0.2 s
-  EXPECT_NEAR(bar, left - 3.6F - 7.2F, 0.05F);
+  EXPECT_NEAR(bar, before - 3.6F, 0.05F);
+  fakes::sound.peak[1] = 0;
+  int count = 0;
+  while (frame(100) && count < 1000)
+    ++count;
+  EXPECT_GT(count, 20);
+  EXPECT_LT(count, 100);
 }
 
 }  // namespace

@@ -26,79 +26,55 @@ class presets : public Window {
 
 TEST_F(presets, are_labelled_by_name_and_marked_when_changed) {
   const std::string mark = std::string(" (") + i18n::T("preset_modified") + ")";
-  const auto expect_label = [&](const char* preset, float gain, const std::string& label) {
+  const std::string flat = i18n::T("preset_flat");
+  own() = {{"Küche", {{0, 0, 1}, 0}}};
+  for (const auto& [preset, gain, label] : {std::tuple{"b:preset_flat", 0.04F, flat},
+                                            {"b:preset_flat", 0.5F, flat + mark},
+                                            {"u:Küche", 0.0F, "Küche" + mark},
+                                            {"u:Küche", 1.0F, "Küche"s},
+                                            {"u:gone", 0.0F, i18n::T("preset_custom")},
+                                            {"x", 0.0F, i18n::T("preset_custom")}}) {
     s_.preset = preset;
     s_.curve.gain[2] = gain;
     EXPECT_EQ(ui::preset_label(), label) << preset << " " << gain;
-  };
-  const std::string flat = i18n::T("preset_flat");
-  own() = {{"Küche", {{0, 0, 1}, 0}}};
-  expect_label("b:preset_flat", 0, flat);
-  expect_label("b:preset_flat", 0.5F, flat + mark);
-  expect_label("b:preset_flat", 0.04F, flat);
-  expect_label("u:Küche", 0, "Küche" + mark);
-  expect_label("u:Küche", 1, "Küche");
-  for (const char* unknown : {"u:gone", "b:preset_none", "", "x", "Küche"})
-    expect_label(unknown, 0, i18n::T("preset_custom"));
+  }
   ui::choose_builtin("preset_rock");
   EXPECT_EQ(ui::preset_label(), i18n::T("preset_rock"));  // on its way there
 }
 
-TEST_F(presets, menu_lists_headings_built_in_and_own) {
-  own() = {{"B", {}}, {"A\n", {}}};
+TEST_F(presets, are_chosen_from_the_menu_and_own_ones_deleted_at_the_end_of_their_row) {
+  own() = {{"B", {{2}, 0}}, {"A\n", {}}};
   press(layout().presets);
-  const std::vector<ui::PopupRow>& rows = list().rows;
-  ASSERT_EQ(rows.size(), kOwn + 2U);
-  EXPECT_TRUE(rows[2].chosen);
-  for (const auto& [i, text] : {std::pair{0, i18n::T("presets_builtin")},
-                                {1, i18n::T("preset_standard")},
-                                {kOwn - 1, i18n::T("presets_user")},
-                                {kOwn, "B"},
-                                {kOwn + 1, "A "}}) {
-    EXPECT_EQ(rows[static_cast<std::size_t>(i)].text, text);
-  }
+  ASSERT_EQ(list().rows.size(), kOwn + 2U);
+  EXPECT_TRUE(list().rows[2].chosen);
+  EXPECT_EQ(list().rows[kOwn + 1].text, "A ");
   press(row(0));  // a heading
   EXPECT_TRUE(list().open);
-  press(row(row_with("A\n")));
+  press(row(kOwn + 1));
   EXPECT_FALSE(list().open);
   EXPECT_EQ(s_.preset, "u:A\n");
-}
+  frame(1000);
 
-TEST_F(presets, pointer_over_the_menu_hovers_rows_and_their_end) {
-  own() = {{"Mine", {}}};
-  press(layout().presets);
-  EXPECT_EQ(ui::state().hover, ui::kHitPopup);
-  const gfx::Rect third = row(3);
-  const gfx::Rect mine = row(row_with("Mine"));
-  const float end = third.x + third.w;
-  ui::take_dirty();
-  for (const auto& [x, y, hover, end_too, dirty] :
-       {std::tuple{third.x + 40, third.y, 3, false, true},
-        {third.x + 50, third.y + 27.9F, 3, false, false},
-        {end - 34.1F, mine.y + 5, kOwn, false, true},
-        {end - 33.9F, mine.y + 5, kOwn, true, true},
-        {end - 5, third.y + 5, 3, false, true},  // a built-in one stays
-        {20.0F, 600.0F, -1, false, true}}) {
-    ui::on_mouse_move(x, y);
-    EXPECT_EQ(list().hover, hover);
-    EXPECT_EQ(list().hover_delete, end_too);
-    EXPECT_EQ(ui::take_dirty(), dirty);
-    EXPECT_EQ(ui::cursor_at(x, y), hover < 0 ? ui::kCursorArrow : ui::kCursorHand);
-  }
-  EXPECT_EQ(ui::state().hover, ui::kHitPopup);
-}
-
-TEST_F(presets, end_of_an_own_row_deletes_it_and_keeps_the_list_open) {
-  own() = {{"One", {{1}, 0}}, {"Two", {{2}, 0}}};
-  s_.preset = "u:Two";
+  s_.preset = "u:B";
   s_.curve.gain[0] = 2;
   press(layout().presets);
-  const gfx::Rect two = row(row_with("Two"));
-  press(two.x + two.w - 10, two.y + 14);
+  const gfx::Rect third = row(3);
+  const gfx::Rect mine = row(kOwn);
+  const float end = mine.x + mine.w;
+  for (const auto& [x, y, hover, deletes] :
+       {std::tuple{third.x + 50, third.y + 27.9F, 3, false},
+        {end - 34.1F, mine.y + 5, kOwn, false},
+        {end - 33.9F, mine.y + 5, kOwn, true},
+        {end - 5, third.y + 5, 3, false},  // a built-in one stays
+        {20.0F, 600.0F, -1, false}}) {
+    ui::on_mouse_move(x, y);
+    EXPECT_EQ(list().hover, hover);
+    EXPECT_EQ(list().hover_delete, deletes);
+  }
+  press(end - 10, mine.y + 14);
   ASSERT_EQ(own().size(), 1U);
-  EXPECT_EQ(own()[0].name, "One");
+  EXPECT_EQ(own()[0].name, "A\n");
   EXPECT_EQ(s_.curve.gain[0], 2);
-  EXPECT_EQ(ui::preset_label(), i18n::T("preset_custom"));
   EXPECT_TRUE(list().open && saved_in_time());
   press(20, 600);  // beside the list
   EXPECT_FALSE(list().open);
@@ -116,10 +92,6 @@ TEST_F(presets, long_list_scrolls_within_its_ends_and_stays_within_the_window) {
     EXPECT_EQ(list().first, first);
   }
   EXPECT_EQ(s_.curve.gain[3], 1) << "below the list, nothing turns";
-  ui::on_wheel(0, 0, -1);
-  ui::on_mouse_move(list().rect.x + 40, list().rect.y + list().rect.h - 1);
-  EXPECT_EQ(list().hover, -1) << "the row below the last one that is seen";
-  ui::on_wheel(0, 0, 1);
   paint();
   press(row(kOwn + 59));
   EXPECT_EQ(s_.preset, "u:P59");
@@ -130,17 +102,10 @@ TEST_F(presets, long_list_scrolls_within_its_ends_and_stays_within_the_window) {
   press(deleted.x + deleted.w - 10, deleted.y + 14);
   EXPECT_EQ(own().size(), 59U);
   EXPECT_EQ(list().first, last - 2) << "the list stays where it was under the pointer";
-  ui::on_key(ui::Key::Escape);
-  fakes::sound.devices.assign(20, {"sink", "Speakers"});
-  for (const gfx::Rect ui::Layout::*button : {&ui::Layout::presets, &ui::Layout::device}) {
-    paint(960, 900);
-    press(layout().*button);
-    for (const int h : {900, 640}) {
-      paint(960, h);
-      EXPECT_GE(list().rect.y, 0);
-      EXPECT_LE(list().rect.y + list().rect.h, h);
-    }
-    ui::on_key(ui::Key::Escape);
+  for (const int h : {900, 640}) {
+    paint(960, h);
+    EXPECT_GE(list().rect.y, 0);
+    EXPECT_LE(list().rect.y + list().rect.h, h);
   }
 }
 
@@ -151,15 +116,13 @@ TEST_F(presets, dialog_proposes_the_first_free_number_or_the_chosen_own_one) {
     return ui::with_argument(i18n::T("preset_default_name"), std::to_string(n));
   };
   own() = {{numbered(1), {}}, {numbered(2), {}}, {numbered(4), {}}};
-  for (const auto& [preset, proposal] : {std::pair{"b:preset_flat"s, numbered(3)},
-                                         {"u:gone", numbered(3)},
-                                         {"u:" + numbered(4), numbered(4)}}) {
-    EXPECT_FALSE(dialog().open);
+  for (const auto& [preset, proposal] :
+       {std::pair{"u:gone"s, numbered(3)}, {"u:" + numbered(4), numbered(4)}}) {
     s_.preset = preset;
     press(layout().save);
     EXPECT_EQ(dialog().name, proposal);
-    EXPECT_TRUE(dialog().selected);
     press(dialog().layout.cancel);
+    EXPECT_FALSE(dialog().open);
   }
   s_.curve.gain[6] = -3;
   press(layout().save);
@@ -172,9 +135,6 @@ TEST_F(presets, names_are_stored_without_outer_blanks_and_line_breaks) {
   press(layout().save);
   ui::state().save.name = " \r two\twords\n  ";
   ui::on_key(ui::Key::Enter);
-  EXPECT_FALSE(dialog().open);
-  ASSERT_EQ(own().size(), 1U);
-  EXPECT_EQ(own()[0].name, "two words");
   EXPECT_EQ(s_.preset, "u:two words");
   EXPECT_TRUE(saved_in_time());
   EXPECT_EQ(settings::load().user_presets.at(0).name, "two words");
@@ -189,23 +149,17 @@ TEST_F(presets, names_are_stored_without_outer_blanks_and_line_breaks) {
 }
 
 TEST_F(presets, a_known_name_replaces_its_curve_even_where_a_hundred_leave_no_room_for_a_new_one) {
-  add(98);
-  s_.curve.gain[1] = 5;
-  save_as("P7");
-  EXPECT_EQ(own().size(), 98U);
+  add(99);
   save_as("p7");
-  save_as("last");
   EXPECT_EQ(own().size(), 100U);
+  s_.curve.gain[1] = 4;
   save_as("one more");
   EXPECT_TRUE(dialog().open);
   EXPECT_EQ(own().size(), 100U);
-  EXPECT_EQ(s_.preset, "u:last");
   ui::on_key(ui::Key::Escape);
-  s_.curve.gain[1] = 4;
   save_as("P8");
   EXPECT_FALSE(dialog().open);
-  EXPECT_EQ(own()[6].curve.gain[1], 0);
-  EXPECT_EQ(own()[7].curve.gain[1], 5);
+  EXPECT_EQ(own()[7].curve.gain[1], 0);
   EXPECT_EQ(own()[8].curve.gain[1], 4);
 }
 
@@ -215,34 +169,21 @@ TEST_F(presets, typing_replaces_the_proposal_and_keeps_within_its_limits) {
   for (const auto& [text, name] : {std::pair<std::string, std::string>{"ä", "ä"},
                                    {x, "ä" + x},
                                    {"yz", "ä" + x},  // would be 33
-                                   {"€", "ä" + x + "€"},
-                                   {"z", "ä" + x + "€"}}) {
+                                   {"€", "ä" + x + "€"}}) {
     ui::on_text(text);
     EXPECT_EQ(dialog().name, name);
   }
   ui::on_key(ui::Key::Backspace);
-  for (const char* refused :
-       {"a\tb", "\x7F", "\n", "\xC3", "\xED\xA0\x80", "\xE0\x80\xAF", "a\xFF"}) {
+  for (const char* refused : {"\x7F", "\n", "\xC3", "\xED\xA0\x80", "\xE0\x80\xAF", "a\xFF"}) {
     ui::on_text(refused);
     EXPECT_EQ(dialog().name, "ä" + x) << refused;
   }
-  ui::on_key(ui::Key::Escape);
-  press(layout().save);
-  for (int i = 0; i < 2; ++i) {
-    ui::on_key(ui::Key::Backspace);  // the whole name was selected
-    EXPECT_EQ(dialog().name, "");
-  }
-  ui::on_key(ui::Key::Escape);
-  ui::on_text("nothing is open");
-  EXPECT_FALSE(dialog().open);
 }
 
 TEST_F(presets, dialog_is_all_that_can_be_hit) {
   const float x = layout().slider[9].x + 20;
   press(layout().save);
-  const ui::DialogLayout& d = dialog().layout;
-  EXPECT_EQ(code_at(d.name), ui::kHitSaveName);
-  press(d.card.x + 2, d.card.y + 2);
+  press(dialog().layout.card.x + 2, dialog().layout.card.y + 2);
   EXPECT_TRUE(dialog().open);
   ui::on_wheel(x, 400, -1);
   ui::on_double_click(x, 400);
@@ -252,19 +193,6 @@ TEST_F(presets, dialog_is_all_that_can_be_hit) {
   press(layout().settings);
   EXPECT_FALSE(dialog().open || ui::state().settings_open);
   EXPECT_TRUE(own().empty());
-}
-
-TEST_F(presets, caret_blinks_while_the_dialog_is_open) {
-  fakes::desktop.now = 106'000;
-  press(layout().save);
-  ui::take_dirty();
-  for (const auto& [ms, on] : {std::pair{0U, true}, {529U, true}, {1U, false}}) {
-    frame(ms);
-    EXPECT_EQ(ui::state().caret_on, on);
-    EXPECT_EQ(ui::take_dirty(), !on);
-  }
-  ui::on_text("x");
-  EXPECT_TRUE(ui::state().caret_on);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Whether texts can be read in both palettes, and arithmetic on colours.
+// Whether texts can be read in both palettes.
 #include "theme.h"
 
 #include <gtest/gtest.h>
@@ -9,8 +9,6 @@
 #include "ui_private.h"
 
 namespace {
-
-constexpr float kNan = NAN;
 
 // Contrast as the Web Content Accessibility Guidelines define it, 1 to 21.
 double luminance(unsigned colour) {
@@ -40,32 +38,6 @@ TEST(palette, can_be_read_where_text_stands) {
     }
     EXPECT_GE(contrast(c.danger, c.panel), 4.5) << dark;
   }
-}
-
-TEST(mix, blends_every_channel_and_rounds_half_up) {
-  EXPECT_EQ(theme::mix(0xff000000, 0xffffffff, 0.5F), 0xff808080);
-  EXPECT_EQ(theme::mix(0x00ff8000, 0x80008040, 0.25F), 0x20bf8010);
-  for (const float t : {0.0F, -1.0F, kNan})
-    EXPECT_EQ(theme::mix(0x12345678, 0x9abcdef0, t), 0x12345678);
-  for (const float t : {1.0F, 7.0F})
-    EXPECT_EQ(theme::mix(0x12345678, 0x9abcdef0, t), 0x9abcdef0);
-}
-
-TEST(with_alpha, keeps_the_colour_and_clamps_the_alpha) {
-  EXPECT_EQ(theme::with_alpha(0x1234567, 2.0F), 0xff234567);
-  EXPECT_EQ(theme::with_alpha(0xff234567, 0.5F), 0x80234567);
-  for (const float a : {-1.0F, kNan})
-    EXPECT_EQ(theme::with_alpha(0xff234567, a), 0x00234567U);
-}
-
-TEST(bar_color, runs_through_its_stops_from_blue_to_red) {
-  EXPECT_EQ(theme::bar_color(0.5F), 0xff7ae742);
-  EXPECT_EQ(theme::bar_color(3.0F / 7.0F), 0xff3be25a);
-  EXPECT_EQ(theme::bar_color(0.75F / 7.0F), theme::mix(0xff1e5bff, 0xff18b4ff, 0.75F));
-  for (const float low : {0.0F, -3.0F, kNan})
-    EXPECT_EQ(theme::bar_color(low), 0xff1e5bff);
-  for (const float high : {1.0F, 3.0F, std::nextafter(1.0F, 0.0F)})
-    EXPECT_EQ(theme::bar_color(high), 0xffff3b3b);
 }
 
 }  // namespace
