@@ -15,7 +15,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <random>
@@ -24,6 +23,7 @@
 #include <vector>
 
 #include "analysis.h"
+#include "arguments.h"
 #include "eq_dsp.h"
 #include "pulse_client.h"
 #include "recorder.h"
@@ -50,7 +50,6 @@ constexpr double kToleranceDb = 0.5;
 constexpr auto kRescue = 3s;  // what a killed program may leave undone for
 constexpr Spot kPower{504, 35};
 constexpr Spot kPowerLight{468, 44};  // on its button, green while the equalizer is on
-constexpr int kSkipped = 77;
 
 class Chaos {
  public:
@@ -344,27 +343,13 @@ class Chaos {
   Clock::duration longest_{};
 };
 
-std::string argument(int argc, char** argv, const char* name, const std::string& otherwise) {
-  for (int i = 1; i + 1 < argc; ++i) {
-    if (std::strcmp(argv[i], name) == 0) return argv[i + 1];
-  }
-  return otherwise;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string kind = argument(argc, argv, "--server", "pulseaudio");
-  const int actions = std::stoi(argument(argc, argv, "--actions", "500"));
-  const auto seed = static_cast<unsigned>(
-      std::stoul(argument(argc, argv, "--seed", std::to_string(std::random_device()()))));
-  if (!std::ranges::all_of(kScreenPrograms, program_exists)) {
-    std::printf("no virtual screen\n");
-    return kSkipped;
-  }
-  std::printf("%s, seed %u\n", kind.c_str(), seed);
-  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  Chaos chaos(kind == "pipewire" ? ServerKind::kPipeWire : ServerKind::kPulseAudio, seed);
+  const soak::Arguments arguments(argc, argv);
+  const int actions = static_cast<int>(arguments.number("--actions", 500));
+  const ServerKind server = arguments.server(kScreenPrograms);
+  Chaos chaos(server, arguments.seed());
   for (int done = 0; done < actions; done += kActionsPerRound) {
     for (int i = 0; i < kActionsPerRound; ++i)
       chaos.act();

@@ -11,13 +11,13 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "analysis.h"
+#include "arguments.h"
 #include "pulse_client.h"
 #include "recorder.h"
 #include "skewed_device.h"
@@ -77,26 +77,13 @@ void print_troubles(const VelmoraProcess& program, std::size_t* from) {
   }
 }
 
-const char* argument(int argc, char** argv, const char* name, const char* otherwise) {
-  for (int i = 1; i + 1 < argc; ++i) {
-    if (std::strcmp(argv[i], name) == 0) return argv[i + 1];
-  }
-  return otherwise;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  const double minutes = std::atof(argument(argc, argv, "--minutes", "10"));
-  const double ppm = std::atof(argument(argc, argv, "--ppm", "200"));
-  const std::string kind = argument(argc, argv, "--server", "pulseaudio");
-  if (kind != "pulseaudio" && kind != "pipewire") {
-    std::fprintf(stderr, "Unknown server: %s (known: pulseaudio, pipewire)\n", kind.c_str());
-    return 2;
-  }
-  SoundServerOptions devices;
-  devices.devices = {"speakers"};
-  SoundServer server(kind == "pipewire" ? ServerKind::kPipeWire : ServerKind::kPulseAudio, devices);
+  const Arguments arguments(argc, argv);
+  const double minutes = arguments.number("--minutes", 10);
+  const double ppm = arguments.number("--ppm", 200);
+  SoundServer server(arguments.server(), {.devices = {"speakers"}});
   server.start();
   PulseClient client(server.address());
   const auto device = server.kind() == ServerKind::kPipeWire ? skewed_driver(server, ppm)

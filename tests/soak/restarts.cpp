@@ -11,8 +11,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <set>
@@ -20,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "arguments.h"
 #include "pulse_client.h"
 #include "sound_server.h"
 #include "temp_dir.h"
@@ -214,20 +213,10 @@ class Restarts {
   Times killed_;
 };
 
-std::string argument(int argc, char** argv, const char* name, const std::string& otherwise) {
-  for (int i = 1; i + 1 < argc; ++i) {
-    if (std::strcmp(argv[i], name) == 0) return argv[i + 1];
-  }
-  return otherwise;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string kind = argument(argc, argv, "--server", "pulseaudio");
-  const int times = std::stoi(argument(argc, argv, "--times", "1000"));
-  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  std::printf("%s\n", kind.c_str());
-  Restarts restarts(kind == "pipewire" ? ServerKind::kPipeWire : ServerKind::kPulseAudio);
-  return restarts.run(times) ? 0 : 1;
+  const soak::Arguments arguments(argc, argv);
+  Restarts restarts(arguments.server());
+  return restarts.run(static_cast<int>(arguments.number("--times", 1000))) ? 0 : 1;
 }

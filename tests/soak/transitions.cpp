@@ -28,6 +28,7 @@
 
 #include "../display/display_test.h"
 #include "analysis.h"
+#include "arguments.h"
 
 namespace {
 
@@ -465,32 +466,14 @@ class Stage {
   bool routed_ = false;
 };
 
-const char* argument(int argc, char** argv, const char* name, const char* otherwise) {
-  for (int i = 1; i + 1 < argc; ++i) {
-    if (std::strcmp(argv[i], name) == 0) return argv[i + 1];
-  }
-  return otherwise;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool pipewire =
-      std::strcmp(argument(argc, argv, "--server", "pulseaudio"), "pipewire") == 0;
-  const int rounds = std::atoi(argument(argc, argv, "--rounds", "6"));
-  const auto seed = static_cast<unsigned>(
-      std::stoul(argument(argc, argv, "--seed", std::to_string(std::random_device()()).c_str())));
-  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-  std::vector<std::string> programs = kScreenPrograms;
-  programs.emplace_back(pipewire ? "pipewire-pulse" : "pulseaudio");
-  for (const std::string& name : programs) {
-    if (program_exists(name)) continue;
-    std::printf("%s is not installed\n", name.c_str());
-    return 77;
-  }
-  std::printf("%s, seed %u\n", pipewire ? "PipeWire" : "PulseAudio", seed);
+  const soak::Arguments arguments(argc, argv);
+  const int rounds = static_cast<int>(arguments.number("--rounds", 6));
+  const ServerKind server = arguments.server(kScreenPrograms);
   try {
-    Stage stage(pipewire ? ServerKind::kPipeWire : ServerKind::kPulseAudio, seed);
+    Stage stage(server, arguments.seed());
     for (int i = 0; i < rounds; ++i)
       stage.round(i);
     return stage.report() ? 0 : 1;
