@@ -224,6 +224,8 @@ class Chaos {
       say("ends the second copy");
       return second_.reset();
     }
+    // Beside one that is switched off, either may come out on top.
+    if (program_running(program_) && !equalizes()) return;
     say("starts a second copy");
     second_ = launch(second_home_);
   }
