@@ -4,13 +4,14 @@
 //
 // A private server plays to a device that takes 48000 x (1 + ppm/1000000) frames a second. Clicks
 // are played through the built program; once a minute the delay from our sink's monitor to the
-// device is measured. Exit status 1 when sound was dropped, ran dry, or the delay went away by more
-// than 15 ms.
+// device is measured, and the program's memory. Exit status 1 when sound was dropped, ran dry, or
+// the delay went away by more than 15 ms.
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -67,6 +68,15 @@ double delay(const SoundServer& server, SkewedDevice* device) {
   return delays.size() < kClicks / 2 ? -1 : median(delays);
 }
 
+// Of the program, in kB.
+long resident(pid_t pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("VmRSS:")) return std::stol(line.substr(line.find(':') + 1));
+  }
+  return -1;
+}
+
 // What the program has logged of its own accord about drops and underruns since `*from`.
 void print_troubles(const VelmoraProcess& program, std::size_t* from) {
   const std::string log = program.log();
@@ -110,8 +120,9 @@ int main(int argc, char** argv) {
     const double now = delay(server, device.get());
     if (first < 0) first = now;
     if (now >= 0) away = std::max(away, std::abs(now - first));
-    std::printf("%5.1f min: delay %6.1f ms\n",
-                std::chrono::duration<double>(Clock::now() - start).count() / 60, now);
+    std::printf("%5.1f min: delay %6.1f ms, %ld kB\n",
+                std::chrono::duration<double>(Clock::now() - start).count() / 60, now,
+                resident(program.pid()));
     print_troubles(program, &read);
     std::fflush(stdout);
     std::this_thread::sleep_for(std::min<Clock::duration>(end - Clock::now(), 55s));
