@@ -151,7 +151,7 @@ void on_mouse_leave();
 void on_double_click(float x, float y);      // instead of the second on_mouse_down
 void on_wheel(float x, float y, int steps);  // -1 away from the user, +1 towards
 void on_key(Key key);
-void on_text(const std::string& utf8);  // ignored where nothing can be typed
+void on_text(const std::string& text);  // ignored where nothing can be typed
 
 // The pointer over a position.
 inline constexpr int kCursorArrow = 0;
