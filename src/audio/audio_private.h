@@ -169,8 +169,12 @@ bool record_alive(const LoopLock&, const std::string& source, bool routed);
 bool streams_alive(const LoopLock&);
 // Whether the record stream brings sound (or silence); waits for the first of it, for `ms` at most.
 bool record_delivers(const LoopLock&, int ms);
-// A stream of some program came or changed: sound may follow at once. Loop thread.
+// A stream of some program came or changed: sound may follow at once. Loop thread, or with the
+// main-loop lock held.
 void expect_sound();
+// A capture for the spectrum alone rests while there is nothing to be seen and the device is not in
+// use: on some servers any capture keeps the device from going to sleep.
+void rest_spectrum(const LoopLock&, bool device_in_use);
 void report_stats();
 void report_totals();
 

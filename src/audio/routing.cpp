@@ -335,6 +335,8 @@ bool reconcile_off(const LoopLock& lock, const Snapshot& s, const std::string& t
     close_record(lock);
   } else if (!record_alive(lock, heard->monitor, false)) {
     done = open_record(lock, *heard, false) && done;
+  } else {
+    rest_spectrum(lock, heard->in_use);
   }
   auto now = query(lock);
   if (!now) return false;

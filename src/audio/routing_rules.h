@@ -30,6 +30,7 @@ struct SinkInfo {
   bool works_ahead = false;  // a null sink that takes seconds at once while nobody hurries it
   bool full_volume = true;   // neither turned down nor up
   std::uint32_t volume = 0;  // of the loudest channel, as the server counts
+  bool in_use = false;       // somebody plays to it, be it silence
 };
 
 // A playback stream (sink input) or a recording stream (source output).

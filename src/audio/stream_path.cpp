@@ -87,6 +87,7 @@ std::uint32_t g_applied_version = 0;
 int g_silent_pieces = 0;
 std::size_t g_quiet_frames = 0;  // recorded since the last sound, or sign of one to come
 bool g_idle = false;             // long fragments are brought
+bool g_rec_rests = false;        // it is corked, because there is nothing to be seen
 std::array<float, std::size_t{kPieceFrames} * kChannels> g_scratch{};
 std::array<float, std::size_t{kPieceFrames} * kChannels> g_blend{};
 constexpr std::array<float, std::size_t{kPieceFrames} * kChannels> kSilence{};
@@ -359,6 +360,7 @@ void pace(bool idle) {
   if (std::exchange(g_idle, idle) == idle) return;
   const std::size_t idly = g_rec_routed ? kAsleepFragmentFrames : kWatchingFragmentFrames;
   set_fragments(idle ? idly : kFragmentFrames);
+  if (idle && !g_rec_routed) mark_dirty();  // it may rest, if the device is not in use
 }
 
 void pace_after(std::span<const float> samples) {
@@ -451,6 +453,7 @@ void close_record(const LoopLock& /*lock*/) {
   close_stream(&g_rec, &g_rec_source);
   g_quiet_frames = 0;
   g_idle = false;
+  g_rec_rests = false;
 }
 
 void fade_play_out(const LoopLock& lock) {
@@ -549,8 +552,15 @@ bool streams_alive(const LoopLock& /*lock*/) {
 }
 
 void expect_sound() {
+  if (std::exchange(g_rec_rests, false)) dismiss(pa_stream_cork(g_rec, 0, nullptr, nullptr));
   g_quiet_frames = 0;
   pace(false);
+}
+
+void rest_spectrum(const LoopLock& /*lock*/, bool device_in_use) {
+  if (device_in_use && g_rec_rests) expect_sound();
+  if (device_in_use || !g_idle || std::exchange(g_rec_rests, true)) return;
+  dismiss(pa_stream_cork(g_rec, 1, nullptr, nullptr));
 }
 
 bool record_delivers(const LoopLock& lock, int ms) {

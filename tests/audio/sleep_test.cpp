@@ -40,6 +40,32 @@ TEST_P(Sleep, the_device_sleeps_in_silence_and_the_first_sound_wakes_it) {
   EXPECT_EQ(program.count_in_log("underrun"), 0);
 }
 
+// Off, a capture of the device's own monitor shows its spectrum: that keeps nothing awake either.
+TEST_P(Sleep, the_device_sleeps_beside_a_spectrum_and_sound_is_seen_again) {
+  SoundServer server(GetParam(), {.suspend_on_idle_s = 1});
+  server.start();
+  PulseClient client(server.address());
+  VelmoraOptions options;
+  options.arguments = {"--off"};
+  VelmoraProcess program(server, options);
+  const auto captured = [&](bool corked) {
+    const auto streams = client.source_outputs();
+    return streams.size() == 1 && streams[0].corked == corked;
+  };
+  ASSERT_TRUE(wait_until("the spectrum is captured", kPatience, [&] { return captured(false); }));
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_TRUE(wait_until("the device sleeps", 40s, [&](std::string& seen) {
+      const auto sink = client.sink("speakers");
+      seen = "state " + std::to_string(sink.has_value() ? sink->state : -1);
+      return sink.has_value() && sink->state == PA_SINK_SUSPENDED;
+    }));
+    TonePlayer music(server.address(), sines({{1000, -20}}));
+    EXPECT_TRUE(wait_until("the capture goes on", kPatience, [&] { return captured(false); }));
+    const auto sink = client.sink("speakers");
+    EXPECT_TRUE(sink.has_value() && sink->state == PA_SINK_RUNNING);
+  }
+}
+
 // A ramp tells for each of its samples when it was played.
 TEST_P(Sleep, the_first_sound_is_heard_from_its_beginning) {
   SoundServer server(GetParam());
