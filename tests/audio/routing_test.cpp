@@ -4,6 +4,7 @@
 #include <csignal>
 #include <filesystem>
 #include <sstream>
+#include <stdexcept>
 
 #include "engine_test.h"
 
@@ -300,8 +301,18 @@ TEST_P(Routing, recovers_when_its_sink_is_removed_by_others) {
   client().set_sink_volume(kSink, 0.5);
   EXPECT_TRUE(hears("speakers", 1000, -20 - kHalfVolumeDb));
   for (int i = 0; i < 3; ++i) {
-    const std::uint32_t module = client().sink(kSink)->owner_module;
-    client().unload_module(module);
+    // A sink that has just been removed may still be listed, without its module.
+    ASSERT_TRUE(wait_until("the sink is removed", kPatience, [&](std::string& seen) {
+      const auto sink = client().sink(kSink);
+      if (!sink.has_value()) return false;
+      try {
+        client().unload_module(sink->owner_module);
+      } catch (const std::runtime_error& error) {
+        seen = error.what();
+        return false;
+      }
+      return true;
+    }));
     EXPECT_TRUE(wait_until("a new sink is in place", kPatience, [&](std::string& seen) {
       const std::vector<std::string> streams = own_streams(client());
       seen = testing::PrintToString(streams);
