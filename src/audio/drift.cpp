@@ -2,7 +2,9 @@
 // tells of it every second and a half. Averaged over many seconds it tells a drift of some parts
 // per million all the same. A proportional and an integral term find the speed at which it stands
 // still; they are slow enough not to follow jitter and fast enough to hold 200 parts per million
-// within a few milliseconds.
+// within a few milliseconds. What leads further away is no drift: a server that came too late has
+// lost a piece of the sound. That is made good sooner, before the next one follows, and teaches
+// nothing about the clocks.
 //
 // A frame in between two others is a weighted sum of its neighbours: a sine cardinal under a Kaiser
 // window, tabulated for 512 places and interpolated linearly between them, which leaves errors
@@ -23,12 +25,15 @@ constexpr double kSlowSeconds = 16.0;      // of the one that tells whether ther
 constexpr double kFirstSeconds = 3.0;      // from then on there is something to compare with
 constexpr double kDecideEvery = 1.0;       // s
 constexpr double kEngageUs = 5000.0;       // less is jitter, and the sound stays untouched
-constexpr double kMostAwayUs = 15000.0;    // a single look says no more than this
+constexpr double kMostOverUs = 15000.0;    // a single look says no more than this
+constexpr double kMostUnderUs = 30000.0;   // and no less: a gulp only makes it look too long
 constexpr double kMostKeptUs = 25000.0;    // of an excess that the queue settled at
 constexpr double kLeastKeptUs = -10000.0;  // less would run dry too easily
 constexpr double kProportional = 0.02;     // 1/s
 constexpr double kIntegral = kProportional * kProportional / 4;  // 1/s^2: no overshoot
-constexpr double kMaxStep = 0.0001;                              // of the speed, in one decision
+constexpr double kNearUs = 8000.0;   // a drift alone leads no further from the place
+constexpr double kFarUrgency = 0.1;  // 1/s, for what is beyond: sound was lost, or came twice
+constexpr double kMaxStep = 0.0001;  // of the speed, in one decision
 
 constexpr double kKaiserBeta = 10.0;
 
@@ -69,7 +74,7 @@ double DriftControl::update(double excess_us, double seconds) {
   settled_ = std::min(settled_ + seconds, kSlowSeconds);
   if (settled_ >= kFirstSeconds) {
     const double middle = keeps_ ? kept_us_ : slow_us_;
-    excess_us = std::clamp(excess_us, middle - kMostAwayUs, middle + kMostAwayUs);
+    excess_us = std::clamp(excess_us, middle - kMostUnderUs, middle + kMostOverUs);
   }
   // In the beginning plain means, so that the first value weighs no more than others.
   mean_us_ += (excess_us - mean_us_) * seconds / std::min(settled_, kMeanSeconds);
@@ -81,9 +86,11 @@ double DriftControl::update(double excess_us, double seconds) {
     kept_us_ = std::clamp(slow_us_, kLeastKeptUs, kMostKeptUs);
   engaged_ = engaged_ || (known && std::abs(slow_us_ - kept_us_) > kEngageUs);
   if (engaged_ && settled_ >= kMeanSeconds) {
-    const double error = (mean_us_ - kept_us_) * 1e-6;
-    integral_ = std::clamp(integral_ + kIntegral * error * since_, -kMaxSpeed, kMaxSpeed);
-    const double wanted = std::clamp(kProportional * error + integral_, -kMaxSpeed, kMaxSpeed);
+    const double away_us = mean_us_ - kept_us_;
+    const double near_us = std::clamp(away_us, -kNearUs, kNearUs);
+    integral_ = std::clamp(integral_ + kIntegral * near_us * 1e-6 * since_, -kMaxSpeed, kMaxSpeed);
+    const double back = (kProportional * near_us + kFarUrgency * (away_us - near_us)) * 1e-6;
+    const double wanted = std::clamp(back + integral_, -kMaxSpeed, kMaxSpeed);
     speed_ += std::clamp(wanted - speed_, -kMaxStep, kMaxStep);
   }
   since_ = 0.0;

@@ -2,10 +2,10 @@
 //
 //   soak_drift [--server pulseaudio|pipewire] [--minutes N] [--ppm N]
 //
-// A private server plays to a device that takes 48000 x (1 + ppm/1000000) frames a second. Clicks
-// are played through the built program; once a minute the delay from our sink's monitor to the
-// device is measured, and the program's memory. Exit status 1 when sound was dropped, ran dry, or
-// the delay went away by more than 15 ms.
+// A private server plays to a device that takes 48000 x (1 + ppm/1000000) frames a second. A tone
+// with clicks is played through the built program; once a minute the delay from our sink's monitor
+// to the device is measured, and the program's memory. Exit status 1 when sound was dropped, ran
+// dry, or the delay went away by more than 15 ms.
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -33,9 +33,22 @@ using namespace std::chrono_literals;
 using namespace support;
 using namespace soak;
 
-constexpr auto kClickEvery = 500ms;
-constexpr int kClicks = 8;        // of one measurement
-constexpr double kMostAway = 15;  // ms
+constexpr auto kClickEvery = 250ms;
+constexpr int kClicks = 16;        // of one measurement
+constexpr auto kFindsPlace = 30s;  // the queue, in the beginning
+constexpr double kMostAway = 15;   // ms
+
+// Never silent, as most music: silence may be left out or put in.
+Generator clicks_in_a_tone() {
+  return [click = clicks(kClickEvery), hum = sines({{.frequency_hz = 440, .level_db = -40}}),
+          quiet = std::vector<float>()](std::uint64_t first_frame, std::span<float> out) mutable {
+    quiet.resize(out.size());
+    click(first_frame, out);
+    hum(first_frame, quiet);
+    for (std::size_t i = 0; i < out.size(); ++i)
+      out[i] += quiet[i];
+  };
+}
 
 double median(std::vector<double> values) {
   std::ranges::sort(values);
@@ -105,14 +118,14 @@ int main(int argc, char** argv) {
   VelmoraOptions options;
   options.arguments = {"--preset", "flat"};
   VelmoraProcess program(server, options);
-  TonePlayer player(server.address(), clicks(kClickEvery));
+  TonePlayer player(server.address(), clicks_in_a_tone());
   if (!wait_until("the routing is in force", 15s,
                   [&] { return client.default_sink() == "velmora"; }))
     return 1;
   const auto start = Clock::now();
   const auto end = start + std::chrono::duration_cast<Clock::duration>(
                                std::chrono::duration<double>(minutes * 60));
-  std::this_thread::sleep_for(5s);  // the queue finds its place
+  std::this_thread::sleep_for(kFindsPlace);
   double first = -1;
   double away = 0;
   std::size_t read = 0;
