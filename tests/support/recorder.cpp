@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::size_t kChannels = 2;
 constexpr std::size_t kFrameBytes = kChannels * sizeof(float);
+constexpr std::uint32_t kMaxLengthBytes = 2 * kRate * static_cast<std::uint32_t>(kFrameBytes);
 
 std::size_t to_frames(std::chrono::milliseconds length) {
   return static_cast<std::size_t>(length.count()) * kRate / 1000;
@@ -35,8 +36,9 @@ void Recorder::open(const LoopLock& lock, const std::string& source, const Optio
   pa_stream_set_state_callback(stream_, on_state, this);
   pa_stream_set_read_callback(stream_, on_read, this);
   constexpr std::uint32_t kServerChooses = 0xFFFFFFFF;
+  // The usual four megabytes keep a slow machine's server from everything else while it makes them.
   const pa_buffer_attr buffer{
-      kServerChooses, kServerChooses, kServerChooses, kServerChooses,
+      kMaxLengthBytes, kServerChooses, kServerChooses, kServerChooses,
       static_cast<std::uint32_t>(to_frames(options.fragment) * kFrameBytes)};
   const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE);
   if (pa_stream_connect_record(stream_, source.c_str(), &buffer, flags) == 0 &&
