@@ -17,7 +17,6 @@ namespace {
 
 constexpr int kChannels = 2;
 constexpr int kFramesPerMs = 48;
-constexpr int kTargetFrames = Cushion::kTargetUs / 1000 * kFramesPerMs;
 constexpr int kSettleBlocks = 50;  // half a second
 constexpr int kWindowBlocks = 50;
 constexpr int kLongWindows = 16;          // 8 s
@@ -31,6 +30,9 @@ constexpr std::int64_t kTrimFromUs = 10000;  // above the target, all through a 
 constexpr std::int64_t kSilentExcessUs = kGulpUs + 5000;
 constexpr std::int64_t kSilentLackUs = 25000;
 constexpr int kShortBlocks = 25;  // a late block is no lack
+constexpr int kTargetStepUs = 20000;
+constexpr int kWaryBlocks = 60000;   // 10 minutes: a single late block may be anything
+constexpr int kCalmBlocks = 180000;  // 30 minutes
 
 bool is_silent(std::span<const float> block) {
   return std::ranges::all_of(block, [](float x) { return x == 0.0F; });
@@ -42,12 +44,6 @@ std::size_t sample_at(int frame, int channel) {
 
 std::int64_t duration_us(std::size_t samples) {
   return static_cast<std::int64_t>(samples / kChannels) * 1000 / kFramesPerMs;
-}
-
-// What is missing to the target when the block has been written.
-int lack_frames(std::int64_t queue_us, std::span<const float> block) {
-  const int queued = static_cast<int>(std::max<std::int64_t>(queue_us, 0) * kFramesPerMs / 1000);
-  return std::max(0, kTargetFrames - queued - static_cast<int>(block.size()) / kChannels);
 }
 
 // Linear crossfade weight of the incoming sound at frame i of n.
@@ -63,6 +59,30 @@ void Cushion::restart() {
   cut_open_ = false;
 }
 
+// A longer queue is of use only where it would have lasted.
+void Cushion::ran_dry(std::int64_t late_us) {
+  restart();
+  if (late_us >= kMostTargetUs) return;
+  if (wary_blocks_ > 0) target_us_ = std::min(target_us_ + kTargetStepUs, kMostTargetUs);
+  wary_blocks_ = kWaryBlocks;
+  calm_blocks_ = 0;
+}
+
+// The excess that this makes is taken away like any other.
+void Cushion::relax() {
+  wary_blocks_ = std::max(0, wary_blocks_ - 1);
+  if (target_us_ == kTargetUs || ++calm_blocks_ < kCalmBlocks) return;
+  target_us_ -= kTargetStepUs;
+  calm_blocks_ = 0;
+}
+
+// What is missing to the target when the block has been written.
+int Cushion::lack_frames(std::int64_t queue_us, std::span<const float> block) const {
+  const std::int64_t lack_us = target_us_ - std::max<std::int64_t>(queue_us, 0);
+  const int frames = static_cast<int>(lack_us * kFramesPerMs / 1000);
+  return std::max(0, frames - static_cast<int>(block.size()) / kChannels);
+}
+
 Cushion::Output Cushion::shape(std::span<float> block, std::int64_t queue_us) {
   if (block.empty()) return {};
   if (queue_us > kLimitUs) {
@@ -71,7 +91,7 @@ Cushion::Output Cushion::shape(std::span<float> block, std::int64_t queue_us) {
   }
   Output out{.pad_frames = 0, .samples = block, .dropped = false};
   const bool silent = is_silent(block);
-  const bool lacks = queue_us != kUnknown && queue_us < kTargetUs - kSilentLackUs;
+  const bool lacks = queue_us != kUnknown && queue_us < target_us_ - kSilentLackUs;
   short_blocks_ = lacks ? short_blocks_ + 1 : 0;
   if (mode_ == Mode::kFresh) {
     out.pad_frames = lack_frames(queue_us, block);
@@ -87,6 +107,7 @@ Cushion::Output Cushion::shape(std::span<float> block, std::int64_t queue_us) {
     out.pad_frames = lack_frames(queue_us, block);
   }
   watch(queue_us);
+  relax();
   if (cut_open_) {
     join_cut(block);
   } else if (trim_us_ > 0 && --until_splice_ <= 0) {
@@ -100,9 +121,9 @@ Cushion::Output Cushion::shape(std::span<float> block, std::int64_t queue_us) {
 // Whether this block is to be left out to shorten the queue.
 bool Cushion::cutting(std::int64_t queue_us, bool silent) {
   if (queue_us == kUnknown) return false;
-  if (silent) return queue_us > kTargetUs + kSilentExcessUs;
+  if (silent) return queue_us > target_us_ + kSilentExcessUs;
   if (mode_ != Mode::kSettling) return false;
-  return queue_us > kTargetUs + (cut_open_ ? 0 : kBurstUs);
+  return queue_us > target_us_ + (cut_open_ ? 0 : kBurstUs);
 }
 
 // Finds out whether the queue is too long all the time, as opposed to for a moment.
@@ -113,7 +134,7 @@ void Cushion::watch(std::int64_t queue_us) {
   }
   if (queue_us == kUnknown || mode_ != Mode::kSteady) return;
   if (trim_us_ > 0) {
-    if (queue_us <= kTargetUs) trim_us_ = 0;
+    if (queue_us <= target_us_) trim_us_ = 0;
     watch_anew();
     return;
   }
@@ -122,10 +143,10 @@ void Cushion::watch(std::int64_t queue_us) {
   window_blocks_ = 0;
   long_least_us_ = windows_ == 0 ? window_least_us_ : std::min(long_least_us_, window_least_us_);
   ++windows_;
-  if (window_least_us_ > kTargetUs + kBurstUs) {
-    trim_us_ = window_least_us_ - kGulpUs - kTargetUs;
+  if (window_least_us_ > target_us_ + kBurstUs) {
+    trim_us_ = window_least_us_ - kGulpUs - target_us_;
   } else if (windows_ == kLongWindows) {
-    if (long_least_us_ > kTargetUs + kTrimFromUs) trim_us_ = long_least_us_ - kTargetUs;
+    if (long_least_us_ > target_us_ + kTrimFromUs) trim_us_ = long_least_us_ - target_us_;
     windows_ = 0;
   }
 }

@@ -15,9 +15,10 @@ namespace audio {
 // Interleaved stereo at 48 kHz throughout.
 class Cushion {
  public:
-  static constexpr int kMaxFrames = 480;   // longest block that shape takes: 10 ms
-  static constexpr int kTargetUs = 60000;  // what the queue is kept near
-  static constexpr int kLimitUs = 300000;  // a queue longer than this is never made longer
+  static constexpr int kMaxFrames = 480;        // longest block that shape takes: 10 ms
+  static constexpr int kTargetUs = 60000;       // what the queue is kept near
+  static constexpr int kMostTargetUs = 120000;  // the same where sound comes late
+  static constexpr int kLimitUs = 300000;       // a queue longer than this is never made longer
   static constexpr std::int64_t kUnknown = -1;
 
   struct Output {
@@ -27,14 +28,18 @@ class Cushion {
     bool dropped = false;  // the block was thrown away for the limit's sake
   };
 
-  // The queue is empty: the stream was opened or ran dry.
+  // The queue is empty: the stream was opened or begins anew.
   void restart();
+  // The same, because it ran dry: sound came `late_us` after what came before it.
+  void ran_dry(std::int64_t late_us);
 
   // Decides about the next block, at most kMaxFrames frames, which is changed in place where it
   // must be. The result is valid until the next call.
   //   queue_us   what waits in the stream now, the device's own delay excluded, or kUnknown
   Output shape(std::span<float> block, std::int64_t queue_us);
 
+  // What the queue is kept near now, in us.
+  [[nodiscard]] int target_us() const { return target_us_; }
   // Whether playback has gone on for long enough for the queue to have found its length.
   [[nodiscard]] bool steady() const { return mode_ == Mode::kSteady; }
 
@@ -45,7 +50,9 @@ class Cushion {
       192;  // 4 ms: short against a tone's ear-time, long against its period
   static constexpr int kMaxLag = kMaxFrames - kFadeFrames;
 
+  int lack_frames(std::int64_t queue_us, std::span<const float> block) const;
   bool cutting(std::int64_t queue_us, bool silent);
+  void relax();
   void watch(std::int64_t queue_us);
   void watch_anew();
   void remember_cut(std::span<const float> block);
@@ -53,6 +60,9 @@ class Cushion {
   std::span<const float> splice(std::span<float> block);
 
   Mode mode_ = Mode::kFresh;
+  int target_us_ = kTargetUs;
+  int wary_blocks_ = 0;    // blocks for which another dry moment raises the target
+  int calm_blocks_ = 0;    // blocks since the target last changed
   int settle_blocks_ = 0;  // blocks since playback began
   int short_blocks_ = 0;   // blocks in a row before which the queue was much too short
   int window_blocks_ = 0;  // blocks in the current window of observation

@@ -37,6 +37,7 @@ constexpr std::size_t kWatchingFragmentFrames = 4800;  // of silence that is onl
 constexpr std::size_t kAsleepFragmentFrames = 2048;
 static_assert(kAsleepFragmentFrames * 1000000 / kRate < Cushion::kTargetUs);
 constexpr std::size_t kIdleAfterFrames = std::size_t{5} * kRate;
+constexpr std::int64_t kLateUs = 15000;  // between two pieces: half a piece too much
 constexpr pa_usec_t kMaxLengthUs = 500000;
 constexpr pa_usec_t kPrebufUs = 30000;
 constexpr int kBlendFrames = 480;              // 10 ms from one curve to the next
@@ -70,6 +71,10 @@ struct Queue {
   Clock::time_point at;
 };
 Queue g_queue;
+
+// When the last piece came, and how long it had been waited for when one last came late.
+Clock::time_point g_piece_at;
+std::int64_t g_late_us = 0;
 
 enum class Fade { kNone, kAwaited, kIn, kOut, kGone };
 Fade g_fade = Fade::kNone;
@@ -258,7 +263,7 @@ double speed_for(std::int64_t queue, std::size_t samples) {
     return g_drift.speed();
   }
   const std::int64_t block_us = us_of(samples * sizeof(float));
-  return g_drift.update(static_cast<double>(queue + block_us - Cushion::kTargetUs),
+  return g_drift.update(static_cast<double>(queue + block_us - g_cushion.target_us()),
                         static_cast<double>(block_us) * 1e-6);
 }
 
@@ -310,6 +315,21 @@ void fade(std::span<float> samples) {
   }
 }
 
+// How long the last piece that came late had been waited for, or the one that is waited for now.
+std::int64_t lateness_us() {
+  const auto since = Clock::now() - g_piece_at;
+  return std::max<std::int64_t>(
+      g_late_us, std::chrono::duration_cast<std::chrono::microseconds>(since).count());
+}
+
+void watch_pieces() {
+  const auto now = Clock::now();
+  const auto since =
+      std::chrono::duration_cast<std::chrono::microseconds>(now - g_piece_at).count();
+  if (since > kLateUs) g_late_us = since;
+  g_piece_at = now;
+}
+
 // `more` samples of the same fragment follow at once.
 void play(std::span<float> samples, std::size_t more) {
   if (g_play == nullptr || pa_stream_get_state(g_play) != PA_STREAM_READY ||
@@ -320,6 +340,7 @@ void play(std::span<float> samples, std::size_t more) {
     return;
   }
   if (g_fade == Fade::kGone) return;
+  watch_pieces();
   fade(samples);
   if (g_fade == Fade::kGone) {
     g_faded_out = true;
@@ -392,7 +413,11 @@ void on_underflow(pa_stream* s, void* /*user*/) {
   if (s == g_play && g_fade == Fade::kGone) return;
   ++g_underflows;
   if (s != g_play) return;
-  g_cushion.restart();
+  if (g_play_sleeps) {
+    g_cushion.restart();
+  } else {
+    g_cushion.ran_dry(lateness_us());
+  }
   g_stretch.restart();
   // What was written while this message was on its way already waits in the stream.
   g_queue.known = false;

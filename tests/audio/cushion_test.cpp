@@ -44,9 +44,9 @@ class Path {
       feed();
   }
 
-  void underrun() {
+  void underrun(int late_ms = 60) {
     queue_us_ = 0;
-    cushion_.restart();
+    cushion_.ran_dry(late_ms * 1000);
   }
 
   // The largest step between neighbouring samples; the tone's own is 0.029.
@@ -90,6 +90,31 @@ TEST(Cushion, a_burst_after_a_gap_is_cut_short_without_a_click) {
   path.written_.erase(path.written_.begin(),
                       path.written_.begin() + std::ptrdiff_t{100} * kBlock + 3000);
   EXPECT_LT(path.largest_step(), kToneStep);
+}
+
+TEST(Cushion, sound_that_comes_late_again_and_again_gets_a_longer_queue_until_it_is_calm) {
+  Cushion cushion;
+  std::array<float, 2> frame{0.25F, 0.25F};
+  const auto pass = [&](int minutes) {
+    for (int block = 0; block < minutes * 6000; ++block)
+      cushion.shape(frame, cushion.target_us());
+  };
+  constexpr int kLateUs = 60000;
+  cushion.ran_dry(kLateUs);
+  pass(11);
+  cushion.ran_dry(kLateUs);
+  EXPECT_EQ(cushion.target_us(), Cushion::kTargetUs) << "may be anything";
+  cushion.ran_dry(Cushion::kMostTargetUs);
+  EXPECT_EQ(cushion.target_us(), Cushion::kTargetUs) << "no queue lasts for that long";
+  pass(1);
+  cushion.ran_dry(kLateUs);
+  EXPECT_EQ(cushion.target_us(), Cushion::kTargetUs + 20000);
+  EXPECT_EQ(cushion.shape(frame, 0).pad_frames, cushion.target_us() * 48 / 1000 - 1);
+  for (int i = 0; i < 9; ++i)
+    cushion.ran_dry(kLateUs);
+  EXPECT_EQ(cushion.target_us(), Cushion::kMostTargetUs);
+  pass(91);
+  EXPECT_EQ(cushion.target_us(), Cushion::kTargetUs);
 }
 
 TEST(Cushion, an_excess_within_sound_is_trimmed_in_seconds_without_a_click) {
