@@ -34,9 +34,10 @@ using namespace support;
 using namespace soak;
 
 constexpr auto kClickEvery = 250ms;
-constexpr int kClicks = 16;        // of one measurement
-constexpr auto kFindsPlace = 30s;  // the queue, in the beginning
-constexpr double kMostAway = 15;   // ms
+constexpr int kClicks = 16;         // of one measurement
+constexpr auto kFindsPlace = 30s;   // the queue, in the beginning
+constexpr double kMostDelay = 250;  // ms, beyond is the click before
+constexpr double kMostAway = 15;    // ms
 
 // Never silent, as most music: silence may be left out or put in.
 Generator clicks_in_a_tone() {
@@ -56,8 +57,8 @@ double median(std::vector<double> values) {
 }
 
 // In ms, the recording's and the device's own delay included; -1 when too few clicks arrived.
-double delay(const SoundServer& server, SkewedDevice* device) {
-  Recorder sent(server.address(), "velmora.monitor");
+double delay(Recorder* sent, SkewedDevice* device) {
+  sent->forget();
   device->take_clicks();
   const auto start = Clock::now();
   double origin_ms = 1e12;  // of frame 0
@@ -65,17 +66,17 @@ double delay(const SoundServer& server, SkewedDevice* device) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
   };
   while (Clock::now() - start < kClicks * kClickEvery) {
-    origin_ms = std::min(origin_ms, now_ms() - static_cast<double>(sent.frames()) * 1000 / kRate);
+    origin_ms = std::min(origin_ms, now_ms() - static_cast<double>(sent->frames()) * 1000 / kRate);
     std::this_thread::sleep_for(1ms);
   }
   std::vector<double> delays;
   const auto heard = device->take_clicks();
-  const Stereo sound = sent.window(0, sent.frames());
+  const Stereo sound = sent->window(0, sent->frames());
   for (const std::size_t at : click_positions(sound.left, kClickLevel, kRate / 10)) {
     const double sent_ms = origin_ms + static_cast<double>(at) * 1000 / kRate;
     for (const auto& click : heard) {
       const double ms = std::chrono::duration<double, std::milli>(click - start).count() - sent_ms;
-      if (ms > 0 && ms < 400) delays.push_back(ms);
+      if (ms > 0 && ms < kMostDelay) delays.push_back(ms);
     }
   }
   return delays.size() < kClicks / 2 ? -1 : median(delays);
@@ -126,11 +127,13 @@ int main(int argc, char** argv) {
   const auto end = start + std::chrono::duration_cast<Clock::duration>(
                                std::chrono::duration<double>(minutes * 60));
   std::this_thread::sleep_for(kFindsPlace);
+  // One for the whole time: a new stream makes the server stumble.
+  Recorder sent(server.address(), "velmora.monitor");
   double first = -1;
   double away = 0;
   std::size_t read = 0;
   do {
-    const double now = delay(server, device.get());
+    const double now = delay(&sent, device.get());
     if (first < 0) first = now;
     if (now >= 0) away = std::max(away, std::abs(now - first));
     std::printf("%5.1f min: delay %6.1f ms, %ld kB\n",

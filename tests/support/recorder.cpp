@@ -104,6 +104,11 @@ Stereo Recorder::newest(std::chrono::milliseconds length) const {
   return cut(end - std::min(end, to_frames(length)), end);
 }
 
+void Recorder::forget() {
+  const LoopLock lock = connection_.lock();
+  samples_.clear();
+}
+
 Stereo Recorder::next(std::chrono::milliseconds length) {
   const LoopLock lock = connection_.lock();
   const std::size_t from = samples_.size() / kChannels;

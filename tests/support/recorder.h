@@ -37,6 +37,8 @@ class Recorder {
   [[nodiscard]] Stereo window(std::size_t from, std::size_t to) const;
   // The newest frames, fewer when there are not that many.
   [[nodiscard]] Stereo newest(std::chrono::milliseconds length) const;
+  // Frames are counted from here.
+  void forget();
   // Waits for new sound of this length and returns it. Throws std::runtime_error when it takes
   // longer than the length plus kAnswerLimit.
   Stereo next(std::chrono::milliseconds length);
