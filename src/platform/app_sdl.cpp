@@ -2,6 +2,8 @@
 // as little as the state of things allows: nothing, copying what moves, or drawing the layers anew.
 // Set-up is a list from top to bottom; what fails in it ends the run with a line in the log.
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -24,6 +26,7 @@ constexpr std::uint64_t kFocusedFrameMs = 16;
 constexpr std::uint64_t kUnfocusedFrameMs = 33;
 constexpr std::uint64_t kLongestFrameMs = 49;  // in the full view, whose spectrum never rests
 constexpr int kIconPixels = 64;
+constexpr int kKeptBytes = 32 << 20;  // the most that the library takes for a threshold
 
 bool g_running = true;
 
@@ -222,9 +225,17 @@ void tear_down() {
   close_video();
 }
 
+// Where there is no graphics card, the driver takes memory for a whole picture in every frame. The
+// library would return it to the system each time, to get it back page by page.
+void keep_memory_of_frames() {
+  mallopt(M_MMAP_THRESHOLD, kKeptBytes);
+  mallopt(M_TRIM_THRESHOLD, kKeptBytes);
+}
+
 // Brings up all that a window needs. Returns false after logging what is missing.
 bool set_up(Settings* settings) {
   set_hints();
+  keep_memory_of_frames();
   if (!init_video()) return false;
   prefer_direct_picture();
   if (!platform::create_window(settings) || !platform::create_renderer()) {
