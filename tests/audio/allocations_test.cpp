@@ -1,42 +1,14 @@
 // A frame takes no memory: what runs all day must not stir the heap sixty times a second.
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <atomic>
+#include <array>
+#include <bit>
 #include <cstdint>
 #include <fstream>
-#include <thread>
 #include <utility>
 
 #include "engine_test.h"
-#include "temp_dir.h"
 
 namespace engine_test {
 namespace {
-
-using Count = std::atomic<std::uint64_t>;
-
-// Zero, and mapped: what the preloaded library counts into.
-class SharedCount {
- public:
-  SharedCount() {
-    std::ofstream(path()) << std::string(sizeof(Count), '\0');
-    const int fd = open(path().c_str(), O_RDONLY | O_CLOEXEC);
-    map_ = mmap(nullptr, sizeof(Count), PROT_READ, MAP_SHARED, fd, 0);
-    close(fd);
-  }
-  ~SharedCount() { munmap(map_, sizeof(Count)); }
-  SharedCount(const SharedCount&) = delete;
-  SharedCount& operator=(const SharedCount&) = delete;
-
-  [[nodiscard]] std::string path() const { return (directory_.path() / "count").string(); }
-  [[nodiscard]] std::uint64_t value() const { return static_cast<const Count*>(map_)->load(); }
-
- private:
-  TempDir directory_;
-  void* map_ = nullptr;
-};
 
 TEST(Allocations, none_in_a_frame_while_music_plays) {
   require_programs(ServerKind::kPulseAudio);
@@ -45,17 +17,24 @@ TEST(Allocations, none_in_a_frame_while_music_plays) {
   SoundServer server(ServerKind::kPulseAudio, {.devices = {"alsa_output.pci-0000_00_1f.3.analog"}});
   server.start();
   TonePlayer music(server.address(), noise(1));
-  const SharedCount count;
+  // The preloaded library maps this file and counts in it.
+  TempDir directory;
+  const std::string file = directory.path() / "count";
+  std::array<char, sizeof(std::uint64_t)> bytes{};
+  std::ofstream(file).write(bytes.data(), bytes.size());
+  const auto count = [&] {
+    std::ifstream(file).read(bytes.data(), bytes.size());
+    return std::bit_cast<std::uint64_t>(bytes);
+  };
   VelmoraOptions options;
-  options.environment = {{"LD_PRELOAD", VELMORA_COUNT_ALLOCATIONS},
-                         {"VELMORA_ALLOCATIONS", count.path()}};
+  options.environment = {{"LD_PRELOAD", VELMORA_COUNT_ALLOCATIONS}, {"VELMORA_ALLOCATIONS", file}};
   VelmoraProcess program(server, options);
   ASSERT_TRUE(program.wait_for_log("First frame after", kPatience));
-  EXPECT_GT(count.value(), 1000U) << "nothing is counted";
-  std::uint64_t before = count.value();
-  EXPECT_TRUE(wait_until("a second goes by", kPatience, [&](std::string& seen) {
+  std::uint64_t before = count();
+  EXPECT_GT(before, 1000U) << "nothing is counted";
+  EXPECT_TRUE(eventually("a second goes by", [&](std::string& seen) {
     std::this_thread::sleep_for(1s);  // some dozens of frames
-    const std::uint64_t now = count.value();
+    const std::uint64_t now = count();
     seen = std::to_string(now - before) + " allocations in the last second";
     return std::exchange(before, now) == now;
   }));

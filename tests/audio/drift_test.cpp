@@ -60,16 +60,6 @@ double impurity_db(const std::vector<float>& samples, double hz, std::size_t cha
   return 10 * std::log10(rest / (sine * sine + cosine * cosine));
 }
 
-TEST(Stretch, at_speed_0_changes_no_sample) {
-  const std::vector<float> source = tone(997, 5000);
-  for (const std::size_t block : {std::size_t{2}, std::size_t{146}, std::size_t{960}}) {
-    const std::vector<float> result = stretched(source, 0, block);
-    ASSERT_EQ(result.size(), source.size());
-    EXPECT_TRUE(std::equal(source.begin(), source.end() - 2 * Stretch::kDelay,
-                           result.begin() + 2 * Stretch::kDelay));
-  }
-}
-
 TEST(Stretch, keeps_tones_pure_at_any_speed) {
   for (const double speed : {-DriftControl::kMaxSpeed, -0.0002, 0.0001, DriftControl::kMaxSpeed}) {
     for (const double hz : {60.0, 1000.0, 10000.0, 18000.0}) {
@@ -83,15 +73,20 @@ TEST(Stretch, keeps_tones_pure_at_any_speed) {
   }
 }
 
-TEST(Stretch, blocks_leave_no_seams_and_lengths_follow_the_speed) {
+TEST(Stretch, blocks_leave_no_seams_lengths_follow_the_speed_and_speed_0_changes_no_sample) {
   const std::vector<float> source = tone(440, 48000);
-  for (const double speed : {-0.001, 0.001}) {
+  for (const double speed : {-0.001, 0.0, 0.001}) {
     const std::vector<float> whole = stretched(source, speed, 960);
     EXPECT_NEAR(static_cast<double>(whole.size()) / 2, 48000 / (1 + speed), 2);
-    const std::vector<float> pieces = stretched(source, speed, 74);
-    ASSERT_NEAR(static_cast<double>(pieces.size()), static_cast<double>(whole.size()), 2);
-    for (std::size_t i = 0; i < std::min(pieces.size(), whole.size()); ++i)
-      ASSERT_NEAR(pieces[i], whole[i], 1e-6F) << i;
+    if (speed == 0) {
+      EXPECT_TRUE(std::equal(whole.begin() + 2 * Stretch::kDelay, whole.end(), source.begin()));
+    }
+    for (const std::size_t block : {std::size_t{2}, std::size_t{74}}) {
+      const std::vector<float> pieces = stretched(source, speed, block);
+      ASSERT_NEAR(static_cast<double>(pieces.size()), static_cast<double>(whole.size()), 2);
+      for (std::size_t i = 0; i < std::min(pieces.size(), whole.size()); ++i)
+        ASSERT_NEAR(pieces[i], whole[i], 1e-6F) << i;
+    }
   }
 }
 

@@ -1,21 +1,11 @@
 #include "engine_test.h"
 
-#include <algorithm>
 #include <map>
 
 namespace engine_test {
 
-void EngineTest::SetUp() {
-  require_programs(GetParam());
-  if (IsSkipped() || HasFatalFailure()) return;
-  server_ = std::make_unique<SoundServer>(GetParam());
-  server_->start();
-  client_ = std::make_unique<PulseClient>(server_->address());
-  remember();
-}
-
 std::unique_ptr<VelmoraProcess> EngineTest::launch(VelmoraOptions options) {
-  return std::make_unique<VelmoraProcess>(*server_, std::move(options));
+  return std::make_unique<VelmoraProcess>(server(), std::move(options));
 }
 
 std::unique_ptr<VelmoraProcess> EngineTest::start(VelmoraOptions options) {
@@ -24,61 +14,42 @@ std::unique_ptr<VelmoraProcess> EngineTest::start(VelmoraOptions options) {
   return program;
 }
 
-std::vector<std::string> own_streams(PulseClient& client) {
-  std::map<std::uint32_t, std::string> devices;
-  for (const Sink& sink : client.sinks())
-    devices[sink.index] = sink.name;
+void EngineTest::end(VelmoraProcess* program, bool killed) {
+  if (killed) {
+    program->kill9();
+  } else {
+    EXPECT_EQ(program->stop(), kOk);
+  }
+}
+
+std::vector<std::string> EngineTest::own_streams() {
   std::vector<std::string> result;
-  for (const Stream& stream : client.sink_inputs()) {
-    if (stream.application_name == kOurs) result.push_back("playback: " + devices[stream.device]);
-  }
-  devices.clear();
-  for (const Source& source : client.sources())
-    devices[source.index] = source.name;
-  for (const Stream& stream : client.source_outputs()) {
-    if (stream.application_name == kOurs) result.push_back("recording: " + devices[stream.device]);
-  }
+  const auto collect = [&](const char* what, const auto& devices, const auto& streams) {
+    std::map<std::uint32_t, std::string> names;
+    for (const auto& device : devices)
+      names[device.index] = device.name;
+    for (const Stream& stream : streams) {
+      if (stream.application_name == kOurs) result.push_back(what + names[stream.device]);
+    }
+  };
+  collect("playback: ", client().sinks(), client().sink_inputs());
+  collect("recording: ", client().sources(), client().source_outputs());
   return result;
 }
 
 testing::AssertionResult EngineTest::routed_to(const std::string& device) {
   const std::vector<std::string> wanted = {"playback: " + device, "recording: velmora.monitor"};
-  return wait_until("our sink is the default and plays to " + device, kPatience,
-                    [&](std::string& seen) {
-                      const std::vector<std::string> streams = own_streams(client());
-                      const std::string def = client().default_sink();
-                      seen = "default " + def + ", streams " + testing::PrintToString(streams);
-                      return def == kSink && streams == wanted;
-                    });
-}
-
-testing::AssertionResult EngineTest::as_before(std::chrono::milliseconds limit) {
-  return wait_until("the server is as before", limit, [&](std::string& seen) {
-    const ServerState now = capture_state(client());
-    seen = difference(before_, now);
-    return now == before_;
+  return eventually("our sink is the default and plays to " + device, [&](std::string& seen) {
+    const std::vector<std::string> streams = own_streams();
+    const std::string def = client().default_sink();
+    seen = "default " + def + ", streams " + testing::PrintToString(streams);
+    return def == kSink && streams == wanted;
   });
 }
 
-double EngineTest::heard_db(const std::string& device, double frequency_hz) {
-  Recorder recorder(server_->address(), device + ".monitor");
-  const Stereo sound = recorder.next(400ms);
-  return level_db(std::span(sound.left).last(kRate / 4), frequency_hz);
-}
-
-testing::AssertionResult EngineTest::hears(const std::string& device, double frequency_hz,
-                                           double level) {
-  return wait_until(device + " plays the tone", kPatience, [&](std::string& seen) {
-    const double heard = heard_db(device, frequency_hz);
-    seen = std::to_string(heard) + " dB";
-    return std::abs(heard - level) < 0.3;
-  });
-}
-
-testing::AssertionResult EngineTest::stream_is_on(const std::string& application,
-                                                  const std::string& device) {
-  return wait_until(application + " plays on " + device, kPatience, [&](std::string& seen) {
-    seen = client().sink_of(application);
+testing::AssertionResult EngineTest::music_is_on(const std::string& device) {
+  return eventually("the music plays on " + device, [&](std::string& seen) {
+    seen = client().sink_of(kMusic);
     return seen == device;
   });
 }

@@ -2,151 +2,132 @@
 
 #include <algorithm>
 #include <csignal>
-#include <filesystem>
 #include <sstream>
-#include <stdexcept>
 
 #include "engine_test.h"
 
 namespace engine_test {
 namespace {
 
-class Routing : public EngineTest {};
+using testing::HasSubstr;
 
-INSTANTIATE_TEST_SUITE_P(On, Routing,
-                         testing::Values(ServerKind::kPulseAudio, ServerKind::kPipeWire),
-                         [](const auto& param) { return name_of(param.param); });
+class Routing : public EngineTest {
+ protected:
+  // On a busy machine PipeWire forgets a wish that comes right after the device.
+  testing::AssertionResult make_default(const std::string& device) {
+    return eventually("the default is " + device, [&] {
+      if (client().default_sink() == device) return true;
+      client().set_default_sink(device);
+      return false;
+    });
+  }
+  testing::AssertionResult sink_is_gone() {
+    return eventually("our sink is gone", [&] { return !client().sink(kSink); });
+  }
+  // What the program prints that only lists the devices.
+  std::string listed_devices() {
+    VelmoraProcess list(server(), with({"--devices"}));
+    EXPECT_EQ(list.wait(kPatience), kOk);
+    return list.console();
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(On, Routing, kServers, server_name);
 
 TEST_P(Routing, takes_the_streams_of_the_followed_device_and_gives_everything_back) {
-  TonePlayer music(server().address(), sines({{1000, -20}}));
   TonePlayer elsewhere(server().address(), sines({{500, -20}}),
                        {.application_name = "Elsewhere", .device = "headset"});
-  remember();
-  auto program = start(with({"--preset", "flat"}));
-  EXPECT_TRUE(stream_is_on(kMusic, kSink));
+  play(kTone);
+  auto program = start();
+  EXPECT_TRUE(music_is_on(kSink));
   EXPECT_EQ(client().sink_of("Elsewhere"), "headset");
-  EXPECT_TRUE(hears("speakers", 1000, -20));
+  EXPECT_TRUE(hears("speakers", kTone));
   const auto sink = client().sink(kSink);
   ASSERT_TRUE(sink.has_value());
   EXPECT_EQ(sink->description, "Velmora");
-  EXPECT_EQ(sink->rate_hz, 48000U);
-
-  EXPECT_EQ(program->stop(), (ExitStatus{.code = 0, .signal = 0}));
+  EXPECT_EQ(sink->rate_hz, kRate);
+  end(program.get(), false);
   EXPECT_TRUE(as_before());
-  EXPECT_EQ(client().sink_of(kMusic), "speakers");
-  EXPECT_EQ(program->count_in_log("Virtual sink removed"), 1);
   EXPECT_THAT(program->log(), testing::EndsWith("Quit\n"));
 }
 
-TEST_P(Routing, off_watches_the_real_device_and_leaves_no_sink) {
-  TonePlayer music(server().address(), sines({{1000, -20}}));
-  remember();
-  auto program = launch(with({"--off"}));
-  EXPECT_TRUE(wait_until("the spectrum is recorded", kPatience, [&](std::string& seen) {
-    seen = testing::PrintToString(own_streams(client()));
-    return own_streams(client()) == std::vector<std::string>{"recording: speakers.monitor"};
-  }));
-  EXPECT_EQ(client().default_sink(), "speakers");
-  EXPECT_FALSE(client().sink(kSink).has_value());
-  EXPECT_EQ(client().sink_of(kMusic), "speakers");
-  program->stop();
-  EXPECT_TRUE(as_before());
-}
-
-TEST_P(Routing, no_takeover_touches_neither_default_nor_streams) {
-  TonePlayer music(server().address(), sines({{1000, -20}}));
-  remember();
-  auto program = launch(with({"--no-takeover", "--preset", "flat"}));
-  EXPECT_TRUE(
-      wait_until("our streams run", kPatience, [&] { return own_streams(client()).size() == 2; }));
-  EXPECT_EQ(client().default_sink(), "speakers");
-  EXPECT_EQ(client().sink_of(kMusic), "speakers");
-  {
-    TonePlayer chosen(server().address(), sines({{440, -30}}),
-                      {.application_name = "Chosen", .device = kSink});
-    EXPECT_TRUE(hears("speakers", 440, -30));
-  }
-  program->stop();
-  EXPECT_TRUE(as_before());
-}
-
-TEST_P(Routing, a_chosen_device_is_played_to_while_it_is_there) {
-  client().add_null_sink("usb");
-  TonePlayer music(server().address(), sines({{1000, -20}}));
-  remember();
-  auto program = launch(with({"--device", "usb", "--preset", "flat"}));
-  EXPECT_TRUE(routed_to("usb"));
-  EXPECT_TRUE(hears("usb", 1000, -20));
-  client().remove_sink("usb");
-  EXPECT_TRUE(routed_to("speakers"));
-  EXPECT_TRUE(hears("speakers", 1000, -20));
-  client().add_null_sink("usb");
-  EXPECT_TRUE(routed_to("usb"));
-  EXPECT_TRUE(hears("usb", 1000, -20));
-  program->stop();
-  EXPECT_TRUE(as_before());
-}
-
-TEST_P(Routing, the_followed_device_vanishes_and_returns) {
-  client().add_null_sink("usb");
-  // On a busy machine PipeWire forgets a wish that comes right after the device.
-  ASSERT_TRUE(wait_until("the default is usb", kPatience, [&] {
-    if (client().default_sink() == "usb") return true;
-    client().set_default_sink("usb");
-    return false;
-  }));
-  TonePlayer music(server().address(), sines({{1000, -20}}));
-  ASSERT_TRUE(stream_is_on(kMusic, "usb"));
-  remember();
-  auto program = launch(with({"--preset", "flat"}));
-  EXPECT_TRUE(routed_to("usb"));
-  client().remove_sink("usb");
-  EXPECT_TRUE(wait_until("another device takes its place", kPatience, [&](std::string& seen) {
-    const auto streams = own_streams(client());
-    seen = testing::PrintToString(streams);
-    return streams.size() == 2 && streams[0] != "playback: usb" &&
-           streams[0] != "playback: velmora";
-  }));
-  EXPECT_EQ(client().default_sink(), kSink);
-  client().add_null_sink("usb");
-  EXPECT_TRUE(routed_to("usb"));
-  EXPECT_TRUE(hears("usb", 1000, -20));
-  program->stop();
-  EXPECT_TRUE(as_before());
-}
-
-TEST_P(Routing, follows_when_the_person_switches_the_default) {
-  TonePlayer music(server().address(), sines({{1000, -20}}));
-  auto program = start(with({"--preset", "flat"}));
-  ASSERT_TRUE(stream_is_on(kMusic, kSink));
-  client().set_default_sink("headset");
-  EXPECT_TRUE(routed_to("headset"));
-  EXPECT_TRUE(stream_is_on(kMusic, kSink));
-  EXPECT_TRUE(hears("headset", 1000, -20));
-  program->stop();
-  EXPECT_TRUE(wait_until("the new default stays", kPatience,
-                         [&] { return client().default_sink() == "headset"; }));
-  EXPECT_TRUE(stream_is_on(kMusic, "headset"));
-  EXPECT_FALSE(client().sink(kSink).has_value());
-}
-
-TEST_P(Routing, streams_are_not_pinned_after_the_end) {
-  TonePlayer music(server().address(), sines({{1000, -20}}));
-  for (const bool killed : {false, true}) {
-    client().set_default_sink("speakers");
-    ASSERT_TRUE(stream_is_on(kMusic, "speakers"));
-    auto program = start();
-    ASSERT_TRUE(stream_is_on(kMusic, kSink));
-    if (killed) {
-      program->kill9();
-    } else {
-      program->stop();
+TEST_P(Routing, off_or_without_takeover_neither_default_nor_streams_are_touched) {
+  play(kTone);
+  for (const bool off : {true, false}) {
+    const char* const how = off ? "--off" : "--no-takeover";
+    SCOPED_TRACE(how);
+    auto program = launch(with({how, "--preset", "flat"}));
+    const std::vector<std::string> wanted =
+        off ? std::vector<std::string>{"recording: speakers.monitor"}
+            : std::vector<std::string>{"playback: speakers", "recording: velmora.monitor"};
+    EXPECT_TRUE(eventually("our streams run", [&](std::string& seen) {
+      seen = testing::PrintToString(own_streams());
+      return own_streams() == wanted;
+    }));
+    EXPECT_EQ(client().default_sink(), "speakers");
+    EXPECT_EQ(client().sink_of(kMusic), "speakers");
+    EXPECT_EQ(client().sink(kSink).has_value(), !off);
+    if (!off) {
+      TonePlayer chosen(server().address(), sines({{440, -30}}),
+                        {.application_name = "Chosen", .device = kSink});
+      EXPECT_TRUE(hears("speakers", {{440, -30}}));
     }
-    ASSERT_TRUE(stream_is_on(kMusic, "speakers"));
-    ASSERT_TRUE(wait_until("our sink is gone", kPatience, [&] { return !client().sink(kSink); }));
+    end(program.get(), false);
+    EXPECT_TRUE(as_before());
+  }
+}
+
+TEST_P(Routing, a_device_that_is_chosen_or_followed_may_vanish_and_return) {
+  client().add_null_sink("usb");
+  for (const bool chosen : {true, false}) {
+    SCOPED_TRACE(chosen ? "chosen" : "followed");
+    if (!chosen) {
+      ASSERT_TRUE(make_default("usb"));
+    }
+    play(kTone);
+    ASSERT_TRUE(music_is_on(chosen ? "speakers" : "usb"));
+    auto program = launch(with({"--preset", "flat", "--device", chosen ? "usb" : ""}));
+    EXPECT_TRUE(routed_to("usb"));
+    client().remove_sink("usb");
+    std::string substitute;
+    EXPECT_TRUE(eventually("another device takes its place", [&](std::string& seen) {
+      const auto streams = own_streams();
+      seen = testing::PrintToString(streams);
+      for (const char* device : {"speakers", "headset"}) {
+        if (streams.size() == 2 && streams[0] == std::string("playback: ") + device)
+          substitute = device;
+      }
+      return !substitute.empty();
+    }));
+    if (chosen) {
+      EXPECT_EQ(substitute, "speakers");
+    }
+    EXPECT_EQ(client().default_sink(), kSink);
+    EXPECT_TRUE(hears(substitute, kTone));
+    client().add_null_sink("usb");
+    EXPECT_TRUE(routed_to("usb"));
+    EXPECT_TRUE(hears("usb", kTone));
+    end(program.get(), false);
+    EXPECT_TRUE(as_before());
+  }
+}
+
+TEST_P(Routing, follows_when_the_person_switches_the_default_and_pins_no_stream) {
+  play(kTone);
+  for (const bool killed : {false, true}) {
+    SCOPED_TRACE(killed ? "killed" : "ended");
+    auto program = start();
+    ASSERT_TRUE(music_is_on(kSink));
     client().set_default_sink("headset");
-    EXPECT_TRUE(stream_is_on(kMusic, "headset"))
-        << (killed ? "after a kill" : "after a normal end");
+    EXPECT_TRUE(routed_to("headset"));
+    EXPECT_TRUE(music_is_on(kSink));
+    EXPECT_TRUE(hears("headset", kTone));
+    end(program.get(), killed);
+    ASSERT_TRUE(music_is_on("headset"));
+    ASSERT_TRUE(sink_is_gone());
+    EXPECT_EQ(client().default_sink(), "headset");
+    client().set_default_sink("speakers");
+    EXPECT_TRUE(music_is_on("speakers")) << "the stream is pinned";
   }
 }
 
@@ -157,181 +138,138 @@ void let_the_level_settle() {
 }
 
 TEST_P(Routing, what_was_turned_down_does_not_come_back_loud) {
+  const auto has_level = [&](const char* device, double volume, bool mute) {
+    return eventually(std::string("the level of ") + device, [&](std::string& seen) {
+      const auto sink = client().sink(device);
+      seen = std::to_string(sink->volume);
+      return std::abs(sink->volume - volume) < 0.01 && sink->mute == mute;
+    });
+  };
   for (const bool killed : {false, true}) {
+    SCOPED_TRACE(killed ? "killed" : "ended");
     client().set_sink_volume("speakers", 0.8);
     client().set_sink_mute("speakers", false);
     auto program = start();
-    EXPECT_TRUE(wait_until("a new sink changes no loudness", kPatience, [&] {
-      const auto sink = client().sink(kSink);
-      return std::abs(sink->volume - 1.0) < 0.01 && !sink->mute;
-    }));
+    EXPECT_TRUE(has_level(kSink, 1, false)) << "a new sink changes no loudness";
     let_the_level_settle();
     client().set_sink_volume(kSink, 0.5);
     client().set_sink_mute(kSink, true);
-    ASSERT_TRUE(
-        wait_until("the volume is set", kPatience, [&] { return client().sink(kSink)->mute; }));
-    if (killed) {
-      program->kill9();
-    } else {
-      program->stop();
-    }
-    EXPECT_TRUE(wait_until("the device is as quiet as our sink was", kPatience,
-                           [&](std::string& seen) {
-                             const auto speakers = client().sink("speakers");
-                             seen = std::to_string(speakers->volume);
-                             return !client().sink(kSink) && speakers->mute &&
-                                    std::abs(speakers->volume - 0.4) < 0.01;
-                           }))
-        << (killed ? "after a kill" : "after a normal end");
+    ASSERT_TRUE(has_level(kSink, 0.5, true));
+    end(program.get(), killed);
+    EXPECT_TRUE(sink_is_gone());
+    EXPECT_TRUE(has_level("speakers", 0.4, true));
   }
 }
 
-TEST_P(Routing, a_second_copy_stays_passive_and_takes_over_when_the_first_goes) {
-  TonePlayer music(server().address(), sines({{1000, -20}}));
-  remember();
-  auto first = start(with({"--preset", "flat"}));
-  auto second = launch(with({"--preset", "flat"}));
-  EXPECT_TRUE(second->wait_for_log("Another installation is running - this one stays passive"));
-  EXPECT_TRUE(hears("speakers", 1000, -20));
-  // The list of devices can still be had, while another copy has the routing.
-  VelmoraProcess list(server(), with({"--devices"}));
-  const auto listed = list.wait(kPatience);
-  ASSERT_TRUE(listed.has_value());
-  EXPECT_EQ(listed->code, 0);
-  EXPECT_THAT(list.console(), testing::HasSubstr("* speakers"));
-  first->stop();
-  EXPECT_TRUE(routed_to("speakers"));
-  EXPECT_TRUE(stream_is_on(kMusic, kSink));
-  EXPECT_EQ(second->count_in_log("stays passive"), 1);
-  second->stop();
-  EXPECT_TRUE(as_before());
-}
-
-TEST_P(Routing, of_two_copies_started_together_one_routes) {
-  TonePlayer music(server().address(), sines({{1000, -20}}));
-  remember();
-  for (int i = 0; i < 4; ++i) {
-    auto first = launch(with({"--preset", "flat"}));
-    auto second = launch(with({"--preset", "flat"}));
-    ASSERT_TRUE(wait_until("one is passive", kPatience, [&] {
-      return first->count_in_log("stays passive") + second->count_in_log("stays passive") == 1;
-    }));
+TEST_P(Routing, of_two_copies_one_stays_passive_until_the_other_goes) {
+  play(kTone);
+  for (const bool together : {false, true, true, true, true}) {
+    auto first = together ? launch() : start();
+    auto second = launch();
+    const auto passive = [&] {
+      const std::string said = "Another installation is running - this one stays passive";
+      return first->count_in_log(said) + second->count_in_log(said);
+    };
+    ASSERT_TRUE(eventually("one is passive", [&] { return passive() == 1; }));
     ASSERT_TRUE(routed_to("speakers"));
-    EXPECT_TRUE(hears("speakers", 1000, -20));
-    first->stop();
+    EXPECT_TRUE(hears("speakers", kTone));
+    end(first.get(), false);
     ASSERT_TRUE(routed_to("speakers"));
-    second->stop();
+    EXPECT_TRUE(music_is_on(kSink));
+    EXPECT_EQ(passive(), 1);
+    end(second.get(), false);
     EXPECT_TRUE(as_before());
   }
 }
 
-TEST_P(Routing, a_sink_left_behind_is_taken_over) {
-  TonePlayer music(server().address(), sines({{1000, -20}}));
-  remember();
+TEST_P(Routing, a_sink_left_behind_is_taken_over_or_removed_and_the_guard_leaves_it_alone) {
+  play(kTone);
   for (const bool off : {false, true}) {
+    SCOPED_TRACE(off ? "off" : "on");
     auto dead = start();
-    kill(dead->guard().value(), SIGKILL);
+    const pid_t guard = dead->guard().value();
+    kill(guard, SIGSTOP);
     dead->kill9();
     ASSERT_TRUE(client().sink(kSink).has_value());
     // The settings of the run before know the device to restore.
-    VelmoraOptions options =
-        with(off ? std::vector<std::string>{"--off"} : std::vector<std::string>{});
+    VelmoraOptions options = with({off ? "--off" : "--preset", "flat"});
     options.config_home = dead->config_home();
     auto program = launch(std::move(options));
-    if (off) {
-      EXPECT_TRUE(program->wait_for_log("Virtual sink removed"));
-    } else {
-      EXPECT_TRUE(program->wait_for_log("Virtual sink taken over from the last run"));
+    EXPECT_TRUE(program->wait_for_log(off ? "Virtual sink removed"
+                                          : "Virtual sink taken over from the last run"));
+    if (!off) {
       EXPECT_TRUE(routed_to("speakers"));
     }
-    program->stop();
+    kill(guard, SIGCONT);
+    EXPECT_TRUE(eventually("the guard has ended", [&] { return kill(guard, 0) != 0; }));
+    if (!off) {
+      EXPECT_TRUE(routed_to("speakers"));
+    }
+    EXPECT_TRUE(hears("speakers", kTone));
+    EXPECT_EQ(program->count_in_log("Virtual sink loaded"), 0);
+    end(program.get(), false);
     EXPECT_TRUE(as_before());
   }
 }
 
-TEST_P(Routing, only_lists_devices) {
-  TonePlayer music(server().address(), sines({{1000, -20}}));
-  client().add_null_sink("usb", "A headset on USB");
-  remember();
-  VelmoraProcess list(server(), with({"--devices"}));
-  const auto status = list.wait(kPatience);
-  ASSERT_TRUE(status.has_value());
-  EXPECT_EQ(status->code, 0);
-  EXPECT_THAT(list.console(),
-              testing::HasSubstr("* speakers" + std::string(53, ' ') + "Speakers\n"));
-  EXPECT_THAT(list.console(),
-              testing::HasSubstr("  usb" + std::string(58, ' ') + "A headset on USB\n"));
-  EXPECT_TRUE(as_before(0ms));
-}
-
 // Programs and devices call themselves whatever they like.
-TEST_P(Routing, names_may_hold_anything) {
+TEST_P(Routing, names_may_hold_anything_and_the_list_of_devices_has_a_line_for_each) {
   const std::string name = "a\nERROR b \x1b[31m \u202e\u2028c " + std::string(10000, 'x');
   client().add_null_sink("odd", name);
   client().set_default_sink("odd");
-  TonePlayer music(server().address(), sines({{1000, -20}}),
+  TonePlayer music(server().address(), sines(kTone),
                    {.application_name = name, .stream_name = name});
   remember();
-  auto program = launch(with({"--preset", "flat"}));
+  const std::string list = listed_devices();
+  EXPECT_TRUE(as_before(0ms));
+  EXPECT_THAT(list, HasSubstr("  speakers" + std::string(53, ' ') + "Speakers\n"));
+  EXPECT_THAT(list, HasSubstr("* odd" + std::string(58, ' ') + "a ERROR b  [31m  c xxx"));
+  EXPECT_THAT(list, testing::Not(HasSubstr("\x1b")));
+  EXPECT_EQ(std::ranges::count(list, '\n'), 3);
+  auto program = launch();
   EXPECT_TRUE(routed_to("odd"));
-  EXPECT_TRUE(hears("odd", 1000, -20));
-  VelmoraProcess list(server(), with({"--devices"}));
-  EXPECT_TRUE(list.wait(kPatience).has_value());
-  EXPECT_THAT(list.console(), testing::AllOf(testing::HasSubstr("a ERROR b  [31m  c xxx"),
-                                             testing::Not(testing::HasSubstr("\x1b"))));
-  EXPECT_EQ(std::ranges::count(list.console(), '\n'), 3) << "a line for each device";
-  program->stop();
+  EXPECT_TRUE(hears("odd", kTone));
+  EXPECT_EQ(std::ranges::count(listed_devices(), '\n'), 3) << "while another copy has the routing";
+  end(program.get(), false);
   EXPECT_TRUE(as_before());
   const std::string log = program->log();
-  EXPECT_THAT(log, testing::HasSubstr("a ERROR b  [31m  c xxx"));
+  EXPECT_THAT(log, HasSubstr("a ERROR b  [31m  c xxx"));
   std::istringstream lines(log);
   for (std::string line; std::getline(lines, line);)
     EXPECT_THAT(line, testing::MatchesRegex("..:..:.. (INFO |WARN |ERROR) .*"));
 }
 
-constexpr double kHalfVolumeDb = 18.06;
-
 // Somebody else unloads our module: the record stream must never end up on a microphone or another
 // monitor, and our playback never on our own sink.
 TEST_P(Routing, recovers_when_its_sink_is_removed_by_others) {
-  TonePlayer music(server().address(), sines({{1000, -20}}));
-  remember();
-  auto program = start(with({"--preset", "flat"}));
+  const std::vector<Sine> at_half_volume = {{1000, -20 - 18.06}};
+  play(kTone);
+  auto program = start();
   let_the_level_settle();
   client().set_sink_volume(kSink, 0.5);
-  EXPECT_TRUE(hears("speakers", 1000, -20 - kHalfVolumeDb));
+  EXPECT_TRUE(hears("speakers", at_half_volume));
   for (int i = 0; i < 3; ++i) {
     // A sink that has just been removed may still be listed, without its module.
-    ASSERT_TRUE(wait_until("the sink is removed", kPatience, [&](std::string& seen) {
+    ASSERT_TRUE(eventually("the sink is removed", [&] {
       const auto sink = client().sink(kSink);
-      if (!sink.has_value()) return false;
-      try {
-        client().unload_module(sink->owner_module);
-      } catch (const std::runtime_error& error) {
-        seen = error.what();
-        return false;
-      }
-      return true;
+      if (sink.has_value()) client().unload_module(sink->owner_module);
+      return sink.has_value();
     }));
-    EXPECT_TRUE(wait_until("a new sink is in place", kPatience, [&](std::string& seen) {
-      const std::vector<std::string> streams = own_streams(client());
+    EXPECT_TRUE(eventually("a new sink is in place", [&](std::string& seen) {
+      const std::vector<std::string> streams = own_streams();
       seen = testing::PrintToString(streams);
-      for (const std::string& stream : streams) {
-        EXPECT_TRUE(stream == "playback: speakers" || stream == "recording: velmora.monitor" ||
-                    stream == "recording: ")
-            << stream;
-      }
+      EXPECT_THAT(streams, testing::Each(testing::AnyOf(
+                               "playback: speakers", "recording: velmora.monitor", "recording: ")));
       return client().sink(kSink).has_value() && streams.size() == 2 &&
              client().default_sink() == kSink;
     }));
   }
-  EXPECT_TRUE(stream_is_on(kMusic, kSink));
-  // What had been turned down is no louder for it.
-  EXPECT_TRUE(hears("speakers", 1000, -20 - kHalfVolumeDb));
+  EXPECT_TRUE(music_is_on(kSink));
+  EXPECT_TRUE(hears("speakers", at_half_volume)) << "what had been turned down is no louder for it";
   let_the_level_settle();
   client().set_sink_volume(kSink, 1);
-  EXPECT_TRUE(hears("speakers", 1000, -20));
-  program->stop();
+  EXPECT_TRUE(hears("speakers", kTone));
+  end(program.get(), false);
   EXPECT_TRUE(as_before());
 }
 

@@ -2,36 +2,23 @@
 // both, with a settings file that outlives it.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "pulse_client.h"
-#include "recorder.h"
+#include "../audio/server_test.h"
 #include "screen.h"
 #include "settings.h"
-#include "sound_server.h"
-#include "tone_player.h"
-#include "velmora_process.h"
-#include "wait_until.h"
 
 namespace display_test {
 
-using namespace std::chrono_literals;
 using namespace support;
 
-inline constexpr auto kPatience = 15s;  // what an action may take at most on a loaded machine
-inline constexpr ExitStatus kOk{.code = 0, .signal = 0};
 inline constexpr const char* kFirstFrame = "First frame after ";
 // The music: in different bands, and where neighbouring bands have a say too.
-inline constexpr double kPlayedDb = -26;
-inline constexpr double kTones[] = {125, 1000, 8000};
+inline const std::vector<Sine> kTones = {{125, -26}, {1000, -26}, {8000, -26}};
 
 // The full view at its first size, 960 x 640.
 inline constexpr Extent kFull{960, 640};
@@ -51,42 +38,34 @@ inline Spot preset_row(int row) {
   return {kPresets.x, 62 + 28 * row + 14};
 }
 
-// What becomes true sooner or later.
-template <class Condition>
-testing::AssertionResult eventually(const std::string& what, Condition&& condition) {
-  return wait_until(what, kPatience, condition);
-}
-
-class DisplayTest : public testing::Test {
+class DisplayTest : public ServerTest {
  protected:
+  DisplayTest() : ServerTest(ServerKind::kPulseAudio) {}
+
   void SetUp() override {
     require_programs(kScreenPrograms);
     if (IsSkipped() || HasFatalFailure()) return;
-    require_programs(ServerKind::kPulseAudio);
+    ServerTest::SetUp();
     if (IsSkipped() || HasFatalFailure()) return;
     setenv("XDG_CONFIG_HOME", home_.path().c_str(), 1);  // for the settings that the test reads
-    server_ = std::make_unique<SoundServer>(ServerKind::kPulseAudio);
-    server_->start();
-    client_ = std::make_unique<PulseClient>(server_->address());
-    std::vector<Sine> parts;
-    for (const double hz : kTones)
-      parts.push_back({hz, kPlayedDb});
-    music_ = std::make_unique<TonePlayer>(server_->address(), sines(parts));
-    before_ = capture_state(client());
+    play(kTones);
     screen_ = std::make_unique<Screen>();
   }
 
   // Starts the program without waiting; the same settings file every time.
-  std::unique_ptr<VelmoraProcess> launch(std::vector<std::string> arguments = {}) {
-    return std::make_unique<VelmoraProcess>(*server_,
+  std::unique_ptr<VelmoraProcess> launch(std::vector<std::string> arguments = {},
+                                         Environment environment = {}) {
+    environment["TRSL_LANG"] = "en";
+    return std::make_unique<VelmoraProcess>(server(),
                                             VelmoraOptions{.arguments = std::move(arguments),
                                                            .config_home = home_.path(),
-                                                           .environment = {{"TRSL_LANG", "en"}},
+                                                           .environment = std::move(environment),
                                                            .display = screen_->environment()});
   }
   // Starts it and waits for its first frame.
-  std::unique_ptr<VelmoraProcess> start(std::vector<std::string> arguments = {}) {
-    auto program = launch(std::move(arguments));
+  std::unique_ptr<VelmoraProcess> start(std::vector<std::string> arguments = {},
+                                        Environment environment = {}) {
+    auto program = launch(std::move(arguments), std::move(environment));
     EXPECT_TRUE(program->wait_for_log(kFirstFrame, kPatience));
     return program;
   }
@@ -99,32 +78,13 @@ class DisplayTest : public testing::Test {
     EXPECT_TRUE(eventually("the click is seen", [&] { return window.pixel(changes) != before; }));
   }
 
-  // What of the music arrives at "speakers" while this curve is in force.
+  // The music arrives at "speakers" as this curve makes it.
   testing::AssertionResult hears(const eq::Curve& curve) {
-    return eventually("the speakers play what the curve makes of it", [&](std::string& seen) {
-      Recorder recorder(server_->address(), "speakers.monitor");
-      const Stereo sound = recorder.next(400ms);
-      bool right = true;
-      for (const double hz : kTones) {
-        const double heard = level_db(std::span(sound.left).last(kRate / 4), hz);
-        const float gain = eq::response_db(curve, kRate, static_cast<float>(hz));
-        const double wanted = kPlayedDb + static_cast<double>(gain);
-        seen += std::to_string(heard) + " dB for " + std::to_string(wanted) + ", ";
-        right = right && std::abs(heard - wanted) < 0.3;
-      }
-      return right;
-    });
+    return ServerTest::hears("speakers", through(curve, kTones));
   }
   // The sound goes to this device: "velmora" while it takes its way through the program.
   testing::AssertionResult in_the_sound(const std::string& sink) {
     return eventually(sink + " is the default", [&] { return client().default_sink() == sink; });
-  }
-  testing::AssertionResult sound_system_as_before() {
-    return eventually("the sound system is as before", [&](std::string& seen) {
-      const ServerState now = capture_state(client());
-      seen = difference(before_, now);
-      return now == before_;
-    });
   }
   static testing::AssertionResult has_size(const Window& window, Extent size) {
     return eventually("the window has its size", [&](std::string& seen) {
@@ -133,17 +93,11 @@ class DisplayTest : public testing::Test {
     });
   }
 
-  SoundServer& server() { return *server_; }
-  PulseClient& client() { return *client_; }
   Screen& screen() { return *screen_; }
 
  private:
   TempDir home_;
-  std::unique_ptr<SoundServer> server_;
-  std::unique_ptr<PulseClient> client_;
-  std::unique_ptr<TonePlayer> music_;
   std::unique_ptr<Screen> screen_;
-  ServerState before_;
 };
 
 }  // namespace display_test

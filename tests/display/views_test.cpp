@@ -79,32 +79,29 @@ TEST_F(Views, compact_and_full_view_find_their_places_again) {
 }
 
 TEST_F(Views, no_saved_place_or_size_loses_the_window) {
-  for (const bool compact : {false, true}) {
-    for (const auto& [x, y, size] :
-         {std::tuple{5000, 5000, 1}, {-3000, 100, -7}, {10, -900, 100000}}) {
-      Settings s;
-      s.compact = compact;
-      s.win_x = s.mini_x = x;
-      s.win_y = s.mini_y = y;
-      s.win_w = s.win_h = s.mini_w = s.mini_h = size;
-      std::filesystem::create_directories(
-          std::filesystem::path(settings::file_path()).parent_path());
-      ASSERT_TRUE(settings::save(s));
-      auto program = start();
-      const Window window(screen());
-      const Extent least = compact ? kMini : Extent{480, 320};
-      EXPECT_TRUE(eventually("the whole window is on the screen",
-                             [&](std::string& seen) {
-                               const Spot at = window.position();
-                               const Extent now = window.size();
-                               seen = testing::PrintToString(now) + " at " +
-                                      testing::PrintToString(at);
-                               return at.x >= 0 && at.y >= 0 && at.x + now.w <= screen().size().w &&
-                                      at.y + now.h <= screen().size().h && now.w >= least.w &&
-                                      now.h >= least.h;
-                             }))
-          << (compact ? "compact, " : "full, ") << "saved size " << size;
-    }
+  for (const auto& [compact, x, y, size] :
+       {std::tuple{false, 5000, 5000, 1}, {true, -3000, 100, -7}, {false, 10, -900, 100000}}) {
+    Settings s;
+    s.compact = compact;
+    s.win_x = s.mini_x = x;
+    s.win_y = s.mini_y = y;
+    s.win_w = s.win_h = s.mini_w = s.mini_h = size;
+    std::filesystem::create_directories(std::filesystem::path(settings::file_path()).parent_path());
+    ASSERT_TRUE(settings::save(s));
+    auto program = start();
+    const Window window(screen());
+    const Extent least = compact ? kMini : Extent{480, 320};
+    EXPECT_TRUE(eventually("the whole window is on the screen",
+                           [&](std::string& seen) {
+                             const Spot at = window.position();
+                             const Extent now = window.size();
+                             seen =
+                                 testing::PrintToString(now) + " at " + testing::PrintToString(at);
+                             return at.x >= 0 && at.y >= 0 && at.x + now.w <= screen().size().w &&
+                                    at.y + now.h <= screen().size().h && now.w >= least.w &&
+                                    now.h >= least.h;
+                           }))
+        << (compact ? "compact, saved size " : "full, saved size ") << size;
   }
 }
 

@@ -40,18 +40,11 @@ class Bytes {
 };
 
 Settings g_settings;
-gfx::Rect g_view;         // the logical window as last painted
-bool g_squeezed = false;  // it is smaller than the view's reference size
-bool g_current = false;   // nothing happened since
+gfx::Rect g_view;  // the logical window as last painted
 
 void paint(bool pixels) {
   const ui::View v = ui::view_for(fakes::desktop.w, fakes::desktop.h);
-  int ref_w = 0;
-  int ref_h = 0;
-  ui::reference_size(&ref_w, &ref_h);
-  g_squeezed = v.w < static_cast<float>(ref_w) - 1 || v.h < static_cast<float>(ref_h) - 1;
   g_view = {0, 0, std::floor(v.w), std::floor(v.h)};
-  g_current = true;
   const auto w = static_cast<int>(v.w);
   const auto h = static_cast<int>(v.h);
   std::unique_ptr<Canvas> canvas;
@@ -163,7 +156,6 @@ void change_window(Bytes* bytes) {
 }
 
 void step(Bytes* bytes) {
-  g_current = false;
   const int kind = bytes->below(32);
   if (kind < 20) {
     const Point p = somewhere(bytes);
@@ -217,14 +209,6 @@ bool good_name(const std::string& name) {
                       [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; });
 }
 
-bool nothing_outside() {
-  const float x = g_view.w;
-  const float y = g_view.h;
-  const Point around[] = {{-1, 30}, {x / 2, -1}, {x + 1, y / 2}, {x / 2, y + 1}, {x + 1, y + 1}};
-  return std::all_of(std::begin(around), std::end(around),
-                     [](const Point& p) { return ui::cursor_at(p.x, p.y) == ui::kCursorArrow; });
-}
-
 const char* broken_preset_list() {
   const std::vector<UserPreset>& presets = g_settings.user_presets;
   if (presets.size() > ui::kMaxPresets) return "at most 100 presets are kept";
@@ -253,9 +237,6 @@ const char* broken() {
   if (s.popup.open && s.popup.hover >= static_cast<int>(s.popup.rows.size()))
     return "the hovered row exists";
   if (!good_name(s.save.name)) return "the name in the field is short, clean UTF-8";
-  // The strip is moved by whatever is no button; a squeezed view is cut off.
-  const bool edges = g_current && !g_squeezed && !g_settings.compact && s.drag == 0;
-  if (edges && !nothing_outside()) return "nothing outside the window is hit";
   return broken_preset_list();
 }
 

@@ -37,9 +37,9 @@ class Window : public testing::Test {
     paint();
   }
 
-  // Both layers, at the view's reference size unless told otherwise.
-  void paint(int w = 0, int h = 0) {
-    if (w == 0) ui::reference_size(&w, &h);
+  // Both layers.
+  void paint() { paint(static_cast<int>(view().w), static_cast<int>(view().h)); }
+  void paint(int w, int h) {
     canvas_.reset();  // before the next one becomes current
     canvas_ = std::make_unique<Canvas>(w, h);
     ui::draw_base(w, h);
@@ -93,6 +93,17 @@ class Window : public testing::Test {
     return !early && saved();
   }
   static const ui::Popup& list() { return ui::state().popup; }
+  // The view at its reference size.
+  static gfx::Rect view() {
+    int w = 0;
+    int h = 0;
+    ui::reference_size(&w, &h);
+    return {0, 0, static_cast<float>(w), static_cast<float>(h)};
+  }
+  static bool within(const gfx::Rect& outer, const gfx::Rect& r) {
+    return r.x >= outer.x && r.y >= outer.y && r.x + r.w <= outer.x + outer.w &&
+           r.y + r.h <= outer.y + outer.h;
+  }
   static std::vector<std::string> calls() { return std::exchange(fakes::desktop.calls, {}); }
 
   Home home_;
