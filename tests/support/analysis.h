@@ -2,6 +2,7 @@
 // amplitude 1). Pure functions.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -11,6 +12,10 @@
 namespace support {
 
 constexpr std::uint32_t kRate = 48000;
+
+constexpr std::size_t frames_of(std::chrono::milliseconds length) {
+  return static_cast<std::size_t>(length.count()) * kRate / 1000;
+}
 
 struct Stereo {
   std::vector<float> left;
