@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <cmath>
 #include <set>
-#include <stdexcept>
 #include <thread>
 
 #include "eq_dsp.h"
@@ -227,10 +226,6 @@ class Chaos {
     if (second_ != nullptr) return true;
     const std::uint32_t light = Window(screen_).pixel(kPowerLight);
     return (light >> 8U & 0xFFU) > (light >> 16U & 0xFFU) + 20;
-  }
-
-  static void check(bool good, const std::string& otherwise) {
-    if (!good) throw std::runtime_error(otherwise);
   }
 
   // Throws what is not as it belongs.

@@ -35,12 +35,8 @@ Generator clicks_in_a_tone() {
   };
 }
 
-double median(std::vector<double> values) {
-  std::ranges::sort(values);
-  return values.empty() ? -1 : values[values.size() / 2];
-}
-
-// In ms, the recording's and the device's own delay included; -1 when too few clicks arrived.
+// The median, in ms, the recording's and the device's own delay included; -1 when too few clicks
+// arrived.
 double delay(const SoundServer& server, SkewedDevice* device) {
   Recorder sent(server.address(), "velmora.monitor");
   device->take_clicks();
@@ -63,7 +59,9 @@ double delay(const SoundServer& server, SkewedDevice* device) {
       if (ms > 0 && ms < 400) delays.push_back(ms);
     }
   }
-  return delays.size() < kClicks / 2 ? -1 : median(delays);
+  if (delays.size() < kClicks / 2) return -1;
+  std::ranges::sort(delays);
+  return delays[delays.size() / 2];
 }
 
 // What the program has logged of its own accord about drops and underruns since `*from`.

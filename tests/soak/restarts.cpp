@@ -11,7 +11,6 @@
 #include <csignal>
 #include <filesystem>
 #include <set>
-#include <stdexcept>
 
 #include "soak.h"
 
@@ -59,8 +58,7 @@ class Restarts {
     started_ = ended_ = {};
     files_ = files();
     for (const auto& entry : fs::directory_iterator(home_.path() / "config/Velmora")) {
-      if (!kOurFiles.contains(entry.path().filename()))
-        throw std::runtime_error(entry.path().string() + " was left");
+      check(kOurFiles.contains(entry.path().filename()), entry.path().string() + " was left");
     }
     descriptors_ = descriptors();
     const std::uint32_t first_module = probe_module();
@@ -102,17 +100,16 @@ class Restarts {
     moment = Clock::now();
     program.signal(signal);
     const ExitStatus wanted = signal == SIGKILL ? ExitStatus{-1, SIGKILL} : ExitStatus{0, 0};
-    if (program.wait(kPatience) != wanted) {
-      throw std::runtime_error("signal " + std::to_string(signal) +
-                               " did not end it as it should\n" + program.log());
-    }
+    const bool ended = program.wait(kPatience) == wanted;
+    check(ended,
+          "signal " + std::to_string(signal) + " did not end it as it should\n" + program.log());
     wait_for("the server is as before run " + std::to_string(run_), [&](std::string& seen) {
       const ServerState now = capture_state(client_);
       seen = difference(before_, now);
       return now == before_;
     });
     (signal == SIGKILL ? killed_ : ended_).add(moment);
-    if (music_->failed()) throw std::runtime_error("the music has stopped");
+    check(!music_->failed(), "the music has stopped");
   }
 
   void require_nothing_left() {

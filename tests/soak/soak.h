@@ -8,6 +8,7 @@
 #include <exception>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -76,6 +77,10 @@ class Arguments {
  private:
   std::vector<std::string> words_;
 };
+
+inline void check(bool good, const std::string& otherwise) {
+  if (!good) throw std::runtime_error(otherwise);
+}
 
 // The exit status of a run that returns whether all was well, or throws what was not.
 template <class Run>

@@ -62,10 +62,6 @@ struct Kind {
   int repeated = 0;
 };
 
-double magnitude(float sample) {
-  return std::abs(static_cast<double>(sample));
-}
-
 // Silences that a tone does not have of its own.
 double silence_ms(std::span<const float> sound, double hz) {
   const auto least = static_cast<std::size_t>(kRate / hz / 4);

@@ -3,21 +3,12 @@
 #include "analysis.h"
 
 #include <algorithm>
-#include <cmath>
 #include <complex>
 #include <limits>
 #include <numbers>
 #include <numeric>
 
 namespace support {
-namespace {
-
-double magnitude(float sample) {
-  return std::abs(static_cast<double>(sample));
-}
-
-}  // namespace
-
 double db_to_amplitude(double db) {
   return std::pow(10.0, db / 20.0);
 }

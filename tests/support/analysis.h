@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -21,6 +22,10 @@ struct Stereo {
   std::vector<float> left;
   std::vector<float> right;
 };
+
+inline double magnitude(float sample) {
+  return std::abs(static_cast<double>(sample));
+}
 
 double db_to_amplitude(double db);
 // Silence is -infinity.

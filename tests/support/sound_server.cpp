@@ -168,7 +168,6 @@ bool SoundServer::is_ready() {
   for (const std::string& device : options_.devices) {
     if (!client.sink(device)) throw std::runtime_error("no sink " + device);
   }
-  if (options_.devices.empty()) return true;
   const std::string& first = options_.devices.front();
   const std::string chosen = client.default_sink();
   if (!started_before_ && chosen != first) {

@@ -32,8 +32,8 @@ std::ostream& operator<<(std::ostream& out, ServerKind kind);
 void require_programs(ServerKind kind);
 
 struct SoundServerOptions {
-  // The devices, 48000 Hz stereo; the first is the default. Their descriptions are their names,
-  // first letter upper case.
+  // The devices, one at least, 48000 Hz stereo; the first is the default. Their descriptions are
+  // their names, first letter upper case.
   std::vector<std::string> devices = {"speakers", "headset"};
   // Seconds after which an unused device is put to sleep, 0 = never.
   int suspend_on_idle_s = 0;
