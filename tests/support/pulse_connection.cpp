@@ -1,4 +1,4 @@
-// DESIGN: a wait looks every millisecond, because the library's own has no deadline, and a frozen
+// DESIGN: a wait looks again and again, because the library's own has no deadline, and a frozen
 // server would never end it.
 #include "pulse_connection.h"
 
@@ -14,6 +14,8 @@ namespace support {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::microseconds kPause{200};  // between two looks for an answer
 
 // The sound library reads defaults from the environment and creates a cookie in the home directory
 // if there is none. Neither the person's choices nor the person's files are to be touched, so both
@@ -76,7 +78,7 @@ bool PulseConnection::wait(std::chrono::milliseconds limit,
   while (!condition()) {
     if (Clock::now() >= deadline) return false;
     unlock();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::this_thread::sleep_for(kPause);
     lock();
   }
   return true;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <mutex>
 #include <stdexcept>
+#include <thread>
 
 namespace support {
 namespace {
@@ -68,10 +69,9 @@ Stereo Recorder::newest(std::chrono::milliseconds length) const {
 Stereo Recorder::next(std::chrono::milliseconds length) {
   const std::size_t from = frames();
   const std::size_t to = from + frames_of(length);
-  {
-    const std::lock_guard lock(stream_);
-    stream_.wait(length + kAnswerLimit, [&] { return samples_.size() / kChannels >= to; });
-  }
+  const auto deadline = std::chrono::steady_clock::now() + length + kAnswerLimit;
+  while (frames() < to && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
   Stereo sound = window(from, to);
   if (sound.left.size() < to - from) {
     throw std::runtime_error("recorded only " + std::to_string(sound.left.size()) + " of " +

@@ -3,6 +3,7 @@
 // error builds up.
 #include "tone_player.h"
 
+#include <algorithm>
 #include <cmath>
 #include <mutex>
 #include <numbers>
@@ -15,19 +16,18 @@ namespace support {
 
 Generator sines(std::vector<Sine> parts) {
   return [parts = std::move(parts)](std::uint64_t first_frame, std::span<float> out) {
-    for (std::size_t i = 0; i < out.size(); ++i) {
-      const auto channel = i % kChannels == 0 ? Sine::kLeft : Sine::kRight;
-      const auto frame = static_cast<double>(first_frame + i / kChannels);
-      double sum = 0;
-      for (const Sine& part : parts) {
-        if (part.channel != Sine::kBoth && part.channel != channel) continue;
+    std::ranges::fill(out, 0.0F);
+    for (const Sine& part : parts) {
+      const double amplitude = db_to_amplitude(part.level_db);
+      for (std::size_t i = 0; i < out.size(); ++i) {
+        if (part.channel == (i % kChannels == 0 ? Sine::kRight : Sine::kLeft)) continue;
         // Whole turns are dropped before the multiplication: their number grows with time, and so
         // would the error.
+        const auto frame = static_cast<double>(first_frame + i / kChannels);
         const double turns = part.frequency_hz * frame / kRate;
-        sum += db_to_amplitude(part.level_db) *
-               std::sin(2 * std::numbers::pi * (turns - std::floor(turns)));
+        const double phase = 2 * std::numbers::pi * (turns - std::floor(turns));
+        out[i] += static_cast<float>(amplitude * std::sin(phase));
       }
-      out[i] = static_cast<float>(sum);
     }
   };
 }
