@@ -10,38 +10,18 @@
 // Prints the seed and what was done; exit status 1 with the first thing that is not as it should
 // be, 77 where the programs for a virtual screen are missing.
 #include <algorithm>
-#include <chrono>
 #include <cmath>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <map>
-#include <memory>
-#include <random>
-#include <string>
+#include <set>
 #include <thread>
-#include <vector>
 
-#include "analysis.h"
-#include "arguments.h"
 #include "eq_dsp.h"
-#include "pulse_client.h"
-#include "recorder.h"
 #include "screen.h"
-#include "sound_server.h"
-#include "temp_dir.h"
-#include "tone_player.h"
-#include "velmora_process.h"
-#include "wait_until.h"
+#include "soak.h"
 
 namespace {
 
-using namespace std::chrono_literals;
-using namespace support;
-using Clock = std::chrono::steady_clock;
+using namespace soak;
 
-constexpr const char* kSink = "velmora";
-constexpr const char* kOurs = "Velmora";
 constexpr int kActionsPerRound = 10;
 constexpr auto kCalm = 3s;
 constexpr auto kPatience = 12s;  // after the calm, on a busy machine
@@ -53,10 +33,7 @@ constexpr Spot kPowerLight{468, 44};  // on its button, green while the equalize
 
 class Chaos {
  public:
-  Chaos(ServerKind kind, unsigned seed) : random_(seed), server_(kind) {
-    server_.start();
-    client_ = std::make_unique<PulseClient>(server_.address());
-  }
+  Chaos(ServerKind kind, unsigned seed) : random_(seed), server_(kind) { server_.start(); }
 
   void act() {
     using Deed = void (Chaos::*)();
@@ -71,131 +48,120 @@ class Chaos {
     for (const auto& deed : kDeeds)
       all += deed.second;
     int at = below(all);
-    for (const auto& [deed, weight] : kDeeds) {
-      if ((at -= weight) >= 0) continue;
-      try {
-        (this->*deed)();
-      } catch (const std::exception& error) {
-        // A server in trouble refuses; that is part of the game.
-        say(std::string("refused: ") + error.what());
-      }
-      break;
+    const auto deed =
+        std::ranges::find_if(kDeeds, [&at](const auto& d) { return (at -= d.second) < 0; });
+    try {
+      (this->*deed->first)();
+    } catch (const std::exception& error) {
+      // A server in trouble refuses; that is part of the game.
+      say(std::string("refused: ") + error.what());
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(below(400)));
     ++actions_;
   }
 
-  // Everything is where it belongs, sooner or later.
-  bool settles() {
+  // Everything is where it belongs, sooner or later; throws when it is not.
+  void settle() {
     std::this_thread::sleep_for(kCalm);
     const auto start = Clock::now();
-    const auto result =
-        wait_until("everything is where it belongs", kPatience, [&](std::string& seen) {
-          try {
-            return in_order(&seen);
-          } catch (const std::exception& error) {
-            seen = error.what();
-            return false;
-          }
-        });
+    require(wait_until("everything is where it belongs", kPatience, [&] {
+      require_order();
+      return true;
+    }));
     longest_ = std::max(longest_, Clock::now() - start);
-    if (!result) std::printf("after %d actions: %s\n", actions_, result.message());
-    return static_cast<bool>(result);
   }
 
   // The guard knows the device that has to be the default again. To be asked when all is in order.
-  bool guard_knows() {
-    if (below(4) != 0 || second_ != nullptr || !equalizes()) return true;
+  void ask_guard() {
+    if (below(4) != 0 || second_ != nullptr || !equalizes()) return;
     const std::string followed = played_to();
     kill_program();
-    const auto result =
-        wait_until("the guard gives " + followed + " back", kRescue, [&](std::string& seen) {
-          seen = client_->default_sink();
-          return seen == followed;
-        });
-    if (!result) std::printf("after %d actions: %s\n", actions_, result.message());
-    return static_cast<bool>(result);
+    require(wait_until("the guard gives " + followed + " back", kRescue, [&](std::string& seen) {
+      seen = client_.default_sink();
+      return seen == followed;
+    }));
   }
 
   // Leaves nothing behind.
-  bool ends() {
+  void end() {
     second_.reset();
     program_.reset();
-    return settles();
+    settle();
   }
 
   double longest_s() const { return std::chrono::duration<double>(longest_).count(); }
 
  private:
   int below(int n) { return std::uniform_int_distribution<int>(0, n - 1)(random_); }
+  template <class Container>
+  auto any_of(const Container& items) {
+    return std::next(items.begin(), below(static_cast<int>(items.size())));
+  }
   void say(const std::string& what) const { std::printf("%5d %s\n", actions_, what.c_str()); }
 
   std::string any_device() {
     std::vector<std::string> names = {"speakers", "headset"};
-    for (const auto& [name, module] : plugged_)
-      names.push_back(name);
-    return names[static_cast<std::size_t>(below(static_cast<int>(names.size())))];
+    names.insert(names.end(), plugged_.begin(), plugged_.end());
+    return *any_of(names);
   }
 
   void play() {
     if (players_.size() >= 4) return stop_playing();
     // Thirds of an octave apart, so that each can be heard among the others.
     const double hz = 300 * std::exp2(next_tone_++ % 12 / 3.0);
-    TonePlayerOptions options;
-    options.application_name = "Player " + std::to_string(next_tone_);
-    auto player = std::make_unique<TonePlayer>(server_.address(), sines({{hz, kLevelDb}}), options);
-    players_.push_back({hz, options.application_name, std::move(player)});
+    const std::string name = "Player " + std::to_string(next_tone_);
+    players_.push_back({hz, name,
+                        std::make_unique<TonePlayer>(server_.address(), sines({{hz, kLevelDb}}),
+                                                     TonePlayerOptions{.application_name = name})});
     say("plays " + std::to_string(static_cast<int>(hz)) + " Hz");
   }
   void stop_playing() {
     if (players_.empty()) return;
-    players_.erase(players_.begin() + below(static_cast<int>(players_.size())));
+    players_.erase(any_of(players_));
     say("stops playing");
   }
   void plug_in() {
     if (plugged_.size() >= 3) return pull_out();
     const std::string name = "usb" + std::to_string(next_device_++);
-    plugged_[name] = client_->add_null_sink(name);
+    client_.add_null_sink(name);
+    plugged_.insert(name);
     say("plugs in " + name);
   }
   void pull_out() {
     if (plugged_.empty()) return;
-    const auto it = std::next(plugged_.begin(), below(static_cast<int>(plugged_.size())));
-    const std::string name = it->first;
-    plugged_.erase(it);
+    const std::string name = plugged_.extract(any_of(plugged_)).value();
     say("pulls out " + name);
-    client_->remove_sink(name);
+    client_.remove_sink(name);
   }
   void rename() {
     if (plugged_.empty()) return;
-    const auto it = std::next(plugged_.begin(), below(static_cast<int>(plugged_.size())));
-    say("renames " + it->first);
-    client_->remove_sink(it->first);
-    it->second = client_->add_null_sink(it->first, "Device " + std::to_string(next_device_++));
+    const std::string name = *any_of(plugged_);
+    say("renames " + name);
+    client_.remove_sink(name);
+    client_.add_null_sink(name, "Device " + std::to_string(next_device_++));
   }
   void switch_default() {
     const std::string name = any_device();
     say("default " + name);
-    client_->set_default_sink(name);
+    client_.set_default_sink(name);
   }
   void turn_volume() {
     const std::string name = below(2) == 0 ? any_device() : kSink;
     say("volume of " + name);
-    client_->set_sink_volume(name, 0.3 + 0.1 * below(8));
+    client_.set_sink_volume(name, 0.3 + 0.1 * below(8));
   }
   void mute() {
     const std::string name = below(2) == 0 ? any_device() : kSink;
     say("mute of " + name);
-    client_->set_sink_mute(name, below(2) == 0);
+    client_.set_sink_mute(name, below(2) == 0);
   }
   std::unique_ptr<VelmoraProcess> launch(const TempDir& home) {
     if (!program_running(program_) && !program_running(second_)) preset_ = below(eq::kPresetCount);
-    VelmoraOptions options;
     const std::string key = eq::kPresets[preset_].key;
-    options.arguments = {"--preset", key.substr(key.find('_') + 1)};
-    options.config_home = home.path();
-    options.display = screen_.environment();
-    return std::make_unique<VelmoraProcess>(server_, options);
+    return std::make_unique<VelmoraProcess>(
+        server_, VelmoraOptions{.arguments = {"--preset", key.substr(key.find('_') + 1)},
+                                .config_home = home.path(),
+                                .display = screen_.environment()});
   }
   void start_program() {
     if (program_running(program_)) return;
@@ -230,10 +196,10 @@ class Chaos {
     second_ = launch(second_home_);
   }
   void rob() {
-    const auto sink = client_->sink(kSink);
+    const auto sink = client_.sink(kSink);
     if (!sink.has_value()) return;
     say("takes the virtual sink away");
-    client_->unload_module(sink->owner_module);
+    client_.unload_module(sink->owner_module);
   }
   void hang() {
     const int ms = 200 + below(3000);
@@ -262,55 +228,38 @@ class Chaos {
     return (light >> 8U & 0xFFU) > (light >> 16U & 0xFFU) + 20;
   }
 
-  bool routes() { return equalizes() || program_running(second_); }
-
-  bool in_order(std::string* seen) {
+  // Throws what is not as it belongs.
+  void require_order() {
     std::erase_if(players_, [](const Player& p) { return p.player->failed(); });
-    const bool routed = routes();
-    const std::vector<Sink> sinks = client_->sinks();
-    const auto ours = std::ranges::count_if(
-        sinks, [](const Sink& sink) { return sink.name.find(kSink) != std::string::npos; });
-    const auto modules = std::ranges::count_if(client_->modules(), [](const Module& module) {
+    const bool routed = equalizes() || program_running(second_);
+    const auto ours = std::ranges::count_if(client_.sinks(), [](const Sink& sink) {
+      return sink.name.find(kSink) != std::string::npos;
+    });
+    const auto modules = std::ranges::count_if(client_.modules(), [](const Module& module) {
       return module.argument.find("sink_name=velmora") != std::string::npos;
     });
-    if (ours != (routed ? 1 : 0) || modules != ours) {
-      *seen = std::to_string(ours) + " sinks and " + std::to_string(modules) + " modules of ours";
-      return false;
-    }
-    const std::string def = client_->default_sink();
-    if ((def == kSink) != routed) {
-      *seen = "the default is " + def;
-      return false;
-    }
+    check(ours == (routed ? 1 : 0) && modules == ours,
+          std::to_string(ours) + " sinks and " + std::to_string(modules) + " modules of ours");
+    const std::string def = client_.default_sink();
+    check((def == kSink) == routed, "the default is " + def);
     for (const Player& p : players_) {
-      const std::string on = client_->sink_of(p.name);
-      if (on.empty() || (on == kSink) != routed) {
-        *seen = p.name + " is on " + (on.empty() ? "nothing" : on);
-        return false;
-      }
+      const std::string on = client_.sink_of(p.name);
+      check(!on.empty() && (on == kSink) == routed, p.name + " is on \"" + on + "\"");
     }
-    return !routed || players_.empty() || is_heard(seen);
+    if (routed && !players_.empty()) require_heard();
   }
 
   // The device of our playback stream; empty when there is not exactly one.
   std::string played_to() {
-    std::vector<std::string> devices;
-    for (const Stream& stream : client_->sink_inputs_of(kOurs)) {
-      for (const Sink& sink : client_->sinks())
-        if (sink.index == stream.device) devices.push_back(sink.name);
-    }
-    return devices.size() == 1 ? devices[0] : "";
+    return client_.sink_inputs_of(kOurs).size() == 1 ? client_.sink_of(kOurs) : "";
   }
 
-  bool is_heard(std::string* seen) {
+  void require_heard() {
     const std::string device = played_to();
-    if (device.empty() || device == kSink) {
-      *seen = "our playback is on \"" + device + "\"";
-      return false;
-    }
+    check(!device.empty() && device != kSink, "our playback is on \"" + device + "\"");
     for (const std::string& name : {std::string(kSink), device}) {
-      client_->set_sink_volume(name, 1);
-      client_->set_sink_mute(name, false);
+      client_.set_sink_volume(name, 1);
+      client_.set_sink_mute(name, false);
     }
     Recorder recorder(server_.address(), device + ".monitor");
     const Stereo sound = recorder.next(500ms);
@@ -318,8 +267,8 @@ class Chaos {
     const double heard = level_db(std::span(sound.left).last(kRate / 4), hz);
     const double wanted = kLevelDb + static_cast<double>(eq::response_db(
                                          eq::preset_curve(preset_), kRate, static_cast<float>(hz)));
-    *seen = std::to_string(heard) + " for " + std::to_string(wanted) + " dB on " + device;
-    return std::abs(heard - wanted) < kToleranceDb;
+    check(std::abs(heard - wanted) < kToleranceDb,
+          std::to_string(heard) + " for " + std::to_string(wanted) + " dB on " + device);
   }
 
   struct Player {
@@ -333,12 +282,12 @@ class Chaos {
   TempDir second_home_;
   SoundServer server_;
   Screen screen_;
-  std::unique_ptr<PulseClient> client_;
+  PulseClient client_{server_.address()};
   int preset_ = 0;  // of the program, and of the second copy
   std::unique_ptr<VelmoraProcess> program_;
   std::unique_ptr<VelmoraProcess> second_;
   std::vector<Player> players_;
-  std::map<std::string, std::uint32_t> plugged_;
+  std::set<std::string> plugged_;
   int next_tone_ = 0;
   int next_device_ = 0;
   int actions_ = 0;
@@ -348,17 +297,20 @@ class Chaos {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const soak::Arguments arguments(argc, argv);
+  const Arguments arguments(argc, argv);
   const int actions = static_cast<int>(arguments.number("--actions", 500));
   const ServerKind server = arguments.server(kScreenPrograms);
-  Chaos chaos(server, arguments.seed());
-  for (int done = 0; done < actions; done += kActionsPerRound) {
-    for (int i = 0; i < kActionsPerRound; ++i)
-      chaos.act();
-    if (!chaos.settles() || !chaos.guard_knows()) return 1;
-  }
-  if (!chaos.ends()) return 1;
-  std::printf("%d actions, nothing out of order; the longest wait after the calm was %.1f s\n",
-              actions, chaos.longest_s());
-  return 0;
+  return status_of([&] {
+    Chaos chaos(server, arguments.seed());
+    for (int done = 0; done < actions; done += kActionsPerRound) {
+      for (int i = 0; i < kActionsPerRound; ++i)
+        chaos.act();
+      chaos.settle();
+      chaos.ask_guard();
+    }
+    chaos.end();
+    std::printf("%d actions, nothing out of order; the longest wait after the calm was %.1f s\n",
+                actions, chaos.longest_s());
+    return true;
+  });
 }

@@ -7,30 +7,15 @@
 // to the device is measured, and the program's memory. Exit status 1 when sound was dropped, ran
 // dry, or the delay went away by more than 15 ms.
 #include <algorithm>
-#include <chrono>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "analysis.h"
-#include "arguments.h"
-#include "pulse_client.h"
-#include "recorder.h"
 #include "skewed_device.h"
-#include "sound_server.h"
-#include "tone_player.h"
-#include "velmora_process.h"
-#include "wait_until.h"
+#include "soak.h"
 
 namespace {
 
-using namespace std::chrono_literals;
-using namespace support;
 using namespace soak;
 
 constexpr auto kClickEvery = 250ms;
@@ -51,12 +36,8 @@ Generator clicks_in_a_tone() {
   };
 }
 
-double median(std::vector<double> values) {
-  std::ranges::sort(values);
-  return values.empty() ? -1 : values[values.size() / 2];
-}
-
-// In ms, the recording's and the device's own delay included; -1 when too few clicks arrived.
+// The median, in ms, the recording's and the device's own delay included; -1 when too few clicks
+// arrived.
 double delay(Recorder* sent, SkewedDevice* device) {
   sent->forget();
   device->take_clicks();
@@ -79,16 +60,9 @@ double delay(Recorder* sent, SkewedDevice* device) {
       if (ms > 0 && ms < kMostDelay) delays.push_back(ms);
     }
   }
-  return delays.size() < kClicks / 2 ? -1 : median(delays);
-}
-
-// Of the program, in kB.
-long resident(pid_t pid) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with("VmRSS:")) return std::stol(line.substr(line.find(':') + 1));
-  }
-  return -1;
+  if (delays.size() < kClicks / 2) return -1;
+  std::ranges::sort(delays);
+  return delays[delays.size() / 2];
 }
 
 // What the program has logged of its own accord about drops and underruns since `*from`.
@@ -101,28 +75,20 @@ void print_troubles(const VelmoraProcess& program, std::size_t* from) {
   }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  const Arguments arguments(argc, argv);
-  const double minutes = arguments.number("--minutes", 10);
-  const double ppm = arguments.number("--ppm", 200);
-  SoundServer server(arguments.server(), {.devices = {"speakers"}});
+// Whether nothing was dropped, nothing ran dry and the delay stayed where it was.
+bool watch(ServerKind kind, double minutes, double ppm) {
+  SoundServer server(kind, {.devices = {"speakers"}});
   server.start();
   PulseClient client(server.address());
-  const auto device = server.kind() == ServerKind::kPipeWire ? skewed_driver(server, ppm)
-                                                             : skewed_pipe(server, &client, ppm);
-  if (!wait_until("the device is there", 15s,
-                  [&] { return client.sink(kSkewedDevice).has_value(); }))
-    return 1;
+  const auto device = kind == ServerKind::kPipeWire ? skewed_driver(server, ppm)
+                                                    : skewed_pipe(server, &client, ppm);
+  require(wait_until("the device is there", 15s,
+                     [&] { return client.sink(kSkewedDevice).has_value(); }));
   client.set_default_sink(kSkewedDevice);
-  VelmoraOptions options;
-  options.arguments = {"--preset", "flat"};
-  VelmoraProcess program(server, options);
+  VelmoraProcess program(server, {.arguments = {"--preset", "flat"}});
   TonePlayer player(server.address(), clicks_in_a_tone());
-  if (!wait_until("the routing is in force", 15s,
-                  [&] { return client.default_sink() == "velmora"; }))
-    return 1;
+  require(
+      wait_until("the routing is in force", 15s, [&] { return client.default_sink() == kSink; }));
   const auto start = Clock::now();
   const auto end = start + std::chrono::duration_cast<Clock::duration>(
                                std::chrono::duration<double>(minutes * 60));
@@ -138,9 +104,8 @@ int main(int argc, char** argv) {
     if (now >= 0) away = std::max(away, std::abs(now - first));
     std::printf("%5.1f min: delay %6.1f ms, %ld kB\n",
                 std::chrono::duration<double>(Clock::now() - start).count() / 60, now,
-                resident(program.pid()));
+                status_number(program.pid(), "VmRSS"));
     print_troubles(program, &read);
-    std::fflush(stdout);
     std::this_thread::sleep_for(std::min<Clock::duration>(end - Clock::now(), 55s));
   } while (Clock::now() < end);
   program.stop();
@@ -149,5 +114,15 @@ int main(int argc, char** argv) {
       "%+.0f ppm, %.0f min: delay within %.1f ms of %.1f ms; %s\n", ppm, minutes, away, first,
       troubles == 0 ? "nothing dropped, no underrun"
                     : program.log().substr(program.log().rfind("Audio path total")).c_str());
-  return first >= 0 && away <= kMostAway && troubles == 0 ? 0 : 1;
+  return first >= 0 && away <= kMostAway && troubles == 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const Arguments arguments(argc, argv);
+  const ServerKind server = arguments.server();
+  return status_of([&] {
+    return watch(server, arguments.number("--minutes", 10), arguments.number("--ppm", 200));
+  });
 }

@@ -8,33 +8,17 @@
 // descriptors of the server than before. Prints how long it took; exit status 1 with the first
 // thing that was left.
 #include <algorithm>
-#include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <set>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "arguments.h"
-#include "pulse_client.h"
-#include "sound_server.h"
-#include "temp_dir.h"
-#include "tone_player.h"
-#include "velmora_process.h"
-#include "wait_until.h"
+#include "soak.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using namespace std::chrono_literals;
-using namespace support;
-using Clock = std::chrono::steady_clock;
+using namespace soak;
 
-constexpr const char* kSink = "velmora";
-constexpr const char* kOurs = "Velmora";
 constexpr auto kPatience = 20s;
 const std::set<std::string> kOurFiles = {"settings.dat", "Velmora.lock", "Velmora.log",
                                          "Velmora.log.1"};
@@ -54,37 +38,37 @@ struct Times {
   }
 };
 
+template <class Condition>
+void wait_for(const std::string& what, Condition&& condition) {
+  require(wait_until(what, kPatience, condition));
+}
+
+// Everything here throws what is not as it should be.
 class Restarts {
  public:
   explicit Restarts(ServerKind kind) : server_(kind) {
     server_.start();
-    client_ = std::make_unique<PulseClient>(server_.address());
     music_ = std::make_unique<TonePlayer>(server_.address(), sines({{1000, -30}}));
-    before_ = capture_state(*client_);
+    before_ = capture_state(client_);
   }
 
-  bool run(int times) {
-    for (int i = 0; i < kWarmUp; ++i) {
-      if (!once(SIGTERM, nullptr)) return false;
-    }
+  void run(int times) {
+    for (int i = 0; i < kWarmUp; ++i)
+      once(SIGTERM);
+    started_ = ended_ = {};
     files_ = files();
     for (const auto& entry : fs::directory_iterator(home_.path() / "config/Velmora")) {
-      if (kOurFiles.contains(entry.path().filename().string())) continue;
-      std::printf("%s was left\n", entry.path().c_str());
-      return false;
+      check(kOurFiles.contains(entry.path().filename()), entry.path().string() + " was left");
     }
     descriptors_ = descriptors();
-    first_module_ = probe_module();
+    const std::uint32_t first_module = probe_module();
     const long memory = memory_kb();
     const auto start = Clock::now();
     constexpr int kSignals[] = {SIGTERM, SIGINT, SIGHUP};
-    for (int i = 1; i <= times; ++i) {
-      const bool hard = i % 10 == 0;
-      if (!once(hard ? SIGKILL : kSignals[i % 3], hard ? &killed_ : &ended_) || !nothing_left()) {
-        std::printf("in run %d\n", i);
-        return false;
-      }
-      if (i % 100 == 0) std::printf("%d\n", i);
+    for (run_ = 1; run_ <= times; ++run_) {
+      once(run_ % 10 == 0 ? SIGKILL : kSignals[run_ % 3]);
+      require_nothing_left();
+      if (run_ % 100 == 0) std::printf("%d\n", run_);
     }
     const auto all = std::chrono::duration<double>(Clock::now() - start).count();
     started_.print("start to routed:");
@@ -92,73 +76,56 @@ class Restarts {
     killed_.print("kill to restored:");
     std::printf("%d times in %.0f s\n", times, all);
     if (server_.kind() == ServerKind::kPulseAudio)  // PipeWire gives numbers anew
-      std::printf("modules loaded meanwhile: %u\n", probe_module() - first_module_ - 1);
+      std::printf("modules loaded meanwhile: %u\n", probe_module() - first_module - 1);
     std::printf("the server's descriptors: %zu before, %zu after; memory: %ld kB, %ld kB\n",
                 descriptors_, descriptors(), memory, memory_kb());
-    return true;
   }
 
  private:
-  bool once(int signal, Times* times) {
+  void once(int signal) {
     VelmoraOptions options;
     options.config_home = home_.path() / "config";
     options.environment = {{"TMPDIR", temporary_.path()}};
     auto moment = Clock::now();
     VelmoraProcess program(server_, options);
-    if (!holds("the routing is in force", [&](std::string& seen) { return routed(&seen); })) {
-      std::printf("%s", program.log().c_str());
-      return false;
-    }
-    if (times != nullptr) started_.add(moment);
+    wait_for("run " + std::to_string(run_) + " is routed", [&](std::string& seen) {
+      const std::string def = client_.default_sink();
+      const std::string music = client_.sink_of(kMusic);
+      const std::size_t streams = client_.sink_inputs_of(kOurs).size();
+      seen = "default " + def + ", music on " + music + ", " + std::to_string(streams) +
+             " streams of ours\n" + program.log();
+      return def == kSink && music == kSink && streams == 1;
+    });
+    started_.add(moment);
     moment = Clock::now();
     program.signal(signal);
-    const auto status = program.wait(kPatience);
     const ExitStatus wanted = signal == SIGKILL ? ExitStatus{-1, SIGKILL} : ExitStatus{0, 0};
-    if (status != wanted) {
-      std::printf("signal %d did not end it as it should\n%s", signal, program.log().c_str());
-      return false;
-    }
-    if (!holds("the server is as before", [&](std::string& seen) {
-          const ServerState now = capture_state(*client_);
-          seen = difference(before_, now);
-          return now == before_;
-        }))
-      return false;
-    if (times != nullptr) times->add(moment);
-    return !music_->failed();
+    const bool ended = program.wait(kPatience) == wanted;
+    check(ended,
+          "signal " + std::to_string(signal) + " did not end it as it should\n" + program.log());
+    wait_for("the server is as before run " + std::to_string(run_), [&](std::string& seen) {
+      const ServerState now = capture_state(client_);
+      seen = difference(before_, now);
+      return now == before_;
+    });
+    (signal == SIGKILL ? killed_ : ended_).add(moment);
+    check(!music_->failed(), "the music has stopped");
   }
 
-  bool nothing_left() {
-    return holds("no process of ours",
-                 [&] { return processes_with("XDG_CONFIG_HOME", home_.path()).empty(); }) &&
-           holds("no new file",
-                 [&](std::string& seen) {
-                   const std::set<std::string> now = files();
-                   for (const std::string& file : now) {
-                     if (!files_.contains(file)) seen += file + " ";
-                   }
-                   return seen.empty();
-                 }) &&
-           holds("no descriptor of the server's", [&](std::string& seen) {
-             seen = std::to_string(descriptors()) + " for " + std::to_string(descriptors_);
-             return descriptors() <= descriptors_;
-           });
-  }
-
-  template <class Condition>
-  static bool holds(const std::string& what, Condition&& condition) {
-    const auto result = wait_until(what, kPatience, condition);
-    if (!result) std::printf("%s\n", result.message());
-    return static_cast<bool>(result);
-  }
-
-  bool routed(std::string* seen) {
-    const std::string def = client_->default_sink();
-    const std::vector<Stream> ours = client_->sink_inputs_of(kOurs);
-    const std::string music = client_->sink_of("Test player");
-    *seen = "default " + def + ", music on " + music + ", " + std::to_string(ours.size()) +
-            " streams of ours";
-    return def == kSink && music == kSink && ours.size() == 1;
+  void require_nothing_left() {
+    wait_for("no process of ours",
+             [&] { return processes_with("XDG_CONFIG_HOME", home_.path()).empty(); });
+    wait_for("no new file", [&](std::string& seen) {
+      for (const std::string& file : files()) {
+        if (!files_.contains(file)) seen += file + " ";
+      }
+      return seen.empty();
+    });
+    wait_for("no descriptor of the server's", [&](std::string& seen) {
+      const std::size_t now = descriptors();
+      seen = std::to_string(now) + " for " + std::to_string(descriptors_);
+      return now <= descriptors_;
+    });
   }
 
   // Where anything of ours could be left, and where the server itself leaves nothing new.
@@ -183,29 +150,25 @@ class Restarts {
 
   long memory_kb() const {
     long sum = 0;
-    for (const pid_t pid : server_.pids()) {
-      std::istringstream status(read_file("/proc/" + std::to_string(pid) + "/status"));
-      for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmRSS:")) sum += std::stol(line.substr(6));
-      }
-    }
+    for (const pid_t pid : server_.pids())
+      sum += status_number(pid, "VmRSS");
     return sum;
   }
 
   // The number that the next module gets.
   std::uint32_t probe_module() {
-    const std::uint32_t index = client_->add_null_sink("probe");
-    client_->remove_sink("probe");
+    const std::uint32_t index = client_.add_null_sink("probe");
+    client_.remove_sink("probe");
     return index;
   }
 
   TempDir home_;
   TempDir temporary_;
   SoundServer server_;
-  std::unique_ptr<PulseClient> client_;
+  PulseClient client_{server_.address()};
   std::unique_ptr<TonePlayer> music_;
   ServerState before_;
-  std::uint32_t first_module_ = 0;
+  int run_ = 0;
   std::set<std::string> files_;
   std::size_t descriptors_ = 0;
   Times started_;
@@ -216,7 +179,10 @@ class Restarts {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const soak::Arguments arguments(argc, argv);
-  Restarts restarts(arguments.server());
-  return restarts.run(static_cast<int>(arguments.number("--times", 1000))) ? 0 : 1;
+  const Arguments arguments(argc, argv);
+  const ServerKind server = arguments.server();
+  return status_of([&] {
+    Restarts(server).run(static_cast<int>(arguments.number("--times", 1000)));
+    return true;
+  });
 }

@@ -8,22 +8,16 @@
 #include <atomic>
 #include <cmath>
 #include <stdexcept>
-#include <string>
 #include <thread>
 #include <utility>
-
-#include "analysis.h"
 
 namespace soak {
 
 namespace {
 
-using namespace std::chrono_literals;
-
 class PipeDevice : public SkewedDevice {
  public:
-  PipeDevice(const std::string& path, double ppm)
-      : rate_(support::kRate * (1 + ppm * 1e-6)), log_(rate_) {
+  PipeDevice(const std::string& path, double ppm) : SkewedDevice(ppm) {
     if (mkfifo(path.c_str(), 0600) != 0) throw std::runtime_error("cannot make " + path);
     fd_ = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     fcntl(fd_, F_SETPIPE_SZ, 8192);
@@ -34,10 +28,6 @@ class PipeDevice : public SkewedDevice {
     thread_.join();
     close(fd_);
   }
-  PipeDevice(const PipeDevice&) = delete;
-  PipeDevice& operator=(const PipeDevice&) = delete;
-
-  std::vector<Clock::time_point> take_clicks() override { return log_.take(); }
 
  private:
   void run() {
@@ -54,14 +44,12 @@ class PipeDevice : public SkewedDevice {
       // What is not there is played as silence, as a device does.
       taken += static_cast<double>(due);
       const auto back = std::chrono::duration<double>(static_cast<double>(due) / rate_);
-      log_.hear(std::span(frames).first(static_cast<std::size_t>(std::max<ssize_t>(bytes, 0)) /
-                                        sizeof(float)),
-                now - std::chrono::duration_cast<Clock::duration>(back));
+      hear(std::span(frames).first(static_cast<std::size_t>(std::max<ssize_t>(bytes, 0)) /
+                                   sizeof(float)),
+           now - std::chrono::duration_cast<Clock::duration>(back));
     }
   }
 
-  double rate_;
-  ClickLog log_;
   int fd_ = -1;
   std::atomic<bool> stop_{false};
   std::thread thread_;
@@ -69,7 +57,7 @@ class PipeDevice : public SkewedDevice {
 
 }  // namespace
 
-void ClickLog::hear(std::span<const float> samples, Clock::time_point begin) {
+void SkewedDevice::hear(std::span<const float> samples, Clock::time_point begin) {
   for (std::size_t i = 0; i + 1 < samples.size(); i += 2) {
     if (std::abs(samples[i]) <= static_cast<float>(kClickLevel)) continue;
     const auto after = std::chrono::duration<double>(static_cast<double>(i / 2) / rate_);
@@ -79,13 +67,13 @@ void ClickLog::hear(std::span<const float> samples, Clock::time_point begin) {
   }
 }
 
-std::vector<Clock::time_point> ClickLog::take() {
+std::vector<Clock::time_point> SkewedDevice::take_clicks() {
   const std::lock_guard lock(mutex_);
   return std::exchange(clicks_, {});
 }
 
-std::unique_ptr<SkewedDevice> skewed_pipe(const support::SoundServer& server,
-                                          support::PulseClient* client, double ppm) {
+std::unique_ptr<SkewedDevice> skewed_pipe(const SoundServer& server, PulseClient* client,
+                                          double ppm) {
   const std::string fifo = (server.directory() / "device").string();
   auto device = std::make_unique<PipeDevice>(fifo, ppm);
   client->load_module("module-pipe-sink",

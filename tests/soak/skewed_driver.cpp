@@ -7,10 +7,8 @@
 #include <cmath>
 #include <cstdint>
 #include <stdexcept>
-#include <string>
 #include <type_traits>
 
-#include "analysis.h"
 #include "skewed_device.h"
 
 namespace soak {
@@ -22,11 +20,10 @@ constexpr double kNs = 1e9;
 // The steady clock is the one that PipeWire counts by.
 static_assert(std::is_same_v<Clock::period, std::nano>);
 
-// Everything but the constructor, the destructor and take_clicks runs on the loop's thread.
+// Everything but the constructor and the destructor runs on the loop's thread.
 class DriverDevice : public SkewedDevice {
  public:
-  DriverDevice(const support::SoundServer& server, double ppm)
-      : rate_(support::kRate * (1 + ppm * 1e-6)), log_(rate_) {
+  DriverDevice(const SoundServer& server, double ppm) : SkewedDevice(ppm) {
     pw_init(nullptr, nullptr);
     loop_ = pw_thread_loop_new("skewed", nullptr);
     pw_loop* loop = pw_thread_loop_get_loop(loop_);
@@ -51,7 +48,7 @@ class DriverDevice : public SkewedDevice {
     spa_pod_builder builder = SPA_POD_BUILDER_INIT(buffer.data(), buffer.size());
     spa_audio_info_raw info{};
     info.format = SPA_AUDIO_FORMAT_F32;
-    info.rate = support::kRate;
+    info.rate = kRate;
     info.channels = 2;
     info.position[0] = SPA_AUDIO_CHANNEL_FL;
     info.position[1] = SPA_AUDIO_CHANNEL_FR;
@@ -71,10 +68,6 @@ class DriverDevice : public SkewedDevice {
     pw_context_destroy(context_);
     pw_thread_loop_destroy(loop_);
   }
-  DriverDevice(const DriverDevice&) = delete;
-  DriverDevice& operator=(const DriverDevice&) = delete;
-
-  std::vector<Clock::time_point> take_clicks() override { return log_.take(); }
 
  private:
   void arm() {
@@ -102,11 +95,11 @@ class DriverDevice : public SkewedDevice {
     if (position_ != nullptr) {
       spa_io_clock& clock = position_->clock;
       clock.nsec = static_cast<std::uint64_t>(std::llround(cycle_ns_));
-      clock.rate = SPA_FRACTION(1, support::kRate);
+      clock.rate = SPA_FRACTION(1, kRate);
       clock.position = frames_;
       clock.duration = quantum;
       clock.delay = 0;
-      clock.rate_diff = rate_ / support::kRate;
+      clock.rate_diff = rate_ / kRate;
       clock.next_nsec = static_cast<std::uint64_t>(std::llround(next_ns_));
     }
     frames_ += quantum;
@@ -122,7 +115,7 @@ class DriverDevice : public SkewedDevice {
       const auto* first =
           reinterpret_cast<const float*>(static_cast<const char*>(data.data) + data.chunk->offset);
       const Clock::duration begin(std::llround(cycle_ns_));
-      log_.hear(std::span(first, data.chunk->size / sizeof(float)), Clock::time_point(begin));
+      hear(std::span(first, data.chunk->size / sizeof(float)), Clock::time_point(begin));
     }
     pw_stream_queue_buffer(stream_, taken);
   }
@@ -142,8 +135,6 @@ class DriverDevice : public SkewedDevice {
   }
   static const pw_stream_events kEvents;
 
-  const double rate_;
-  ClickLog log_;
   pw_thread_loop* loop_ = nullptr;
   pw_context* context_ = nullptr;
   pw_core* core_ = nullptr;
@@ -160,7 +151,7 @@ const pw_stream_events DriverDevice::kEvents = DriverDevice::events();
 
 }  // namespace
 
-std::unique_ptr<SkewedDevice> skewed_driver(const support::SoundServer& server, double ppm) {
+std::unique_ptr<SkewedDevice> skewed_driver(const SoundServer& server, double ppm) {
   return std::make_unique<DriverDevice>(server, ppm);
 }
 

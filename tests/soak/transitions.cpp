@@ -7,37 +7,25 @@
 // its server dies. What the devices play meanwhile is recorded sample by sample. Prints a row per
 // kind of transition: the largest step between two samples as compared with the tone's own, the
 // loudest sample as compared with the tone's, for how long it was louder than twice the tone, how
-// long there was silence, and how many edges were hard (a step of more than twice the tone's own).
-// Exit status 1 when something was louder than twice the tone, or a changing curve made a gap or a
-// hard edge; 77 where a program for it is not installed.
+// long there was silence (least, median and most), and how many edges were hard (a step of more
+// than twice the tone's own). Exit status 1 when something was louder than twice the tone, or a
+// changing curve made a gap or a hard edge; 77 where a program for it is not installed.
 #include <algorithm>
-#include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
-#include <deque>
 #include <functional>
-#include <memory>
+#include <map>
 #include <numbers>
-#include <numeric>
-#include <random>
-#include <stdexcept>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "../display/display_test.h"
-#include "analysis.h"
-#include "arguments.h"
+#include "soak.h"
 
 namespace {
 
 using namespace display_test;
-using Clock = std::chrono::steady_clock;
+using namespace soak;
 
-constexpr const char* kSink = "velmora";
-constexpr const char* kOurs = "Velmora";
-constexpr const char* kMusic = "Test player";
 constexpr double kLevelDb = -18;
 constexpr double kToleranceDb = 0.3;
 constexpr double kAllowed = 2;  // 6 dB
@@ -59,47 +47,35 @@ struct Tone {
 constexpr Tone kTones[] = {{440, 4}, {100, 2}};
 
 struct Reading {
-  double step_db = 0;  // over the tone's own largest step
-  double loud_db = 0;  // over the tone
-  double loud_ms = 0;  // from the first to the last sample of more than twice the tone
+  double step_db = -100;  // over the tone's own largest step
+  double loud_db = -100;  // over the tone
+  double loud_ms = 0;     // from the first to the last sample of more than twice the tone
   bool too_loud = false;
   int hard = 0;
-  std::vector<double> gaps_ms;
-
-  [[nodiscard]] double gap_ms() const {
-    return std::accumulate(gaps_ms.begin(), gaps_ms.end(), 0.0);
-  }
+  double silence_ms = 0;
 };
 
 struct Kind {
-  const char* name;
   bool of_the_curve = false;
-  std::vector<Reading> readings;
+  Reading worst;  // hard edges: all
+  std::vector<double> silences_ms;
   int repeated = 0;
 };
 
-void require(const testing::AssertionResult& result) {
-  if (!result) throw std::runtime_error(result.message());
-}
-
-std::size_t frames_of(std::chrono::milliseconds time) {
-  return static_cast<std::size_t>(time.count()) * kRate / 1000;
-}
-
-// Silences that a tone does not have of its own, in ms.
-std::vector<double> gaps(std::span<const float> sound, double hz) {
+// Silences that a tone does not have of its own.
+double silence_ms(std::span<const float> sound, double hz) {
   const auto least = static_cast<std::size_t>(kRate / hz / 4);
-  std::vector<double> result;
+  std::size_t all = 0;
   std::size_t run = 0;
   for (std::size_t i = 0; i <= sound.size(); ++i) {
-    if (i < sound.size() && std::abs(static_cast<double>(sound[i])) < kSilent) {
+    if (i < sound.size() && magnitude(sound[i]) < kSilent) {
       ++run;
       continue;
     }
-    if (run > least) result.push_back(1000.0 * static_cast<double>(run) / kRate);
+    if (run > least) all += run;
     run = 0;
   }
-  return result;
+  return 1000.0 * static_cast<double>(all) / kRate;
 }
 
 // Steps larger than this; several within 2 ms are one edge.
@@ -107,8 +83,7 @@ int edges(std::span<const float> sound, double step) {
   int count = 0;
   std::size_t last = 0;
   for (std::size_t i = 1; i < sound.size(); ++i) {
-    if (std::abs(static_cast<double>(sound[i]) - static_cast<double>(sound[i - 1])) <= step)
-      continue;
+    if (max_jump(sound.subspan(i - 1, 2)) <= step) continue;
     if (count == 0 || i - last > frames_of(2ms)) ++count;
     last = i;
   }
@@ -138,9 +113,7 @@ Reading read(const std::vector<std::vector<float>>& devices, double level, doubl
     largest = std::max(largest, max_jump(sound));
     loudest = std::max(loudest, peak(sound));
     reading.hard += edges(sound, kAllowed * own_step);
-    const auto is_loud = [&](float x) {
-      return std::abs(static_cast<double>(x)) > kAllowed * own_peak;
-    };
+    const auto is_loud = [&](float x) { return magnitude(x) > kAllowed * own_peak; };
     const auto first = std::ranges::find_if(sound, is_loud);
     const auto last = std::find_if(sound.rbegin(), std::make_reverse_iterator(first), is_loud);
     reading.loud_ms =
@@ -150,7 +123,7 @@ Reading read(const std::vector<std::vector<float>>& devices, double level, doubl
   reading.loud_db = amplitude_to_db(loudest / own_peak);
   const double limit = kAllowed * db_to_amplitude(std::max(level, allowed));
   reading.too_loud = largest > limit || loudest > limit;
-  reading.gaps_ms = gaps(all, hz);
+  reading.silence_ms = silence_ms(all, hz);
   return reading;
 }
 
@@ -158,7 +131,6 @@ class Stage {
  public:
   Stage(ServerKind kind, unsigned seed) : random_(seed), server_(kind) {
     server_.start();
-    client_ = std::make_unique<PulseClient>(server_.address());
     curve_ = eq::preset_curve(preset_);
     launch();
   }
@@ -195,19 +167,19 @@ class Stage {
     turn_down();
     change_device("headset");
     change_device("speakers");
-    client_->add_null_sink("usb");
+    client_.add_null_sink("usb");
     change_device("usb");
     change("Device vanishes", [this] {
-      client_->remove_sink("usb");
+      client_.remove_sink("usb");
       device_ = "speakers";
     });
     change("Device returns", [this] {
-      client_->add_null_sink("usb");
+      client_.add_null_sink("usb");
       device_ = "usb";
     });
     make_default("speakers");
     require(in_place());
-    client_->remove_sink("usb");
+    client_.remove_sink("usb");
     change("Program ended", [this] { end(false); });
     change("Program started", [this] { launch(); });
     turn_down();
@@ -218,34 +190,20 @@ class Stage {
   }
 
   // Whether nothing was too loud, and no curve was heard to change.
-  bool report() const {
-    std::printf("%-16s %6s %8s %8s %8s %5s %24s %8s %6s\n", "", "rounds", "step, dB", "loud, dB",
-                "for, ms", "gaps", "silence, ms", "longest", "hard");
+  bool report() {
+    std::printf("%-16s %6s %8s %8s %8s %24s %6s\n", "", "rounds", "step, dB", "loud, dB", "for, ms",
+                "silence, ms", "hard");
     bool good = true;
-    for (const Kind& kind : kinds_) {
-      Reading worst;
-      worst.step_db = worst.loud_db = -100;
-      std::vector<double> silence;
-      double longest = 0;
-      std::size_t count = 0;
-      for (const Reading& r : kind.readings) {
-        worst.step_db = std::max(worst.step_db, r.step_db);
-        worst.loud_db = std::max(worst.loud_db, r.loud_db);
-        worst.loud_ms = std::max(worst.loud_ms, r.loud_ms);
-        worst.too_loud = worst.too_loud || r.too_loud;
-        worst.hard += r.hard;
-        silence.push_back(r.gap_ms());
-        count += r.gaps_ms.size();
-        for (const double ms : r.gaps_ms)
-          longest = std::max(longest, ms);
-      }
-      std::ranges::sort(silence);
-      const bool ok = !worst.too_loud && (!kind.of_the_curve || (count == 0 && worst.hard == 0));
-      std::printf("%-16s %6zu %8.1f %8.1f %8.1f %5zu %7.1f %8.1f %7.1f %8.1f %6d%s", kind.name,
-                  kind.readings.size(), worst.step_db, worst.loud_db, worst.loud_ms, count,
-                  silence.front(), silence[silence.size() / 2], silence.back(), longest, worst.hard,
-                  ok ? "" : "  NOT AS PROMISED");
-      std::printf(kind.repeated > 0 ? "  (%d repeated)\n" : "\n", kind.repeated);
+    for (auto& [name, kind] : kinds_) {
+      const Reading& worst = kind.worst;
+      std::vector<double>& silences = kind.silences_ms;
+      std::ranges::sort(silences);
+      const bool heard = silences.back() > 0 || worst.hard > 0;
+      const bool ok = !worst.too_loud && !(kind.of_the_curve && heard);
+      std::printf("%-16s %6zu %8.1f %8.1f %8.1f %7.1f %8.1f %7.1f %6d  %s(%d repeated)\n",
+                  name.c_str(), silences.size(), worst.step_db, worst.loud_db, worst.loud_ms,
+                  silences.front(), silences[silences.size() / 2], silences.back(), worst.hard,
+                  ok ? "" : "NOT AS PROMISED ", kind.repeated);
       good = good && ok;
     }
     return good;
@@ -254,46 +212,37 @@ class Stage {
  private:
   int below(int n) { return std::uniform_int_distribution<int>(0, n - 1)(random_); }
 
-  Kind& kind(const char* name, bool of_the_curve) {
-    const auto found =
-        std::ranges::find_if(kinds_, [&](const Kind& k) { return std::strcmp(k.name, name) == 0; });
-    if (found != kinds_.end()) return *found;
-    return kinds_.emplace_back(Kind{name, of_the_curve, {}, 0});
-  }
-
-  void change(const char* name, const std::function<void()>& act) {
-    add(&kind(name, false), watch(act));
-  }
+  void change(const std::string& name, const std::function<void()>& act) { add(name, watch(act)); }
 
   // The server itself sends the music to the device that the person chose, at that device's own
   // volume, until the program has taken it back: no louder than it would be without the program.
   void change_device(const std::string& device) {
-    add(&kind("Device changed", false), watch([&] { make_default(device); }, kLevelDb));
+    add("Device changed", watch([&] { make_default(device); }, kLevelDb));
   }
 
-  void change_curve(const char* name, const std::function<void()>& act) {
-    Kind& k = kind(name, true);
-    Reading reading;
-    for (int i = 0; i < kTries; ++i) {
-      // Back to where it can be done again.
-      if (i > 0) {
-        choose_preset();
-        ++k.repeated;
-      }
+  void change_curve(const std::string& name, const std::function<void()>& act) {
+    kinds_[name].of_the_curve = true;
+    Reading reading = watch(act);
+    for (int i = 1; i < kTries && (reading.hard > 0 || reading.silence_ms > 0); ++i) {
+      choose_preset();  // back to where it can be done again
+      ++kinds_[name].repeated;
       reading = watch(act);
-      if (reading.hard == 0 && reading.gaps_ms.empty()) break;
     }
-    add(&k, reading);
+    add(name, reading);
   }
 
-  void add(Kind* k, const Reading& reading) {
+  void add(const std::string& name, const Reading& r) {
     std::printf(
-        "  %3.0f Hz %-16s step %6.1f dB, loudest %5.1f dB, louder for %.1f ms, hard edges %d, gaps",
-        tone_.hz, k->name, reading.step_db, reading.loud_db, reading.loud_ms, reading.hard);
-    for (const double ms : reading.gaps_ms)
-      std::printf(" %.1f", ms);
-    std::printf(" ms\n");
-    k->readings.push_back(reading);
+        "  %3.0f Hz %-16s step %6.1f dB, loudest %5.1f dB, louder for %.1f ms, hard edges %d, "
+        "silence %.1f ms\n",
+        tone_.hz, name.c_str(), r.step_db, r.loud_db, r.loud_ms, r.hard, r.silence_ms);
+    Kind& kind = kinds_[name];
+    kind.silences_ms.push_back(r.silence_ms);
+    kind.worst.step_db = std::max(kind.worst.step_db, r.step_db);
+    kind.worst.loud_db = std::max(kind.worst.loud_db, r.loud_db);
+    kind.worst.loud_ms = std::max(kind.worst.loud_ms, r.loud_ms);
+    kind.worst.too_loud = kind.worst.too_loud || r.too_loud;
+    kind.worst.hard += r.hard;
   }
 
   // What is recorded from before the deed until the tone is as it is to be after it.
@@ -305,7 +254,7 @@ class Stage {
       std::size_t later = 0;  // frames that the others were ahead when it began
     };
     std::vector<Ear> ears;
-    for (const Sink& sink : client_->sinks()) {
+    for (const Sink& sink : client_.sinks()) {
       if (sink.name != kSink)
         ears.push_back({sink.name, std::make_unique<Recorder>(server_.address(), sink.monitor)});
     }
@@ -352,12 +301,12 @@ class Stage {
     const auto right = [this](const Sink& sink) {
       return std::abs(sink.volume - (sink.name == kSink ? volume_ : 1)) < 0.01;
     };
-    if (std::ranges::all_of(client_->sinks(), right)) return;
+    if (std::ranges::all_of(client_.sinks(), right)) return;
     // An early level is taken for one that the server remembers, and corrected.
     std::this_thread::sleep_for(1100ms);
-    client_->set_sink_volume(kSink, volume_);
+    client_.set_sink_volume(kSink, volume_);
     for (const char* device : {"speakers", "headset"})
-      client_->set_sink_volume(device, 1);
+      client_.set_sink_volume(device, 1);
   }
 
   // Until the newest of what is recorded is the tone as it is to be, and nothing else.
@@ -370,18 +319,18 @@ class Stage {
         return false;
       const double heard = level_db(sound, tone_.hz);
       const double own_step = largest_step(wanted, tone_.hz);
-      seen = std::to_string(heard) + " dB for " + std::to_string(wanted) + " on " +
-             recorder->source() + ", steps of " + std::to_string(max_jump(sound) / own_step);
+      seen = std::to_string(heard) + " dB for " + std::to_string(wanted) + " on " + device_ +
+             ", steps of " + std::to_string(max_jump(sound) / own_step);
       return std::abs(heard - wanted) < kToleranceDb && max_jump(sound) < 1.2 * own_step &&
-             gaps(sound, tone_.hz).empty();
+             silence_ms(sound, tone_.hz) == 0;
     });
   }
 
   testing::AssertionResult in_place() {
     return wait_until("everything is in place", kPatience, [&](std::string& seen) {
-      const std::string def = client_->default_sink();
-      const std::string ours = client_->sink_of(kOurs);
-      const std::string music = client_->sink_of(kMusic);
+      const std::string def = client_.default_sink();
+      const std::string ours = client_.sink_of(kOurs);
+      const std::string music = client_.sink_of(kMusic);
       seen = "default " + def + ", music on " + music + ", we on " + ours;
       return routed_ ? def == kSink && music == kSink && ours == device_
                      : def == device_ && music == device_;
@@ -427,7 +376,7 @@ class Stage {
   }
 
   void make_default(const std::string& device) {
-    client_->set_default_sink(device);
+    client_.set_default_sink(device);
     device_ = device;
   }
 
@@ -444,19 +393,18 @@ class Stage {
     std::vector<float> sound = recorder.window(0, recorder.frames()).left;
     const auto first = std::ranges::find_if(sound, [](float x) { return x != 0.0F; });
     sound.erase(sound.begin(), first - (first == sound.begin() ? 0 : 1));
-    add(&kind("Server restarted", false),
-        read({sound}, std::max(kLevelDb, level()), kLevelDb, tone_.hz));
+    add("Server restarted", read({sound}, std::max(kLevelDb, level()), kLevelDb, tone_.hz));
   }
 
   std::mt19937 random_;
   TempDir home_;
   Screen screen_;
   SoundServer server_;
-  std::unique_ptr<PulseClient> client_;
+  PulseClient client_{server_.address()};
   std::unique_ptr<VelmoraProcess> program_;
   std::unique_ptr<Window> window_;
   std::unique_ptr<TonePlayer> player_;
-  std::deque<Kind> kinds_;
+  std::map<std::string, Kind> kinds_;
   // As they are to be.
   Tone tone_ = kTones[0];
   int preset_ = eq::find_preset("preset_rock");
@@ -469,16 +417,13 @@ class Stage {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const soak::Arguments arguments(argc, argv);
+  const Arguments arguments(argc, argv);
   const int rounds = static_cast<int>(arguments.number("--rounds", 6));
   const ServerKind server = arguments.server(kScreenPrograms);
-  try {
+  return status_of([&] {
     Stage stage(server, arguments.seed());
     for (int i = 0; i < rounds; ++i)
       stage.round(i);
-    return stage.report() ? 0 : 1;
-  } catch (const std::exception& error) {
-    std::printf("%s\n", error.what());
-    return 1;
-  }
+    return stage.report();
+  });
 }

@@ -2,6 +2,8 @@
 // amplitude 1). Pure functions.
 #pragma once
 
+#include <chrono>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -12,10 +14,18 @@ namespace support {
 
 constexpr std::uint32_t kRate = 48000;
 
+constexpr std::size_t frames_of(std::chrono::milliseconds length) {
+  return static_cast<std::size_t>(length.count()) * kRate / 1000;
+}
+
 struct Stereo {
   std::vector<float> left;
   std::vector<float> right;
 };
+
+inline double magnitude(float sample) {
+  return std::abs(static_cast<double>(sample));
+}
 
 double db_to_amplitude(double db);
 // Silence is -infinity.

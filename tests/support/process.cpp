@@ -1,7 +1,7 @@
 // DESIGN: fork and exec by hand, because the child has to ask the kernel to be killed with its
-// parent, which posix_spawn cannot do. Between fork and exec only async-signal-safe calls are made:
-// the sound library's threads may have held any lock at the moment of the fork. What exec needs is
-// prepared before.
+// parent, which posix_spawn cannot do. Between fork and exec nothing takes a lock (the C library's
+// own posix_spawnp calls execvpe there, too): the sound library's threads may have held any at the
+// moment of the fork. What exec needs is prepared before.
 #include "process.h"
 
 #include <fcntl.h>
@@ -12,9 +12,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cerrno>
-#include <charconv>
-#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -40,41 +39,28 @@ std::vector<std::string> child_environment(const Environment& changes) {
   std::vector<std::string> result;
   for (char** entry = environ; *entry != nullptr; ++entry) {
     const std::string_view text = *entry;
-    const bool session = std::any_of(kSessionVariables.begin(), kSessionVariables.end(),
-                                     [&](std::string_view p) { return text.starts_with(p); });
-    if (!session && !changes.contains(std::string(text.substr(0, text.find('='))))) {
+    const bool session = std::ranges::any_of(
+        kSessionVariables, [&](std::string_view prefix) { return text.starts_with(prefix); });
+    if (!session && !changes.contains(std::string(text.substr(0, text.find('=')))))
       result.emplace_back(text);
-    }
   }
   for (const auto& [name, value] : changes) {
-    if (!value.empty()) result.emplace_back(name).append("=").append(value);
+    if (!value.empty()) result.push_back(name + "=" + value);
   }
   return result;
 }
 
 std::vector<char*> pointers(std::vector<std::string>& strings) {
   std::vector<char*> result;
-  result.reserve(strings.size() + 1);
   for (std::string& s : strings)
     result.push_back(s.data());
   result.push_back(nullptr);
   return result;
 }
 
-std::filesystem::path find_program(const std::string& name) {
-  if (name.find('/') != std::string::npos) return name;
-  const char* path = std::getenv("PATH");
-  std::stringstream folders(path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin");
-  for (std::string folder; std::getline(folders, folder, ':');) {
-    std::filesystem::path candidate = std::filesystem::path(folder) / name;
-    if (access(candidate.c_str(), X_OK) == 0) return candidate;
-  }
-  return {};
-}
-
-// Runs in the child. `report` tells the parent why there is no program; exec closes it.
-[[noreturn]] void become(const char* program, char* const* arguments, char* const* environment,
-                         int output, int report, pid_t parent) {
+// Runs in the child.
+[[noreturn]] void become(char* const* arguments, char* const* environment, int output,
+                         pid_t parent) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(127);  // the test died before the kernel knew
   sigset_t none;
@@ -85,49 +71,28 @@ std::filesystem::path find_program(const std::string& name) {
     ::signal(number, SIG_DFL);
   const int nothing = open("/dev/null", O_RDONLY);
   if (nothing >= 0 && dup2(nothing, STDIN_FILENO) >= 0 && dup2(output, STDOUT_FILENO) >= 0 &&
-      dup2(output, STDERR_FILENO) >= 0) {
-    execve(program, arguments, environment);
-  }
-  const int error = errno;
-  // Nobody is left to hear that this failed.
-  [[maybe_unused]] const ssize_t written = write(report, &error, sizeof error);
+      dup2(output, STDERR_FILENO) >= 0)
+    execvpe(arguments[0], arguments, environment);
+  constexpr std::string_view kFailed = "cannot be run\n";
+  // Nobody is left to hear that this failed as well.
+  [[maybe_unused]] const ssize_t written = write(output, kFailed.data(), kFailed.size());
   _exit(127);
 }
 
-ExitStatus from_wait_status(int status) {
-  if (WIFSIGNALED(status)) return {-1, WTERMSIG(status)};
-  return {WEXITSTATUS(status), 0};
+std::filesystem::path folder_of(pid_t pid) {
+  return std::filesystem::path("/proc") / std::to_string(pid);
 }
 
-std::optional<pid_t> to_pid(const std::string& text) {
-  pid_t pid = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), pid);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return pid;
-}
-
-struct ProcessStat {
-  char state = '?';  // as the kernel writes it; 'T' is stopped by a signal
-  pid_t parent = -1;
-};
-
-ProcessStat stat_of(const std::filesystem::path& folder) {
-  // "pid (name) state parent ...", where the name may hold anything, parentheses included.
-  const std::string text = read_file(folder / "stat");
-  ProcessStat result;
-  const auto name_end = text.rfind(')');
-  if (name_end == std::string::npos) return result;
-  std::istringstream rest(text.substr(name_end + 1));
-  rest >> result.state >> result.parent;
-  return result;
-}
-
-template <class Visit>
-void for_each_process(Visit&& visit) {
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
-    if (const auto pid = to_pid(entry.path().filename().string())) visit(*pid, entry.path());
+template <class Condition>
+std::vector<pid_t> processes_where(Condition&& condition) {
+  std::vector<pid_t> result;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    const std::string name = entry.path().filename();
+    if (std::isdigit(static_cast<unsigned char>(name.front())) == 0) continue;
+    const pid_t pid = std::stoi(name);
+    if (condition(pid)) result.push_back(pid);
   }
+  return result;
 }
 
 }  // namespace
@@ -140,41 +105,22 @@ std::ostream& operator<<(std::ostream& out, const ExitStatus& status) {
 Process::Process(const std::vector<std::string>& arguments, const Environment& environment,
                  std::filesystem::path output)
     : output_(std::move(output)) {
-  const auto fail = [&](int error) {
-    throw std::system_error(error, std::generic_category(), "cannot start " + arguments.front());
-  };
-  const std::string program = find_program(arguments.front()).string();
-  if (program.empty()) fail(ENOENT);
   std::vector<std::string> argument_copies = arguments;
   std::vector<std::string> variables = child_environment(environment);
   const std::vector<char*> argv = pointers(argument_copies);
   const std::vector<char*> envp = pointers(variables);
-
   const int file = open(output_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-  if (file < 0) fail(errno);
-  std::array<int, 2> report{};
-  if (pipe2(report.data(), O_CLOEXEC) != 0) {
-    const int error = errno;
-    close(file);
-    fail(error);
-  }
   const pid_t parent = getpid();
-  pid_ = fork();
-  if (pid_ == 0) become(program.c_str(), argv.data(), envp.data(), file, report[1], parent);
-  int error = pid_ < 0 ? errno : 0;
+  pid_ = file < 0 ? -1 : fork();
+  if (pid_ == 0) become(argv.data(), envp.data(), file, parent);
+  const int error = errno;
   close(file);
-  close(report[1]);
-  if (pid_ > 0 && read(report[0], &error, sizeof error) > 0) waitpid(pid_, nullptr, 0);
-  close(report[0]);
-  if (error != 0) fail(error);
+  if (pid_ < 0)
+    throw std::system_error(error, std::generic_category(), "cannot start " + arguments.front());
 }
 
 Process::~Process() {
   kill();
-}
-
-bool Process::running() {
-  return !wait(std::chrono::milliseconds(0)).has_value();
 }
 
 void Process::signal(int number) {
@@ -183,28 +129,20 @@ void Process::signal(int number) {
 
 void Process::freeze() {
   signal(SIGSTOP);
-  const std::filesystem::path folder = "/proc/" + std::to_string(pid_);
   // The signal is only a request; every thread has to reach a point where it can be stopped.
-  while (running() && stat_of(folder).state != 'T')
-    std::this_thread::sleep_for(kPoll);
-}
-
-void Process::thaw() {
-  signal(SIGCONT);
+  siginfo_t ignored{};
+  waitid(P_PID, static_cast<id_t>(pid_), &ignored, WSTOPPED | WEXITED | WNOWAIT);
 }
 
 std::optional<ExitStatus> Process::wait(std::chrono::milliseconds limit) {
   const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (!status_) {
-    int status = 0;
-    const pid_t ended = waitpid(pid_, &status, WNOHANG);
-    if (ended == pid_) {
-      status_ = from_wait_status(status);
-    } else if (std::chrono::steady_clock::now() >= deadline) {
-      break;
-    } else {
-      std::this_thread::sleep_for(kPoll);
+  for (int status = 0; !status_; std::this_thread::sleep_for(kPoll)) {
+    const bool last = std::chrono::steady_clock::now() >= deadline;
+    if (waitpid(pid_, &status, WNOHANG) == pid_) {
+      if (WIFSIGNALED(status)) return status_ = ExitStatus{.signal = WTERMSIG(status)};
+      return status_ = ExitStatus{.code = WEXITSTATUS(status)};
     }
+    if (last) break;
   }
   return status_;
 }
@@ -217,40 +155,31 @@ ExitStatus Process::stop(std::chrono::milliseconds limit) {
 
 ExitStatus Process::kill() {
   signal(SIGKILL);
-  if (!status_) {
-    int status = 0;
-    while (waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-    }
-    status_ = from_wait_status(status);
-  }
-  return *status_;
-}
-
-std::string Process::output() const {
-  return read_file(output_);
+  return wait(std::chrono::hours(1)).value();
 }
 
 std::vector<pid_t> children_of(pid_t pid) {
-  std::vector<pid_t> result;
-  for_each_process([&](pid_t candidate, const std::filesystem::path& folder) {
-    if (stat_of(folder).parent == pid) result.push_back(candidate);
-  });
-  return result;
+  return processes_where(
+      [pid](pid_t candidate) { return status_number(candidate, "PPid") == pid; });
+}
+
+long status_number(pid_t pid, const std::string& name) {
+  std::ifstream status(folder_of(pid) / "status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(name + ":")) return std::stol(line.substr(name.size() + 1));
+  }
+  return -1;
 }
 
 std::vector<pid_t> processes_with(const std::string& name, const std::string& value) {
-  std::vector<pid_t> result;
-  for_each_process([&](pid_t candidate, const std::filesystem::path& folder) {
-    if (candidate == getpid()) return;
-    std::istringstream variables(read_file(folder / "environ"));
+  return processes_where([&](pid_t candidate) {
+    std::istringstream variables(read_file(folder_of(candidate) / "environ"));
     for (std::string variable; std::getline(variables, variable, '\0');) {
-      if (variable.starts_with(name + "=") && variable.find(value) != std::string::npos) {
-        result.push_back(candidate);
-        return;
-      }
+      if (variable.starts_with(name + "=") && variable.find(value) != std::string::npos)
+        return candidate != getpid();
     }
+    return false;
   });
-  return result;
 }
 
 std::string read_file(const std::filesystem::path& path) {
@@ -259,16 +188,14 @@ std::string read_file(const std::filesystem::path& path) {
 }
 
 bool program_exists(const std::string& name) {
-  return !find_program(name).empty();
+  return std::system(("command -v " + name + " >/dev/null").c_str()) == 0;
 }
 
 void require_programs(const std::vector<std::string>& names) {
   for (const std::string& name : names) {
     if (program_exists(name)) continue;
     const char* ci = std::getenv("CI");
-    if (ci != nullptr && std::string(ci) == "true") {
-      FAIL() << name << " is not installed";
-    }
+    if (ci != nullptr && std::string(ci) == "true") FAIL() << name << " is not installed";
     GTEST_SKIP() << name << " is not installed";
   }
 }

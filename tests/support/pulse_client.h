@@ -38,7 +38,6 @@ struct Source {
 
 // A stream: playback (device = index of a sink) or recording (device = index of a source).
 struct Stream {
-  std::uint32_t index = kNoIndex;
   std::uint32_t device = kNoIndex;
   std::string application_name;
   std::string media_name;
@@ -46,15 +45,16 @@ struct Stream {
 };
 
 struct Module {
-  std::uint32_t index = kNoIndex;
   std::string name;
   std::string argument;
 };
 
+// The arguments of a module-null-sink that is as near to a sound card as it can be.
+std::string null_sink_arguments(const std::string& name, const std::string& description);
+
 class PulseClient {
  public:
-  explicit PulseClient(const std::string& address,
-                       const std::string& application_name = "Test control");
+  explicit PulseClient(const std::string& address) : connection_(address, "Test control") {}
 
   std::string default_sink();
   std::vector<Sink> sinks();
@@ -87,19 +87,16 @@ class PulseClient {
                                   void*);
   template <class Item, class Info>
   std::vector<Item> list(Query<Info> query);
-  // One that answers with success or failure.
-  template <class Request, class... Arguments>
-  void act(const std::string& what, Request&& request, Arguments... arguments);
+  // One that is answered with a number, of which one means that it was refused.
+  template <class Answer, class Request, class... Arguments>
+  Answer ask(const std::string& what, Answer refused, Request&& request, Arguments... arguments);
 
   PulseConnection connection_;
 };
 
-// What a person would notice of a server: what must be the same after Velmora as before it.
-struct ServerState {
-  std::multiset<std::string> lines;  // one of text for every device, module, stream and the default
-
-  bool operator==(const ServerState&) const = default;
-};
+// What a person would notice of a server, and what must be the same after Velmora as before it: a
+// line for every device, module, stream and the default.
+using ServerState = std::multiset<std::string>;
 
 ServerState capture_state(PulseClient& client);
 

@@ -1,10 +1,11 @@
-// DESIGN: a wait is the library's own (signalled by callbacks) plus a timer that wakes it now and
-// then, because the library has no wait with a deadline and a frozen server never signals.
+// DESIGN: a wait looks again and again, because the library's own has no deadline, and a frozen
+// server would never end it.
 #include "pulse_connection.h"
 
 #include <cstdlib>
 #include <fstream>
-#include <stdexcept>
+#include <mutex>
+#include <thread>
 #include <utility>
 
 #include "temp_dir.h"
@@ -12,7 +13,9 @@
 namespace support {
 namespace {
 
-constexpr pa_usec_t kWakeInterval = 50'000;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::microseconds kPause{200};  // between two looks for an answer
 
 // The sound library reads defaults from the environment and creates a cookie in the home directory
 // if there is none. Neither the person's choices nor the person's files are to be touched, so both
@@ -20,9 +23,8 @@ constexpr pa_usec_t kWakeInterval = 50'000;
 void leave_the_persons_session_alone() {
   static const TempDir directory;
   static const bool done = [] {
-    for (const char* name : {"PULSE_SINK", "PULSE_SOURCE", "PULSE_LATENCY_MSEC", "PULSE_PROP"}) {
+    for (const char* name : {"PULSE_SINK", "PULSE_SOURCE", "PULSE_LATENCY_MSEC", "PULSE_PROP"})
       unsetenv(name);
-    }
     const auto configuration = directory.path() / "client.conf";
     std::ofstream(configuration) << "autospawn = no\n";
     setenv("PULSE_CLIENTCONFIG", configuration.c_str(), 1);
@@ -32,107 +34,97 @@ void leave_the_persons_session_alone() {
   static_cast<void>(done);
 }
 
-void on_context_state(pa_context*, void* self) {
-  static_cast<PulseConnection*>(self)->signal();
-}
-
-void on_wake(pa_mainloop_api*, pa_time_event*, const timeval*, void* self) {
-  static_cast<PulseConnection*>(self)->signal();
-}
-
 }  // namespace
-
-PulseConnection::LoopLock::LoopLock(pa_threaded_mainloop* loop) : loop_(loop) {
-  pa_threaded_mainloop_lock(loop_);
-}
-
-PulseConnection::LoopLock::~LoopLock() {
-  pa_threaded_mainloop_unlock(loop_);
-}
 
 PulseConnection::PulseConnection(std::string address, std::string application_name)
     : address_(std::move(address)), application_name_(std::move(application_name)) {
   leave_the_persons_session_alone();
   loop_ = pa_threaded_mainloop_new();
-  if (loop_ == nullptr || pa_threaded_mainloop_start(loop_) != 0) {
+  if (loop_ == nullptr || pa_threaded_mainloop_start(loop_) != 0)
     throw std::runtime_error("cannot start the sound library's main loop");
-  }
 }
 
 PulseConnection::~PulseConnection() {
-  {
-    const LoopLock held = lock();
-    disconnect();
-  }
   pa_threaded_mainloop_stop(loop_);
+  disconnect();
   pa_threaded_mainloop_free(loop_);
 }
 
 void PulseConnection::disconnect() {
   if (context_ == nullptr) return;
-  pa_context_set_state_callback(context_, nullptr, nullptr);
   pa_context_disconnect(context_);
   pa_context_unref(context_);
   context_ = nullptr;
 }
 
-void PulseConnection::connect(const LoopLock& lock) {
-  if (connected(lock)) return;
+pa_context* PulseConnection::context() {
+  const auto state = [this] { return pa_context_get_state(context_); };
+  if (context_ != nullptr && state() == PA_CONTEXT_READY) return context_;
   disconnect();
+  const std::string what = "connect to " + address_;
   context_ = pa_context_new(pa_threaded_mainloop_get_api(loop_), application_name_.c_str());
-  pa_context_set_state_callback(context_, on_context_state, this);
-  if (pa_context_connect(context_, address_.c_str(), PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) {
-    throw error(lock, "connect to " + address_);
-  }
-  const bool settled = wait(lock, kAnswerLimit, [this] {
-    const pa_context_state_t state = pa_context_get_state(context_);
-    return state == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state);
-  });
-  if (!settled) {
-    disconnect();
-    throw std::runtime_error("connect to " + address_ + ": no answer");
-  }
-  if (!connected(lock)) throw error(lock, "connect to " + address_);
+  if (pa_context_connect(context_, address_.c_str(), PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
+    throw error(what);
+  const bool settled = wait(
+      kAnswerLimit, [&] { return state() == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state()); });
+  if (!settled) throw std::runtime_error(what + ": no answer");
+  if (state() != PA_CONTEXT_READY) throw error(what);
+  return context_;
 }
 
-bool PulseConnection::connected(const LoopLock&) const {
-  return context_ != nullptr && pa_context_get_state(context_) == PA_CONTEXT_READY;
-}
-
-bool PulseConnection::wait(const LoopLock&, std::chrono::milliseconds limit,
-                           const std::function<bool()>& condition) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  pa_mainloop_api* const api = pa_threaded_mainloop_get_api(loop_);
+bool PulseConnection::wait(std::chrono::milliseconds limit,
+                           const std::function<bool()>& condition) const {
+  const auto deadline = Clock::now() + limit;
   while (!condition()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    pa_time_event* const timer =
-        pa_context_rttime_new(context_, pa_rtclock_now() + kWakeInterval, on_wake, this);
-    pa_threaded_mainloop_wait(loop_);
-    if (timer != nullptr) api->time_free(timer);
+    if (Clock::now() >= deadline) return false;
+    unlock();
+    std::this_thread::sleep_for(kPause);
+    lock();
   }
   return true;
 }
 
-void PulseConnection::finish(const LoopLock& lock, pa_operation* operation,
-                             const std::string& what) {
-  if (operation == nullptr) throw error(lock, what);
-  const bool answered = wait(lock, kAnswerLimit, [operation] {
+void PulseConnection::finish(pa_operation* operation, const std::string& what) const {
+  if (operation == nullptr) throw error(what);
+  const bool answered = wait(kAnswerLimit, [operation] {
     return pa_operation_get_state(operation) != PA_OPERATION_RUNNING;
   });
   const bool done = pa_operation_get_state(operation) == PA_OPERATION_DONE;
   if (!answered) pa_operation_cancel(operation);
   pa_operation_unref(operation);
   if (!answered) throw std::runtime_error(what + ": no answer");
-  if (!done) throw error(lock, what);
+  if (!done) throw error(what);
 }
 
-bool PulseConnection::wait_until_ready(const LoopLock& lock, pa_stream* stream) {
-  wait(lock, kAnswerLimit, [stream] { return pa_stream_get_state(stream) != PA_STREAM_CREATING; });
-  return pa_stream_get_state(stream) == PA_STREAM_READY;
-}
-
-std::runtime_error PulseConnection::error(const LoopLock&, const std::string& what) const {
+std::runtime_error PulseConnection::error(const std::string& what) const {
   return std::runtime_error(what + ": " + pa_strerror(pa_context_errno(context_)));
+}
+
+PulseStream::PulseStream(const std::string& address, const std::string& application_name,
+                         const std::string& stream_name)
+    : PulseConnection(address, application_name) {
+  const std::lock_guard guard(*this);
+  const pa_sample_spec format{PA_SAMPLE_FLOAT32LE, kRate, kChannels};
+  stream_ = pa_stream_new(context(), stream_name.c_str(), &format, nullptr);
+  if (stream_ == nullptr) throw error("new stream " + stream_name);
+}
+
+PulseStream::~PulseStream() {
+  const std::lock_guard guard(*this);
+  pa_stream_set_read_callback(stream_, nullptr, nullptr);
+  pa_stream_set_write_callback(stream_, nullptr, nullptr);
+  pa_stream_disconnect(stream_);
+  pa_stream_unref(stream_);
+}
+
+void PulseStream::wait_until_ready(int connected, const std::string& what) const {
+  wait(kAnswerLimit, [this] { return pa_stream_get_state(stream_) != PA_STREAM_CREATING; });
+  if (connected != 0 || pa_stream_get_state(stream_) != PA_STREAM_READY) throw error(what);
+}
+
+bool PulseStream::failed() const {
+  const std::lock_guard guard(*this);
+  return pa_stream_get_state(stream_) != PA_STREAM_READY;
 }
 
 }  // namespace support

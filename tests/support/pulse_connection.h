@@ -1,7 +1,7 @@
 // One connection to a sound server, as a program of its own would have it: the base under the
 // control client, the player and the recorder.
 //
-// The library's thread runs the callbacks; everything else holds a LoopLock while it touches the
+// The library's thread runs the callbacks; everything else holds the lock while it touches the
 // library's objects. Every wait has a deadline, so that a frozen or killed server costs a test a
 // message and no more.
 #pragma once
@@ -9,10 +9,12 @@
 #include <pulse/pulseaudio.h>
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
-#include <memory>
 #include <stdexcept>
 #include <string>
+
+#include "analysis.h"
 
 namespace support {
 
@@ -30,44 +32,22 @@ class PulseConnection {
   PulseConnection(const PulseConnection&) = delete;
   PulseConnection& operator=(const PulseConnection&) = delete;
 
-  // Holds the main-loop lock for a scope.
-  class LoopLock {
-   public:
-    explicit LoopLock(pa_threaded_mainloop* loop);
-    ~LoopLock();
-    LoopLock(const LoopLock&) = delete;
-    LoopLock& operator=(const LoopLock&) = delete;
+  // For std::lock_guard; held by the callers of all that follows.
+  void lock() const { pa_threaded_mainloop_lock(loop_); }
+  void unlock() const { pa_threaded_mainloop_unlock(loop_); }
 
-   private:
-    pa_threaded_mainloop* loop_;
-  };
-  [[nodiscard]] LoopLock lock() const { return LoopLock(loop_); }
-
-  // Makes sure that the connection stands, building a new one when the last was lost.
+  // A connection that stands, built anew when the last was lost.
   // Throws std::runtime_error when the server cannot be reached.
-  void connect(const LoopLock& lock);
-  // Whether the connection stands, as far as is known now.
-  [[nodiscard]] bool connected(const LoopLock& lock) const;
-
-  // Waits, with the lock released, until `condition` holds; it is asked whenever a callback
-  // signals.
-  bool wait(const LoopLock& lock, std::chrono::milliseconds limit,
-            const std::function<bool()>& condition);
+  pa_context* context();
+  // Waits, with the lock released, until `condition` holds; false when it does not in time.
+  bool wait(std::chrono::milliseconds limit, const std::function<bool()>& condition) const;
   // Waits for a request to be answered and releases it.
   //   what   for the error text
   // Throws std::runtime_error when the request could not be sent, failed for want of a connection
   // or went unanswered for kAnswerLimit.
-  void finish(const LoopLock& lock, pa_operation* operation, const std::string& what);
-  // Waits until the server has answered a stream's wish to be connected; false when it has not, or
-  // refused.
-  bool wait_until_ready(const LoopLock& lock, pa_stream* stream);
+  void finish(pa_operation* operation, const std::string& what) const;
   // The library's text for its last error as an exception "what: text".
-  [[nodiscard]] std::runtime_error error(const LoopLock& lock, const std::string& what) const;
-
-  [[nodiscard]] pa_context* context(const LoopLock&) const { return context_; }
-  [[nodiscard]] pa_threaded_mainloop* loop() const { return loop_; }
-  // To be called by callbacks when something that is waited for may have happened.
-  void signal() const { pa_threaded_mainloop_signal(loop_, 0); }
+  [[nodiscard]] std::runtime_error error(const std::string& what) const;
 
  private:
   void disconnect();
@@ -78,9 +58,28 @@ class PulseConnection {
   pa_context* context_ = nullptr;
 };
 
-using LoopLock = PulseConnection::LoopLock;
+constexpr std::size_t kChannels = 2;
+constexpr std::size_t kFrameBytes = kChannels * sizeof(float);
+constexpr std::uint32_t kServerChooses = 0xFFFFFFFF;  // a size in a pa_buffer_attr
 
-// A property list that goes with its owner.
-using PropertyList = std::unique_ptr<pa_proplist, decltype(&pa_proplist_free)>;
+// A connection with one stream of float stereo frames. No callback comes once it is gone: what
+// callbacks use is to be declared before it.
+class PulseStream : public PulseConnection {
+ public:
+  PulseStream(const std::string& address, const std::string& application_name,
+              const std::string& stream_name);
+  ~PulseStream();
+
+  [[nodiscard]] pa_stream* get() const { return stream_; }
+  // Waits, with the lock held, until the server has accepted the stream. Throws std::runtime_error
+  // when it refuses or does not answer.
+  //   connected   what the library's function to connect it has returned
+  void wait_until_ready(int connected, const std::string& what) const;
+  // It has ended against its owner's will.
+  [[nodiscard]] bool failed() const;
+
+ private:
+  pa_stream* stream_ = nullptr;
+};
 
 }  // namespace support

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -12,24 +11,12 @@
 
 namespace support {
 
-struct RecorderOptions {
-  std::string application_name = "Test recorder";
-  // Length of the fragments asked for. It also sets the pace of a PulseAudio device that nobody
-  // else hurries.
-  std::chrono::milliseconds fragment{10};
-};
-
 class Recorder {
  public:
-  using Options = RecorderOptions;
-
   // Connects and waits until the server records. Throws std::runtime_error when it refuses or does
   // not answer.
   //   source   e.g. "speakers.monitor"
-  Recorder(const std::string& address, const std::string& source, const Options& options = {});
-  ~Recorder();
-  Recorder(const Recorder&) = delete;
-  Recorder& operator=(const Recorder&) = delete;
+  Recorder(const std::string& address, const std::string& source);
 
   // Frames recorded so far; a point in time for window().
   [[nodiscard]] std::size_t frames() const;
@@ -43,22 +30,11 @@ class Recorder {
   // longer than the length plus kAnswerLimit.
   Stereo next(std::chrono::milliseconds length);
 
-  // Name of the source it records, as the server tells the program itself.
-  [[nodiscard]] std::string source() const;
-  // The stream has ended against the recorder's will.
-  [[nodiscard]] bool failed() const;
-
  private:
-  static void on_state(pa_stream* stream, void* self);
   static void on_read(pa_stream* stream, std::size_t bytes, void* self);
-  void open(const LoopLock& lock, const std::string& source, const Options& options);
-  void close(const LoopLock& lock);
-  [[nodiscard]] Stereo cut(std::size_t from, std::size_t to) const;
 
-  PulseConnection connection_;
-  pa_stream* stream_ = nullptr;
-  // Under the main-loop lock.
-  std::vector<float> samples_;  // interleaved
+  std::vector<float> samples_;  // interleaved; under the stream's lock
+  PulseStream stream_;
 };
 
 }  // namespace support

@@ -6,10 +6,9 @@
 #include <cairo.h>
 #include <gtest/gtest.h>
 
-#include <array>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
-#include <ostream>
 #include <sstream>
 #include <stdexcept>
 
@@ -30,15 +29,7 @@ constexpr const char* kManagerRules = R"(<?xml version="1.0"?>
 </openbox_config>
 )";
 
-template <class Condition>
-void require(const std::string& what, std::chrono::milliseconds limit, Condition&& condition) {
-  const auto met = wait_until(what, limit, condition);
-  if (!met) throw std::runtime_error(met.message());
-}
-
-std::string text(int number) {
-  return std::to_string(number);
-}
+using std::to_string;
 
 // The picture file: big-endian words of a header, the colour map, then the pixels row by row.
 struct Picture {
@@ -72,14 +63,14 @@ std::ostream& operator<<(std::ostream& out, const Extent& extent) {
   return out << extent.w << " x " << extent.h;
 }
 
-Screen::Screen(Extent size) : size_(size) {
+Screen::Screen() {
   const std::filesystem::path& root = directory_.path();
   std::ofstream(root / "rules.xml") << kManagerRules;
-  server_.emplace(std::vector<std::string>{"Xvfb", "-displayfd", "1", "-screen", "0",
-                                           text(size.w) + "x" + text(size.h) + "x24", "-nolisten",
-                                           "tcp", "-noreset", "-fbdir", root.string()},
-                  quiet(), root / "server.txt");
-  require("the X server names its display", kStartLimit, [&](std::string& seen) {
+  const std::string mode = to_string(kSize.w) + "x" + to_string(kSize.h) + "x24";
+  const std::vector<std::string> server{"Xvfb",      "-displayfd", "1",        "-screen", "0", mode,
+                                        "-nolisten", "tcp",        "-noreset", "-fbdir",  root};
+  server_.emplace(server, quiet(), root / "server.txt");
+  require(wait_until("the X server names its display", kStartLimit, [&](std::string& seen) {
     seen = server_->output();
     std::istringstream lines(seen);
     for (std::string line; std::getline(lines, line) && !lines.eof();) {
@@ -87,14 +78,14 @@ Screen::Screen(Extent size) : size_(size) {
         display_ = ":" + line;
     }
     return !display_.empty();
-  });
-  manager_.emplace(std::vector<std::string>{"openbox", "--sm-disable", "--config-file",
-                                            (root / "rules.xml").string()},
-                   environment(), root / "manager.txt");
-  require("the window manager is there", kStartLimit, [&](std::string& seen) {
+  }));
+  const std::vector<std::string> manager{"openbox", "--sm-disable", "--config-file",
+                                         root / "rules.xml"};
+  manager_.emplace(manager, environment(), root / "manager.txt");
+  require(wait_until("the window manager is there", kStartLimit, [&](std::string& seen) {
     seen = run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"});
     return seen.find("window id") != std::string::npos;
-  });
+  }));
 }
 
 Screen::~Screen() {
@@ -109,19 +100,14 @@ Screen::~Screen() {
 
 Environment Screen::quiet() const {
   const std::string root = directory_.path().string();
-  const std::string no_bus = "unix:path=" + root + "/no-bus";
   return {{"HOME", root},
           {"XDG_CONFIG_HOME", root},
           {"XDG_CACHE_HOME", root},
-          {"DBUS_SESSION_BUS_ADDRESS", no_bus}};
+          {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + root + "/no-bus"}};
 }
 
 Environment Screen::environment() const {
   return {{"DISPLAY", display_}, {"SDL_VIDEODRIVER", ""}, {"SDL_RENDER_DRIVER", "software"}};
-}
-
-void Screen::crash() {
-  server_->kill();
 }
 
 std::uint32_t Screen::pixel(Spot spot) const {
@@ -139,7 +125,7 @@ void Screen::save_png(const std::filesystem::path& file) const {
   Picture picture = read_picture(directory_.path() / "Xvfb_screen0");
   auto* pixels = reinterpret_cast<unsigned char*>(picture.bytes.data() + picture.first_pixel);
   cairo_surface_t* surface = cairo_image_surface_create_for_data(
-      pixels, CAIRO_FORMAT_RGB24, size_.w, size_.h, static_cast<int>(picture.row_bytes));
+      pixels, CAIRO_FORMAT_RGB24, kSize.w, kSize.h, static_cast<int>(picture.row_bytes));
   cairo_surface_write_to_png(surface, file.c_str());
   cairo_surface_destroy(surface);
 }
@@ -155,41 +141,34 @@ std::string Screen::run(const std::vector<std::string>& arguments) const {
   return process.output();
 }
 
-std::string Screen::xdotool(std::vector<std::string> arguments) const {
-  arguments.insert(arguments.begin(), "xdotool");
-  return run(arguments);
-}
-
-Window::Window(const Screen& screen, const std::string& window_class) : screen_(screen) {
-  require("a window of class " + window_class, kStartLimit, [&] {
+Window::Window(const Screen& screen) : screen_(screen) {
+  require(wait_until("there is a window", kStartLimit, [&] {
     // Throws while there is none.
-    std::istringstream found(
-        screen.xdotool({"search", "--onlyvisible", "--class", "^" + window_class + "$"}));
-    return static_cast<bool>(found >> id_);
-  });
+    id_ =
+        screen.run({"xdotool", "search", "--onlyvisible", "--limit", "1", "--class", "^velmora$"});
+    id_.erase(id_.find('\n'));
+    return true;
+  }));
 }
 
-std::string Window::info(const std::string& label) const {
+int Window::info(const std::string& label) const {
   const std::string all = screen_.run({"xwininfo", "-id", id_});
   const auto at = all.find(label + ":");
   if (at == std::string::npos) throw std::runtime_error("xwininfo: no " + label);
-  const auto value = all.find_first_not_of(' ', at + label.size() + 1);
-  return all.substr(value, all.find('\n', value) - value);
+  return std::stoi(all.substr(at + label.size() + 1));
 }
 
 Spot Window::position() const {
-  return {std::stoi(info("Absolute upper-left X")), std::stoi(info("Absolute upper-left Y"))};
+  return {info("Absolute upper-left X"), info("Absolute upper-left Y")};
 }
 
 Extent Window::size() const {
-  return {std::stoi(info("Width")), std::stoi(info("Height"))};
+  return {info("Width"), info("Height")};
 }
 
 std::string Window::title() const {
-  std::string name = screen_.xdotool({"getwindowname", id_});
-  while (name.ends_with('\n'))
-    name.pop_back();
-  return name;
+  const std::string line = screen_.run({"xdotool", "getwindowname", id_});
+  return line.substr(0, line.find('\n'));
 }
 
 bool Window::framed() const {
@@ -207,55 +186,39 @@ std::uint32_t Window::pixel(Spot spot) const {
   return screen_.pixel({corner.x + spot.x, corner.y + spot.y});
 }
 
-void Window::click(Spot spot) const {
-  screen_.xdotool({"mousemove", "--window", id_, text(spot.x), text(spot.y), "click", "1"});
+void Window::hand(std::vector<std::string> words) const {
+  words.insert(words.begin(), "xdotool");
+  screen_.run(words);
+}
+
+void Window::point(Spot spot, const std::vector<std::string>& rest) const {
+  std::vector<std::string> words{"mousemove", "--window", id_, to_string(spot.x),
+                                 to_string(spot.y)};
+  words.insert(words.end(), rest.begin(), rest.end());
+  hand(words);
 }
 
 void Window::double_click(Spot spot) const {
   // At a person's speed: a window manager that moves a window while the button is down needs time
   // to see it go down and up.
-  screen_.xdotool({"mousemove", "--window", id_, text(spot.x), text(spot.y), "mousedown", "1",
-                   "sleep", "0.08", "mouseup", "1", "sleep", "0.1", "mousedown", "1", "sleep",
-                   "0.08", "mouseup", "1"});
+  point(spot, {"mousedown", "1", "sleep", "0.08", "mouseup", "1", "sleep", "0.1", "mousedown", "1",
+               "sleep", "0.08", "mouseup", "1"});
 }
 
 void Window::drag(Spot from, Spot to) const {
   constexpr int kSteps = 8;
-  std::vector<std::string> actions{"mousemove",  "--window",  id_, text(from.x),
-                                   text(from.y), "mousedown", "1"};
+  std::vector<std::string> words{"mousedown", "1"};
   for (int i = 1; i <= kSteps; ++i) {
-    const auto between = [i](int a, int b) { return text(a + (b - a) * i / kSteps); };
-    for (const std::string& word : {std::string("mousemove"), std::string("--window"), id_,
-                                    between(from.x, to.x), between(from.y, to.y)})
-      actions.push_back(word);
+    const Spot now{from.x + (to.x - from.x) * i / kSteps, from.y + (to.y - from.y) * i / kSteps};
+    words.insert(words.end(), {"mousemove", "--window", id_, to_string(now.x), to_string(now.y)});
   }
-  actions.insert(actions.end(), {"mouseup", "1"});
-  screen_.xdotool(actions);
+  words.insert(words.end(), {"mouseup", "1"});
+  point(from, words);
 }
 
 void Window::wheel(Spot spot, int steps) const {
-  screen_.xdotool({"mousemove", "--window", id_, text(spot.x), text(spot.y), "click", "--repeat",
-                   text(std::abs(steps)), "--delay", "20", steps > 0 ? "4" : "5"});
-}
-
-void Window::key(const std::string& name) const {
-  screen_.xdotool({"key", "--clearmodifiers", name});
-}
-
-void Window::type(const std::string& text) const {
-  screen_.xdotool({"type", "--delay", "20", text});
-}
-
-void Window::resize(Extent size) const {
-  screen_.xdotool({"windowsize", id_, text(size.w), text(size.h)});
-}
-
-void Window::move(Spot position) const {
-  screen_.xdotool({"windowmove", id_, text(position.x), text(position.y)});
-}
-
-void Window::minimise() const {
-  screen_.xdotool({"windowminimize", id_});
+  point(spot,
+        {"click", "--repeat", to_string(std::abs(steps)), "--delay", "20", steps > 0 ? "4" : "5"});
 }
 
 }  // namespace support

@@ -42,32 +42,30 @@ inline const std::vector<std::string> kScreenPrograms = {"Xvfb", "openbox", "xdo
 class Screen {
  public:
   // Starts the X server, on a display number that is free, and the window manager.
-  explicit Screen(Extent size = {1280, 1024});
+  Screen();
   // Ends both. When the test has failed, leaves a picture of the screen in the directory for
   // temporary files and says where.
   ~Screen();
-  Screen(const Screen&) = delete;
-  Screen& operator=(const Screen&) = delete;
 
   // For the children of the test that are to be seen on this screen. They draw without a graphics
   // card, as the same on every machine.
   [[nodiscard]] Environment environment() const;
-  [[nodiscard]] Extent size() const { return size_; }
+  [[nodiscard]] Extent size() const { return kSize; }
   // Ends the X server the hard way, as a crash would: every program on it loses its screen.
-  void crash();
+  void crash() { server_->kill(); }
 
   // The colour of a pixel, 0xRRGGBB.
   [[nodiscard]] std::uint32_t pixel(Spot spot) const;
-  void save_png(const std::filesystem::path& file) const;
 
   // Runs a program on this screen to its end and returns its output.
   std::string run(const std::vector<std::string>& arguments) const;
-  std::string xdotool(std::vector<std::string> arguments) const;
 
  private:
   [[nodiscard]] Environment quiet() const;
+  void save_png(const std::filesystem::path& file) const;
 
-  Extent size_;
+  static constexpr Extent kSize{1280, 1024};
+
   TempDir directory_;
   std::string display_;
   std::optional<Process> server_;
@@ -78,8 +76,8 @@ class Screen {
 // window manager not counted.
 class Window {
  public:
-  // Waits for a visible window of this class.
-  explicit Window(const Screen& screen, const std::string& window_class = "velmora");
+  // Waits for the program's window to be visible.
+  explicit Window(const Screen& screen);
 
   // As X11 tools want it.
   [[nodiscard]] const std::string& id() const { return id_; }
@@ -91,23 +89,31 @@ class Window {
   [[nodiscard]] bool minimised() const;
   [[nodiscard]] std::uint32_t pixel(Spot spot) const;
 
-  void click(Spot spot) const;
+  void click(Spot spot) const { point(spot, {"click", "1"}); }
   void double_click(Spot spot) const;
   // Presses at the first place, moves in small steps, releases at the second.
   void drag(Spot from, Spot to) const;
   // Turns the wheel away from the person, or towards them with a negative number.
   void wheel(Spot spot, int steps) const;
   // "Escape", "alt+F4"; and text as it is typed.
-  void key(const std::string& name) const;
-  void type(const std::string& text) const;
+  void key(const std::string& name) const { hand({"key", "--clearmodifiers", name}); }
+  void type(const std::string& text) const { hand({"type", "--delay", "20", text}); }
 
   // What the person does to the window by its frame.
-  void resize(Extent size) const;
-  void move(Spot position) const;
-  void minimise() const;
+  void resize(Extent size) const {
+    hand({"windowsize", id_, std::to_string(size.w), std::to_string(size.h)});
+  }
+  void move(Spot to) const {
+    hand({"windowmove", id_, std::to_string(to.x), std::to_string(to.y)});
+  }
+  void minimise() const { hand({"windowminimize", id_}); }
 
  private:
-  [[nodiscard]] std::string info(const std::string& label) const;
+  // Does what these words of xdotool say; point() moves the mouse there first.
+  void hand(std::vector<std::string> words) const;
+  void point(Spot spot, const std::vector<std::string>& rest) const;
+  // A number that xwininfo tells about the window.
+  [[nodiscard]] int info(const std::string& label) const;
 
   const Screen& screen_;
   std::string id_;

@@ -6,14 +6,13 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cctype>
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
-#include <ostream>
+#include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "pulse_client.h"
 #include "tone_player.h"
@@ -37,69 +36,49 @@ std::string description_of(std::string name) {
 
 void write_file(const std::filesystem::path& path, const std::string& text) {
   std::filesystem::create_directories(path.parent_path());
-  std::ofstream file(path);
-  file << text;
-  if (!file.flush()) throw std::runtime_error("cannot write " + path.string());
+  if (!(std::ofstream(path) << text).flush())
+    throw std::runtime_error("cannot write " + path.string());
 }
 
 // What a desktop's default script loads, as far as it needs no hardware. Rescuing the streams of a
 // vanished sink is part of the server itself in this generation.
 std::string pulseaudio_script(const SoundServerOptions& options,
                               const std::filesystem::path& socket) {
-  std::string script =
-      ".fail\n"
-      "load-module module-device-restore\n"
-      "load-module module-stream-restore\n"
-      "load-module module-card-restore\n"
-      "load-module module-native-protocol-unix auth-anonymous=1 socket=" +
-      socket.string() + "\n";
-  for (const std::string& device : options.devices) {
-    // Float, so that a level measured on the monitor is the level that was played. Without rewinds,
-    // because an idle null sink otherwise runs 2 s ahead and takes a new stream's samples only when
-    // that time has passed; a sound card takes them within its buffer, and so does this within 50
-    // ms.
-    script += "load-module module-null-sink sink_name=" + device +
-              " rate=48000 channels=2 format=float32le norewinds=true "
-              "sink_properties=\"device.description='" +
-              description_of(device) + "'\"\n";
-  }
-  script += "load-module module-default-device-restore\n";
-  script += "load-module module-intended-roles\n";
-  if (options.suspend_on_idle_s > 0) {
-    script +=
-        "load-module module-suspend-on-idle timeout=" + std::to_string(options.suspend_on_idle_s) +
-        "\n";
-  }
-  return script;
+  std::ostringstream script;
+  script << R"(.fail
+load-module module-device-restore
+load-module module-stream-restore
+load-module module-card-restore
+load-module module-native-protocol-unix auth-anonymous=1 socket=)"
+         << socket.string() << "\n";
+  for (const std::string& device : options.devices)
+    script << "load-module module-null-sink " << null_sink_arguments(device, description_of(device))
+           << "\n";
+  script << "load-module module-default-device-restore\nload-module module-intended-roles\n";
+  if (options.suspend_on_idle_s > 0)
+    script << "load-module module-suspend-on-idle timeout=" << options.suspend_on_idle_s << "\n";
+  return script.str();
 }
 
 // The devices live in the server itself, as those of a sound card would: no client owns them.
 std::string pipewire_devices(const SoundServerOptions& options) {
-  std::string text = "context.properties = { support.dbus = false }\ncontext.objects = [\n";
-  std::size_t rank = options.devices.size();
+  std::ostringstream text;
+  text << "context.properties = { support.dbus = false }\ncontext.objects = [\n";
+  std::size_t rank = 1000 + options.devices.size();
   for (const std::string& device : options.devices) {
-    text +=
-        "  { factory = adapter args = {\n"
-        "      factory.name = support.null-audio-sink\n"
-        "      media.class = Audio/Sink\n"
-        "      node.name = \"" +
-        device +
-        "\"\n"
-        "      node.description = \"" +
-        description_of(device) +
-        "\"\n"
-        "      audio.rate = 48000\n"
-        "      audio.position = [ FL FR ]\n"
-        "      monitor.channel-volumes = true\n"
-        "      priority.session = " +
-        std::to_string(1000 + rank--) +
-        "\n"
-        "      session.suspend-timeout-seconds = " +
-        std::to_string(options.suspend_on_idle_s) +
-        "\n"
-        "  } }\n";
+    text << R"(  { factory = adapter args = {
+      factory.name = support.null-audio-sink
+      media.class = Audio/Sink
+      audio.rate = 48000
+      audio.position = [ FL FR ]
+      monitor.channel-volumes = true)"
+         << "\n      node.name = \"" << device << "\"\n      node.description = \""
+         << description_of(device) << "\"\n      priority.session = " << rank--
+         << "\n      session.suspend-timeout-seconds = " << options.suspend_on_idle_s
+         << "\n  } }\n";
   }
-  return text + "]\n";
+  text << "]\n";
+  return text.str();
 }
 
 constexpr const char* kNoHardware = R"(alsa_monitor.enabled = false
@@ -122,12 +101,11 @@ void require_programs(ServerKind kind) {
   require_programs(programs_of(kind));
 }
 
-SoundServer::SoundServer(ServerKind kind, Options options)
+SoundServer::SoundServer(ServerKind kind, SoundServerOptions options)
     : kind_(kind), options_(std::move(options)) {
   const std::filesystem::path& root = directory();
-  for (const char* folder : {"run/pulse", "home", "config", "state", "cache", "data"}) {
+  for (const char* folder : {"run/pulse", "home", "config", "state", "cache", "data"})
     std::filesystem::create_directories(root / folder);
-  }
   // Both servers refuse a runtime directory that others may enter.
   std::filesystem::permissions(root / "run", std::filesystem::perms::owner_all);
   write_file(root / "client.conf", "autospawn = no\n");
@@ -137,10 +115,9 @@ SoundServer::SoundServer(ServerKind kind, Options options)
   }
   const std::filesystem::path config = root / "config";
   write_file(config / "pipewire/pipewire.conf.d/50-devices.conf", pipewire_devices(options_));
-  for (const char* program : {"pipewire-pulse", "wireplumber"}) {
-    write_file(config / "pipewire" / (std::string(program) + ".conf.d") / "50-alone.conf",
+  for (const char* folder : {"pipewire-pulse.conf.d", "wireplumber.conf.d"})
+    write_file(config / "pipewire" / folder / "50-alone.conf",
                "context.properties = { support.dbus = false }\n");
-  }
   write_file(config / "wireplumber/main.lua.d/80-no-hardware.lua", kNoHardware);
   write_file(config / "wireplumber/bluetooth.lua.d/80-no-hardware.lua",
              "bluez_monitor.enabled = false\n");
@@ -152,66 +129,55 @@ SoundServer::~SoundServer() {
 }
 
 void SoundServer::start() {
-  if (kind_ == ServerKind::kPulseAudio) {
-    launch_pulseaudio();
-  } else {
-    launch_pipewire();
-  }
-  wait_until_ready();
+  launch_all();
+  const auto ready =
+      wait_until("the sound server is ready", kReadyLimit, [this] { return is_ready(); });
+  if (!ready) throw std::runtime_error(ready.message() + ("\n" + logs()));
   started_before_ = true;
 }
 
-void SoundServer::launch(const std::string& program, const std::vector<std::string>& arguments) {
-  std::vector<std::string> command{program};
-  command.insert(command.end(), arguments.begin(), arguments.end());
+void SoundServer::launch(const std::vector<std::string>& command) {
   processes_.push_back(
-      std::make_unique<Process>(command, environment(), directory() / (program + ".log")));
+      std::make_unique<Process>(command, environment(), directory() / (command[0] + ".log")));
 }
 
-void SoundServer::launch_pulseaudio() {
-  launch("pulseaudio", {"-n", "--daemonize=no", "--use-pid-file=no", "--exit-idle-time=-1",
-                        "--log-target=stderr", "--file=" + (directory() / "server.pa").string()});
-}
-
-void SoundServer::launch_pipewire() {
+void SoundServer::launch_all() {
+  if (kind_ == ServerKind::kPulseAudio) {
+    launch({"pulseaudio", "-n", "--daemonize=no", "--use-pid-file=no", "--exit-idle-time=-1",
+            "--log-target=stderr", "--file=" + (directory() / "server.pa").string()});
+    return;
+  }
   // The other two give up when nobody listens yet; a socket that a killed server left would say
   // otherwise.
   const std::filesystem::path socket = directory() / "run/pipewire-0";
   std::filesystem::remove(socket);
-  launch("pipewire", {});
-  const auto listening = wait_until("PipeWire's socket appears", kReadyLimit,
-                                    [&] { return std::filesystem::exists(socket); });
-  if (!listening) throw std::runtime_error(listening.message() + ("\n" + logs()));
-  launch("wireplumber", {});
-  launch("pipewire-pulse", {});
+  launch({"pipewire"});
+  require(wait_until("PipeWire's socket appears", kReadyLimit, [&](std::string& seen) {
+    seen = logs();
+    return std::filesystem::exists(socket);
+  }));
+  launch({"wireplumber"});
+  launch({"pipewire-pulse"});
 }
 
-void SoundServer::wait_until_ready() {
-  PulseClient client(address(), "Test start");
-  const auto ready = wait_until("the sound server is ready", kReadyLimit, [&](std::string& seen) {
-    if (!running()) throw std::runtime_error("a process has ended");
-    for (const std::string& device : options_.devices) {
-      if (!client.sink(device)) {
-        seen = "no sink " + device;
-        return false;
-      }
-    }
-    if (!started_before_ && !options_.devices.empty() &&
-        client.default_sink() != options_.devices.front()) {
-      seen = "default sink " + client.default_sink();
-      client.set_default_sink(options_.devices.front());
-      return false;
-    }
-    // A session manager that does not know the device yet has the stream fail.
-    if (!options_.devices.empty()) {
-      TonePlayer::Options probe;
-      probe.application_name = "Test start";
-      probe.device = options_.devices.front();
-      const TonePlayer player(address(), silence(), probe);
-    }
-    return true;
-  });
-  if (!ready) throw std::runtime_error(ready.message() + ("\n" + logs()));
+bool SoundServer::is_ready() {
+  for (const auto& process : processes_) {
+    if (!process->running()) throw std::runtime_error("a process has ended");
+  }
+  PulseClient client(address());
+  for (const std::string& device : options_.devices) {
+    if (!client.sink(device)) throw std::runtime_error("no sink " + device);
+  }
+  const std::string& first = options_.devices.front();
+  const std::string chosen = client.default_sink();
+  if (!started_before_ && chosen != first) {
+    client.set_default_sink(first);
+    throw std::runtime_error("default sink " + chosen);
+  }
+  // A session manager that does not know the device yet has the stream fail.
+  const TonePlayer player(address(), sines({}),
+                          {.application_name = "Test start", .device = first});
+  return true;
 }
 
 void SoundServer::stop() {
@@ -230,11 +196,6 @@ void SoundServer::kill() {
   processes_.clear();
 }
 
-void SoundServer::restart() {
-  stop();
-  start();
-}
-
 void SoundServer::freeze() {
   for (const auto& process : processes_)
     process->freeze();
@@ -243,11 +204,6 @@ void SoundServer::freeze() {
 void SoundServer::thaw() {
   for (const auto& process : processes_)
     process->thaw();
-}
-
-bool SoundServer::running() {
-  return !processes_.empty() && std::all_of(processes_.begin(), processes_.end(),
-                                            [](const auto& p) { return p->running(); });
 }
 
 std::string SoundServer::address() const {
@@ -274,9 +230,8 @@ Environment SoundServer::environment() const {
 
 std::string SoundServer::logs() const {
   std::string all;
-  for (const std::string& program : programs_of(kind_)) {
+  for (const std::string& program : programs_of(kind_))
     all += "---- " + program + "\n" + read_file(directory() / (program + ".log"));
-  }
   return all;
 }
 

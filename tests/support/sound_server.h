@@ -32,8 +32,8 @@ std::ostream& operator<<(std::ostream& out, ServerKind kind);
 void require_programs(ServerKind kind);
 
 struct SoundServerOptions {
-  // The devices, 48000 Hz stereo; the first is the default. Their descriptions are their names,
-  // first letter upper case.
+  // The devices, one at least, 48000 Hz stereo; the first is the default. Their descriptions are
+  // their names, first letter upper case.
   std::vector<std::string> devices = {"speakers", "headset"};
   // Seconds after which an unused device is put to sleep, 0 = never.
   int suspend_on_idle_s = 0;
@@ -41,49 +41,39 @@ struct SoundServerOptions {
 
 class SoundServer {
  public:
-  using Options = SoundServerOptions;
-
-  explicit SoundServer(ServerKind kind, Options options = {});
+  explicit SoundServer(ServerKind kind, SoundServerOptions options = {});
   // Ends what runs. When the test has failed, prints the server's logs.
   ~SoundServer();
-  SoundServer(const SoundServer&) = delete;
-  SoundServer& operator=(const SoundServer&) = delete;
 
   // Starts the server and waits until it is ready: connections are accepted, all devices are there,
-  // the default is the first device (on the first start; later starts restore what the server
-  // remembered), and a stream can be played. Throws std::runtime_error, with the logs, when that
-  // takes too long.
+  // the default is the first device (on the first start; later starts, at the same address, restore
+  // what the server remembered), and a stream can be played. Throws std::runtime_error, with the
+  // logs, when that takes too long.
   void start();
   // Ends the server the regular way.
   void stop();
   // Ends it the hard way: no farewell to any client.
   void kill();
-  // Ends what runs and starts again in the same directory: same address, same devices, same memory
-  // of defaults.
-  void restart();
   // Stops the server's processes where they are, as a machine that hangs would, and lets them go
   // on.
   void freeze();
   void thaw();
 
   [[nodiscard]] ServerKind kind() const { return kind_; }
-  // Whether all of its processes run.
-  [[nodiscard]] bool running();
   [[nodiscard]] std::string address() const;
   // For the children of the test that are to use this server.
   [[nodiscard]] Environment environment() const;
   [[nodiscard]] const std::filesystem::path& directory() const { return directory_.path(); }
-  [[nodiscard]] std::string logs() const;
   [[nodiscard]] std::vector<pid_t> pids() const;
 
  private:
-  void launch(const std::string& program, const std::vector<std::string>& arguments);
-  void launch_pulseaudio();
-  void launch_pipewire();
-  void wait_until_ready();
+  void launch(const std::vector<std::string>& command);
+  void launch_all();
+  bool is_ready();
+  [[nodiscard]] std::string logs() const;
 
   ServerKind kind_;
-  Options options_;
+  SoundServerOptions options_;
   TempDir directory_;
   // In the order they were started.
   std::vector<std::unique_ptr<Process>> processes_;

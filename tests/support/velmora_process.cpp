@@ -22,7 +22,7 @@ ino_t inode(const std::filesystem::path& path) {
 
 }  // namespace
 
-VelmoraProcess::VelmoraProcess(const SoundServer& server, Options options)
+VelmoraProcess::VelmoraProcess(const SoundServer& server, VelmoraOptions options)
     : config_home_(options.config_home.empty() ? directory_.path() / "config"
                                                : options.config_home) {
   std::filesystem::create_directories(config_home_);
@@ -33,16 +33,14 @@ VelmoraProcess::VelmoraProcess(const SoundServer& server, Options options)
     for (const auto& [name, value] : more)
       environment[name] = value;
   }
-  std::vector<std::string> command{VELMORA_EXECUTABLE};
-  command.insert(command.end(), options.arguments.begin(), options.arguments.end());
-  process_.emplace(command, environment, directory_.path() / "console.txt");
+  options.arguments.insert(options.arguments.begin(), VELMORA_EXECUTABLE);
+  process_.emplace(options.arguments, environment, directory_.path() / "console.txt");
 }
 
 VelmoraProcess::~VelmoraProcess() {
   stop();
-  if (testing::Test::HasFailure()) {
+  if (testing::Test::HasFailure())
     std::cerr << "---- Velmora, log\n" << log() << "---- Velmora, console\n" << console();
-  }
 }
 
 testing::AssertionResult VelmoraProcess::wait_for_log(const std::string& text,

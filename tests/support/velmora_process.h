@@ -28,14 +28,10 @@ struct VelmoraOptions {
 
 class VelmoraProcess {
  public:
-  using Options = VelmoraOptions;
-
   // Starts the program. Throws std::system_error when it cannot be started.
-  explicit VelmoraProcess(const SoundServer& server, Options options = {});
+  explicit VelmoraProcess(const SoundServer& server, VelmoraOptions options = {});
   // Ends the program, the regular way. When the test has failed, prints log and console output.
   ~VelmoraProcess();
-  VelmoraProcess(const VelmoraProcess&) = delete;
-  VelmoraProcess& operator=(const VelmoraProcess&) = delete;
 
   // Waits until the log holds this text; the failure message ends with the last lines of the log.
   testing::AssertionResult wait_for_log(const std::string& text,
@@ -52,13 +48,9 @@ class VelmoraProcess {
   // The guard process; empty when there is none.
   [[nodiscard]] std::optional<pid_t> guard() const;
   void signal(int number) { process_->signal(number); }
-  void freeze() { process_->freeze(); }
-  void thaw() { process_->thaw(); }
   std::optional<ExitStatus> wait(std::chrono::milliseconds limit) { return process_->wait(limit); }
-  // Asks it to end and waits; see Process. It may take the time that a silent server costs it.
-  ExitStatus stop(std::chrono::milliseconds limit = std::chrono::seconds(30)) {
-    return process_->stop(limit);
-  }
+  // Asks it to end and waits; see Process.
+  ExitStatus stop() { return process_->stop(); }
   // SIGKILL: as a crash that leaves no time for anything.
   ExitStatus kill9() { return process_->kill(); }
 

@@ -15,6 +15,7 @@
 
 #include <chrono>
 #include <exception>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -46,10 +47,13 @@ testing::AssertionResult wait_until(const std::string& what, std::chrono::millis
     if (last) break;
     std::this_thread::sleep_for(kPause);
   }
-  testing::AssertionResult failure = testing::AssertionFailure();
-  failure << "waited " << limit.count() << " ms for: " << what;
-  if (!seen.empty()) failure << "; last seen: " << seen;
-  return failure;
+  return testing::AssertionFailure() << "waited " << limit.count() << " ms for: " << what
+                                     << (seen.empty() ? "" : "; last seen: ") << seen;
+}
+
+// For what nothing can go on without: throws std::runtime_error with the failure message.
+inline void require(const testing::AssertionResult& result) {
+  if (!result) throw std::runtime_error(result.message());
 }
 
 }  // namespace support

@@ -1,20 +1,37 @@
-// The command lines of the long runs: "--name value", and a line that says what is run.
+// What the long runs share: command lines of "--name value", lines that say what is run, and how a
+// run ends.
 #pragma once
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
+#include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "process.h"
+#include "analysis.h"
+#include "pulse_client.h"
+#include "recorder.h"
 #include "sound_server.h"
+#include "temp_dir.h"
+#include "tone_player.h"
+#include "velmora_process.h"
+#include "wait_until.h"
 
 namespace soak {
 
-constexpr int kUsage = 2;     // exit status: a word that is not known
-constexpr int kSkipped = 77;  // exit status: something needed is not installed
+using namespace std::chrono_literals;
+using namespace support;
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* kSink = "velmora";
+constexpr const char* kOurs = "Velmora";       // application.name of the program's streams
+constexpr const char* kMusic = "Test player";  // and of ours
+constexpr int kUsage = 2;                      // exit status: a word that is not known
+constexpr int kSkipped = 77;                   // exit status: something needed is not installed
 
 class Arguments {
  public:
@@ -40,7 +57,7 @@ class Arguments {
   }
   // "--server", printed. Ends the process when there is none of that name, and when the server or
   // one of these programs is not installed.
-  [[nodiscard]] support::ServerKind server(std::vector<std::string> programs = {}) const {
+  [[nodiscard]] ServerKind server(std::vector<std::string> programs = {}) const {
     const std::string name = text("--server", "pulseaudio");
     if (name != "pulseaudio" && name != "pipewire") {
       std::fprintf(stderr, "Unknown server: %s (known: pulseaudio, pipewire)\n", name.c_str());
@@ -49,16 +66,31 @@ class Arguments {
     const bool pipewire = name == "pipewire";
     programs.emplace_back(pipewire ? "pipewire-pulse" : "pulseaudio");
     for (const std::string& program : programs) {
-      if (support::program_exists(program)) continue;
+      if (program_exists(program)) continue;
       std::printf("%s is not installed\n", program.c_str());
       std::exit(kSkipped);
     }
     std::printf("%s\n", name.c_str());
-    return pipewire ? support::ServerKind::kPipeWire : support::ServerKind::kPulseAudio;
+    return pipewire ? ServerKind::kPipeWire : ServerKind::kPulseAudio;
   }
 
  private:
   std::vector<std::string> words_;
 };
+
+inline void check(bool good, const std::string& otherwise) {
+  if (!good) throw std::runtime_error(otherwise);
+}
+
+// The exit status of a run that returns whether all was well, or throws what was not.
+template <class Run>
+int status_of(Run&& run) {
+  try {
+    return run() ? 0 : 1;
+  } catch (const std::exception& error) {
+    std::printf("%s\n", error.what());
+    return 1;
+  }
+}
 
 }  // namespace soak
