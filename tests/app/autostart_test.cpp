@@ -8,14 +8,11 @@
 #include <string>
 
 #include "home.h"
-#include "logger.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using testing::AllOf;
-using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -23,9 +20,7 @@ using testing::StartsWith;
 class Autostart : public testing::Test {
  protected:
   Home home_;
-  const fs::path dir_ = home_.path() / ".config/autostart";
-  const fs::path entry_ = dir_ / "Velmora.desktop";
-  const fs::path legacy_ = dir_ / "Tarsel.desktop";
+  const fs::path entry_ = home_.path() / ".config/autostart/Velmora.desktop";
 };
 
 TEST_F(Autostart, an_entry_starts_the_program_as_it_runs_now) {
@@ -39,10 +34,8 @@ TEST_F(Autostart, an_entry_starts_the_program_as_it_runs_now) {
   EXPECT_THAT(read_file(entry_),
               AllOf(StartsWith("[Desktop Entry]\nType=Application\nName=Velmora\n"),
                     HasSubstr("\nIcon=velmora\n"), Not(HasSubstr("xx"))));
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_TRUE(autostart::set(false, ""));
-    EXPECT_FALSE(autostart::enabled() || fs::exists(entry_));
-  }
+  EXPECT_TRUE(autostart::set(false, ""));
+  EXPECT_FALSE(autostart::enabled() || fs::exists(entry_));
 }
 
 TEST_F(Autostart, a_package_starts_by_its_name_and_a_snap_from_its_own_home) {
@@ -66,31 +59,22 @@ TEST_F(Autostart, a_package_starts_by_its_name_and_a_snap_from_its_own_home) {
 TEST_F(Autostart, what_cannot_be_written_is_reported) {
   fs::create_directories(entry_);  // a directory where the file should be
   EXPECT_FALSE(autostart::set(true, ""));
-  EXPECT_THAT(logger::tail(2),
-              ElementsAre(EndsWith("ERROR Autostart not writable: " + entry_.string()),
-                          EndsWith("INFO  Autostart NOT enabled")));
   fs::remove(entry_);
   fs::create_symlink("/dev/full", entry_);
   EXPECT_FALSE(autostart::set(true, ""));
-  EXPECT_EQ(autostart::command(), "");
   home_.set("HOME", "");
-  for (const bool on : {true, false})
-    EXPECT_FALSE(autostart::set(on, "")) << "without a home";
-  EXPECT_FALSE(autostart::enabled());
+  EXPECT_FALSE(autostart::set(true, "") || autostart::enabled()) << "without a home";
 }
 
 TEST_F(Autostart, an_entry_of_the_earlier_name_becomes_one_of_todays) {
-  autostart::migrate();
-  EXPECT_FALSE(fs::exists(entry_));
   write_file(entry_, "[Desktop Entry]\nX=1\nExec=mine --off\nExec=second\n");
   autostart::migrate();
   EXPECT_EQ(autostart::command(), "mine --off");
-  write_file(legacy_, "Exec=/old/Tarsel\n");
+  const fs::path legacy = entry_.parent_path() / "Tarsel.desktop";
+  write_file(legacy, "Exec=/old/Tarsel\n");
   autostart::migrate();
-  EXPECT_FALSE(fs::exists(legacy_));
+  EXPECT_FALSE(fs::exists(legacy));
   EXPECT_EQ(autostart::command(), fs::read_symlink("/proc/self/exe"));
-  EXPECT_THAT(logger::tail(1),
-              ElementsAre(EndsWith("INFO  Autostart entry moved to the new name")));
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <optional>
 #include <string>
 
 #include "process.h"
@@ -26,13 +25,8 @@ class Home {
     set("XDG_CONFIG_HOME", path() / "config");
   }
   ~Home() {
-    for (const auto& [name, value] : before_) {
-      if (value) {
-        setenv(name.c_str(), value->c_str(), 1);
-      } else {
-        unsetenv(name.c_str());
-      }
-    }
+    for (const auto& [name, value] : before_)
+      set(name, value);
   }
   Home(const Home&) = delete;
   Home& operator=(const Home&) = delete;
@@ -44,7 +38,7 @@ class Home {
   // Sets a variable for the life of this object; an empty value removes it.
   void set(const std::string& name, const std::string& value) {
     const char* const now = std::getenv(name.c_str());
-    before_.try_emplace(name, now != nullptr ? std::optional<std::string>(now) : std::nullopt);
+    before_.try_emplace(name, now != nullptr ? now : "");
     if (value.empty()) {
       unsetenv(name.c_str());
     } else {
@@ -54,7 +48,7 @@ class Home {
 
  private:
   support::TempDir dir_;
-  std::map<std::string, std::optional<std::string>> before_;
+  std::map<std::string, std::string> before_;
 };
 
 using support::read_file;

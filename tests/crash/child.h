@@ -2,12 +2,19 @@
 // must not touch the test's own environment.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
+#include "faultline.h"
 
 namespace crash_test {
+
+constexpr faultline::App kTester{.name = "Tester",
+                                 .version = "1.2.3",
+                                 .build = "45",
+                                 .mail_to = "help@example.org",
+                                 .package_name = "tester"};
 
 // Runs `work` in a copy of this process and returns how that ended, as waitpid tells it; 0 is a
 // return from `work`. A copy that hangs is ended by SIGALRM.
@@ -22,6 +29,12 @@ int in_child(Work&& work) {
   int status = -1;
   waitpid(child, &status, 0);
   return status;
+}
+
+// Whether it was this signal that ended it, from the same status.
+inline testing::AssertionResult ended_by(int signal, int status) {
+  if (WIFSIGNALED(status) && WTERMSIG(status) == signal) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << "status " << status << " instead of signal " << signal;
 }
 
 }  // namespace crash_test

@@ -1,52 +1,40 @@
 // The description of made-up machines.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <cstdlib>
-#include <fstream>
-
+#include "../app/home.h"
+#include "child.h"
 #include "faultline_private.h"
-#include "process.h"
-#include "temp_dir.h"
 
 namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
-
-constexpr faultline::App kApp{.name = "Tester",
-                              .version = "1",
-                              .build = "2",
-                              .mail_to = "nobody@example.org",
-                              .package_name = "tester"};
+using testing::StartsWith;
 
 class Machine : public testing::Test {
  protected:
   Machine() {
-    faultline::detail::set_app(kApp);
-    faultline::detail::set_root(root_.path().string());
-    for (const char* const name : {"SNAP", "FLATPAK_ID", "APPDIR", "XDG_CURRENT_DESKTOP", "DISPLAY",
-                                   "WAYLAND_DISPLAY", "XDG_SESSION_TYPE"})
-      unsetenv(name);
-    setenv("LANG", "de_DE.UTF-8", 1);
+    faultline::detail::set_app(crash_test::kTester);
+    faultline::detail::set_root(root_);
+    for (const char* const name :
+         {"XDG_CURRENT_DESKTOP", "DISPLAY", "WAYLAND_DISPLAY", "XDG_SESSION_TYPE"})
+      home_.set(name, "");
+    home_.set("LANG", "de_DE.UTF-8");
   }
   ~Machine() override { faultline::detail::set_root(""); }
 
   void file(const std::string& path, const std::string& content) const {
-    const std::filesystem::path full = root_.path().string() + path;
-    std::filesystem::create_directories(full.parent_path());
-    std::ofstream(full) << content;
+    write_file(root_ + path, content);
   }
   void link(const std::string& path, const std::string& target) const {
-    const std::filesystem::path full = root_.path().string() + path;
-    std::filesystem::create_directories(full.parent_path());
-    std::filesystem::create_symlink(target, full);
+    std::filesystem::create_directories(std::filesystem::path(root_ + path).parent_path());
+    std::filesystem::create_symlink(target, root_ + path);
   }
   static std::string os() { return faultline::system_lines().front(); }
 
-  support::TempDir root_;
+  Home home_;
+  const std::string root_ = home_.path();
 };
 
 constexpr const char* kRelease =
@@ -54,8 +42,7 @@ constexpr const char* kRelease =
 
 TEST_F(Machine, an_empty_machine_is_described_without_a_failure) {
   EXPECT_THAT(faultline::system_lines(),
-              ElementsAre("OS: unknown", testing::StartsWith("Kernel: Linux "),
-                          testing::StartsWith("glibc: 2."),
+              ElementsAre("OS: unknown", StartsWith("Kernel: Linux "), StartsWith("glibc: 2."),
                           testing::MatchesRegex("CPU: unknown, [0-9]+ threads"), "RAM: unknown",
                           "Session: desktop unknown, type unknown, lang de_DE.UTF-8",
                           "Package: unpackaged (unknown)", "ALSA cards: not readable"));
@@ -67,22 +54,20 @@ TEST_F(Machine, a_full_machine_is_described_line_by_line) {
   file("/proc/cpuinfo", "processor\t: 0\nmodel name\t: Fast  CPU \nmodel name\t: Other\n");
   file("/proc/meminfo", "MemTotal:  2049 kB\nMemFree: 7 kB\nMemAvailable:    1023 kB\n");
   file("/proc/asound/cards", "11 [U]: USB-Audio - [odd]: name\n                      somewhere\n");
-  setenv("XDG_CURRENT_DESKTOP", "Desk", 1);
+  home_.set("XDG_CURRENT_DESKTOP", "Desk");
   const std::vector<std::string> lines = faultline::system_lines();
-  for (const char* line : {"OS: Some Linux \"12\" (12, like a b)", "RAM: 2 MB, available 0 MB",
-                           "Session: desktop Desk, type unknown, lang de_DE.UTF-8",
-                           "ALSA card 11 [U]: USB-Audio - [odd]: name"})
-    EXPECT_THAT(lines, Contains(line));
-  EXPECT_THAT(lines, Contains(HasSubstr("CPU: Fast  CPU, ")));
+  for (const char* line :
+       {"OS: Some Linux \"12\" (12, like a b)", "CPU: Fast  CPU, ", "RAM: 2 MB, available 0 MB",
+        "Session: desktop Desk, type unknown, lang", "ALSA card 11 [U]: USB-Audio - [odd]: name"})
+    EXPECT_THAT(lines, Contains(StartsWith(line)));
   // Graphics adapters are listed without their connectors.
   file("/sys/class/drm/card1/device/vendor", "0x1\n");
   file("/sys/class/drm/card1/device/boot_vga", "1\n");
   link("/sys/class/drm/card1/device/driver", "../../bus/pci/drivers/swift");
   file("/sys/class/drm/card1-HDMI-A-1/status", "connected\n");
-  EXPECT_THAT(
-      faultline::gpu_lines(),
-      ElementsAre(
-          "GPU card1: PCI 0x1:unknown (subsystem unknown:unknown), driver swift, boot_vga"));
+  EXPECT_THAT(faultline::gpu_lines(),
+              ElementsAre("GPU card1: PCI 0x1:unknown (subsystem unknown:unknown), driver swift, "
+                          "boot_vga"));
 }
 
 TEST_F(Machine, the_package_is_found_whoever_installed_it) {
@@ -96,10 +81,10 @@ TEST_F(Machine, the_package_is_found_whoever_installed_it) {
 
   // The stand-in answers with what it was asked, argument by argument.
   file("/usr/bin/rpm", "#!/bin/sh\nprintf '[%s]' \"$@\"\necho noise >&2\n");
-  chmod((root_.path().string() + "/usr/bin/rpm").c_str(), 0755);
+  std::filesystem::permissions(root_ + "/usr/bin/rpm", std::filesystem::perms::owner_all);
   EXPECT_EQ(faultline::package_line(),
             "rpm [-qf][--qf][%{NAME} %{VERSION}-%{RELEASE}][" + odd + "]");
-  std::filesystem::remove(root_.path().string() + "/usr/bin/rpm");
+  std::filesystem::remove(root_ + "/usr/bin/rpm");
 
   file("/var/lib/dpkg/status",
        "Package: atester\nVersion: 9\n\nPackage: tester\nStatus: ok\nVersion: 1.2-3\n\n");
@@ -110,17 +95,17 @@ TEST_F(Machine, the_package_is_found_whoever_installed_it) {
 }
 
 TEST_F(Machine, sandboxes_tell_their_package_and_their_host) {
-  setenv("SNAP", "/snap/tester/7", 1);
-  setenv("SNAP_INSTANCE_NAME", "tester_2", 1);
-  setenv("SNAP_VERSION", "1.2", 1);
-  setenv("SNAP_REVISION", "7", 1);
+  home_.set("SNAP", "/snap/tester/7");
+  home_.set("SNAP_INSTANCE_NAME", "tester_2");
+  home_.set("SNAP_VERSION", "1.2");
+  home_.set("SNAP_REVISION", "7");
   file("/etc/os-release", "PRETTY_NAME=Core\n");
   EXPECT_EQ(faultline::package_line(), "snap tester_2 1.2 rev 7");
   EXPECT_EQ(os(), "OS: host not readable from the sandbox; sandbox: Core");
   file("/var/lib/snapd/hostfs/usr/lib/os-release", kRelease);
   EXPECT_EQ(os(), "OS: Some Linux \"12\" (12, like a b)");
-  unsetenv("SNAP");
-  setenv("FLATPAK_ID", "org.example.Tester", 1);
+  home_.set("SNAP", "");
+  home_.set("FLATPAK_ID", "org.example.Tester");
   file("/.flatpak-info", "[Instance]\nbranch=stable\napp-commit=abc\n");
   EXPECT_EQ(faultline::package_line(), "flatpak org.example.Tester branch stable commit abc");
   EXPECT_EQ(os(), "OS: host not readable from the sandbox; sandbox: Core");

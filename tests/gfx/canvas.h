@@ -6,28 +6,30 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "gfx.h"
 
 class Canvas {
  public:
-  Canvas(int w, int h) : w_(w), h_(h), surface_(cairo_image_surface_create(kFormat, w, h)) {
-    cairo_t* cr = cairo_create(surface_.get());
-    context_.reset(cr);
-    gfx::set_context(cr);
+  Canvas(int w, int h)
+      : w_(w), h_(h), surface_(cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h)) {
+    gfx::set_context(context_);
   }
-  ~Canvas() { gfx::set_context(nullptr); }
+  ~Canvas() {
+    gfx::set_context(nullptr);
+    cairo_destroy(context_);
+    cairo_surface_destroy(surface_);
+  }
   Canvas(const Canvas&) = delete;
   Canvas& operator=(const Canvas&) = delete;
 
   // 0xAARRGGBB, premultiplied, row by row.
   std::vector<std::uint32_t> pixels() const {
-    cairo_surface_flush(surface_.get());
+    cairo_surface_flush(surface_);
     std::vector<std::uint32_t> all(static_cast<std::size_t>(w_) * static_cast<std::size_t>(h_));
     // Rows of this format have no padding.
-    std::memcpy(all.data(), cairo_image_surface_get_data(surface_.get()), all.size() * 4);
+    std::memcpy(all.data(), cairo_image_surface_get_data(surface_), all.size() * 4);
     return all;
   }
 
@@ -54,14 +56,8 @@ class Canvas {
   bool blank() const { return ink() == gfx::Rect{}; }
 
  private:
-  static constexpr cairo_format_t kFormat = CAIRO_FORMAT_ARGB32;
-  struct Release {
-    void operator()(cairo_surface_t* s) const { cairo_surface_destroy(s); }
-    void operator()(cairo_t* cr) const { cairo_destroy(cr); }
-  };
-
   int w_;
   int h_;
-  std::unique_ptr<cairo_surface_t, Release> surface_;
-  std::unique_ptr<cairo_t, Release> context_;
+  cairo_surface_t* surface_;
+  cairo_t* context_ = cairo_create(surface_);
 };

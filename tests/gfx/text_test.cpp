@@ -11,7 +11,6 @@ using gfx::Align;
 using gfx::Rect;
 
 constexpr unsigned kWhite = 0xffffffff;
-const std::string kHebrew = "שלום עולם";
 
 class text : public testing::Test {
  protected:
@@ -54,7 +53,7 @@ TEST_F(text, stays_in_one_line_where_it_belongs_and_is_cut_at_the_side_away_from
 
 TEST_F(text, aligns_paragraphs_of_both_directions_to_the_edge_that_is_named) {
   const Canvas canvas(200, 60);
-  for (const std::string& s : {std::string("Velmora"), kHebrew, "Velmora\n" + kHebrew}) {
+  for (const std::string s : {"Velmora", "שלום עולם", "Velmora\nשלום עולם"}) {
     const auto ink = [&](Align align) {
       gfx::clear(0);
       gfx::text_wrapped({10, 0, 180, 60}, s, 14, kWhite, align);
@@ -72,7 +71,6 @@ TEST_F(text, wraps_at_words_then_letters_and_returns_its_whole_height) {
   EXPECT_GT(line, 14);
   EXPECT_EQ(gfx::wrapped_height("Mm Mm", 14, gfx::text_width("Mm M", 14, false)), 2 * line);
   EXPECT_GE(gfx::wrapped_height("MMMMMMMM", 14, gfx::text_width("MM", 14, false)), 4 * line);
-  EXPECT_EQ(gfx::wrapped_height("Mm Mm", 14, -5), gfx::wrapped_height("Mm Mm", 14, 0));
   const std::string words = "one two three four five six seven";
   EXPECT_EQ(gfx::text_wrapped({10, 10, 50, 30}, words, 14, kWhite, Align::Left),
             gfx::wrapped_height(words, 14, 50));

