@@ -67,7 +67,7 @@ Stereo Recorder::newest(std::chrono::milliseconds length) const {
 }
 
 void Recorder::forget() {
-  const LoopLock lock = connection_.lock();
+  const std::lock_guard lock(stream_);
   samples_.clear();
 }
 
