@@ -38,6 +38,10 @@ class EngineTest : public ServerTest, public testing::WithParamInterface<ServerK
   // Kills it, or ends it in order.
   static void end(VelmoraProcess* program, bool killed);
 
+  // A server may bring an earlier level back a moment later, and the program then corrects it once
+  // more.
+  static void let_the_level_settle() { std::this_thread::sleep_for(1100ms); }
+
   // Our sink is the default, and our streams record its monitor and play to `device`.
   testing::AssertionResult routed_to(const std::string& device);
   testing::AssertionResult music_is_on(const std::string& device);

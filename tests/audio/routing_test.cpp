@@ -131,12 +131,6 @@ TEST_P(Routing, follows_when_the_person_switches_the_default_and_pins_no_stream)
   }
 }
 
-// A server may bring an earlier level back a moment later, and the program then corrects it once
-// more.
-void let_the_level_settle() {
-  std::this_thread::sleep_for(1100ms);
-}
-
 TEST_P(Routing, what_was_turned_down_does_not_come_back_loud) {
   const auto has_level = [&](const char* device, double volume, bool mute) {
     return eventually(std::string("the level of ") + device, [&](std::string& seen) {

@@ -121,6 +121,7 @@ TEST_P(Sound, muting_silences_the_device_and_off_gives_everything_back) {
   play(kTone);
   run();
   ASSERT_TRUE(hears("speakers", kTone));
+  let_the_level_settle();
   audio::set_mute(true);
   EXPECT_TRUE(audio::status().muted) << "the button reacts before the server does";
   EXPECT_TRUE(eventually("the device is muted", [&] { return client().sink("speakers")->mute; }));
