@@ -16,12 +16,8 @@
 namespace {
 
 namespace fs = std::filesystem;
+using testing::ElementsAre;
 using testing::EndsWith;
-
-std::string last_log_line() {
-  const auto lines = logger::tail(1);
-  return lines.empty() ? "" : lines.back();
-}
 
 class SettingsFile : public testing::Test {
  protected:
@@ -64,8 +60,8 @@ TEST_F(SettingsFile, of_an_earlier_run_is_read_and_whatever_was_altered_is_moved
   for (const std::string& bytes : altered) {
     write_file(path_, bytes);
     ASSERT_EQ(settings::load(), Settings()) << testing::PrintToString(bytes);
-    ASSERT_THAT(last_log_line(),
-                EndsWith("WARN  Settings damaged - moved aside as " + aside_.string()));
+    ASSERT_THAT(logger::tail(1), ElementsAre(EndsWith("WARN  Settings damaged - moved aside as " +
+                                                      aside_.string())));
     ASSERT_EQ(read_file(aside_), bytes);
   }
   // A hole takes no room, but would take memory.
@@ -86,9 +82,9 @@ TEST_F(SettingsFile, is_never_sealed_twice_with_the_same_nonce) {
 TEST_F(SettingsFile, what_is_no_file_is_left_alone) {
   fs::create_directories(path_ / "in the way");
   EXPECT_EQ(settings::load(), Settings());
-  EXPECT_THAT(last_log_line(), EndsWith("Settings not readable: " + path_.string()));
+  EXPECT_THAT(logger::tail(1), ElementsAre(EndsWith("Settings not readable: " + path_.string())));
   EXPECT_FALSE(settings::save(Settings()));
-  EXPECT_THAT(last_log_line(), EndsWith("ERROR Settings cannot be replaced"));
+  EXPECT_THAT(logger::tail(1), ElementsAre(EndsWith("ERROR Settings cannot be replaced")));
   fs::remove_all(path_);
   ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);  // nobody will ever write to it
   EXPECT_EQ(settings::load(), Settings());
@@ -100,8 +96,8 @@ TEST_F(SettingsFile, a_save_that_fails_leaves_the_old_file_to_the_byte) {
   const std::string before = read_file(path_);
   const auto expect_failure = [&](const std::string& line) {
     EXPECT_FALSE(settings::save(Settings()));
-    EXPECT_THAT(last_log_line(), EndsWith(line));
-    EXPECT_FALSE(fs::is_symlink(path_));
+    EXPECT_THAT(logger::tail(1), ElementsAre(EndsWith(line)));
+    ASSERT_FALSE(fs::is_symlink(path_)) << "the temporary file has replaced it";
     EXPECT_EQ(read_file(path_), before);
   };
   fs::create_directories(temporary_);

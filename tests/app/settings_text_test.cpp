@@ -64,20 +64,12 @@ TEST(SettingsText, numbers_do_not_follow_the_locale) {
 TEST(SettingsText, numbers_are_bounded_whatever_stands_there) {
   constexpr auto kMax = std::numeric_limits<std::int32_t>::max();
   constexpr auto kMin = std::numeric_limits<std::int32_t>::min();
-  const std::tuple<std::string, float, std::int32_t> cases[] = {{"3", 3, 3},
-                                                                {"-99", -12, -99},
-                                                                {"+2", 2, 2},
-                                                                {" 7", 7, 7},
-                                                                {"2,5", 2, 2},
-                                                                {"2.9dB", 2.9F, 2},
-                                                                {"-3.99", -3.99F, -3},
-                                                                {"loud", 0, 0},
-                                                                {"nan", 0, 0},
-                                                                {"-infinity", -12, kMin},
-                                                                {"1e999", 12, kMax},
-                                                                {"4294967297", 12, kMax},
-                                                                {"2147483648", 12, kMax}};
-  for (const auto& [text, gain, number] : cases) {
+  using Case = std::tuple<std::string, float, std::int32_t>;
+  for (const auto& [text, gain, number] :
+       {Case("3", 3, 3), Case("-99", -12, -99), Case("+2", 2, 2), Case(" 7", 7, 7),
+        Case("2,5", 2, 2), Case("2.9dB", 2.9F, 2), Case("-3.99", -3.99F, -3), Case("loud", 0, 0),
+        Case("nan", 0, 0), Case("-infinity", -12, kMin), Case("1e999", 12, kMax),
+        Case("4294967297", 12, kMax), Case("2147483648", 12, kMax)}) {
     Settings s;
     s.channel = 1;
     settings::deserialize("band3=" + text + "\npreamp=" + text + "\nwin_x=" + text + "\nchannel=" +
@@ -104,7 +96,7 @@ TEST(SettingsText, lines_are_taken_as_they_are) {
     EXPECT_FALSE(parsed("active="s + no + "\n").active) << no;
   Settings broken;
   broken.output = "sink\ntheme=light";
-  EXPECT_EQ(parsed(settings::serialize(broken)).theme, "dark") << "a line break adds no line";
+  EXPECT_EQ(parsed(settings::serialize(broken)).output, "sink theme=light");  // no line is added
 }
 
 TEST(SettingsText, the_first_hundred_good_presets_are_kept) {

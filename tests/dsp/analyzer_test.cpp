@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <complex>
 #include <limits>
 #include <numbers>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "analyzer.h"
@@ -30,26 +30,19 @@ Bars computed(const std::vector<float>& samples, float rate, bool wide) {
 
 // Powers of the bins by the definition, with a table of the 4096 possible factors.
 std::vector<double> powers(const std::vector<float>& samples) {
-  std::vector<double> cosine(kSize);
-  std::vector<double> sine(kSize);
+  std::vector<std::complex<double>> factor(kSize);
   std::vector<double> windowed(kSize);
   for (std::size_t i = 0; i < kSize; ++i) {
-    const double angle = 2.0 * std::numbers::pi * static_cast<double>(i) / kSize;
-    cosine[i] = std::cos(angle);
-    sine[i] = std::sin(angle);
-    const double window =
-        0.5 - 0.5 * std::cos(2.0 * std::numbers::pi * static_cast<double>(i) / (kSize - 1));
-    windowed[i] = static_cast<double>(samples[i]) * window;
+    const double angle = 2.0 * std::numbers::pi * static_cast<double>(i);
+    factor[i] = std::polar(1.0, -angle / kSize);
+    windowed[i] = static_cast<double>(samples[i]) * (0.5 - 0.5 * std::cos(angle / (kSize - 1)));
   }
   std::vector<double> result(kSize / 2);
   for (std::size_t k = 0; k < result.size(); ++k) {
-    double re = 0.0;
-    double im = 0.0;
-    for (std::size_t i = 0; i < kSize; ++i) {
-      re += windowed[i] * cosine[i * k % kSize];
-      im -= windowed[i] * sine[i * k % kSize];
-    }
-    result[k] = (re * re + im * im) / 1572864.0;
+    std::complex<double> sum = 0.0;
+    for (std::size_t i = 0; i < kSize; ++i)
+      sum += windowed[i] * factor[i * k % kSize];
+    result[k] = std::norm(sum) / 1572864.0;
   }
   return result;
 }

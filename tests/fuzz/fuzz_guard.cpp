@@ -13,15 +13,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   const std::size_t piece = std::size_t{data[0]} + 1;
   const char* const text = reinterpret_cast<const char*>(data + 1);
-  const std::size_t length = size - 1;
-
   guard::LineReader whole;
-  whole.feed(text, length);
+  whole.feed(text, size - 1);
   guard::LineReader cut;
-  for (std::size_t at = 0; at < length; at += piece) {
-    cut.feed(text + at, std::min(piece, length - at));
-  }
-
+  for (std::size_t at = 0; at < size - 1; at += piece)
+    cut.feed(text + at, std::min(piece, size - 1 - at));
   const guard::Orders& a = whole.orders();
   const guard::Orders& b = cut.orders();
   fuzz::require(

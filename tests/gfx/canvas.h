@@ -4,9 +4,9 @@
 #include <cairo.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <vector>
 
 #include "gfx.h"
 
@@ -24,26 +24,20 @@ class Canvas {
   Canvas(const Canvas&) = delete;
   Canvas& operator=(const Canvas&) = delete;
 
-  // 0xAARRGGBB, premultiplied, row by row.
-  std::vector<std::uint32_t> pixels() const {
-    cairo_surface_flush(surface_);
-    std::vector<std::uint32_t> all(static_cast<std::size_t>(w_) * static_cast<std::size_t>(h_));
-    // Rows of this format have no padding.
-    std::memcpy(all.data(), cairo_image_surface_get_data(surface_), all.size() * 4);
-    return all;
-  }
-
+  // 0xAARRGGBB, premultiplied.
   std::uint32_t at(int x, int y) const {
-    const int i = y * w_ + x;
-    return pixels()[static_cast<std::size_t>(i)];
+    cairo_surface_flush(surface_);
+    std::uint32_t pixel = 0;
+    const std::ptrdiff_t offset = 4 * (std::ptrdiff_t{y} * w_ + x);  // rows have no padding
+    std::memcpy(&pixel, cairo_image_surface_get_data(surface_) + offset, sizeof pixel);
+    return pixel;
   }
 
   // The smallest rectangle around every pixel that is not fully transparent; empty without one.
   gfx::Rect ink() const {
-    const std::vector<std::uint32_t> all = pixels();
     int x0 = w_, y0 = h_, x1 = 0, y1 = 0;
     for (int i = 0; i < w_ * h_; ++i) {
-      if (all[static_cast<std::size_t>(i)] >> 24U == 0) continue;
+      if (at(i % w_, i / w_) >> 24U == 0) continue;
       x0 = std::min(x0, i % w_);
       x1 = std::max(x1, i % w_ + 1);
       y0 = std::min(y0, i / w_);

@@ -30,14 +30,10 @@ TEST(Language, is_that_of_the_environment_or_of_the_setting_or_english) {
     EXPECT_EQ(i18n::language(), setting);
     return i18n::effective_language();
   };
-  for (const auto& [name, code] : {std::pair{"pt-BR", "pt"},
-                                   {"zh_CN", "zh"},
-                                   {"zh-TW", "zh_TW"},
-                                   {"zh-TW-x", "zh"},
-                                   {"C", "en"},
-                                   {"DE", "en"},
-                                   {"deu", "en"},
-                                   {"-", "en"}}) {
+  using Case = std::pair<const char*, const char*>;
+  for (const auto& [name, code] :
+       {Case("pt-BR", "pt"), Case("zh_CN", "zh"), Case("zh-TW", "zh_TW"), Case("zh-TW-x", "zh"),
+        Case("C", "en"), Case("DE", "en"), Case("deu", "en"), Case("-", "en")}) {
     Home home;
     home.set("LANG", name);
     EXPECT_EQ(chosen_by(name), code) << name;

@@ -38,6 +38,7 @@ TEST(ModeSize, is_a_sensible_saved_one_in_the_views_shape_that_fits_the_display)
                {{{840, 264}, {840, 264}}, {{419, 264}, kCompact}, {{840, 131}, kCompact}});
   // 600 - 60 points of height are free.
   expect_sizes(false, false, Area{0, 0, 1024, 600}, {{{0, 0}, {810, 540}}});
+  expect_sizes(false, false, Area{0, 0, 500, 900}, {{{0, 0}, kFullMinimum}});
   expect_sizes(false, false, Area{0, 0, 10, 10}, {{{0, 0}, {1, 1}}});
   expect_sizes(false, false, std::nullopt, {{{1440, 960}, {1440, 960}}});
   expect_sizes(true, false, std::nullopt, {{{840, 264}, kCompact}});
