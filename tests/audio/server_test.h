@@ -23,8 +23,6 @@ namespace support {
 
 using namespace std::chrono_literals;
 
-inline constexpr const char* kSink = "velmora";
-inline constexpr const char* kMusic = "Test player";
 inline constexpr auto kPatience = 15s;  // what an action may take at most on a loaded machine
 inline constexpr ExitStatus kOk{.code = 0, .signal = 0};
 

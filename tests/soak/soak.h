@@ -27,11 +27,9 @@ using namespace std::chrono_literals;
 using namespace support;
 using Clock = std::chrono::steady_clock;
 
-constexpr const char* kSink = "velmora";
-constexpr const char* kOurs = "Velmora";       // application.name of the program's streams
-constexpr const char* kMusic = "Test player";  // and of ours
-constexpr int kUsage = 2;                      // exit status: a word that is not known
-constexpr int kSkipped = 77;                   // exit status: something needed is not installed
+constexpr const char* kOurs = "Velmora";  // application.name of the program's streams
+constexpr int kUsage = 2;                 // exit status: a word that is not known
+constexpr int kSkipped = 77;              // exit status: something needed is not installed
 
 class Arguments {
  public:

@@ -16,6 +16,8 @@
 
 namespace support {
 
+inline constexpr const char* kMusic = "Test player";
+
 // Fills interleaved stereo frames, of which the first is number `first_frame` since the stream
 // began (48000 a second). Called on the player's library thread, in order, without gaps.
 using Generator = std::function<void(std::uint64_t first_frame, std::span<float> interleaved)>;
@@ -36,7 +38,7 @@ Generator clicks(std::chrono::milliseconds interval, double level_db = -6);
 Generator noise(std::uint32_t seed, double level_db = -20);
 
 struct TonePlayerOptions {
-  std::string application_name = "Test player";
+  std::string application_name = kMusic;
   std::string stream_name = "tone";
   std::string device{};  // name of the sink, empty = the server's default
   // Buffer to be kept filled, long enough for a busy machine.

@@ -16,6 +16,8 @@
 
 namespace support {
 
+inline constexpr const char* kSink = "velmora";  // of the program, on the server
+
 struct VelmoraOptions {
   std::vector<std::string> arguments{};
   // Where its XDG_CONFIG_HOME is to be; empty = a new temporary directory. Two runs with the same
