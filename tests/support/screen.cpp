@@ -82,9 +82,12 @@ Screen::Screen() {
   const std::vector<std::string> manager{"openbox", "--sm-disable", "--config-file",
                                          root / "rules.xml"};
   manager_.emplace(manager, environment(), root / "manager.txt");
-  require(wait_until("the window manager is there", kStartLimit, [&](std::string& seen) {
-    seen = run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"});
-    return seen.find("window id") != std::string::npos;
+  // It says that it is there before it listens, and a window that is shown in between is never
+  // seen. So it is asked for something; it has four desktops of its own accord.
+  require(wait_until("the window manager listens", kStartLimit, [&](std::string& seen) {
+    run({"xdotool", "set_num_desktops", "1"});
+    seen = run({"xdotool", "get_num_desktops"});
+    return seen.starts_with("1");
   }));
 }
 
