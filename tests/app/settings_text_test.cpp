@@ -43,7 +43,7 @@ TEST(SettingsText, has_the_keys_of_earlier_runs_and_comes_back_as_it_was_written
   EXPECT_EQ(settings::serialize(changed_settings()), kChangedText);
 }
 
-// Both the C library and the streams of C++ write and expect a comma here.
+// A numpunct for C++ streams, a compiled locale for the C library: both write and expect a comma.
 TEST(SettingsText, numbers_do_not_follow_the_locale) {
   if (!support::program_exists("localedef")) GTEST_SKIP() << "localedef is missing";
   Home home;
@@ -53,10 +53,21 @@ TEST(SettingsText, numbers_do_not_follow_the_locale) {
   ASSERT_TRUE(localedef.wait(std::chrono::seconds(30)).has_value());
   home.set("LOCPATH", home.path());
   if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) GTEST_SKIP() << localedef.output();
-  std::locale::global(std::locale("de_DE.UTF-8"));
+  struct Comma : std::numpunct<char> {
+    [[nodiscard]] char do_decimal_point() const override { return ','; }
+    [[nodiscard]] std::string do_grouping() const override { return "\3"; }
+  };
+  const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Comma));
+  // Setting the C++ locale has reset the C library's.
+  EXPECT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
   EXPECT_STREQ(std::localeconv()->decimal_point, ",");
-  const std::string written = settings::serialize(parsed("band1=-3.5\nwin_w=1234567\n"));
-  std::locale::global(std::locale::classic());
+
+  const std::string text = "band1=-3.5\nwin_w=1234567\n";
+  const Settings s = parsed(text);
+  const std::string written = settings::serialize(s);
+  std::locale::global(before);
+  std::setlocale(LC_ALL, "C");
+  EXPECT_EQ(s.curve.gain[1], -3.5F);
   EXPECT_THAT(written, testing::HasSubstr("\nband1=-3.5\n"));
   EXPECT_THAT(written, testing::HasSubstr("\nwin_w=1234567\n"));
 }
