@@ -315,19 +315,20 @@ void fade(std::span<float> samples) {
   }
 }
 
-// How long the last piece that came late had been waited for, or the one that is waited for now.
-std::int64_t lateness_us() {
+std::int64_t since_last_piece_us() {
   const auto since = Clock::now() - g_piece_at;
-  return std::max<std::int64_t>(
-      g_late_us, std::chrono::duration_cast<std::chrono::microseconds>(since).count());
+  return std::chrono::duration_cast<std::chrono::microseconds>(since).count();
+}
+
+// How long the piece is waited for now that is late, or else the last late one was.
+std::int64_t lateness_us() {
+  const std::int64_t since = since_last_piece_us();
+  return since > kLateUs ? since : g_late_us;
 }
 
 void watch_pieces() {
-  const auto now = Clock::now();
-  const auto since =
-      std::chrono::duration_cast<std::chrono::microseconds>(now - g_piece_at).count();
-  if (since > kLateUs) g_late_us = since;
-  g_piece_at = now;
+  g_late_us = lateness_us();
+  g_piece_at = Clock::now();
 }
 
 // `more` samples of the same fragment follow at once.
