@@ -135,7 +135,7 @@ bool on_frame() {
   poll_status();
   analyse(dt);
   measure_peaks(dt);
-  if (s.save_at != 0 && now >= s.save_at) {
+  if (s.save_at != 0 && now >= s.save_at && s.drag == kHitNone) {
     s.save_at = 0;
     persist();
   }

@@ -3,6 +3,7 @@
 // under one is never found. Only the popup takes its input itself, because its rows are not
 // elements of the view.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <iterator>
 
@@ -303,6 +304,12 @@ void dialog_key(Key key) {
   state().caret_on = true;
 }
 
+// Which of the views and layers are there.
+auto layers() {
+  const State& s = state();
+  return std::array{s.settings->compact, s.settings_open, s.popup.open, s.save.open, s.crash.shown};
+}
+
 }  // namespace
 
 void on_mouse_move(float x, float y) {
@@ -318,11 +325,13 @@ void on_mouse_move(float x, float y) {
 }
 
 void on_mouse_down(float x, float y) {
+  const auto before = layers();
   if (popup_on_top()) {
     popup_press(x, y);
-    return;
+  } else {
+    press_at(x, y);
   }
-  press_at(x, y);
+  state().layer_changed = layers() != before;
 }
 
 void on_mouse_up() {
@@ -343,14 +352,16 @@ void on_double_click(float x, float y) {
   State& s = state();
   if (s.popup.open) return;
   const int code = hit(x, y);
-  if (is_slider(code)) {
+  if (code == kHitBody) {
+    set_compact(false);  // the first press moves the window and never comes here
+  } else if (s.layer_changed) {
+    return;  // the second was meant for what the first has taken away
+  } else if (is_slider(code)) {
     stop_glide();
     s.drag = kHitNone;
     set_gain(code - kHitSlider, 0.0F);
     set_dirty();
     schedule_save();
-  } else if (code == kHitBody) {
-    set_compact(false);
   } else {
     press_at(x, y);  // two quick presses on a button are two presses
   }

@@ -235,7 +235,8 @@ struct State {
   float pixel_scale = 1.0F;
   int hover = kHitNone;
   int drag = kHitNone;
-  float drag_dy = 0.0F;  // from the knob's centre to the pointer
+  float drag_dy = 0.0F;        // from the knob's centre to the pointer
+  bool layer_changed = false;  // the last press opened or closed a layer, or changed the view
   Layout layout;
   Glide glide;
   Popup popup;

@@ -40,9 +40,10 @@ TEST_F(sliders, follow_the_pointer_in_steps_of_half_a_decibel_and_are_written_on
     ui::on_mouse_move(x(), y);
     EXPECT_EQ(gain(), most);
   }
+  EXPECT_FALSE(saved_in_time()) << "while it is held";
   ui::on_mouse_up();
   ui::on_mouse_move(x(), middle);
-  EXPECT_TRUE(saved_in_time());
+  frame(1);
   EXPECT_EQ(settings::load().curve.gain[kBand], -12);
   EXPECT_FALSE(saved_in_time()) << "again";
 }
@@ -59,6 +60,14 @@ TEST_F(sliders, turn_with_the_wheel_stop_at_the_ends_and_return_on_a_double_clic
   EXPECT_EQ(gain(), 0) << "it is not held";
   EXPECT_EQ(fakes::sound.curve.gain[kBand], 0);
   EXPECT_TRUE(saved_in_time());
+  // The second press on what the first one closed.
+  s_.curve.gain[9] = 5;
+  press(layout().presets);
+  ASSERT_TRUE(list().open);
+  press(x(9), knob(-11));
+  ASSERT_FALSE(list().open);
+  ui::on_double_click(x(9), knob(-11));
+  EXPECT_EQ(s_.curve.gain[9], 5);
 }
 
 TEST_F(sliders, ignore_all_input_while_the_equalizer_is_off) {
