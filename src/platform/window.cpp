@@ -112,6 +112,8 @@ void apply_mode(bool compact, bool on_top) {
   const Size saved = compact ? Size{s.mini_w, s.mini_h} : Size{s.win_w, s.win_h};
   const Size size = mode_size(compact, s.collapsed, saved, usable_area(0));
   const Size minimum = mode_minimum(compact, s.collapsed);
+  // Most window managers give a maximized window no other size: the strip would fill the screen.
+  if (compact && has_flag(SDL_WINDOW_MAXIMIZED)) SDL_RestoreWindow(g_window);
   set_frame(compact);
   adopt_aspect();
   SDL_SetWindowMinimumSize(g_window, minimum.w, minimum.h);
