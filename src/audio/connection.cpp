@@ -29,10 +29,10 @@ std::atomic<bool> g_ctx_lost{false};  // set on the loop thread, read anywhere
 bool g_silent = false;                // a request of this pass was dropped; main-loop lock
 bool g_silence_logged = false;        // main-loop lock
 
-struct ContextDeleter {
+struct OperationDeleter {
   void operator()(pa_operation* op) const { pa_operation_unref(op); }
 };
-using OperationPtr = std::unique_ptr<pa_operation, ContextDeleter>;
+using OperationPtr = std::unique_ptr<pa_operation, OperationDeleter>;
 
 void on_wake(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* /*tv*/,
              void* /*user*/) {

@@ -37,6 +37,8 @@ std::string g_module;  // the last message sent about the module
 
 // Never returns.
 [[noreturn]] void child(int fd, pid_t program) {
+  // A session of its own: SIGKILL to the program's whole job does not take it along either.
+  setsid();
   for (const int sig : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE})
     static_cast<void>(std::signal(sig, SIG_IGN));
   for (const int sig : {SIGILL, SIGTRAP, SIGABRT, SIGFPE, SIGBUS, SIGSEGV}) {

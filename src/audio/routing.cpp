@@ -8,6 +8,8 @@
 // the default, and otherwise pins it to the device for good. And the guard is told before the sink
 // is loaded, not after: the program may be killed in between.
 
+#include <utility>
+
 #include "audio_private.h"
 #include "guard.h"
 #include "logger.h"
@@ -31,6 +33,7 @@ constexpr int kRestrictedMs = 1000;  // what a server that refuses default chang
 // Control thread only.
 std::uint32_t g_module = kNoIndex;
 bool g_load_unanswered = false;  // a sink was asked for and may yet appear
+std::string g_load_fault;        // why the last one could not be loaded, empty when it could
 Follow g_follow;
 Clock::time_point g_loaded_at;
 struct Level {
@@ -161,9 +164,13 @@ bool load_sink(const LoopLock& lock, Snapshot* s) {
                                            on_module_loaded, &module));
   g_load_unanswered = !answered;
   if (!answered || module == kNoIndex) {
-    logger::error("Virtual sink cannot be loaded: " + error_text(lock));
+    // It is tried again every second.
+    const std::string fault = error_text(lock);
+    if (std::exchange(g_load_fault, fault) != fault)
+      logger::error("Virtual sink cannot be loaded: " + fault);
     return false;
   }
+  g_load_fault.clear();
   take_module(module);
   logger::info("Virtual sink loaded (module " + std::to_string(module) + ")");
   auto now = query_with_sink(lock);
@@ -172,7 +179,7 @@ bool load_sink(const LoopLock& lock, Snapshot* s) {
   if (!owns_sink(*s)) {
     // Another copy was faster and has the name; the server gave our sink a different one.
     unload(lock, module);
-    g_module = kNoIndex;
+    take_module(kNoIndex);
     return false;
   }
   g_loaded_at = Clock::now();
@@ -279,6 +286,7 @@ void apply_mute(const LoopLock& lock, int mute, const std::string& target) {
 
 void stay_passive(const LoopLock& lock) {
   g_level = {};
+  guard::disarmed();
   close_play(lock);
   close_record(lock);
   update_status([](Status& s) {
@@ -312,7 +320,7 @@ bool ensure_play(const LoopLock& lock, const Snapshot& s, const std::string& tar
   if (!open_play(lock, target)) return false;
   // Where the person's own "device" is a virtual sink, and silent.
   const SinkInfo* sink = s.find(target);
-  if (sink->works_ahead && is_idle(s, *sink)) wake_sink(lock, target);
+  if (sink != nullptr && sink->works_ahead && is_idle(s, *sink)) wake_sink(lock, target);
   return true;
 }
 
@@ -368,12 +376,18 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
 
 }  // namespace
 
+// The guard, too: a new one is not to be mistaken for somebody else's.
+void forget_module() {
+  take_module(kNoIndex);
+  g_load_unanswered = false;
+}
+
 bool reconcile(const LoopLock& lock, const Wishes& wishes) {
   auto s = query(lock);
   if (!s) return false;
   // A sink of our name in another module than ours is another copy's: ours has been removed by
   // someone.
-  if (g_module != kNoIndex && !owns_sink(*s)) g_module = kNoIndex;
+  if (g_module != kNoIndex && !owns_sink(*s)) forget_module();
   if (g_module != kNoIndex) remember_level(*s);
   if (g_module != kNoIndex && must_yield(*s)) {
     g_module = kNoIndex;
@@ -398,11 +412,6 @@ bool restore_server(const LoopLock& lock, bool takeover) {
   if (g_module == kNoIndex) return !g_load_unanswered;
   const auto s = query(lock);
   return s && teardown(lock, *s, g_follow.device, takeover);
-}
-
-void forget_module() {
-  g_module = kNoIndex;
-  g_load_unanswered = false;
 }
 
 void suggest_follow(const std::string& restore_hint) {

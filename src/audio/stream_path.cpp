@@ -61,13 +61,15 @@ bool g_rec_fault_said = false;  // a stream that cannot be opened is retried oft
 bool g_play_fault_said = false;
 bool g_play_sleeps = false;  // it is corked, because there is nothing to be heard
 
+constexpr std::int64_t kNeverSeen = std::numeric_limits<std::int64_t>::max();
+
 // What the server told last of the playback stream, plus what was written since.
 struct Queue {
   bool known = false;
   bool playing = false;
-  std::int64_t fill_us = 0;    // in the stream, not yet taken by the device
-  std::int64_t device_us = 0;  // taken, not yet heard
-  std::int64_t device_least_us = std::numeric_limits<std::int64_t>::max();  // smallest ever seen
+  std::int64_t fill_us = 0;                   // in the stream, not yet taken by the device
+  std::int64_t device_us = 0;                 // taken, not yet heard
+  std::int64_t device_least_us = kNeverSeen;  // smallest while it played
   Clock::time_point at;
 };
 Queue g_queue;
@@ -229,9 +231,11 @@ void on_timing(pa_stream* s, void* /*user*/) {
   const std::int64_t bytes = std::max<std::int64_t>(0, timing->write_index - timing->read_index);
   g_queue.fill_us = us_of(static_cast<std::size_t>(bytes));
   g_queue.device_us = static_cast<std::int64_t>(timing->sink_usec);
-  g_queue.device_least_us = std::min(g_queue.device_least_us, g_queue.device_us);
   g_queue.at = Clock::now();
   g_queue.playing = timing->playing != 0;
+  // A device that sleeps or has not begun tells of no delay at all.
+  if (g_queue.playing)
+    g_queue.device_least_us = std::min(g_queue.device_least_us, g_queue.device_us);
   g_queue.known = true;
 }
 
@@ -292,6 +296,7 @@ bool wake_device() {
   g_stretch.restart();
   g_drift.restart();
   g_queue.known = false;
+  g_queue.device_least_us = kNeverSeen;
   dismiss(pa_stream_cork(g_play, 0, nullptr, nullptr));
   return true;
 }
@@ -420,8 +425,10 @@ void on_underflow(pa_stream* s, void* /*user*/) {
     g_cushion.ran_dry(lateness_us());
   }
   g_stretch.restart();
-  // What was written while this message was on its way already waits in the stream.
+  // What was written while this message was on its way already waits in the stream. And what the
+  // device never has less of may have grown: then the queue looked longer than it was.
   g_queue.known = false;
+  g_queue.device_least_us = kNeverSeen;
   dismiss(pa_stream_update_timing_info(s, nullptr, nullptr));
 }
 

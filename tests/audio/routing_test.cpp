@@ -182,6 +182,7 @@ TEST_P(Routing, a_sink_left_behind_is_taken_over_or_removed_and_the_guard_leaves
     SCOPED_TRACE(off ? "off" : "on");
     auto dead = start();
     const pid_t guard = dead->guard().value();
+    EXPECT_NE(getpgid(guard), getpgid(dead->pid())) << "a kill of the whole job takes both";
     kill(guard, SIGSTOP);
     dead->kill9();
     ASSERT_TRUE(client().sink(kSink).has_value());
