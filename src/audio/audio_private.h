@@ -8,6 +8,7 @@
 //   stream_path.cpp      record stream -> equalizer -> playback stream, tap, peaks, counters
 //   cushion.cpp          how much sound waits in the playback stream, pure
 //   drift.cpp            how fast it is played, pure
+//   handover.cpp         what was turned down on our sink, kept until it comes again
 //   hardware_log.cpp     the description of the server for log and crash report
 //   guard_linux.cpp      the guard process
 //   guard_protocol.cpp   what it is told

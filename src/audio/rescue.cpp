@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "handover.h"
+
 namespace audio {
 
 namespace {
@@ -181,12 +183,12 @@ bool taken_over(const View& view) {
 // What was turned down on our sink must not come back loud on the device.
 void hand_over_volume(Server* server, const View& view, const std::string& device) {
   const pa_volume_t volume = pa_cvolume_max(&view.volume);
-  if (volume != PA_VOLUME_NORM) {
-    pa_cvolume scaled = view.device_volume;
-    pa_sw_cvolume_multiply_scalar(&scaled, &scaled, volume);
-    server->finish(pa_context_set_sink_volume_by_name(server->context, device.c_str(), &scaled,
-                                                      nullptr, nullptr));
-  }
+  if (volume == PA_VOLUME_NORM && !view.muted) return;
+  keep_handover({device, pa_cvolume_max(&view.device_volume), volume, view.muted});
+  pa_cvolume scaled = view.device_volume;
+  pa_sw_cvolume_multiply_scalar(&scaled, &scaled, volume);
+  server->finish(pa_context_set_sink_volume_by_name(server->context, device.c_str(), &scaled,
+                                                    nullptr, nullptr));
   if (view.muted) {
     server->finish(
         pa_context_set_sink_mute_by_name(server->context, device.c_str(), 1, nullptr, nullptr));

@@ -12,6 +12,7 @@
 
 #include "audio_private.h"
 #include "guard.h"
+#include "handover.h"
 #include "logger.h"
 
 namespace audio {
@@ -233,14 +234,32 @@ void hand_over_volume(const LoopLock& lock, const std::string& target) {
   const SinkLevel ours = level_of(lock, kSinkName);
   if (!ours.found) return;
   const pa_volume_t volume = pa_cvolume_max(&ours.volume);
-  if (volume != PA_VOLUME_NORM) {
-    SinkLevel real = level_of(lock, target);
-    if (real.found) {
-      pa_sw_cvolume_multiply_scalar(&real.volume, &real.volume, volume);
-      set_volume_of(lock, target, real.volume);
-    }
-  }
+  if (volume == PA_VOLUME_NORM && !ours.muted) return;
+  SinkLevel real = level_of(lock, target);
+  if (!real.found) return;
+  keep_handover({target, pa_cvolume_max(&real.volume), volume, ours.muted});
+  pa_sw_cvolume_multiply_scalar(&real.volume, &real.volume, volume);
+  set_volume_of(lock, target, real.volume);
   if (ours.muted) set_mute_of(lock, target, true);
+}
+
+// What can be taken back of that, now that our sink is there again.
+std::optional<Handover> taken_back(const Snapshot& s) {
+  auto handover = take_handover();
+  if (!handover || handover->device != g_follow.device) return std::nullopt;
+  const SinkInfo* device = s.find(handover->device);
+  if (device == nullptr || !still_as_left(*handover, device->volume, device->muted))
+    return std::nullopt;
+  return handover;
+}
+
+// Our sink is turned down and has the music, so nothing gets louder.
+void turn_up_again(const LoopLock& lock, const Handover& handover) {
+  SinkLevel device = level_of(lock, handover.device);
+  if (!device.found) return;
+  pa_cvolume_scale(&device.volume, handover.before);
+  set_volume_of(lock, handover.device, device.volume);
+  if (handover.muted) set_mute_of(lock, handover.device, false);
 }
 
 // Gives the default device and the streams back to `target`.
@@ -354,10 +373,13 @@ bool reconcile_off(const LoopLock& lock, const Snapshot& s, const std::string& t
 
 bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, bool takeover) {
   guard::armed(g_follow.device);
+  const bool anew = s.find(kSinkName) == nullptr;
   if (!ensure_sink(lock, &s)) {
     publish(s, target, g_follow.device, false, false, false);
     return false;
   }
+  const auto handover = anew && takeover && !g_restricted ? taken_back(s) : std::nullopt;
+  if (handover) g_level = {handover->ours, handover->muted};
   const SinkInfo* ours = s.find(kSinkName);
   start_at_level(lock, *ours);
   bool done = ensure_play(lock, s, target);
@@ -365,6 +387,7 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
   if (takeover) {
     if (s.default_sink != kSinkName) become_default(lock);
     if (!g_restricted) move_streams(lock, streams_to_take(s, g_follow.device), ours->index);
+    if (handover && !g_restricted) turn_up_again(lock, *handover);
   }
   auto now = query(lock);
   if (!now) return false;
