@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Configures a preset where that is due and builds it: scripts/build.sh PRESET [TARGET...]
 #
-# Says nothing when everything is up to date. Everything goes to stderr.
+# Everything goes to stderr.
 set -euo pipefail
 exec >&2
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -21,9 +21,6 @@ if [[ ! -e $directory/build.ninja || CMakePresets.json -nt $directory/build.ninj
   cmake --preset "$preset"
 fi
 
-if [[ $(ninja -C "$directory" -n "$@") == *"ninja: no work to do."* ]]; then
-  exit 0
-fi
 targets=()
 if (($# > 0)); then
   targets=(--target "$@")

@@ -65,8 +65,11 @@ install() {
   cat "$log"
   rm -f "$log"
   echo "These packages could not be installed: $*"
+  [[ $(id -u) == 0 ]] ||
+    echo "Where there is no sudo, once as root: su -c '$(realpath "$0")$script_arguments'"
   exit 1
 }
+script_arguments=${*:+ $*}
 
 tests=no
 ci=no

@@ -59,6 +59,7 @@ std::string body_with_attachments(const Delivery& delivery) {
 }
 
 void deliver(const Delivery& delivery) {
+  prepare_thread();
   const std::string to = detail::app().mail_to;
   const std::string subject = detail::subject();
   if (detail::compose_with_attachments(to, subject, body_with_attachments(delivery),
