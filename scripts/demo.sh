@@ -2,7 +2,7 @@
 # Shows that Velmora does what it is told, on any machine: no desktop, no sound card, no sound
 # server of the person's is needed or touched.
 #
-# A private PulseAudio with one silent output device plays pink noise. What arrives at that device
+# A private sound server with one silent output device plays pink noise. What arrives at that device
 # is recorded twice, first without and then with Velmora, and compared band by band with the preset.
 # Velmora's window is on a virtual screen; a picture of it is left in build/demo. At the end the
 # program has to leave the server as it found it.

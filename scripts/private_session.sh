@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# A session of our own for scripts that show the program: a PulseAudio with one silent device, and a
+# A session of our own for scripts that show the program: a sound server with one silent device, and a
 # virtual screen. Nothing of the person's session is needed or reached. To be sourced.
 #
 # Whoever sources this calls need_programs and enter_private_session, then what it needs of the
@@ -78,23 +78,28 @@ wait_until() {
 # Tries to install what is missing.
 need_programs() {
   local program
-  for program in pulseaudio pactl pacat parec python3 Xvfb xdotool; do
-    command -v "$program" >/dev/null && continue
-    say "$program is missing: trying to install it." >&2
+  for program in pactl pacat parec python3 Xvfb xdotool; do
+    command -v "$program" >/dev/null && has_server && continue
+    say "Something is missing: trying to install it." >&2
     "$session_scripts/install-deps.sh" --tests
     break
   done
+  has_server || fail "neither PulseAudio nor PipeWire with WirePlumber is here as a private server"
+}
+
+# PulseAudio, or what a desktop with PipeWire has.
+has_server() {
   command -v pulseaudio >/dev/null ||
-    fail "PulseAudio is needed as a private server, and this machine has another sound server"
+    { command -v pipewire && command -v pipewire-pulse && command -v wireplumber; } >/dev/null
 }
 
 enter_private_session() {
   work=$(mktemp -d "${TMPDIR:-/tmp}/velmora-demo.XXXXXX")
-  mkdir -m 700 "$work"/{home,run,config,state,cache,data,screen}
+  mkdir -m 700 "$work"/{home,run,run/pulse,config,state,cache,data,screen}
   printf 'autospawn = no\n' >"$work/client.conf"
   export HOME=$work/home XDG_RUNTIME_DIR=$work/run XDG_CONFIG_HOME=$work/config
   export XDG_STATE_HOME=$work/state XDG_CACHE_HOME=$work/cache XDG_DATA_HOME=$work/data
-  export PULSE_SERVER=unix:$work/run/native PULSE_CLIENTCONFIG=$work/client.conf
+  export PULSE_SERVER=unix:$work/run/pulse/native PULSE_CLIENTCONFIG=$work/client.conf
   export PULSE_COOKIE=$work/cookie
   # No message of ours may reach the person's desktop.
   export DBUS_SESSION_BUS_ADDRESS=unix:path=$work/no-bus DBUS_SYSTEM_BUS_ADDRESS=unix:path=$work/no-bus
@@ -112,16 +117,53 @@ server_answers() {
 }
 
 start_server() {
+  if command -v pulseaudio >/dev/null; then
+    start_pulseaudio
+  else
+    start_pipewire
+  fi
+  wait_until "the start of the private sound server" 20 server_answers
+}
+
+start_pulseaudio() {
   cat >"$work/server.pa" <<END
 .fail
-load-module module-native-protocol-unix auth-anonymous=1 socket=$work/run/native
+load-module module-native-protocol-unix auth-anonymous=1 socket=$work/run/pulse/native
 load-module module-null-sink sink_name=speakers rate=48000 channels=2 format=float32le sink_properties=device.description=Speakers
 set-default-sink speakers
 END
   pulseaudio -n --daemonize=no --use-pid-file=no --exit-idle-time=-1 --log-target=stderr \
     --file="$work/server.pa" >"$work/server.log" 2>&1 &
   running+=($!)
-  wait_until "the start of the private sound server" 20 server_answers
+}
+
+# Without hardware and without a bus, as it could disturb the person's own.
+start_pipewire() {
+  local folder program
+  mkdir -p "$work/config"/pipewire/{pipewire,pipewire-pulse,wireplumber}.conf.d "$work/config"/wireplumber/{main,bluetooth}.lua.d
+  for folder in pipewire-pulse wireplumber; do
+    echo 'context.properties = { support.dbus = false }' >"$work/config/pipewire/$folder.conf.d/50-alone.conf"
+  done
+  cat >"$work/config/pipewire/pipewire.conf.d/50-devices.conf" <<END
+context.properties = { support.dbus = false }
+context.objects = [ { factory = adapter args = {
+  factory.name = support.null-audio-sink media.class = Audio/Sink node.name = speakers
+  node.description = Speakers audio.rate = 48000 audio.position = [ FL FR ] monitor.channel-volumes = true
+} } ]
+END
+  cat >"$work/config/wireplumber/main.lua.d/80-no-hardware.lua" <<END
+alsa_monitor.enabled = false
+v4l2_monitor.enabled = false
+libcamera_monitor.enabled = false
+default_access.properties["enable-flatpak-portal"] = false
+END
+  echo 'bluez_monitor.enabled = false' >"$work/config/wireplumber/bluetooth.lua.d/80-no-hardware.lua"
+  for program in pipewire wireplumber pipewire-pulse; do
+    "$program" >"$work/$program.log" 2>&1 &
+    running+=($!)
+    # The other two give up where nobody listens yet.
+    wait_until "the start of PipeWire" 20 test -S "$work/run/pipewire-0"
+  done
 }
 
 has_sink() {

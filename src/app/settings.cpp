@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <system_error>
 
 #include "files.h"
 #include "logger.h"
@@ -20,13 +22,23 @@ namespace {
 // exhaust the memory.
 constexpr std::size_t kMaxFileSize = std::size_t{64} << 20U;
 
+constexpr const char* kAside = ".manipuliert";
+
 void move_aside(const std::string& path) {
-  const std::string aside = path + ".manipuliert";
+  const std::string aside = path + kAside;
   if (std::rename(path.c_str(), aside.c_str()) == 0) {
     logger::warn("Settings damaged - moved aside as " + aside);
   } else {
     logger::warn("Settings damaged - cannot be moved aside as " + aside);
   }
+}
+
+// What cannot be read today, for want of the right or because the disk errs, is not to be replaced
+// by a first run's settings.
+void keep_unread(const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_regular_file(path, error))
+    std::filesystem::rename(path, path + kAside, error);
 }
 
 bool incomplete() {
@@ -70,6 +82,7 @@ Settings load() {
     case files::Read::kMissing:
       return s;
     case files::Read::kFailed:
+      keep_unread(path);
       logger::warn("Settings not readable: " + path);
       return s;
     case files::Read::kTooLarge:

@@ -43,9 +43,9 @@ struct Settings {
 
 namespace settings {
 
-// Reads the file. Never fails: a missing, empty or unreadable file gives the initial values. So
-// does a damaged one, which is moved aside (".manipuliert" is appended to its name) so that the
-// next save does not destroy it.
+// Reads the file. Never fails: a missing or empty file gives the initial values. So does a damaged
+// or unreadable one, which is moved aside (".manipuliert" is appended to its name) so that the next
+// save does not destroy it.
 Settings load();
 
 // Replaces the file. After a crash, a loss of power or on a full disk the old or the new content is

@@ -79,7 +79,7 @@ TEST_F(SettingsFile, is_never_sealed_twice_with_the_same_nonce) {
     EXPECT_NE(first.substr(at, 4), read_file(path_).substr(at, 4)) << "not random from " << at;
 }
 
-TEST_F(SettingsFile, what_is_no_file_is_left_alone) {
+TEST_F(SettingsFile, what_is_no_file_is_left_alone_and_what_cannot_be_read_is_kept) {
   fs::create_directories(path_ / "in the way");
   EXPECT_EQ(settings::load(), Settings());
   EXPECT_THAT(logger::tail(1), ElementsAre(EndsWith("Settings not readable: " + path_.string())));
@@ -89,6 +89,11 @@ TEST_F(SettingsFile, what_is_no_file_is_left_alone) {
   ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);  // nobody will ever write to it
   EXPECT_EQ(settings::load(), Settings());
   EXPECT_TRUE(fs::is_fifo(path_));
+  fs::remove(path_);
+  fs::create_symlink("/proc/self/mem", path_);  // a file that cannot be read
+  EXPECT_EQ(settings::load(), Settings());
+  EXPECT_TRUE(settings::save(Settings()));
+  EXPECT_TRUE(fs::is_symlink(path_.string() + ".manipuliert")) << "it would have been replaced";
 }
 
 TEST_F(SettingsFile, a_save_that_fails_leaves_the_old_file_to_the_byte) {
