@@ -143,6 +143,7 @@ TEST_P(Routing, what_was_turned_down_does_not_come_back_loud) {
     SCOPED_TRACE(killed ? "killed" : "ended");
     client().set_sink_volume("speakers", 0.8);
     client().set_sink_mute("speakers", false);
+    ASSERT_TRUE(has_level("speakers", 0.8, false));
     auto program = start();
     EXPECT_TRUE(has_level(kSink, 1, false)) << "a new sink changes no loudness";
     let_the_level_settle();
