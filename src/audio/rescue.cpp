@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -181,10 +182,10 @@ bool taken_over(const View& view) {
 }
 
 // What was turned down on our sink must not come back loud on the device.
-void hand_over_volume(Server* server, const View& view, const std::string& device) {
+std::optional<Handover> hand_over_volume(Server* server, const View& view,
+                                         const std::string& device) {
   const pa_volume_t volume = pa_cvolume_max(&view.volume);
-  if (volume == PA_VOLUME_NORM && !view.muted) return;
-  keep_handover({device, pa_cvolume_max(&view.device_volume), volume, view.muted});
+  if (volume == PA_VOLUME_NORM && !view.muted) return std::nullopt;
   pa_cvolume scaled = view.device_volume;
   pa_sw_cvolume_multiply_scalar(&scaled, &scaled, volume);
   server->finish(pa_context_set_sink_volume_by_name(server->context, device.c_str(), &scaled,
@@ -193,6 +194,7 @@ void hand_over_volume(Server* server, const View& view, const std::string& devic
     server->finish(
         pa_context_set_sink_mute_by_name(server->context, device.c_str(), 1, nullptr, nullptr));
   }
+  return Handover{device, pa_cvolume_max(&view.device_volume), volume, view.muted};
 }
 
 void restore_default(Server* server, const View& view, const std::string& device) {
@@ -232,9 +234,12 @@ void rescue(const std::string& device, std::uint32_t module, pid_t program) {
       last_seen = Clock::now();
       // A copy that has just started may be about to take the sink over.
       if (view.other_copies.empty() || last_seen - began >= kGrace) {
+        std::optional<Handover> handover;
         if (view.device_found && !std::exchange(volume_handed_over, true))
-          hand_over_volume(&server, view, device);
+          handover = hand_over_volume(&server, view, device);
         undo(&server, view, device);
+        // Last, for a disk may take its time.
+        if (handover) keep_handover(*handover);
       }
     }
     server.pause(kLook);

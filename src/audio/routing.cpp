@@ -41,7 +41,8 @@ struct Level {
   pa_volume_t volume = PA_VOLUME_NORM;
   bool muted = false;
 };
-Level g_level;  // to which the person has turned our sink
+Level g_level;                          // to which the person has turned our sink
+std::optional<Handover> g_handed_over;  // while our sink is being removed
 bool g_restricted = false;
 bool g_restricted_said = false;
 bool g_passive_said = false;
@@ -237,7 +238,12 @@ void hand_over_volume(const LoopLock& lock, const std::string& target) {
   if (volume == PA_VOLUME_NORM && !ours.muted) return;
   SinkLevel real = level_of(lock, target);
   if (!real.found) return;
-  keep_handover({target, pa_cvolume_max(&real.volume), volume, ours.muted});
+  // The pass before may have come this far.
+  const pa_volume_t before = pa_cvolume_max(&real.volume);
+  if (g_handed_over && g_handed_over->device == target &&
+      still_as_left(*g_handed_over, before, real.muted))
+    return;
+  g_handed_over = {target, before, volume, ours.muted};
   pa_sw_cvolume_multiply_scalar(&real.volume, &real.volume, volume);
   set_volume_of(lock, target, real.volume);
   if (ours.muted) set_mute_of(lock, target, true);
@@ -293,6 +299,9 @@ bool teardown(const LoopLock& lock, const Snapshot& s, const std::string& target
   g_module = kNoIndex;
   g_level = {};
   guard::disarmed();
+  // Last, for a disk may take its time.
+  if (g_handed_over) keep_handover(*g_handed_over);
+  g_handed_over.reset();
   return unloaded;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <sstream>
 
 #include "engine_test.h"
@@ -141,10 +142,13 @@ TEST_P(Routing, what_was_turned_down_does_not_come_back_loud) {
   };
   for (const bool killed : {false, true}) {
     SCOPED_TRACE(killed ? "killed" : "ended");
+    const TempDir home;
+    auto options = with({"--preset", "flat"});
+    options.config_home = home.path();
     client().set_sink_volume("speakers", 0.8);
     client().set_sink_mute("speakers", false);
     ASSERT_TRUE(has_level("speakers", 0.8, false));
-    auto program = start();
+    auto program = start(options);
     EXPECT_TRUE(has_level(kSink, 1, false)) << "a new sink changes no loudness";
     let_the_level_settle();
     client().set_sink_volume(kSink, 0.5);
@@ -156,9 +160,9 @@ TEST_P(Routing, what_was_turned_down_does_not_come_back_loud) {
       EXPECT_TRUE(has_level("speakers", 0.4, true));
       if (last) break;
       // Else the keys could turn it up to 0.4 only.
-      auto options = with({"--preset", "flat"});
-      options.config_home = program->config_home();
-      program = start(std::move(options));
+      const auto kept = home.path() / "Velmora/volume.txt";
+      ASSERT_TRUE(eventually("it is kept", [&] { return std::filesystem::exists(kept); }));
+      program = start(options);
       EXPECT_TRUE(has_level("speakers", 0.8, false));
       EXPECT_TRUE(has_level(kSink, 0.5, true));
     }
