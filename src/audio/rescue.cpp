@@ -223,17 +223,26 @@ void rescue(const std::string& device, std::uint32_t module, pid_t program) {
   const auto began = Clock::now();
   auto last_seen = began;
   bool volume_handed_over = false;
+  bool gone = false;
   while (Clock::now() - last_seen < kQuiet) {
     const View view = look_at(&server, device, program);
     if (!view.complete) return;
+    // A copy that has just started may be about to take over what it finds.
+    const bool wait = !view.other_copies.empty() && Clock::now() - began < kGrace;
     if (view.sink == kNoIndex) {
-      restore_default(&server, view, device);
+      gone = true;
+      if (!wait) {
+        restore_default(&server, view, device);
+      } else if (view.default_sink == kSinkName) {
+        last_seen = Clock::now();
+      }
     } else {
-      const bool not_ours = module != kNoIndex && view.module != module;
+      // Numbers of modules are used again.
+      const bool not_ours =
+          (module != kNoIndex && view.module != module) || (gone && !view.other_copies.empty());
       if (not_ours || taken_over(view)) return;
       last_seen = Clock::now();
-      // A copy that has just started may be about to take the sink over.
-      if (view.other_copies.empty() || last_seen - began >= kGrace) {
+      if (!wait) {
         std::optional<Handover> handover;
         if (view.device_found && !std::exchange(volume_handed_over, true))
           handover = hand_over_volume(&server, view, device);

@@ -325,16 +325,20 @@ void stay_passive(const LoopLock& lock) {
   g_passive_said = true;
 }
 
+void suspend(const LoopLock& lock, const std::string& sink, bool suspended) {
+  granted(lock, kRequestMs, [&](pa_context* c, bool* yes) {
+    return pa_context_suspend_sink_by_name(c, sink.c_str(), suspended ? 1 : 0, on_success, yes);
+  });
+}
+
 // A virtual sink that nobody hurries works off two seconds at once, as soon as it exists, and then
 // sleeps that long: whatever is played to it meanwhile would be heard late or never. A stream of
 // ours hurries it, but only from the next time it wakes up on. Suspending it for a moment makes it
-// forget what it has worked ahead.
+// forget what it has worked ahead. Not for other servers' sinks, which hand silence to whoever
+// records them from then on.
 void wake_sink(const LoopLock& lock, const std::string& sink) {
-  for (const int suspended : {1, 0}) {
-    granted(lock, kRequestMs, [&](pa_context* c, bool* yes) {
-      return pa_context_suspend_sink_by_name(c, sink.c_str(), suspended, on_success, yes);
-    });
-  }
+  for (const bool suspended : {true, false})
+    suspend(lock, sink, suspended);
 }
 
 bool ensure_play(const LoopLock& lock, const Snapshot& s, const std::string& target) {
@@ -353,9 +357,11 @@ bool ensure_play(const LoopLock& lock, const Snapshot& s, const std::string& tar
 }
 
 bool ensure_record(const LoopLock& lock, const SinkInfo& ours) {
+  // Not by itself, as we record it: what is played to it would be lost.
+  if (ours.works_ahead && ours.suspended) suspend(lock, kSinkName, false);
   if (record_alive(lock, ours.monitor, true)) return true;
   if (!open_record(lock, ours, true)) return false;
-  if (!record_delivers(lock, kFirstSoundMs)) wake_sink(lock, kSinkName);
+  if (ours.works_ahead && !record_delivers(lock, kFirstSoundMs)) wake_sink(lock, kSinkName);
   return true;
 }
 

@@ -31,6 +31,7 @@ struct SinkInfo {
   bool full_volume = true;   // neither turned down nor up
   std::uint32_t volume = 0;  // of the loudest channel, as the server counts
   bool in_use = false;       // somebody plays to it, be it silence
+  bool suspended = false;
 };
 
 // A playback stream (sink input) or a recording stream (source output).

@@ -63,6 +63,7 @@ void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
       .full_volume = pa_cvolume_is_norm(&info->volume) != 0,
       .volume = pa_cvolume_max(&info->volume),
       .in_use = info->state == PA_SINK_RUNNING,
+      .suspended = info->state == PA_SINK_SUSPENDED,
   });
 }
 

@@ -52,6 +52,16 @@ TEST_P(Endurance, everything_returns_when_killed_or_ended_at_any_moment) {
   EXPECT_TRUE(hears("speakers", kTone));
 }
 
+TEST_P(Endurance, a_sink_that_somebody_suspends_is_heard_again) {
+  if (GetParam() == ServerKind::kPipeWire) GTEST_SKIP() << "does not tell of it";
+  play(kTone);
+  auto program = start();
+  client().suspend_sink(kSink);
+  EXPECT_TRUE(
+      eventually("it is awake", [&] { return client().sink(kSink)->state != PA_SINK_SUSPENDED; }));
+  EXPECT_TRUE(hears("speakers", kTone));
+}
+
 TEST_P(Endurance, waits_for_a_server_and_comes_back_after_a_restart) {
   server().stop();
   auto program = launch();

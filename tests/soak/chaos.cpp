@@ -64,10 +64,12 @@ class Chaos {
   void settle() {
     std::this_thread::sleep_for(kCalm);
     const auto start = Clock::now();
-    require(wait_until("everything is where it belongs", kPatience, [&] {
+    const auto ordered = wait_until("everything is where it belongs", kPatience, [&] {
       require_order();
       return true;
-    }));
+    });
+    if (!ordered) print_logs();
+    require(ordered);
     longest_ = std::max(longest_, Clock::now() - start);
   }
 
@@ -217,6 +219,11 @@ class Chaos {
     plugged_.clear();
   }
 
+  void print_logs() const {
+    for (const auto* copy : {&program_, &second_}) {
+      if (*copy != nullptr) std::printf("---- log\n%s----\n", (*copy)->log().c_str());
+    }
+  }
   static bool program_running(const std::unique_ptr<VelmoraProcess>& program) {
     return program != nullptr && program->running();
   }
@@ -261,14 +268,18 @@ class Chaos {
       client_.set_sink_volume(name, 1);
       client_.set_sink_mute(name, false);
     }
-    Recorder recorder(server_.address(), device + ".monitor");
-    const Stereo sound = recorder.next(500ms);
     const double hz = players_.front().hz;
-    const double heard = level_db(std::span(sound.left).last(kRate / 4), hz);
+    const auto level_on = [&](const std::string& sink) {
+      Recorder recorder(server_.address(), sink + ".monitor");
+      const Stereo sound = recorder.next(500ms);
+      return level_db(std::span(sound.left).last(kRate / 4), hz);
+    };
+    const double heard = level_on(device);
     const double wanted = kLevelDb + static_cast<double>(eq::response_db(
                                          eq::preset_curve(preset_), kRate, static_cast<float>(hz)));
-    check(std::abs(heard - wanted) < kToleranceDb,
-          std::to_string(heard) + " for " + std::to_string(wanted) + " dB on " + device);
+    if (std::abs(heard - wanted) < kToleranceDb) return;
+    throw std::runtime_error(std::to_string(heard) + " for " + std::to_string(wanted) + " dB on " +
+                             device + ", " + std::to_string(level_on(kSink)) + " arrive at ours");
   }
 
   struct Player {

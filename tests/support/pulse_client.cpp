@@ -146,6 +146,10 @@ void PulseClient::unload_module(std::uint32_t index) {
   ask("unload module", 0, pa_context_unload_module, index);
 }
 
+void PulseClient::suspend_sink(const std::string& sink) {
+  ask("suspend " + sink, 0, pa_context_suspend_sink_by_name, sink.c_str(), 1);
+}
+
 void PulseClient::set_sink_volume(const std::string& sink, double volume) {
   pa_cvolume channels;
   pa_cvolume_set(&channels, 2, static_cast<pa_volume_t>(std::lround(volume * PA_VOLUME_NORM)));

@@ -72,6 +72,7 @@ class PulseClient {
   void set_default_sink(const std::string& name);
   std::uint32_t load_module(const std::string& name, const std::string& arguments);
   void unload_module(std::uint32_t index);
+  void suspend_sink(const std::string& sink);
   void set_sink_volume(const std::string& sink, double volume);  // 1 = 100 %
   void set_sink_mute(const std::string& sink, bool mute);
 
