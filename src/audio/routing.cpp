@@ -26,6 +26,7 @@ constexpr const char* kModuleArguments =
     "device.icon_name=velmora'";
 constexpr int kPolls = 10;  // for what the server has promised and does a moment later
 constexpr int kPollMs = 100;
+constexpr int kWishes = 3;  // for another default device, before it counts as refused
 constexpr std::chrono::seconds kRememberedLevel{
     1};                              // in which a server brings back an earlier sink's level
 constexpr int kFirstSoundMs = 50;    // many fragments
@@ -199,11 +200,18 @@ bool ensure_sink(const LoopLock& lock, Snapshot* s) {
   return true;
 }
 
-void become_default(const LoopLock& lock) {
-  const int ms = g_restricted ? kRestrictedMs : kRequestMs;
-  set_default(lock, kSinkName, ms);
-  if (server_silent(lock) || g_restricted) return;
-  if (poll_default(lock, kSinkName) != Poll::kRefused) return;
+void become_default(const LoopLock& lock, const std::string& present) {
+  if (g_restricted) {
+    set_default(lock, kSinkName, kRestrictedMs);
+    return;
+  }
+  // A busy server may look for the sink before it is quite there, and looks again only for another
+  // wish than the last one.
+  for (int i = 0; i < kWishes; ++i) {
+    if (i > 0) set_default(lock, present, kRequestMs);
+    set_default(lock, kSinkName, kRequestMs);
+    if (server_silent(lock) || poll_default(lock, kSinkName) != Poll::kRefused) return;
+  }
   g_restricted = true;
   if (!g_restricted_said) {
     logger::warn(
@@ -400,7 +408,7 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
   bool done = ensure_play(lock, s, target);
   done = ensure_record(lock, *ours) && done;
   if (takeover) {
-    if (s.default_sink != kSinkName) become_default(lock);
+    if (s.default_sink != kSinkName) become_default(lock, s.default_sink);
     if (!g_restricted) move_streams(lock, streams_to_take(s, g_follow.device), ours->index);
     if (handover && !g_restricted) turn_up_again(lock, *handover);
   }
