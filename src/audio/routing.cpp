@@ -211,6 +211,9 @@ void become_default(const LoopLock& lock, const std::string& present) {
     if (i > 0) set_default(lock, present, kRequestMs);
     set_default(lock, kSinkName, kRequestMs);
     if (server_silent(lock) || poll_default(lock, kSinkName) != Poll::kRefused) return;
+    // The person has chosen another meanwhile.
+    const auto now = query_default(lock);
+    if (!now || *now != present) return;
   }
   g_restricted = true;
   if (!g_restricted_said) {
