@@ -30,6 +30,7 @@ constexpr int kWishes = 3;  // for another default device, before it counts as r
 constexpr std::chrono::seconds kRememberedLevel{
     1};                              // in which a server brings back an earlier sink's level
 constexpr int kFirstSoundMs = 50;    // many fragments
+constexpr int kFirstLinkMs = 1000;   // where the session manager has to be awaited
 constexpr int kRestrictedMs = 1000;  // what a server that refuses default changes gets to answer
 
 // Control thread only.
@@ -372,7 +373,10 @@ bool ensure_record(const LoopLock& lock, const SinkInfo& ours) {
   if (ours.works_ahead && ours.suspended) suspend(lock, kSinkName, false);
   if (record_alive(lock, ours.monitor, true)) return true;
   if (!open_record(lock, ours, true)) return false;
-  if (ours.works_ahead && !record_delivers(lock, kFirstSoundMs)) wake_sink(lock, kSinkName);
+  // Elsewhere the first sound tells that the server's session manager knows the sink: one that is
+  // to be the default before that may be overlooked for good.
+  const bool delivers = record_delivers(lock, ours.works_ahead ? kFirstSoundMs : kFirstLinkMs);
+  if (ours.works_ahead && !delivers) wake_sink(lock, kSinkName);
   return true;
 }
 
