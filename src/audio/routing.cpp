@@ -346,8 +346,8 @@ void suspend(const LoopLock& lock, const std::string& sink, bool suspended) {
 // A virtual sink that nobody hurries works off two seconds at once, as soon as it exists, and then
 // sleeps that long: whatever is played to it meanwhile would be heard late or never. A stream of
 // ours hurries it, but only from the next time it wakes up on. Suspending it for a moment makes it
-// forget what it has worked ahead. Not for other servers' sinks, which hand silence to whoever
-// records them from then on.
+// forget what it has worked ahead. Not for other servers' sinks, which from then on hand silence to
+// whoever recorded them before.
 void wake_sink(const LoopLock& lock, const std::string& sink) {
   for (const bool suspended : {true, false})
     suspend(lock, sink, suspended);
