@@ -15,7 +15,7 @@ target_compile_options(velmora_options INTERFACE
 if(VELMORA_SANITIZE)
   set(flags -fsanitize=${VELMORA_SANITIZE} -fno-sanitize-recover=all)
   # What the sanitizers add to the standard library's headers looks uninitialized to GCC.
-  target_compile_options(velmora_options INTERFACE ${flags} -g $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+  target_compile_options(velmora_options INTERFACE ${flags} $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(velmora_options INTERFACE ${flags})
   # What libraries are known for, for every executable that draws or mails; empty without sanitizers.
   set(VELMORA_SUPPRESSIONS ${PROJECT_SOURCE_DIR}/cmake/sanitizer_suppressions.cpp)
@@ -30,11 +30,6 @@ endif()
 if(VELMORA_FUZZ)
   # Every object carries coverage so that the fuzzer sees into the libraries.
   target_compile_options(velmora_options INTERFACE -fsanitize=fuzzer-no-link)
-endif()
-
-if(VELMORA_TIDY)
-  find_program(CLANG_TIDY NAMES clang-tidy clang-tidy-14 REQUIRED)
-  set(CMAKE_CXX_CLANG_TIDY ${CLANG_TIDY} --quiet)
 endif()
 
 # velmora_library(NAME dsp SOURCES ... PUBLIC ... PRIVATE ...): one static library per folder. Its headers are

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "../audio/server_test.h"
 #include "screen.h"
+#include "server_test.h"
 #include "settings.h"
 
 namespace display_test {
