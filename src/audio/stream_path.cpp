@@ -37,10 +37,6 @@ constexpr std::size_t kWatchingFragmentFrames = 4800;  // of silence that is onl
 constexpr std::size_t kAsleepFragmentFrames = 2048;
 static_assert(kAsleepFragmentFrames * 1000000 / kRate < Cushion::kTargetUs);
 constexpr std::size_t kIdleAfterFrames = std::size_t{5} * kRate;
-// By itself the server tells of the queue every second and a half, and may then find the device at
-// the same point of its gulp for minutes on end. So many pieces later it is at another one, whether
-// it takes 256, 512 or 1024 frames at a time, or 1200.
-constexpr int kAskAfterPieces = 29;
 constexpr std::int64_t kLateUs = 15000;  // between two pieces: half a piece too much
 constexpr pa_usec_t kMaxLengthUs = 500000;
 constexpr pa_usec_t kPrebufUs = 30000;
@@ -77,7 +73,6 @@ struct Queue {
   Clock::time_point at;
 };
 Queue g_queue;
-int g_pieces_unasked = 0;  // since the queue was last asked for
 
 // When the last piece came, and how long it had been waited for when one last came late.
 Clock::time_point g_piece_at;
@@ -341,12 +336,6 @@ void watch_pieces() {
   g_piece_at = Clock::now();
 }
 
-void ask_for_queue() {
-  if (++g_pieces_unasked < kAskAfterPieces) return;
-  g_pieces_unasked = 0;
-  dismiss(pa_stream_update_timing_info(g_play, nullptr, nullptr));
-}
-
 // `more` samples of the same fragment follow at once.
 void play(std::span<float> samples, std::size_t more) {
   if (g_play == nullptr || pa_stream_get_state(g_play) != PA_STREAM_READY ||
@@ -378,7 +367,6 @@ void play(std::span<float> samples, std::size_t more) {
     left -= n;
   }
   write(g_stretch.process(out.samples, speed));
-  ask_for_queue();
 }
 
 void take_fragment(const float* samples, std::size_t count) {
