@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Checks the program's sources with clang-tidy 14 and the rules in .clang-tidy, without compiling them.
+# Checks the program's sources with clang-tidy 14 and the rules in .clang-tidy, without building the
+# program.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
