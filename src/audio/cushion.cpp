@@ -26,7 +26,10 @@ constexpr std::int64_t kBurstUs = 40000;  // above the target: a burst, not jitt
 // The server tells the queue now and then, as it was when the device took from it last: up to one
 // gulp too long. The least of several answers is near the truth.
 constexpr std::int64_t kGulpUs = 20000;
-constexpr std::int64_t kTrimFromUs = 10000;  // above the target, all through a long window
+// Above the target, all through a long window. Less is led back by playing faster, unheard; this
+// has to lie above all that a drift may do to the queue before it is known, or no drift would ever
+// be learnt, and a piece be taken out every minute.
+constexpr std::int64_t kTrimFromUs = 30000;
 constexpr std::int64_t kSilentExcessUs = kGulpUs + 5000;
 constexpr std::int64_t kSilentLackUs = 25000;
 constexpr int kShortBlocks = 25;  // a late block is no lack

@@ -40,8 +40,9 @@ class Cushion {
 
   // What the queue is kept near now, in us.
   [[nodiscard]] int target_us() const { return target_us_; }
-  // Whether playback has gone on for long enough for the queue to have found its length.
-  [[nodiscard]] bool steady() const { return mode_ == Mode::kSteady; }
+  // Whether playback has gone on for long enough for the queue to have found its length, and
+  // nothing is being taken out of it.
+  [[nodiscard]] bool steady() const { return mode_ == Mode::kSteady && trim_us_ <= 0; }
 
  private:
   enum class Mode { kFresh, kSettling, kSteady };

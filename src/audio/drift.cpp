@@ -29,7 +29,7 @@ constexpr double kMostOverUs = 15000.0;   // a single look says no more than thi
 constexpr double kMostUnderUs = 30000.0;  // and no less: a gulp only makes it look too long
 constexpr double kMostKeptUs = 25000.0;   // of an excess that the queue settled at
 constexpr double kLeastKeptUs = 0.0;      // less would run dry too easily
-constexpr double kProportional = 0.02;    // 1/s
+constexpr double kProportional = 0.03;    // 1/s
 constexpr double kIntegral = kProportional * kProportional / 4;  // 1/s^2: no overshoot
 constexpr double kNearUs = 8000.0;   // a drift alone leads no further from the place
 constexpr double kFarUrgency = 0.1;  // 1/s, for what is beyond: sound was lost, or came twice
@@ -68,12 +68,22 @@ void DriftControl::restart() {
   settled_ = 0.0;
   since_ = 0.0;
   speed_ = integral_;
+  shift_us_ = 0.0;
+}
+
+// What is counted anew after every restart goes the same way early on each time.
+void DriftControl::shift(double longer_us) {
+  if (keeps_ && settled_ >= kSlowSeconds) shift_us_ += longer_us;
+}
+
+double DriftControl::place_us() const {
+  return std::clamp(kept_us_ + shift_us_, kLeastKeptUs, kMostKeptUs);
 }
 
 double DriftControl::update(double excess_us, double seconds) {
   settled_ = std::min(settled_ + seconds, kSlowSeconds);
   if (settled_ >= kFirstSeconds) {
-    const double middle = keeps_ ? kept_us_ : slow_us_;
+    const double middle = keeps_ ? place_us() : slow_us_;
     excess_us = std::clamp(excess_us, middle - kMostUnderUs, middle + kMostOverUs);
   }
   // In the beginning plain means, so that the first value weighs no more than others.
@@ -84,9 +94,9 @@ double DriftControl::update(double excess_us, double seconds) {
   const bool known = settled_ >= kSlowSeconds;
   if (known && !std::exchange(keeps_, true))
     kept_us_ = std::clamp(slow_us_, kLeastKeptUs, kMostKeptUs);
-  engaged_ = engaged_ || (known && std::abs(slow_us_ - kept_us_) > kEngageUs);
+  engaged_ = engaged_ || (known && std::abs(slow_us_ - place_us()) > kEngageUs);
   if (engaged_ && settled_ >= kMeanSeconds) {
-    const double away_us = mean_us_ - kept_us_;
+    const double away_us = mean_us_ - place_us();
     const double near_us = std::clamp(away_us, -kNearUs, kNearUs);
     integral_ = std::clamp(integral_ + kIntegral * near_us * 1e-6 * since_, -kMaxSpeed, kMaxSpeed);
     const double back = (kProportional * near_us + kFarUrgency * (away_us - near_us)) * 1e-6;

@@ -23,6 +23,9 @@ class DriftControl {
   // The queue was emptied or filled by other means: what was seen of it says nothing any more. The
   // clocks are what they were, and so is the place where it is kept.
   void restart();
+  // The queue is told longer by so much from now on, although nothing about it has changed: it is
+  // kept where it is, as far as that is not too long.
+  void shift(double longer_us);
 
   // To be called once for every block of `seconds`. `excess_us` is what the queue holds beyond its
   // target. Returns how much faster than as recorded the sound is to be played, 0.0002 being 200
@@ -32,9 +35,12 @@ class DriftControl {
   [[nodiscard]] double speed() const { return speed_; }
 
  private:
+  [[nodiscard]] double place_us() const;  // where the excess is kept
+
   double mean_us_ = 0.0;   // of the excess
   double slow_us_ = 0.0;   // the same over a longer time
   double kept_us_ = 0.0;   // the mean in the beginning, which is kept
+  double shift_us_ = 0.0;  // since the last restart
   bool keeps_ = false;     // it is known
   double since_ = 0.0;     // s since the last decision
   double settled_ = 0.0;   // s that went into the means

@@ -234,8 +234,10 @@ void on_timing(pa_stream* s, void* /*user*/) {
   g_queue.at = Clock::now();
   g_queue.playing = timing->playing != 0;
   // A device that sleeps or has not begun tells of no delay at all.
-  if (g_queue.playing)
-    g_queue.device_least_us = std::min(g_queue.device_least_us, g_queue.device_us);
+  if (g_queue.playing && g_queue.device_us < g_queue.device_least_us) {
+    const std::int64_t before = std::exchange(g_queue.device_least_us, g_queue.device_us);
+    if (before != kNeverSeen) g_drift.shift(static_cast<double>(before - g_queue.device_us));
+  }
   g_queue.known = true;
 }
 

@@ -4,10 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <numbers>
 #include <random>
 #include <vector>
+
+#include "cushion.h"
 
 namespace {
 
@@ -171,6 +174,46 @@ TEST(DriftControl, leads_the_queue_back_and_keeps_what_it_knows_of_the_clock) {
   EXPECT_EQ(control.speed(), 0);
   // A hopeless case stays within what no ear notices.
   EXPECT_LE(follow(&control, 0.01, 600).fastest, DriftControl::kMaxSpeed);
+}
+
+TEST(DriftControl, keeps_the_queue_where_it_is_when_it_is_counted_from_another_place) {
+  DriftControl control;
+  const double place_ms = follow(&control, 0.0002, 7200, 5, 0).last_ms;
+  control.shift(6000);
+  const Course counted = follow(&control, 0.0002, 600, place_ms + 6, 0);
+  EXPECT_GT(counted.least_ms, place_ms + 4);
+  EXPECT_LT(counted.most_ms, place_ms + 8);
+  // A queue that begins anew is counted as in the beginning.
+  control.restart();
+  EXPECT_NEAR(follow(&control, 0.0002, 600, place_ms + 6, 0).last_ms, place_ms, 2);
+  // A device that has become quicker by much leaves no long queue behind.
+  control.shift(100000);
+  EXPECT_LT(follow(&control, 0.0002, 600, place_ms, 0).last_ms, 30);
+}
+
+// Together with what takes pieces out of a queue that is too long: where that came first, the drift
+// would stay unknown, and a piece go every minute.
+TEST(DriftControl, follows_a_slow_device_before_anything_is_taken_out_of_the_sound) {
+  for (const double excess_ms : {0, 10, 20, 25}) {
+    audio::Cushion cushion;
+    DriftControl control;
+    std::mt19937 random(11);  // NOLINT(cert-msc51-cpp): the same course in every run
+    std::uniform_real_distribution<double> gulp_us(0, 10667);
+    std::array<float, std::size_t{2} * audio::Cushion::kMaxFrames> block{};
+    double queue_us = audio::Cushion::kTargetUs - 10000 + excess_ms * 1000;
+    double error_us = 0;
+    for (int i = 0; i < 60000; ++i) {
+      block.fill(0.25F);
+      if (i % 150 == 0) error_us = gulp_us(random);
+      const double told_us = queue_us + error_us;
+      const auto out = cushion.shape(block, static_cast<std::int64_t>(told_us));
+      ASSERT_EQ(out.samples.size(), block.size()) << excess_ms << " ms, block " << i;
+      const double speed =
+          cushion.steady() ? control.update(told_us + 10000 - cushion.target_us(), kBlock) : 0.0;
+      queue_us += (0.0002 - speed) * kBlock * 1e6;
+    }
+    EXPECT_NEAR(control.speed(), 0.0002, 0.0001) << excess_ms;
+  }
 }
 
 }  // namespace
