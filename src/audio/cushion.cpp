@@ -1,8 +1,9 @@
 // DESIGN: three ways to take an excess away, by what can be heard. Silence is simply left out, and
 // put in where the queue has become short. Right after playback began or ran dry there was a gap
 // anyway, so a burst that arrives then (what piled up during the gap) is cut short at once. In the
-// middle of sound, pieces of a few milliseconds are taken out at places where the sound repeats
-// itself, found by correlation and crossfaded, a few in a row. Beyond the limit whole blocks go.
+// middle of sound, an excess that playing faster would take too long to lead back is taken out in
+// pieces of a few milliseconds at places where the sound repeats itself, found by correlation and
+// crossfaded, a few in a row. Beyond the limit whole blocks go.
 // Every cut is crossfaded from the sound as it would have gone on to the sound as it does go on, so
 // none clicks.
 
