@@ -71,7 +71,7 @@ void DriftControl::restart() {
   shift_us_ = 0.0;
 }
 
-// What is counted anew after every restart goes the same way early on each time.
+// Not early ones: the place was found while there were such, and they come after every restart.
 void DriftControl::shift(double longer_us) {
   if (keeps_ && settled_ >= kSlowSeconds) shift_us_ += longer_us;
 }
