@@ -15,10 +15,10 @@
 #include <random>
 #include <vector>
 
-#include "analyzer.h"
-#include "analyzer_kernel.h"
-#include "eq_dsp.h"
-#include "eq_kernel.h"
+#include "dsp/analyzer.h"
+#include "dsp/analyzer_kernel.h"
+#include "dsp/eq_dsp.h"
+#include "dsp/eq_kernel.h"
 #include "plain_eq.h"
 
 namespace {

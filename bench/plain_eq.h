@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "eq_dsp.h"
+#include "dsp/eq_dsp.h"
 
 namespace plain_eq {
 

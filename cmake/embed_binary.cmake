@@ -1,5 +1,5 @@
 # Turns a file into a C++ source that defines its bytes, without a tool beyond CMake:
-#   cmake -D INPUT=icon.png -D OUTPUT=icon_data.cpp -D HEADER=icon_data.h -D SPACE=icon_data -D NAME=kPng -P embed_binary.cmake
+#   cmake -D INPUT=icon.png -D OUTPUT=icon_data.cpp -D HEADER=gfx/icon_data.h -D SPACE=icon_data -D NAME=kPng -P embed_binary.cmake
 # HEADER declares `const unsigned char NAME[]` and `const std::size_t NAMESize` in the namespace SPACE.
 file(READ ${INPUT} hex HEX)
 if(hex STREQUAL "")

@@ -32,11 +32,12 @@ if(VELMORA_FUZZ)
   target_compile_options(velmora_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# velmora_library(NAME dsp SOURCES ... PUBLIC ... PRIVATE ...): one static library per folder. Its headers are
-# reachable by name only for targets that link it, so an include that breaks the layering does not compile.
+# velmora_library(NAME dsp SOURCES ... PUBLIC ... PRIVATE ...): one static library per folder. A folder's public headers
+# are those in include/<folder>; only targets that link the library find them, as "<folder>/name.h". Private headers lie
+# beside the sources, where nobody else finds them. The test "walls" checks that.
 function(velmora_library)
   cmake_parse_arguments(ARG "" "NAME" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   add_library(velmora_${ARG_NAME} STATIC ${ARG_SOURCES})
-  target_include_directories(velmora_${ARG_NAME} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+  target_include_directories(velmora_${ARG_NAME} PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/include)
   target_link_libraries(velmora_${ARG_NAME} PUBLIC ${ARG_PUBLIC} PRIVATE velmora_options ${ARG_PRIVATE})
 endfunction()

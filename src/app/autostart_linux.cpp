@@ -11,10 +11,10 @@
 #include <sstream>
 #include <string_view>
 
-#include "autostart.h"
+#include "app/autostart.h"
+#include "app/files.h"
+#include "app/logger.h"
 #include "environment.h"
-#include "files.h"
-#include "logger.h"
 
 namespace autostart {
 namespace {

@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "eq_dsp.h"
+#include "dsp/eq_dsp.h"
 
 namespace command_line {
 namespace {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "settings.h"
+#include "app/settings.h"
 
 namespace command_line {
 

@@ -1,5 +1,5 @@
 // DESIGN: descriptors instead of streams, because only they tell about fsync and close.
-#include "files.h"
+#include "app/files.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -2,7 +2,7 @@
 // tail holds: lines that came while no file was open, or while the disk was full, are counted and
 // written as soon as they can be. A descriptor instead of a stream, because only it tells how much
 // of a line was written.
-#include "logger.h"
+#include "app/logger.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -13,8 +13,8 @@
 #include <deque>
 #include <mutex>
 
-#include "files.h"
-#include "utf8.h"
+#include "app/files.h"
+#include "app/utf8.h"
 
 namespace logger {
 namespace {

@@ -17,22 +17,22 @@
 #include <thread>
 #include <utility>
 
-#include "audio.h"
-#include "autostart.h"
+#include "app/autostart.h"
+#include "app/logger.h"
+#include "app/paths.h"
+#include "app/settings.h"
+#include "app/utf8.h"
+#include "app/version.h"
+#include "audio/audio.h"
+#include "audio/guard.h"
 #include "command_line.h"
 #include "con.h"
-#include "crash_handler.h"
-#include "guard.h"
-#include "i18n.h"
-#include "logger.h"
-#include "paths.h"
-#include "platform.h"
+#include "crash/crash_handler.h"
+#include "i18n/i18n.h"
+#include "platform/platform.h"
 #include "selftest.h"
-#include "settings.h"
-#include "theme.h"
-#include "ui.h"
-#include "utf8.h"
-#include "version.h"
+#include "ui/theme.h"
+#include "ui/ui.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <string_view>
 
+#include "app/files.h"
+#include "app/paths.h"
 #include "environment.h"
-#include "files.h"
-#include "paths.h"
 
 namespace paths {
 namespace {

@@ -11,10 +11,10 @@
 #include <numbers>
 #include <vector>
 
-#include "analyzer.h"
+#include "app/settings.h"
 #include "con.h"
-#include "eq_dsp.h"
-#include "settings.h"
+#include "dsp/analyzer.h"
+#include "dsp/eq_dsp.h"
 
 namespace selftest {
 namespace {

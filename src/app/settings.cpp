@@ -1,7 +1,7 @@
 // DESIGN: a save writes beside the file, makes the bytes durable and only then renames, so that a
 // reader finds the old file or the new one. A load believes nothing that the seal does not vouch
 // for.
-#include "settings.h"
+#include "app/settings.h"
 
 #include <cstddef>
 #include <cstdio>
@@ -9,9 +9,9 @@
 #include <filesystem>
 #include <system_error>
 
-#include "files.h"
-#include "logger.h"
-#include "paths.h"
+#include "app/files.h"
+#include "app/logger.h"
+#include "app/paths.h"
 #include "save_crypt.h"
 #include "settings_text.h"
 

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "settings.h"
+#include "app/settings.h"
 
 namespace settings {
 

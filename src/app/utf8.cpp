@@ -1,4 +1,4 @@
-#include "utf8.h"
+#include "app/utf8.h"
 
 namespace utf8 {
 

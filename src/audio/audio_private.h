@@ -31,7 +31,7 @@
 #include <string>
 #include <vector>
 
-#include "audio.h"
+#include "audio/audio.h"
 #include "routing_rules.h"
 
 namespace audio {

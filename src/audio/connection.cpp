@@ -9,9 +9,9 @@
 #include <atomic>
 #include <memory>
 
+#include "app/logger.h"
 #include "audio_private.h"
-#include "crash_handler.h"
-#include "logger.h"
+#include "crash/crash_handler.h"
 
 namespace audio {
 

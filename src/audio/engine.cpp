@@ -12,10 +12,10 @@
 #include <thread>
 #include <utility>
 
+#include "app/logger.h"
+#include "audio/guard.h"
 #include "audio_private.h"
-#include "crash_handler.h"
-#include "guard.h"
-#include "logger.h"
+#include "crash/crash_handler.h"
 
 namespace audio {
 

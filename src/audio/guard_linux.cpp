@@ -17,7 +17,7 @@
 #include <mutex>
 #include <string>
 
-#include "guard.h"
+#include "audio/guard.h"
 #include "guard_protocol.h"
 #include "rescue.h"
 

@@ -5,8 +5,8 @@
 
 #include <sstream>
 
-#include "files.h"
-#include "paths.h"
+#include "app/files.h"
+#include "app/paths.h"
 
 namespace audio {
 

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "audio_private.h"
-#include "crash_handler.h"
+#include "crash/crash_handler.h"
 
 namespace audio {
 

@@ -10,10 +10,10 @@
 
 #include <utility>
 
+#include "app/logger.h"
+#include "audio/guard.h"
 #include "audio_private.h"
-#include "guard.h"
 #include "handover.h"
-#include "logger.h"
 
 namespace audio {
 

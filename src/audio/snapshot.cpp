@@ -4,8 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "app/utf8.h"
 #include "audio_private.h"
-#include "utf8.h"
 
 namespace audio {
 

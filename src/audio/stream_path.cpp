@@ -16,10 +16,10 @@
 #include <span>
 #include <utility>
 
+#include "app/logger.h"
 #include "audio_private.h"
 #include "cushion.h"
 #include "drift.h"
-#include "logger.h"
 
 namespace audio {
 

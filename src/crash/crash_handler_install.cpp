@@ -1,11 +1,11 @@
 // DESIGN: apart from the rest of the wrapper, because it needs the window's platform, and who only
 // describes the run, as the audio engine does, gets along without.
-#include "addresses.h"
-#include "crash_handler.h"
-#include "faultline.h"
-#include "logger.h"
-#include "platform.h"
-#include "version.h"
+#include "app/addresses.h"
+#include "app/logger.h"
+#include "app/version.h"
+#include "crash/crash_handler.h"
+#include "crash/faultline.h"
+#include "platform/platform.h"
 
 namespace crash_handler {
 

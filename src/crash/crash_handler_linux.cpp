@@ -1,10 +1,10 @@
 // DESIGN: the crash library knows nothing of this program; here is all that the two tell each
 // other.
-#include "crash_handler.h"
+#include "crash/crash_handler.h"
 
-#include "faultline.h"
-#include "logger.h"
-#include "paths.h"
+#include "app/logger.h"
+#include "app/paths.h"
+#include "crash/faultline.h"
 
 namespace crash_handler {
 

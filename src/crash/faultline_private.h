@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "faultline.h"
+#include "crash/faultline.h"
 
 namespace faultline::detail {
 

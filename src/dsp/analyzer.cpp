@@ -7,7 +7,7 @@
 // vector. Two stages at a time go over the buffer, because going over it costs as much as the
 // arithmetic. The first two, whose factors are 1 and -j, are done while the samples are put into
 // their bit-reversed places; there, all numbers are still real.
-#include "analyzer.h"
+#include "dsp/analyzer.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,8 +5,8 @@
 #include <complex>
 #include <numbers>
 
+#include "dsp/eq_dsp.h"
 #include "eq_design.h"
-#include "eq_dsp.h"
 
 namespace eq {
 namespace {

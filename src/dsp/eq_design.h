@@ -2,7 +2,7 @@
 // picture cannot drift from the sound.
 #pragma once
 
-#include "eq_dsp.h"
+#include "dsp/eq_dsp.h"
 
 namespace eq {
 

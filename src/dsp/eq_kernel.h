@@ -2,7 +2,7 @@
 // them on any machine. All give the same bits.
 #pragma once
 
-#include "eq_dsp.h"
+#include "dsp/eq_dsp.h"
 
 namespace eq {
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "dsp/eq_dsp.h"
 #include "eq_design.h"
-#include "eq_dsp.h"
 #include "eq_kernel.h"
 
 namespace eq {

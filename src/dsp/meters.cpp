@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "analyzer.h"
+#include "dsp/analyzer.h"
 
 namespace analyzer {
 namespace {

@@ -2,7 +2,7 @@
 // before; only push_clip leaves something behind. Fonts and images are made once and kept, because
 // a frame uses the same few again and again. Texts are laid out anew each time: they change too
 // much.
-#include "gfx.h"
+#include "gfx/gfx.h"
 
 #include <pango/pangocairo.h>
 

@@ -2,14 +2,14 @@
 // are made, so a lookup is one bisection and choosing a language is setting one pointer. Returned
 // texts outlive everything. Nothing is chosen before the first set_language() or T(), so that the
 // environment is read once the program has had its say about it.
-#include "i18n.h"
+#include "i18n/i18n.h"
 
 #include <algorithm>
 #include <cstring>
 #include <string_view>
 
+#include "app/paths.h"
 #include "i18n_data.h"
-#include "paths.h"
 
 namespace i18n {
 

@@ -8,11 +8,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "app/logger.h"
+#include "app/settings.h"
 #include "frame_stats.h"
-#include "gfx.h"
-#include "logger.h"
+#include "gfx/gfx.h"
 #include "platform_private.h"
-#include "settings.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include <cerrno>
 
-#include "logger.h"
+#include "app/logger.h"
 #include "platform_private.h"
 
 // After everything of ours: X11 defines words like None as macros.

@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <string>
 
-#include "gfx.h"
-#include "logger.h"
+#include "app/logger.h"
+#include "gfx/gfx.h"
 
 namespace platform::stats {
 

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "gfx.h"
+#include "gfx/gfx.h"
 #include "platform_private.h"
 
 namespace {

@@ -29,8 +29,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform.h"
-#include "ui.h"
+#include "platform/platform.h"
+#include "ui/ui.h"
 #include "window_rules.h"
 
 struct Settings;

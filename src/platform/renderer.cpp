@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <vector>
 
-#include "crash_handler.h"
-#include "logger.h"
+#include "app/logger.h"
+#include "crash/crash_handler.h"
 #include "platform_private.h"
 
 namespace {

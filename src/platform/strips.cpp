@@ -6,9 +6,9 @@
 #include <cmath>
 #include <map>
 
-#include "gfx.h"
+#include "gfx/gfx.h"
 #include "platform_private.h"
-#include "theme.h"
+#include "ui/theme.h"
 
 namespace {
 

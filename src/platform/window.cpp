@@ -3,9 +3,9 @@
 
 #include <cmath>
 
-#include "logger.h"
+#include "app/logger.h"
+#include "app/settings.h"
 #include "platform_private.h"
-#include "settings.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // DESIGN: the strip shows what is playing and lets it be switched and muted; all else is in the
 // full view, one press away. Whatever is no button moves the window.
-#include "i18n.h"
-#include "icon_data.h"
-#include "platform.h"
+#include "gfx/icon_data.h"
+#include "i18n/i18n.h"
+#include "platform/platform.h"
 #include "ui_private.h"
 
 namespace ui {

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform.h"
+#include "platform/platform.h"
 #include "ui_private.h"
 
 namespace ui {

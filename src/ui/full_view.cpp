@@ -4,8 +4,8 @@
 #include <cmath>
 #include <cstdio>
 
-#include "i18n.h"
-#include "icon_data.h"
+#include "gfx/icon_data.h"
+#include "i18n/i18n.h"
 #include "ui_private.h"
 
 namespace ui {

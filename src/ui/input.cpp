@@ -7,12 +7,12 @@
 #include <cmath>
 #include <iterator>
 
-#include "addresses.h"
-#include "autostart.h"
-#include "crash_handler.h"
-#include "platform.h"
+#include "app/addresses.h"
+#include "app/autostart.h"
+#include "app/utf8.h"
+#include "crash/crash_handler.h"
+#include "platform/platform.h"
 #include "ui_private.h"
-#include "utf8.h"
 
 namespace ui {
 

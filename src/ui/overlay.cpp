@@ -2,7 +2,7 @@
 // the settings panel, the save dialog, the popup, and above all of them the note about a crash.
 #include <algorithm>
 
-#include "i18n.h"
+#include "i18n/i18n.h"
 #include "ui_private.h"
 
 namespace ui {

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <iterator>
 
-#include "i18n.h"
-#include "platform.h"
+#include "app/utf8.h"
+#include "i18n/i18n.h"
+#include "platform/platform.h"
 #include "ui_private.h"
-#include "utf8.h"
 
 namespace ui {
 

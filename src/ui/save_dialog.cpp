@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "i18n.h"
+#include "i18n/i18n.h"
 #include "ui_private.h"
 
 namespace ui {

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "icon_data.h"
-#include "platform.h"
+#include "gfx/icon_data.h"
+#include "platform/platform.h"
 #include "ui_private.h"
 
 namespace ui {

@@ -5,10 +5,10 @@
 #include <cmath>
 #include <cstring>
 
-#include "addresses.h"
-#include "i18n.h"
+#include "app/addresses.h"
+#include "app/version.h"
+#include "i18n/i18n.h"
 #include "ui_private.h"
-#include "version.h"
 
 namespace ui {
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "i18n.h"
+#include "i18n/i18n.h"
 #include "ui_private.h"
 
 namespace ui {

@@ -3,9 +3,9 @@
 // the parts are isolated from each other with Unicode's own marks, which take no room.
 #include <cmath>
 
-#include "i18n.h"
+#include "app/utf8.h"
+#include "i18n/i18n.h"
 #include "ui_private.h"
-#include "utf8.h"
 
 namespace ui {
 

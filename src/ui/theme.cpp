@@ -1,5 +1,5 @@
 // DESIGN: two constant tables and the flag that chooses; who draws asks for the table every frame.
-#include "theme.h"
+#include "ui/theme.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,13 +1,13 @@
 // DESIGN: one record holds the whole state of the interface; every source reads and changes it
 // through state(). Until init there is a stand-in for the settings, so nothing has to ask whether
 // there are any.
-#include "ui.h"
+#include "ui/ui.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "autostart.h"
-#include "platform.h"
+#include "app/autostart.h"
+#include "platform/platform.h"
 #include "ui_private.h"
 
 namespace ui {

@@ -22,13 +22,13 @@
 #include <string_view>
 #include <vector>
 
-#include "analyzer.h"
-#include "audio.h"
-#include "eq_dsp.h"
-#include "gfx.h"
-#include "settings.h"
-#include "theme.h"
-#include "ui.h"
+#include "app/settings.h"
+#include "audio/audio.h"
+#include "dsp/analyzer.h"
+#include "dsp/eq_dsp.h"
+#include "gfx/gfx.h"
+#include "ui/theme.h"
+#include "ui/ui.h"
 
 namespace ui {
 

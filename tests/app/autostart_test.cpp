@@ -1,5 +1,5 @@
 // The autostart entry.
-#include "autostart.h"
+#include "app/autostart.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

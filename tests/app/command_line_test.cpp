@@ -14,9 +14,9 @@
 #include <utility>
 #include <vector>
 
+#include "app/settings.h"
 #include "home.h"
 #include "process.h"
-#include "settings.h"
 #include "wait_until.h"
 
 namespace {

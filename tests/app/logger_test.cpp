@@ -1,5 +1,5 @@
 // The log file and the lines kept in memory.
-#include "logger.h"
+#include "app/logger.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // Where the program keeps its files and what it reads from the environment. The move from the
 // earlier name happens once per process; the tests of the built program look at it.
-#include "paths.h"
+#include "app/paths.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

@@ -4,8 +4,8 @@
 #include <ostream>
 #include <string>
 
-#include "settings.h"
-#include "settings_text.h"
+#include "app/settings.h"
+#include "app/settings_text.h"
 
 // By their text form, in which every field is written (settings_text_test.cpp).
 inline bool operator==(const Settings& a, const Settings& b) {

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "app/logger.h"
+#include "app/settings.h"
 #include "home.h"
-#include "logger.h"
 #include "records.h"
-#include "settings.h"
 
 namespace {
 

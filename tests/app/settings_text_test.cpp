@@ -1,5 +1,5 @@
 // The text form of the settings: what is written, and what is made of whatever is found there.
-#include "settings_text.h"
+#include "app/settings_text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

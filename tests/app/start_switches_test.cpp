@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "command_line.h"
+#include "app/command_line.h"
 #include "records.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // The playback queue, played through a model of the server: what is written waits, what is due is
 // taken.
 
-#include "cushion.h"
+#include "audio/cushion.h"
 
 #include <gtest/gtest.h>
 

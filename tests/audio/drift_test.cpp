@@ -1,5 +1,5 @@
 // Two clocks that disagree, and sound that is played a little faster or slower.
-#include "drift.h"
+#include "audio/drift.h"
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 #include <random>
 #include <vector>
 
-#include "cushion.h"
+#include "audio/cushion.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // What the guard makes of the lines it reads.
 
-#include "guard_protocol.h"
+#include "audio/guard_protocol.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Which device is followed, which streams are moved: decisions on made-up servers.
 
-#include "routing_rules.h"
+#include "audio/routing_rules.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

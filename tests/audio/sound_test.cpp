@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "audio.h"
+#include "audio/audio.h"
 #include "engine_test.h"
 
 namespace engine_test {

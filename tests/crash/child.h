@@ -6,7 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "faultline.h"
+#include "crash/faultline.h"
 
 namespace crash_test {
 

@@ -4,7 +4,7 @@
 
 #include "../app/home.h"
 #include "child.h"
-#include "faultline_private.h"
+#include "crash/faultline_private.h"
 
 namespace {
 

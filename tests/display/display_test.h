@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "app/settings.h"
 #include "screen.h"
 #include "server_test.h"
-#include "settings.h"
 
 namespace display_test {
 

@@ -10,8 +10,8 @@
 #include <random>
 #include <vector>
 
-#include "analyzer.h"
-#include "analyzer_kernel.h"
+#include "dsp/analyzer.h"
+#include "dsp/analyzer_kernel.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include <span>
 #include <vector>
 
-#include "eq_dsp.h"
-#include "eq_kernel.h"
+#include "dsp/eq_dsp.h"
+#include "dsp/eq_kernel.h"
 #include "plain_eq.h"
 
 namespace {

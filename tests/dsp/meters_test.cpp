@@ -5,7 +5,7 @@
 #include <limits>
 #include <vector>
 
-#include "analyzer.h"
+#include "dsp/analyzer.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "faultline_private.h"
+#include "crash/faultline_private.h"
 #include "fuzz.h"
 
 namespace {

@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "audio/guard_protocol.h"
 #include "fuzz.h"
-#include "guard_protocol.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;

@@ -9,9 +9,9 @@
 #include <cstdint>
 #include <string>
 
+#include "app/save_crypt.h"
+#include "app/settings_text.h"
 #include "fuzz.h"
-#include "save_crypt.h"
-#include "settings_text.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <set>
 #include <string>
 
+#include "app/settings_text.h"
 #include "fuzz.h"
-#include "settings_text.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "gfx.h"
+#include "gfx/gfx.h"
 
 class Canvas {
  public:

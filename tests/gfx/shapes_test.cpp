@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "canvas.h"
-#include "icon_data.h"
+#include "gfx/icon_data.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // Lookup and choice of the language, and what every table promises to the drawing code.
-#include "i18n.h"
+#include "i18n/i18n.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Sizes, places, borders and copied parts, on made-up displays.
 
-#include "window_rules.h"
+#include "platform/window_rules.h"
 
 #include <gtest/gtest.h>
 

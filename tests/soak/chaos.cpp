@@ -14,7 +14,7 @@
 #include <set>
 #include <thread>
 
-#include "eq_dsp.h"
+#include "dsp/eq_dsp.h"
 #include "screen.h"
 #include "soak.h"
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "analysis.h"
-#include "eq_dsp.h"
+#include "dsp/eq_dsp.h"
 #include "pulse_client.h"
 #include "recorder.h"
 #include "sound_server.h"

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "../gfx/canvas.h"
+#include "app/utf8.h"
 #include "fakes.h"
-#include "i18n.h"
-#include "ui_private.h"
-#include "utf8.h"
+#include "i18n/i18n.h"
+#include "ui/ui_private.h"
 
 namespace events {
 

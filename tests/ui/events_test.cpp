@@ -7,7 +7,7 @@
 
 #include "../app/home.h"
 #include "event_driver.h"
-#include "gfx.h"
+#include "gfx/gfx.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "crash_handler.h"
-#include "platform.h"
+#include "crash/crash_handler.h"
+#include "platform/platform.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "audio.h"
+#include "audio/audio.h"
 
 namespace fakes {
 

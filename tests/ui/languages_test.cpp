@@ -1,6 +1,6 @@
 // Texts of every language find room where the layout gives them no ellipsis, in all views at their
 // reference sizes.
-#include "utf8.h"
+#include "app/utf8.h"
 #include "window.h"
 
 namespace {

@@ -2,8 +2,8 @@
 // engine.
 #include <algorithm>
 
-#include "addresses.h"
-#include "autostart.h"
+#include "app/addresses.h"
+#include "app/autostart.h"
 #include "window.h"
 
 namespace {

@@ -1,12 +1,12 @@
 // Whether texts can be read in both palettes.
-#include "theme.h"
+#include "ui/theme.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 
-#include "ui_private.h"
+#include "ui/ui_private.h"
 
 namespace {
 

@@ -12,8 +12,8 @@
 #include "../app/home.h"
 #include "../gfx/canvas.h"
 #include "fakes.h"
-#include "i18n.h"
-#include "ui_private.h"
+#include "i18n/i18n.h"
+#include "ui/ui_private.h"
 
 class Window : public testing::Test {
  protected:

@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "gfx.h"
+#include "gfx/gfx.h"
 
 struct Settings;
 

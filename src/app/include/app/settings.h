@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "eq_dsp.h"
+#include "dsp/eq_dsp.h"
 
 // A preset that the person saved.
 struct UserPreset {

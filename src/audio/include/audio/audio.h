@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "eq_dsp.h"
+#include "dsp/eq_dsp.h"
 
 namespace audio {
 
