@@ -117,6 +117,8 @@ void signal_loop();
 void on_success(pa_context* c, int success, void* user);
 void on_stream_state(pa_stream* s, void* user);
 std::string error_text(const LoopLock&);
+// Whether the last request failed because this program may not make it.
+bool access_denied(const LoopLock&);
 
 // The properties that mark our connection and streams. The caller frees the list (Proplist does).
 struct Proplist {
@@ -158,15 +160,15 @@ void forget_restrictions();
 void reset_processor();
 bool open_record(const LoopLock&, const SinkInfo& monitored, bool routed);
 bool open_play(const LoopLock&, const std::string& sink);
-// Whether the playback stream is creating or ready on that sink.
-bool play_alive(const LoopLock&, const std::string& sink);
+// Whether the playback stream is ready on that very sink, not on an earlier one of that name.
+bool play_alive(const LoopLock&, const SinkInfo& sink);
 // Lets what is played end softly; returns when the last of it has left the playback stream, which
 // stays silent until it is opened anew, or when nothing can be done for it.
 void fade_play_out(const LoopLock&);
 void close_record(const LoopLock&);
 void close_play(const LoopLock&);
-// Whether the record stream is creating or ready on that source, in that role.
-bool record_alive(const LoopLock&, const std::string& source, bool routed);
+// Whether the record stream is ready on that very sink's monitor, in that role.
+bool record_alive(const LoopLock&, const SinkInfo& monitored, bool routed);
 bool streams_alive(const LoopLock&);
 // Whether the record stream brings sound (or silence); waits for the first of it, for `ms` at most.
 bool record_delivers(const LoopLock&, int ms);

@@ -240,6 +240,10 @@ void on_stream_state(pa_stream* s, void* /*user*/) {
   signal_loop();
 }
 
+bool access_denied(const LoopLock& /*lock*/) {
+  return g_ctx != nullptr && pa_context_errno(g_ctx) == PA_ERR_ACCESS;
+}
+
 std::string error_text(const LoopLock& /*lock*/) {
   return g_ctx == nullptr ? "not connected" : pa_strerror(pa_context_errno(g_ctx));
 }

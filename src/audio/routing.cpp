@@ -26,7 +26,8 @@ constexpr const char* kModuleArguments =
     "device.icon_name=velmora'";
 constexpr int kPolls = 10;  // for what the server has promised and does a moment later
 constexpr int kPollMs = 100;
-constexpr int kWishes = 3;  // for another default device, before it counts as refused
+constexpr int kTries = 3;  // to become the default device, before it counts as refused
+constexpr std::chrono::seconds kTryEvery{2};
 constexpr std::chrono::seconds kRememberedLevel{
     1};                              // in which a server brings back an earlier sink's level
 constexpr int kFirstSoundMs = 50;    // many fragments
@@ -43,8 +44,11 @@ struct Level {
   pa_volume_t volume = PA_VOLUME_NORM;
   bool muted = false;
 };
-Level g_level;                          // to which the person has turned our sink
-std::optional<Handover> g_handed_over;  // while our sink is being removed
+Level g_level;  // to which the person has turned our sink
+// While our sink is being removed, and until what was handed over has been taken back.
+std::optional<Handover> g_handed_over;
+int g_tries = 0;  // to become the default device in vain
+Clock::time_point g_tried_at;
 bool g_restricted = false;
 bool g_restricted_said = false;
 bool g_passive_said = false;
@@ -67,17 +71,14 @@ bool set_default(const LoopLock& lock, const std::string& name, int ms) {
   });
 }
 
-enum class Poll { kReached, kRefused, kNoAnswer };
-
-// The server may say yes and change the default later, or never.
-Poll poll_default(const LoopLock& lock, const std::string& name) {
+// The server may agree and change the default later, or never. Returns whether it did.
+bool poll_default(const LoopLock& lock, const std::string& name) {
   for (int i = 0; i < kPolls; ++i) {
     if (i > 0) pause_unlocked(lock, kPollMs);
     const auto now = query_default(lock);
-    if (!now) return Poll::kNoAnswer;
-    if (*now == name) return Poll::kReached;
+    if (!now || *now == name) return now.has_value();
   }
-  return Poll::kRefused;
+  return false;
 }
 
 // Streams end at any time, so a move that fails is no failure of ours: the next snapshot tells.
@@ -116,6 +117,7 @@ bool has_volume(const SinkInfo& sink, pa_volume_t volume) {
 
 void take_module(std::uint32_t module) {
   g_module = module;
+  g_tries = 0;
   guard::owns_module(module);
 }
 
@@ -201,27 +203,45 @@ bool ensure_sink(const LoopLock& lock, Snapshot* s) {
   return true;
 }
 
-void become_default(const LoopLock& lock, const std::string& present) {
+void restrict() {
+  g_restricted = true;
+  if (std::exchange(g_restricted_said, true)) return;
+  logger::warn(
+      "Default device cannot be set here (restricted environment) - the user picks the sink");
+}
+
+// Whether the server would not change the default device although our sink was there all the time.
+void count_try(const LoopLock& lock) {
+  if (Clock::now() - g_tried_at < kTryEvery) return;
+  const auto now = query(lock);
+  if (!now || !owns_sink(*now)) return;
+  g_tried_at = Clock::now();
+  if (++g_tries >= kTries) restrict();
+}
+
+// Returns whether our sink is the default device now, or never will be. A busy server may look for
+// the sink before it is quite there, and looks again only for another request than the last one: so
+// every further try asks for the present device first.
+bool become_default(const LoopLock& lock, const std::string& present) {
   if (g_restricted) {
     set_default(lock, kSinkName, kRestrictedMs);
-    return;
+    return true;
   }
-  // A busy server may look for the sink before it is quite there, and looks again only for another
-  // wish than the last one.
-  for (int i = 0; i < kWishes; ++i) {
-    if (i > 0) set_default(lock, present, kRequestMs);
-    set_default(lock, kSinkName, kRequestMs);
-    if (server_silent(lock) || poll_default(lock, kSinkName) != Poll::kRefused) return;
-    // The person has chosen another meanwhile.
-    const auto now = query_default(lock);
-    if (!now || *now != present) return;
+  if (g_tries > 0) set_default(lock, present, kRequestMs);
+  const bool agreed = set_default(lock, kSinkName, kRequestMs);
+  if (!agreed && !server_silent(lock) && access_denied(lock)) {
+    restrict();
+    return true;
   }
-  g_restricted = true;
-  if (!g_restricted_said) {
-    logger::warn(
-        "Default device cannot be set here (restricted environment) - the user picks the sink");
+  if (agreed && poll_default(lock, kSinkName)) {
+    g_tries = 0;
+    return true;
   }
-  g_restricted_said = true;
+  if (server_silent(lock)) return false;
+  // Where the user has chosen another device meanwhile, the next pass follows it.
+  const auto now = query_default(lock);
+  if (now && *now == present) count_try(lock);
+  return g_restricted;
 }
 
 struct SinkLevel {
@@ -358,12 +378,12 @@ bool ensure_play(const LoopLock& lock, const Snapshot& s, const std::string& tar
     close_play(lock);
     return true;
   }
-  if (play_alive(lock, target)) return true;
+  const SinkInfo* sink = s.find(target);
+  if (sink != nullptr && play_alive(lock, *sink)) return true;
   // Where the person chose another default, the music has left us already.
   if (s.default_sink == kSinkName) fade_play_out(lock);
   if (!open_play(lock, target)) return false;
   // Where the person's own "device" is a virtual sink, and silent.
-  const SinkInfo* sink = s.find(target);
   if (sink != nullptr && sink->works_ahead && is_idle(s, *sink)) wake_sink(lock, target);
   return true;
 }
@@ -371,7 +391,7 @@ bool ensure_play(const LoopLock& lock, const Snapshot& s, const std::string& tar
 bool ensure_record(const LoopLock& lock, const SinkInfo& ours) {
   // Not by itself, as we record it: what is played to it would be lost.
   if (ours.works_ahead && ours.suspended) suspend(lock, kSinkName, false);
-  if (record_alive(lock, ours.monitor, true)) return true;
+  if (record_alive(lock, ours, true)) return true;
   if (!open_record(lock, ours, true)) return false;
   // Elsewhere the first sound tells that the server's session manager knows the sink: one that is
   // to be the default before that may be overlooked for good.
@@ -390,7 +410,7 @@ bool reconcile_off(const LoopLock& lock, const Snapshot& s, const std::string& t
   const SinkInfo* heard = s.find(target);
   if (heard == nullptr) {
     close_record(lock);
-  } else if (!record_alive(lock, heard->monitor, false)) {
+  } else if (!record_alive(lock, *heard, false)) {
     done = open_record(lock, *heard, false) && done;
   } else {
     rest_spectrum(lock, heard->in_use);
@@ -408,16 +428,21 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
     publish(s, target, g_follow.device, false, false, false);
     return false;
   }
-  const auto handover = anew && takeover && !g_restricted ? taken_back(s) : std::nullopt;
-  if (handover) g_level = {handover->ours, handover->muted};
+  if (anew && takeover && !g_restricted) {
+    g_handed_over = taken_back(s);
+    if (g_handed_over) g_level = {g_handed_over->ours, g_handed_over->muted};
+  }
   const SinkInfo* ours = s.find(kSinkName);
   start_at_level(lock, *ours);
   bool done = ensure_play(lock, s, target);
   done = ensure_record(lock, *ours) && done;
   if (takeover) {
-    if (s.default_sink != kSinkName) become_default(lock, s.default_sink);
-    if (!g_restricted) move_streams(lock, streams_to_take(s, g_follow.device), ours->index);
-    if (handover && !g_restricted) turn_up_again(lock, *handover);
+    const bool settled = s.default_sink == kSinkName || become_default(lock, s.default_sink);
+    done = settled && done;
+    if (settled && !g_restricted) {
+      move_streams(lock, streams_to_take(s, g_follow.device), ours->index);
+      if (const auto handover = std::exchange(g_handed_over, {})) turn_up_again(lock, *handover);
+    }
   }
   auto now = query(lock);
   if (!now) return false;
@@ -473,6 +498,7 @@ void suggest_follow(const std::string& restore_hint) {
 
 void forget_restrictions() {
   g_restricted = false;
+  g_tries = 0;
 }
 
 }  // namespace audio

@@ -50,11 +50,19 @@ constexpr int kResetAfterSilentPieces = 1000;  // 10 s: what rings in the filter
 
 constexpr pa_sample_spec kFormat = {PA_SAMPLE_FLOAT32LE, kRate, kChannels};
 
+// Where a stream was opened: a source or a sink. A device that was replaced by another of the same
+// name has another index; some servers then leave the stream alive, with the old name and connected
+// to nothing.
+struct Place {
+  std::string name;                // empty when closed
+  std::uint32_t index = kNoIndex;  // not known while the stream is being opened
+};
+
 // Main-loop lock.
 pa_stream* g_rec = nullptr;
 pa_stream* g_play = nullptr;
-std::string g_rec_source;  // what is to be recorded, empty when closed
-std::string g_play_sink;   // what is to be played to, empty when closed
+Place g_rec_place;   // what is to be recorded
+Place g_play_place;  // what is to be played to
 bool g_rec_routed = false;
 bool g_rec_delivers = false;    // something has arrived since it was opened
 bool g_rec_fault_said = false;  // a stream that cannot be opened is retried often and logged once
@@ -136,10 +144,15 @@ std::int64_t us_of(std::size_t bytes) {
   return static_cast<std::int64_t>(pa_bytes_to_usec(bytes, &kFormat));
 }
 
-// Whether the server has the stream where we asked for it.
-bool is_on(pa_stream* s, const std::string& device) {
-  const char* name = pa_stream_get_device_name(s);
-  return name != nullptr && device == name;
+bool has_device(pa_stream* s, const std::string& name) {
+  const char* device = pa_stream_get_device_name(s);
+  return device != nullptr && name == device;
+}
+
+// Whether the server has the stream where it was opened.
+bool is_on(pa_stream* s, const Place& place) {
+  const bool same = place.index == kNoIndex || place.index == pa_stream_get_device_index(s);
+  return same && has_device(s, place.name);
 }
 
 void raise_peak(std::atomic<float>* peak, float value) {
@@ -341,7 +354,7 @@ void watch_pieces() {
 // `more` samples of the same fragment follow at once.
 void play(std::span<float> samples, std::size_t more) {
   if (g_play == nullptr || pa_stream_get_state(g_play) != PA_STREAM_READY ||
-      !is_on(g_play, g_play_sink))
+      !is_on(g_play, g_play_place))
     return;
   if (nothing_to_hear()) {
     let_device_sleep();
@@ -402,7 +415,7 @@ void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {
   const void* data = nullptr;
   std::size_t bytes = 0;
   while (pa_stream_peek(s, &data, &bytes) == 0 && bytes > 0) {
-    if (data != nullptr && s == g_rec && is_on(s, g_rec_source)) {
+    if (data != nullptr && s == g_rec && is_on(s, g_rec_place)) {
       const std::span samples(static_cast<const float*>(data), bytes / kFrameBytes * kChannels);
       if (g_rec_routed) {
         apply_new_curve();
@@ -441,6 +454,9 @@ void on_moved(pa_stream* /*s*/, void* /*user*/) {
 
 pa_stream* new_stream(const LoopLock& lock, const char* name, const char* media_name) {
   const Proplist props(media_name);
+  // A session manager must not connect the stream to anything else when the device vanishes while
+  // it is being opened.
+  pa_proplist_sets(props.list, "node.dont-fallback", "true");
   pa_stream* s = pa_stream_new_with_proplist(context(lock), name, &kFormat, nullptr, props.list);
   if (s == nullptr) return nullptr;
   pa_stream_set_state_callback(s, on_stream_state, nullptr);
@@ -448,8 +464,8 @@ pa_stream* new_stream(const LoopLock& lock, const char* name, const char* media_
   return s;
 }
 
-void close_stream(pa_stream** s, std::string* device) {
-  device->clear();
+void close_stream(pa_stream** s, Place* place) {
+  *place = {};
   if (*s == nullptr) return;
   pa_stream_set_state_callback(*s, nullptr, nullptr);
   pa_stream_set_moved_callback(*s, nullptr, nullptr);
@@ -485,7 +501,7 @@ void reset_processor() {
 }
 
 void close_record(const LoopLock& /*lock*/) {
-  close_stream(&g_rec, &g_rec_source);
+  close_stream(&g_rec, &g_rec_place);
   g_quiet_frames = 0;
   g_idle = false;
   g_rec_rests = false;
@@ -501,7 +517,7 @@ void fade_play_out(const LoopLock& lock) {
 }
 
 void close_play(const LoopLock& /*lock*/) {
-  close_stream(&g_play, &g_play_sink);
+  close_stream(&g_play, &g_play_place);
 }
 
 bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
@@ -511,7 +527,7 @@ bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
   bool ready = false;
   if (g_rec != nullptr) {
     pa_stream_set_read_callback(g_rec, on_read, nullptr);
-    g_rec_source = source;
+    g_rec_place.name = source;
     g_rec_routed = routed;
     g_rec_delivers = false;
     if (routed) g_proc.set_format(static_cast<float>(kRate), kChannels);
@@ -523,9 +539,10 @@ bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
         (routed ? 0U : static_cast<unsigned>(PA_STREAM_DONT_INHIBIT_AUTO_SUSPEND));
     ready = pa_stream_connect_record(g_rec, source.c_str(), &buffers,
                                      static_cast<pa_stream_flags_t>(flags)) >= 0 &&
-            wait_stream_ready(lock, g_rec) && is_on(g_rec, source);
+            wait_stream_ready(lock, g_rec) && has_device(g_rec, source);
   }
   if (ready) {
+    g_rec_place.index = pa_stream_get_device_index(g_rec);
     g_rec_fault_said = false;
     return true;
   }
@@ -543,7 +560,7 @@ bool open_play(const LoopLock& lock, const std::string& sink) {
   if (g_play != nullptr) {
     pa_stream_set_underflow_callback(g_play, on_underflow, nullptr);
     pa_stream_set_latency_update_callback(g_play, on_timing, nullptr);
-    g_play_sink = sink;
+    g_play_place.name = sink;
     g_play_sleeps = false;
     g_fade = Fade::kAwaited;
     g_fade_left = kFadeAwaited;
@@ -562,9 +579,10 @@ bool open_play(const LoopLock& lock, const std::string& sink) {
     ready =
         pa_stream_connect_playback(g_play, sink.c_str(), &buffers,
                                    static_cast<pa_stream_flags_t>(kFlags), &full, nullptr) >= 0 &&
-        wait_stream_ready(lock, g_play) && is_on(g_play, sink);
+        wait_stream_ready(lock, g_play) && has_device(g_play, sink);
   }
   if (ready) {
+    g_play_place.index = pa_stream_get_device_index(g_play);
     g_play_fault_said = false;
     return true;
   }
@@ -574,12 +592,13 @@ bool open_play(const LoopLock& lock, const std::string& sink) {
   return false;
 }
 
-bool record_alive(const LoopLock& /*lock*/, const std::string& source, bool routed) {
-  return good(g_rec) && g_rec_routed == routed && g_rec_source == source && is_on(g_rec, source);
+bool record_alive(const LoopLock& /*lock*/, const SinkInfo& monitored, bool routed) {
+  return good(g_rec) && g_rec_routed == routed &&
+         is_on(g_rec, {monitored.monitor, monitored.monitor_index});
 }
 
-bool play_alive(const LoopLock& /*lock*/, const std::string& sink) {
-  return good(g_play) && g_play_sink == sink && is_on(g_play, sink);
+bool play_alive(const LoopLock& /*lock*/, const SinkInfo& sink) {
+  return good(g_play) && is_on(g_play, {sink.name, sink.index});
 }
 
 bool streams_alive(const LoopLock& /*lock*/) {

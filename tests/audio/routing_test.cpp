@@ -4,6 +4,7 @@
 #include <csignal>
 #include <filesystem>
 #include <sstream>
+#include <thread>
 
 #include "engine_test.h"
 
@@ -108,6 +109,15 @@ TEST_P(Routing, a_device_that_is_chosen_or_followed_may_vanish_and_return) {
     client().add_null_sink("usb");
     EXPECT_TRUE(routed_to("usb"));
     EXPECT_TRUE(hears("usb", kTone));
+    // A card that changes its profile is back before anybody has seen it go.
+    for (const auto gap : {0ms, 20ms, 300ms, 1500ms}) {
+      client().unload_module(client().sink("usb")->owner_module);
+      std::this_thread::sleep_for(gap);
+      client().add_null_sink("usb");
+      EXPECT_TRUE(routed_to("usb")) << gap.count();
+      EXPECT_TRUE(hears("usb", kTone)) << gap.count();
+    }
+    EXPECT_EQ(program->count_in_log("restricted"), 0);
     end(program.get(), false);
     EXPECT_TRUE(as_before());
   }
