@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Makes Velmora's entry for application menus, in every language of the interface.
 
-    desktop_entry.py --reader GENERATE_TABLES --languages LANGUAGES --output FILE TEMPLATE FILE.po...
+    desktop_entry.py --reader GENERATE_TABLES --languages LANGUAGES --generic-names FILE --output FILE
+                     TEMPLATE FILE.po...
 
-The texts are the interface's own: where a line of the template holds {key}, it is repeated for every
-language with that language's text. A line that reads as in English is not repeated.
+Where a line of the template holds {key}, it is repeated for every language with that language's text:
+the interface's own, and for {generic_name} the one in the file of that name. A line that reads as in
+English is not repeated.
 """
 
 import argparse
@@ -26,8 +28,14 @@ def load_reader(path):
 
 
 def value_of(template, texts):
-    """The template with a language's texts, which comments in menus show without a full stop."""
-    return KEY.sub(lambda key: texts[key[1]].rstrip(".。।").replace(";", r"\;"), template)
+    """The template with a language's texts. Menus show comments without a full stop, and a list names nothing twice."""
+    value = KEY.sub(lambda key: texts[key[1]].rstrip(".。।۔").replace(";", r"\;"), template)
+    if not template.endswith(";"):
+        return value
+    words = {}
+    for word in value[:-1].split(";"):
+        words.setdefault(word.casefold(), word)
+    return "".join(f"{word};" for word in words.values())
 
 
 def lines_of(line, texts):
@@ -45,7 +53,7 @@ def lines_of(line, texts):
 
 def main():
     parser = argparse.ArgumentParser()
-    for name in ("--reader", "--languages", "--output"):
+    for name in ("--reader", "--languages", "--generic-names", "--output"):
         parser.add_argument(name, type=pathlib.Path, required=True)
     parser.add_argument("template", type=pathlib.Path)
     parser.add_argument("files", type=pathlib.Path, nargs="+")
@@ -54,6 +62,12 @@ def main():
     _, texts = load_reader(options.reader).read_all(options.languages, options.files, faults)
     if faults:
         sys.exit("\n".join(map(str, faults)))
+    for names in texts.values():
+        names["generic_name"] = "Equalizer"
+    for line in options.generic_names.read_text(encoding="utf-8").splitlines():
+        if not line.startswith("#"):
+            code, name = line.split(None, 1)
+            texts[code]["generic_name"] = name
     template = options.template.read_text(encoding="utf-8").splitlines()
     entry = [line for template_line in template for line in lines_of(template_line, texts)]
     options.output.write_text("\n".join(entry) + "\n", encoding="utf-8")

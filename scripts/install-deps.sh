@@ -14,7 +14,7 @@
 set -euo pipefail
 exec >&2
 
-build_packages=(g++ cmake ninja-build pkg-config python3 libpulse-dev libsdl2-dev
+build_packages=(g++ cmake ninja-build pkg-config python3 gettext libpulse-dev libsdl2-dev
   libcairo2-dev libpango1.0-dev libglib2.0-dev libgtest-dev libgmock-dev)
 # pactl, pacat and parec, without a server.
 client_packages=(pulseaudio-utils)

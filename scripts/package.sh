@@ -40,7 +40,8 @@ check_prefix() {
   [[ $("$prefix/bin/Velmora" --version) == "$("$build/Velmora" --version)" ]] ||
     fail "the installed program does not start"
   desktop-file-validate "$prefix/share/applications/Velmora.desktop"
-  grep -q '^Comment\[de\]=Equalizer' "$prefix/share/applications/Velmora.desktop" ||
+  [[ $(grep -c '^Comment\[de\]=Equalizer\|^GenericName\[fr\]=Égaliseur\|^Keywords\[fr\]=Égaliseur;' \
+    "$prefix/share/applications/Velmora.desktop") == 3 ]] ||
     fail "the menu entry lacks its languages"
   quietly appstreamcli validate --no-net --pedantic "$prefix"/share/metainfo/*.metainfo.xml
   local complaints

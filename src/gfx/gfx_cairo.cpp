@@ -172,6 +172,15 @@ Owned<PangoLayout> line_layout(const std::string& utf8, float size, bool bold) {
   return layout;
 }
 
+// With no-break spaces before dashes: no line begins with one.
+std::string with_bound_dashes(std::string utf8) {
+  for (const std::string_view dash : {" –", " —"}) {
+    for (std::size_t at = 0; (at = utf8.find(dash, at)) != std::string::npos; at += dash.size())
+      utf8.replace(at, 1, "\u00A0");
+  }
+  return utf8;
+}
+
 void set_paragraph(PangoLayout* layout, const std::string& utf8, float size, float width) {
   // A negative width would mean one of any length.
   const double units = std::clamp(static_cast<double>(width) * PANGO_SCALE, 0.0,
@@ -179,7 +188,8 @@ void set_paragraph(PangoLayout* layout, const std::string& utf8, float size, flo
   pango_layout_set_font_description(layout, font_for(size, false));
   pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
   pango_layout_set_width(layout, static_cast<int>(units));
-  set_text(layout, utf8, utf8.size());
+  const std::string bound = with_bound_dashes(utf8);
+  set_text(layout, bound, bound.size());
 }
 
 struct Size {

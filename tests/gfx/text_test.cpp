@@ -71,6 +71,10 @@ TEST_F(text, wraps_at_words_then_letters_and_returns_its_whole_height) {
   EXPECT_GT(line, 14);
   EXPECT_EQ(gfx::wrapped_height("Mm Mm", 14, gfx::text_width("Mm M", 14, false)), 2 * line);
   EXPECT_GE(gfx::wrapped_height("MMMMMMMM", 14, gfx::text_width("MM", 14, false)), 4 * line);
+  // A dash never begins a line: the word before it comes along to the second of three.
+  EXPECT_EQ(
+      gfx::wrapped_height("iiiiiiii MMM — MMM", 14, gfx::text_width("iiiiiiii MMM", 14, false)),
+      3 * line);
   const std::string words = "one two three four five six seven";
   EXPECT_EQ(gfx::text_wrapped({10, 10, 50, 30}, words, 14, kWhite, Align::Left),
             gfx::wrapped_height(words, 14, 50));

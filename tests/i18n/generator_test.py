@@ -67,52 +67,36 @@ class Generator(unittest.TestCase):
         self.assertIn('"\\"Why\\" so\\?",  // ask\n    "%d of %s",  // size\n', source)
         self.assertIn(r'"\342\200\217a\?\?=\\\n\342\200\2141",  // ask', source)
 
-    def test_the_formatting_of_translators_tools_changes_nothing(self):
-        plain = self.run_generator()
-        first, size, ask = PERSIAN.split("\n\n")
-        ask = ask.rstrip().replace('msgid "\\"Why\\" so?"', 'msgid ""\n  "\\"Why\\" "\t"so"\n"?"')
-        obsolete = '#, fuzzy\n#~ msgctxt "old"\n#~ msgid "Old"\n#~ msgstr "کهنه"'
-        first += '"Plural-Forms: nplurals=2; plural=(n > 1);\\n"'
-        comments = "# A note.\n#. From the code.\n#: ui.cpp:12\n#, c-format, no-wrap\n#| msgid \"Was\"\n"
-        formatted = "\n\n".join([first, obsolete, ask, "", comments + size]).replace("\n", "\r\n")
-        self.assertEqual(self.run_generator(fa=formatted), plain)
-
-    def test_faults_of_a_text_are_told_with_their_place(self):
+    def test_faults_of_a_text_are_reported_with_their_place(self):
         def changed(old, new, text=PERSIAN):
             self.assertIn(old, text)
             return text.replace(old, new)
 
         entry = PERSIAN[PERSIAN.index('msgctxt "ask"') :]
         for start, text in (
-            ('1: missing key "ask"', changed(entry, "")),
+            ('1: missing, empty or fuzzy text for "ask"', changed(entry, "")),
+            ('10: missing, empty or fuzzy text for "ask"', changed("چرا؟", "")),
+            ('11: missing, empty or fuzzy text for "ask"', changed(entry, "#, c-format, fuzzy\n" + entry)),
             ('10: empty text for "ask"', changed("چرا؟", " ")),
             ('14: extra key "more"', PERSIAN + "\n" + changed("ask", "more", entry)),
-            ('14: doubled key "ask", first in line 10', PERSIAN + "\n" + entry),
+            ("15: duplicate message definition", PERSIAN + "\n" + entry),
             ('10: msgid of "ask" differs', changed(" so?", " so")),
-            ('11: fuzzy entry "ask"', changed(entry, "#, c-format, fuzzy\n" + entry)),
-            ("10: entry without msgctxt", changed('msgctxt "ask"\n', "")),
-            ("1: no header", PERSIAN[PERSIAN.index("msgctxt") :]),
+            ("10: entry without msgctxt", changed('msgctxt "ask"\nmsgid "', 'msgid "me')),
+            ("1: the header lacks Content-Type", PERSIAN[PERSIAN.index("msgctxt") :]),
             ("1: the header lacks Language: fa", CHINESE),
             ("1: the header lacks Content-Type", changed("UTF-8", "KOI8-R")),
+            ("13: end-of-line within string", changed('؟"', "؟")),
+            ("12:10: invalid multibyte sequence", PERSIAN.encode().replace("چ".encode(), b"a\xff")),
+            ("12: plural forms are not supported", changed('" so?"\nmsgstr', '" so?"\nmsgid_plural "x"\nmsgstr[0]')),
+            ('10: control character in the text of "ask"', changed("چرا", " ")),
         ):
             self.expect_fault("fa.po:" + start, fa=text)
         for wrong in ("%s از %d", "%d از", "%d از %i", "%2$d از %1$s", "%d از %s %%"):
             self.expect_fault('fa.po:6: placeholders of "size"', fa=changed("%d از %s", wrong))
         self.expect_fault('en.po:6: msgid of "size" differs', en=changed('msgstr "%d of', 'msgstr "%d in', ENGLISH))
+        second = ENGLISH[ENGLISH.index('msgctxt "ask"') :].replace(" so?", " so")
+        self.expect_fault('en.po:10: doubled key "ask"', en=ENGLISH + "\n" + second)
         self.expect_fault('en.po:10: "a-k" is no key', en=changed("ask", "a-k", ENGLISH))
-
-    def test_what_is_no_po_file_is_told_with_its_place(self):
-        for line, what in (
-            ('msgstr "a', 'missing closing "'),
-            ('msgstr "a" b', "something that is not quoted"),
-            ('msgstr "a\\x"', "unknown escape \\x"),
-            ('msgstr[0] "a"', "plural forms are not supported"),
-            ('msgid "a"', "msgid out of order"),
-            ('msgstr "a\u2028b"', "control character U+2028"),
-        ):
-            self.expect_fault(f"fa.po:12: {what}", fa=PERSIAN.replace('msgstr "چرا؟"', line))
-        self.expect_fault("fa.po:12: not UTF-8", fa=PERSIAN.encode().replace("چ".encode(), b"\xff"))
-        self.expect_fault("fa.po:1: byte order mark", fa="\ufeff" + PERSIAN)
 
     def test_files_and_list_have_to_agree(self):
         self.expect_fault("LANGUAGES:4: missing file zh_TW.po", zh_TW=None)
