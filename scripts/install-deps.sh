@@ -4,7 +4,8 @@
 #   scripts/install-deps.sh          what building and starting the program needs
 #   scripts/install-deps.sh --tests  also what the tests and the demo need: sound servers and screens
 #                                    of their own
-#   scripts/install-deps.sh --ci     also what the checks of .ci/run need
+#   scripts/install-deps.sh --package    also what scripts/package.sh needs
+#   scripts/install-deps.sh --ci     also what the checks of .ci/run need, with all of the above
 #
 # A machine that already has a sound server keeps exactly that one: a second server would compete
 # with it for the sound card at the next login. The tests for the other server are skipped then.
@@ -24,9 +25,10 @@ test_packages=(locales xvfb openbox xdotool x11-utils weston desktop-file-utils
   dbus python3-dbus python3-gi libpipewire-0.3-dev
   fonts-dejavu-core fonts-noto-core fonts-noto-cjk)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
-# The sanitizers find llvm's symbolizer by its name without a number, and complain where it is missing.
-ci_packages=(clang-14 libclang-rt-14-dev clang-tidy-14 clang-format-14 llvm libbenchmark-dev libfftw3-dev
-  shellcheck dpkg-dev file lintian appstream man-db)
+package_packages=(dpkg-dev file lintian appstream man-db desktop-file-utils)
+# Clang in the version that the release prefers: 14 on Debian 12, 19 on Debian 13.
+ci_packages=(clang libclang-rt-dev clang-tidy clang-format llvm libbenchmark-dev libfftw3-dev
+  shellcheck debootstrap)
 
 installed() {
   [[ $(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null || true) == installed ]]
@@ -72,13 +74,15 @@ install() {
 script_arguments=${*:+ $*}
 
 tests=no
+package=no
 ci=no
 for argument in "$@"; do
   case $argument in
     --tests) tests=yes ;;
-    --ci) tests=yes ci=yes ;;
+    --package) package=yes ;;
+    --ci) tests=yes package=yes ci=yes ;;
     *)
-      echo "Unknown argument: $argument (known: --tests, --ci)"
+      echo "Unknown argument: $argument (known: --tests, --package, --ci)"
       exit 2
       ;;
   esac
@@ -105,13 +109,16 @@ if [[ $tests == yes ]]; then
     wanted+=("${server_packages[@]}")
   fi
 fi
+if [[ $package == yes ]]; then
+  wanted+=("${package_packages[@]}")
+fi
 if [[ $ci == yes ]]; then
   wanted+=("${ci_packages[@]}")
 fi
 
 missing=()
-for package in "${wanted[@]}"; do
-  installed "$package" || missing+=("$package")
+for name in "${wanted[@]}"; do
+  installed "$name" || missing+=("$name")
 done
 if ((${#missing[@]} > 0)); then
   install "${missing[@]}"
