@@ -1,6 +1,10 @@
 # System libraries, as imported targets whose headers count as system headers.
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
+# Debian's own, which has Debian's modules, whatever other Python comes first on the PATH.
+if(EXISTS /usr/bin/python3 AND NOT DEFINED Python3_EXECUTABLE)
+  set(Python3_EXECUTABLE /usr/bin/python3)
+endif()
 find_package(Python3 3.9 REQUIRED COMPONENTS Interpreter)
 pkg_check_modules(PULSE REQUIRED IMPORTED_TARGET libpulse)
 

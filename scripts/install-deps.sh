@@ -22,7 +22,7 @@ client_packages=(pulseaudio-utils)
 # A virtual X11 screen with a window manager and hands to use it, a Wayland one, and fonts for the
 # writing systems of all languages: the only pictures that can be looked at are those with letters.
 test_packages=(locales xvfb openbox xdotool x11-utils weston desktop-file-utils
-  dbus python3-dbus python3-gi libpipewire-0.3-dev
+  dbus python3-dbus python3-gi python3-numpy libpipewire-0.3-dev
   fonts-dejavu-core fonts-noto-core fonts-noto-cjk)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
 package_packages=(dpkg-dev file lintian appstream man-db desktop-file-utils)

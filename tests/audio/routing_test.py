@@ -1,0 +1,187 @@
+# The program as built, on a real server: whose sound goes where, and that everything comes back.
+import os
+import signal
+
+from lab.session import becomes, check, temp_dir
+from lab.velmora import MONITOR, SINK
+
+PASSIVE = "Another installation is running - this one stays passive"
+HALF_DB = -18.06
+
+
+def test_takes_the_streams_of_the_followed_device_and_gives_everything_back(lab):
+    lab.play((500, -20), application="Elsewhere", device="headset")
+    lab.play()
+    lab.start()
+    lab.music_is_on(SINK)
+    lab.hears("speakers")
+    check(lab.server.playing("Elsewhere") == ("headset",), "a stream was taken that was put elsewhere")
+    sink = lab.server.sinks()[SINK]
+    check((sink["description"], sink["sample_specification"].split()[1:]) == ("Velmora", ["2ch", "48000Hz"]), sink)
+
+
+def test_off_or_without_takeover_neither_default_nor_streams_are_touched(lab):
+    lab.play()
+    for switch, streams in (("--off", ((), ("speakers.monitor",))), ("--no-takeover", (("speakers",), (MONITOR,)))):
+        program = lab.launch(switch, "--preset", "flat")
+        becomes("our streams run", lab.own_streams, streams)
+        lab.music_is_on("speakers")
+        check(lab.server.default() == "speakers", "the default was taken")
+        check((SINK in lab.server.sinks()) == (switch != "--off"), f"{switch}: our sink")
+        if switch == "--no-takeover":
+            chosen = lab.player((440, -30), application="Chosen", device=SINK)
+            lab.hears("speakers", (440, -30))
+            chosen.close()
+        lab.end(program)
+        lab.as_before()
+
+
+def test_a_device_that_is_chosen_or_followed_may_vanish_and_return(lab):
+    lab.server.add_sink("usb")
+    for chosen in (True, False):
+        if not chosen:
+            lab.choose("usb")
+        lab.play()
+        program = lab.start("--preset", "flat", "--device", "usb" if chosen else "", device="usb")
+        lab.server.remove_sink("usb")
+        substitute, = becomes("another device takes its place", lambda: lab.own_streams()[0],
+                              lambda at: at in (("speakers",), ("headset",)))
+        check(substitute == "speakers" or not chosen, "the followed device was not taken")
+        lab.routed_to(substitute)
+        lab.hears(substitute)
+        lab.server.add_sink("usb")
+        lab.routed_to("usb")
+        lab.hears("usb")
+        lab.end(program)
+        lab.as_before()
+
+
+def test_follows_when_the_user_switches_the_default_and_pins_no_stream(lab):
+    lab.play()
+    for kill in (False, True):
+        program = lab.start()
+        lab.choose("headset")
+        lab.routed_to("headset")
+        lab.music_is_on(SINK)
+        lab.hears("headset")
+        lab.end(program, kill)
+        lab.as_before()
+        lab.choose("speakers")
+        lab.music_is_on("speakers")  # a pinned stream would stay
+
+
+def test_what_was_turned_down_does_not_come_back_loud(lab):
+    levels = lambda name: (lab.server.volume(name), lab.server.muted(name))  # noqa: E731
+    for kill in (False, True):
+        home = temp_dir()
+        lab.server.set_volume("speakers", 80, 40)
+        lab.server.set_mute("speakers", False)
+        program = lab.start(home=home)
+        becomes("a new sink changes no loudness", lambda: levels(SINK), ([100, 100], False))
+        lab.settle()
+        lab.server.set_volume(SINK, 50)
+        lab.server.set_mute(SINK, True)
+        for last in (False, True):
+            becomes("our sink is turned down", lambda: levels(SINK), ([50, 50], True))
+            lab.end(program, kill)
+            lab.expect(speakers={"volume": [40, 20], "mute": True})
+            lab.as_before()
+            if last:
+                break
+            # Else the keys could turn it up to 40 % only.
+            becomes("the levels are kept", (home / "Velmora/volume.txt").exists)
+            program = lab.start(home=home)
+            becomes("the device is as loud as it was", lambda: levels("speakers"), ([80, 40], False))
+
+
+def test_of_two_copies_one_stays_passive_until_the_other_goes(lab):
+    lab.play()
+    for together in (False, True, True, True, True):
+        first = lab.launch(expect=[PASSIVE]) if together else lab.start(expect=[PASSIVE])
+        second = lab.launch(expect=[PASSIVE])
+        becomes("one is passive", lambda: first.count(PASSIVE) + second.count(PASSIVE), 1)
+        lab.routed_to("speakers")
+        lab.hears("speakers")
+        lab.end(first)
+        lab.routed_to("speakers")
+        lab.music_is_on(SINK)
+        check(first.count(PASSIVE) + second.count(PASSIVE) == 1, "it was logged again")
+        lab.end(second)
+        lab.as_before()
+
+
+def test_a_sink_left_behind_is_taken_over_or_removed_and_the_guard_leaves_it_alone(lab):
+    lab.play()
+    for switch in ("", "--off"):
+        dead = lab.start()
+        guard = dead.guard()
+        check(os.getpgid(guard) != os.getpgid(dead.pid), "a kill of the whole job takes both")
+        os.kill(guard, signal.SIGSTOP)
+        dead.kill()
+        lab.programs.remove(dead)
+        check(SINK in lab.server.sinks(), "nothing was left behind")
+        # The settings of the run before know the device to restore.
+        program = lab.launch(*filter(None, [switch, "--preset", "flat"]), home=dead.home)
+        if switch:
+            program.wait_for_log("Virtual sink removed")
+        else:
+            program.wait_for_log("Virtual sink taken over from the last run")
+            lab.routed_to("speakers")
+        os.kill(guard, signal.SIGCONT)
+        becomes("the guard has ended", lambda: not os.path.exists(f"/proc/{guard}"))
+        if not switch:
+            lab.routed_to("speakers")
+        lab.hears("speakers")
+        check(program.count("Virtual sink loaded") == 0, "a second sink was loaded")
+        lab.end(program)
+        lab.as_before()
+
+
+# Programs and devices call themselves whatever they like.
+def test_names_may_hold_anything_and_the_list_of_devices_has_a_line_for_each(lab):
+    name = "a\nERROR b \x1b[31m \u202e\u2028c " + 10000 * "x"
+    shown = "a ERROR b  [31m  c xxx"
+    lab.server.add_sink("odd", name)
+    lab.choose("odd")
+    lab.play(application=name, name=name)
+
+    def listed():
+        program = lab.launch("--devices")
+        check(program.wait() == 0, "--devices fails")
+        lab.programs.remove(program)  # it has no log to look at
+        return program.output()
+    listing = listed()
+    lab.as_before(limit=0)
+    check("  speakers" + 53 * " " + "Speakers\n" in listing and "* odd" + 58 * " " + shown in listing, listing[:500])
+    check("\x1b" not in listing and listing.count("\n") == 3, listing[:500])
+    program = lab.start(device="odd")
+    lab.hears("odd")
+    check(listed().count("\n") == 3, "while another copy has the routing")
+    check(shown in program.log_text(), "the log does not name the device")
+
+
+# Somebody else unloads our module: the record stream must never end up on a microphone or another
+# monitor, and our playback never on our own sink.
+def test_recovers_when_its_sink_is_removed_by_others(lab):
+    lab.play()
+    lab.start()
+    lab.settle()
+    lab.server.set_volume(SINK, 50)
+    lab.hears("speakers", gain_db=HALF_DB)
+
+    def rob():  # a sink that has just been removed may still be listed, without its module
+        lab.server.pactl("unload-module", lab.server.sinks()[SINK]["owner_module"])
+        return True
+
+    def is_back():
+        played, recorded = lab.own_streams()
+        check(set(played) <= {"speakers"} and set(recorded) <= {MONITOR, ""}, (played, recorded))
+        return SINK in lab.server.sinks() and len(played) == len(recorded) == 1 and lab.server.default() == SINK
+    for _ in range(3):
+        becomes("the sink is removed", rob)
+        becomes("a new sink is in place", is_back)
+    lab.music_is_on(SINK)
+    lab.hears("speakers", gain_db=HALF_DB)  # what was turned down is no louder for it
+    lab.settle()
+    lab.server.set_volume(SINK, 100)
+    lab.hears("speakers")

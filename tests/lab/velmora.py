@@ -1,0 +1,214 @@
+# The built program on a test's server, and the lab around it, which checks after every test what must
+# hold after every test.
+import os
+import re
+import signal
+import time
+from pathlib import Path
+
+from .server import difference
+from .session import (PATIENCE, Process, becomes, check, children_of, descriptors, memory, processes_with,
+                      temp_dir)
+from .sound import FLAT, Player, Recorder, level_db, sines, through
+
+SINK, MONITOR, OURS, MUSIC = "velmora", "velmora.monitor", "Velmora", "Test player"
+TONES = ((1000, -20, "left"), (1500, -23, "right"))
+EXECUTABLE = os.environ.get("VELMORA", "")
+NO_SCREEN = {"SDL_VIDEODRIVER": "dummy"}
+LOG_LINE = re.compile(r"\d\d:\d\d:\d\d (INFO |WARN |ERROR) .*")
+OWN_FILES = {"settings.dat", "Velmora.lock", "Velmora.log", "Velmora.log.1", "volume.txt"}
+MEMORY_GROWTH_KB = 6000  # after everything has been used once
+
+
+class Velmora(Process):
+    #   home      its XDG_CONFIG_HOME; runs with the same one share settings, log and lock
+    #   expect    parts of warnings and errors that its log may hold
+    def __init__(self, server, *switches, home=None, display=NO_SCREEN, expect=(), **environment):
+        self.home = Path(home or temp_dir())
+        self.folder = self.home / "Velmora"
+        self.expect = list(expect)
+        self.previous = self.inode()
+        self.calm = None
+        super().__init__([EXECUTABLE, *switches],
+                         {**server.environment(), "XDG_CONFIG_HOME": str(self.home), "TRSL_LANG": "en",
+                          "TMPDIR": str(temp_dir()), **display, **environment},
+                         temp_dir() / "console")
+
+    def inode(self):
+        path = self.folder / "Velmora.log"
+        return path.stat().st_ino if path.exists() else 0
+
+    # This run's log, never one that an earlier run left.
+    def log_text(self):
+        return "" if self.inode() == self.previous else (self.folder / "Velmora.log").read_text(errors="replace")
+
+    def count(self, text):
+        return self.log_text().count(text)
+
+    def wait_for_log(self, text, limit=PATIENCE):
+        becomes(f"the log says {text!r}", lambda: self.log_text()[-2000:] if self.count(text) else "", limit=limit)
+
+    def guard(self):
+        return children_of(self.pid)[0]
+
+    # What it holds of the system's: grows with everything that is leaked by a reconnect or a switch.
+    def holdings(self):
+        return {"descriptors": descriptors(self.pid), "threads": len(os.listdir(f"/proc/{self.pid}/task"))}
+
+    # Takes its holdings as those that it must come back to.
+    def remember(self):
+        self.calm, self.memory = self.holdings(), memory(self.pid)
+
+    def check_holdings(self):
+        becomes("the program holds what it held when it was calm", self.holdings,
+                lambda now: all(now[key] <= self.calm[key] for key in now))
+        grown = memory(self.pid) - self.memory
+        check(grown < MEMORY_GROWTH_KB, f"the program has grown by {grown} kB")
+
+    # After its end: nothing is left, and the log holds lines, in order, without surprises.
+    def check_remains(self, regular):
+        becomes("no process is left", lambda: processes_with(f"XDG_CONFIG_HOME={self.home}\0"), [])
+        files = {path.name for path in self.folder.glob("*")} if self.folder.is_dir() else set()
+        check(files <= OWN_FILES, f"left in its directory: {files - OWN_FILES}")
+        lines = self.log_text().split("\n")
+        for line in lines[:-1]:
+            check(LOG_LINE.fullmatch(line), f"a broken line in the log: {line[:200]!r}")
+            check(" INFO  " in line or any(part in line for part in self.expect), f"unexpected in the log: {line}")
+        if regular:
+            check(lines[-2:] == [lines[-2], ""] and lines[-2].endswith("Quit"), f"the log ends with {lines[-2:]}")
+
+
+# One test's server, programs and players. The runner makes it, and calls finish() when the test has
+# passed and close() in any case.
+class Lab:
+    def __init__(self, server):
+        self.server = server
+        self.programs = []
+        self.players = []
+        self.screen = None
+        self.before = None
+
+    def begin(self):
+        self.server.start()
+        self.remember()
+
+    # ---- Programs
+
+    # Starts the program without waiting; with a flat curve when there are no switches.
+    def launch(self, *switches, **options):
+        if self.screen:
+            options = {"display": self.screen.environment()} | options
+        program = Velmora(self.server, *(switches or ("--preset", "flat")), **options)
+        self.programs.append(program)
+        return program
+
+    # Starts it and waits until its routing is in force.
+    def start(self, *switches, device="speakers", **options):
+        program = self.launch(*switches, **options)
+        self.routed_to(device)
+        program.remember()
+        return program
+
+    # Ends it in order, or `kill`s it as a crash would, and looks at what remains.
+    def end(self, program, kill=False):
+        if program.calm and not kill:
+            program.check_holdings()
+        self.ended(program, program.kill() if kill else program.stop(), -signal.SIGKILL if kill else 0)
+
+    # It has ended by itself, with this exit code.
+    def ended(self, program, code, wanted=0):
+        check(code == wanted, f"it ended with {code}, not {wanted}")
+        program.check_remains(regular=wanted == 0)
+        self.programs.remove(program)
+
+    # ---- Sound
+
+    # Another program that plays these tones; see Player.
+    def player(self, *tones, **options):
+        self.players.append(Player(self.server, sines(*(tones or TONES)), **options))
+        return self.players[-1]
+
+    # Plays tones before the program starts: the server is to be as it is now after it, too.
+    def play(self, *tones, **options):
+        for player in [p for p in self.players if p.application == options.get("application", MUSIC)]:
+            player.close()
+        self.player(*tones, **options)
+        self.remember()
+
+    # A server may bring an earlier level back for a second, and the program corrects it once more: only
+    # then does a level count as the user's.
+    def settle(self):
+        time.sleep(1.2)
+
+    # These tones arrive at the device as the curve makes them, `gain_db` louder, and in a channel that
+    # a tone is not for, it is not heard.
+    def hears(self, device, *tones, curve=FLAT, gain_db=0.0):
+        wanted = [(hz, side, db + gain_db if channel in ([], [side]) else None)
+                  for hz, db, *channel in through(curve, *(tones or TONES)) for side in ("left", "right")]
+
+        def levels():
+            recorder = Recorder(self.server, f"{device}.monitor")
+            try:
+                sound = recorder.next(0.4)[-12000:]
+            finally:
+                recorder.close()
+            return [(hz, side, round(level_db(sound[:, int(side == "right")], hz), 2), db) for hz, side, db in wanted]
+        becomes(f"{device} plays the tones", levels, lambda seen: all(
+            heard < -80 if db is None else abs(heard - db) < 0.3 for _, _, heard, db in seen))
+
+    # ---- Routing
+
+    # The program's own streams: where it plays, what it records.
+    def own_streams(self):
+        return self.server.playing(OURS), self.server.recording(OURS)
+
+    # Our sink is the default, our streams record its monitor and play to `device`, and the music is on it.
+    def routed_to(self, device):
+        becomes(f"everything is routed through our sink to {device}",
+                lambda: (self.server.default(), *self.own_streams()), (SINK, (device,), (MONITOR,)))
+
+    def music_is_on(self, device):
+        becomes(f"the music plays on {device}", lambda: set(self.server.playing(MUSIC)), {device})
+
+    # The user makes a device the default, before or while the program runs: it stays so afterwards.
+    # On a busy machine PipeWire forgets a wish that comes right after the device.
+    def choose(self, device):
+        old = self.before["default"]
+        def look():
+            self.server.set_default(device)
+            return self.server.default() == device
+        becomes(f"the default is {device}", look)
+        self.expect(default=device, **{key: tuple(device if place == old else place for place in value)
+                                       for key, value in self.before.items() if key.endswith(" at sink")})
+
+    # ---- What must be the same after the program as before it
+
+    def remember(self):
+        self.before = self.server.state()
+
+    # What a test has changed for good, e.g. expect(default="headset", speakers={"volume": [40, 40]}).
+    def expect(self, **changes):
+        for key, value in changes.items():
+            self.before[key] = self.before[key] | value if isinstance(value, dict) else value
+
+    def as_before(self, limit=PATIENCE):
+        becomes("the server is as before", lambda: difference(self.before, self.server.state()), "", limit=limit)
+
+    def finish(self):
+        for program in list(self.programs):
+            self.end(program)
+        if self.server.processes:
+            self.as_before()
+
+    def close(self, failed):
+        if failed:
+            for program in self.programs:
+                print(f"---- log\n{program.log_text()[-6000:]}---- console\n{program.output()[-2000:]}")
+            print(self.server.logs())
+            if self.screen:
+                print("---- the screen:", self.screen.save("/tmp/velmora-screen.png"))
+        for program in self.programs:
+            program.kill()
+        self.server.kill()
+        for player in self.players:
+            player.close()
