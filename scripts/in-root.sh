@@ -182,6 +182,7 @@ layer() {
   local name=$1 lock
   shift
   exec {lock}>>"$roots/$name.lock"
+  touch "$roots/$name.lock"
   flock --shared "$lock"
   while [[ ! -d $roots/$name ]]; do
     flock "$lock"
@@ -202,7 +203,8 @@ drop_layer() {
   local lock status=1
   exec {lock}>>"$1.lock"
   if flock --nonblock "$lock"; then
-    rm -rf "$1"
+    # At once: half a layer must not be taken for one.
+    mv "$1" "$(mktemp -d "$roots/runs/run.XXXXXX")"
     status=0
   fi
   exec {lock}>&-
@@ -213,16 +215,16 @@ with_packages_on() {
   cp -a "$roots/$1" "$unfinished" && add_packages
 }
 
-# What a run left that was killed: nobody holds its lock.
+# What a run left that was killed, and layers that were dropped: nobody holds its lock.
 sweep() {
   local old lock
-  for old in "$roots"/runs/run.*.lock; do
-    [[ -e $old ]] || continue
-    exec {lock}<"$old"
+  for old in "$roots"/runs/run.*; do
+    [[ $old != *.lock && -d $old ]] || continue
+    exec {lock}>>"$old.lock"
     if flock --nonblock "$lock"; then
-      rm -rf "${old%.lock}" "$old"
+      rm -rf "$old" "$old.lock"
     fi
-    exec {lock}<&-
+    exec {lock}>&-
   done
 }
 
@@ -308,7 +310,6 @@ separately true 2>/dev/null || no_root "no mounts of our own are allowed (a cont
 
 roots=${XDG_CACHE_HOME:-/var/cache}/velmora-roots
 mkdir -p "$roots/runs"
-sweep
 if [[ -n $renew ]]; then
   for old in "$roots/$release" "$roots/$release"-packages*; do
     [[ ! -d $old ]] || drop_layer "$old" || usage "$old is in use"
@@ -317,11 +318,11 @@ fi
 layer "$release" bootstrap
 lower=$roots/$release
 if [[ -z $fresh ]]; then
-  # One for each state of the list of packages; those of other states go when nobody uses them.
+  # One for each state of the list of packages; those that nobody has used for a week go.
   variant=$release-packages${ccache:+-ccache}
   name=$variant.$(cksum <"$checkout/scripts/install-deps.sh" | cut -d' ' -f1)
   for old in "$roots/$variant".*; do
-    [[ ! -d $old || $old == "$roots/$name" || $old == *.partial ]] || drop_layer "$old" || true
+    [[ ! -d $old || -z $(find "$old.lock" -mtime +7 2>/dev/null) ]] || drop_layer "$old" || true
   done
   layer "$name" with_packages_on "$release"
   lower=$roots/$name
@@ -330,8 +331,9 @@ fi
 if [[ -n $keep ]]; then
   run=$roots/runs/kept.$release.$keep
 else
-  run=$(mktemp -d "$roots/runs/run.XXXXXX")
+  run=$(mktemp --dry-run "$roots/runs/run.XXXXXX")
 fi
+sweep
 exec 9>"$run.lock"
 flock --nonblock 9 || usage "Another run has the name $keep"
 prepare_run
