@@ -16,13 +16,13 @@ set -euo pipefail
 exec >&2
 
 build_packages=(g++ cmake ninja-build pkg-config python3 gettext libpulse-dev libsdl2-dev
-  libcairo2-dev libpango1.0-dev libglib2.0-dev libgtest-dev libgmock-dev)
+  libcairo2-dev libpango1.0-dev libglib2.0-dev nlohmann-json3-dev libgtest-dev libgmock-dev)
 # pactl, pacat and parec, without a server.
 client_packages=(pulseaudio-utils)
 # A virtual X11 screen with a window manager and hands to use it, a Wayland one, and fonts for the
 # writing systems of all languages: the only pictures that can be looked at are those with letters.
 test_packages=(locales xvfb openbox xdotool x11-utils weston desktop-file-utils
-  dbus python3-dbus python3-gi python3-numpy libpipewire-0.3-dev
+  dbus python3-dbus python3-gi python3-numpy python3-scipy libpipewire-0.3-dev
   fonts-dejavu-core fonts-noto-core fonts-noto-cjk)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
 package_packages=(dpkg-dev file lintian appstream man-db desktop-file-utils)
