@@ -46,7 +46,7 @@ double ms_since(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-// The time of frame 0 of a recording, as near as it can be told.
+// The time of frame 0 of a recording, as exactly as it can be measured.
 class Origin {
  public:
   void look(const Recorder& recorder, Clock::time_point start) {

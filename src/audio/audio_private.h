@@ -1,18 +1,30 @@
 // Inside the audio engine. Only the sources of this folder include this.
 //
+// clang-format off
 //   engine.cpp           wishes, status, the control thread and its loop, start and stop
-//   connection.cpp       the main loop and the connection; waiting for answers, with a limit
-//   snapshot.cpp         reading the server, publishing status and device list
-//   routing.cpp          our sink, the default device, others' streams: reconcile and teardown
+//   connection.cpp       the main loop and the connection; waiting for answers, within a limit
+//   snapshot.cpp         reads the server, publishes status and device list
+//   requests.cpp         what is changed on the server, request by request
+//   routing.cpp          the default device, others' streams: reconcile and teardown
 //   routing_rules.cpp    the decisions behind it, pure
-//   stream_path.cpp      record stream -> equalizer -> playback stream, tap, peaks, counters
-//   cushion.cpp          how much sound waits in the playback stream, pure
-//   drift.cpp            how fast it is played, pure
-//   handover.cpp         what was turned down on our sink, kept until it comes again
+//   virtual_sink.cpp     our sink: loaded, adopted, removed, its level
+//   handover.cpp         volumes handed over to the real device and taken back: the rule, the file
+//   server_stream.cpp    one stream on the server, of either kind
+//   record_stream.cpp    the audio path: what is recorded,
+//   stream_path.cpp        what becomes of it,
+//   play_stream.cpp        and what is played
+//   equalizer.cpp        curve, crossfade and silence, pure
+//   tap.cpp              newest samples and peaks for the display
+//   fade.cpp             fade-in and fade-out, pure
+//   play_queue.cpp       what waits in the playback stream, pure; made of
+//   cushion.cpp            how much it is,
+//   drift.cpp              how fast it is played,
+//   resampler.cpp          and the resampler that does it
 //   hardware_log.cpp     the description of the server for log and crash report
 //   guard_linux.cpp      the guard process
-//   guard_protocol.cpp   what it is told
+//   guard_protocol.cpp   what the program sends to it
 //   rescue.cpp           what it does when the program has died
+// clang-format on
 //
 // Threads: the *loop thread* belongs to the sound library ("Velq-audio") and runs every callback;
 // the *control thread* ("Velq-control") makes every request; *callers* are any other threads.
@@ -20,7 +32,7 @@
 // Locks: the main-loop lock (LoopLock) covers everything that belongs to the sound library;
 // callbacks run with it held. The engine mutex covers wishes and status and is held for a copy
 // only; it may be taken with the main-loop lock held, never the other way round. A function that
-// takes `const LoopLock&` needs the lock held and may give it up while it waits.
+// takes `const LoopLock&` needs the lock held and may release it while it waits.
 #pragma once
 
 #include <pulse/pulseaudio.h>
@@ -53,7 +65,7 @@ struct LoopLock {
 
 // What the callers want, as of one pass of the control loop.
 struct Wishes {
-  std::optional<bool> active;  // equalizer on or off; nothing said yet: only watch
+  std::optional<bool> active;  // equalizer on or off; not yet set: only watch
   std::string output;
   std::string restore_hint;
   int mute = -1;  // 0 or 1: apply once
@@ -66,14 +78,11 @@ struct Wishes {
 // Something changed: reconcile soon. Any thread.
 void mark_dirty();
 
-// The time after which nothing may be waited for any more: far away, until the engine is told to
-// stop. Any thread.
+// The time after which nothing is waited for any more: far away until stop() is called. Any thread.
 Clock::time_point patience_ends();
 
-// Runs `change` on the status under the engine mutex. Any thread.
-template <typename F>
-void update_status(F&& change);
-void with_status_locked(void (*change)(Status&, void*), void* user);
+// Publishes a state in which no stream of ours is alive; the rest of the status stays. Any thread.
+void publish_state(State state);
 
 // Publishes a new device list together with the status fields that a snapshot decides. Control
 // thread.
@@ -82,13 +91,11 @@ void publish_status(const Status& status, std::vector<Device> devices);
 // connection.cpp
 // ----------------------------------------------------------------------------------------------
 
-enum class Connect { kReady, kFailed };
-
 bool loop_start();                     // creates and starts the loop thread
 void loop_stop();                      // ends it and frees everything; no LoopLock may be held
 bool connection_lost();                // the server went away; any thread
 pa_context* context(const LoopLock&);  // null while not connected
-Connect connect_locked(const LoopLock&);
+bool connect_locked(const LoopLock&);  // returns whether the connection is ready
 void disconnect_locked(const LoopLock&);
 
 // A new pass of the control loop: requests may be waited for again. See wait_op.
@@ -100,14 +107,15 @@ bool server_silent(const LoopLock&);
 // broke.
 bool wait_for(const LoopLock&, pa_operation* op, int ms);
 // The same with kRequestMs, or `ms`; a request that is not answered in time is cancelled and
-// logged, once until the server answers again, and every later one of the same pass is dropped at
-// once. Always releases `op`; a null `op` counts as failed. Returns whether the answer arrived.
+// logged, once until the server answers again, and every later one of the same pass is dropped
+// immediately. Always releases `op`; a null `op` counts as failed. Returns whether the answer
+// arrived.
 bool wait_op(const LoopLock&, pa_operation* op, int ms = kRequestMs);
 // Waits while `stream` is being created. On failure the next pass tries again.
 bool wait_stream_ready(const LoopLock&, pa_stream* stream);
-// Gives the lock up for `ms`, less when the connection breaks.
+// Releases the lock for `ms`, less when the connection breaks.
 void pause_unlocked(const LoopLock&, int ms);
-// Gives the lock up until `flag`, which a callback sets before it calls signal_loop, for `ms` at
+// Releases the lock until `flag` is set, by a callback that then calls signal_loop, for `ms` at
 // most. Returns the flag.
 bool wait_flag(const LoopLock&, const bool& flag, int ms);
 
@@ -132,7 +140,8 @@ struct Proplist {
 // snapshot.cpp
 // ------------------------------------------------------------------------------------------------
 
-// Reads the server. Nothing when it did not answer completely: half a picture must not be acted on.
+// Reads the server. Nothing when it did not answer completely: no decision is based on half a
+// picture.
 std::optional<Snapshot> query(const LoopLock&);
 // The server's default sink right now; nothing when it did not answer.
 std::optional<std::string> query_default(const LoopLock&);
@@ -147,37 +156,56 @@ void publish(const Snapshot& s, const std::string& target, const std::string& fo
 bool reconcile(const LoopLock&, const Wishes& wishes);
 // Leaves the server as it was found. Returns false when that could not be completed.
 bool restore_server(const LoopLock&, bool takeover);
-// The module died with the server.
-void forget_module();
-// A device to follow, known before the server is asked. Ignored once there is one.
+// A device to follow before the server has been read. Ignored once there is one.
 void suggest_follow(const std::string& restore_hint);
 // A new connection: what the last server refused, this one may allow.
 void forget_restrictions();
 
-// stream_path.cpp
-// ---------------------------------------------------------------------------------------------
+// virtual_sink.cpp
+// -----------------------------------------------------------------------------------------------
 
-void reset_processor();
+// The module died with its server, or somebody else removed it.
+void forget_module();
+
+// record_stream.cpp
+// ----------------------------------------------------------------------------------------------
+
+// Records the monitor of a sink: to be equalized and played when `routed`, else for the display.
+// Replaces an earlier record stream. On failure it is logged once and false returned.
 bool open_record(const LoopLock&, const SinkInfo& monitored, bool routed);
-bool open_play(const LoopLock&, const std::string& sink);
-// Whether the playback stream is ready on that very sink, not on an earlier one of that name.
-bool play_alive(const LoopLock&, const SinkInfo& sink);
-// Lets what is played end softly; returns when the last of it has left the playback stream, which
-// stays silent until it is opened anew, or when nothing can be done for it.
-void fade_play_out(const LoopLock&);
 void close_record(const LoopLock&);
-void close_play(const LoopLock&);
 // Whether the record stream is ready on that very sink's monitor, in that role.
 bool record_alive(const LoopLock&, const SinkInfo& monitored, bool routed);
-bool streams_alive(const LoopLock&);
-// Whether the record stream brings sound (or silence); waits for the first of it, for `ms` at most.
+// Whether it is being created or ready, wherever.
+bool record_good(const LoopLock&);
+// Whether it brings sound (or silence); waits for the first of it, for `ms` at most.
 bool record_delivers(const LoopLock&, int ms);
-// A stream of some program came or changed: sound may follow at once. Loop thread, or with the
+// A stream of some program came or changed: sound may follow immediately. Loop thread, or with the
 // main-loop lock held.
 void expect_sound();
-// A capture for the spectrum alone rests while there is nothing to be seen and the device is not in
-// use: on some servers any capture keeps the device from going to sleep.
+// A capture for the display rests while there is nothing to be seen and the device is not in use:
+// on some servers any capture keeps the device from being suspended.
 void rest_spectrum(const LoopLock&, bool device_in_use);
+
+// play_stream.cpp
+// ----------------------------------------------------------------------------------------------
+
+// Plays to a sink. Replaces an earlier playback stream. On failure it is logged once and false
+// returned.
+bool open_play(const LoopLock&, const std::string& sink);
+void close_play(const LoopLock&);
+// Whether the playback stream is ready on that very sink, not on an earlier one of that name.
+bool play_alive(const LoopLock&, const SinkInfo& sink);
+// Whether both streams are being created or ready.
+bool streams_alive(const LoopLock&);
+// Fades out what is played; returns when the last of it has left the playback stream, which stays
+// silent until it is opened again, or when nothing can be done for it.
+void fade_play_out(const LoopLock&);
+
+// stream_path.cpp
+// ----------------------------------------------------------------------------------------------
+
+// Logs what was dropped and how often the queue ran dry: since the last call, and in all.
 void report_stats();
 void report_totals();
 
@@ -185,13 +213,5 @@ void report_totals();
 // --------------------------------------------------------------------------------------------
 
 void log_hardware(const LoopLock&);
-
-// ------------------------------------------------------------------------------------------------------------
-
-template <typename F>
-void update_status(F&& change) {
-  with_status_locked(
-      [](Status& s, void* user) { (*static_cast<std::remove_reference_t<F>*>(user))(s); }, &change);
-}
 
 }  // namespace audio

@@ -1,8 +1,8 @@
 // DESIGN: one main loop for the life of the engine, one context per connection. Everything that
-// waits goes through wait_until, which wakes at least every 100 ms to look at the clock and at the
-// connection, so neither a silent nor a dead server can hold the control thread. When one request
-// of a pass is not answered, the others of that pass are not waited for: a hung server costs one
-// time limit per pass, not one per request.
+// waits goes through wait_until, which wakes at least every 100 ms to check the clock and the
+// connection, so neither a silent nor a dead server can hold up the control thread. When one
+// request of a pass is not answered, the others of that pass are not waited for: a hung server
+// costs one time limit per pass, not one per request.
 
 #include <pulse/rtclock.h>
 
@@ -22,8 +22,8 @@ constexpr const char* kAppId = "org.velmora.Velmora";
 constexpr const char* kIconName = "velmora";
 constexpr pa_usec_t kCheckUs = 100000;
 
-pa_threaded_mainloop* g_ml =
-    nullptr;  // set by the thread that starts and stops; the pointer is stable between
+// Set by the thread that starts and stops; the pointer is stable between.
+pa_threaded_mainloop* g_ml = nullptr;
 pa_context* g_ctx = nullptr;          // main-loop lock
 std::atomic<bool> g_ctx_lost{false};  // set on the loop thread, read anywhere
 bool g_silent = false;                // a request of this pass was dropped; main-loop lock
@@ -51,7 +51,7 @@ void on_ctx_state(pa_context* c, void* /*user*/) {
   signal_loop();
 }
 
-// Server subscription: what may change where the sound has to go.
+// Server events that may change where the sound must go.
 void on_event(pa_context* /*c*/, pa_subscription_event_type_t type, std::uint32_t /*index*/,
               void* /*user*/) {
   const auto facility = type & PA_SUBSCRIPTION_EVENT_FACILITY_MASK;
@@ -65,7 +65,7 @@ void on_event(pa_context* /*c*/, pa_subscription_event_type_t type, std::uint32_
     expect_sound();
 }
 
-// Gives up the lock until something is signalled, for 100 ms at most.
+// Releases the lock until something is signalled, for 100 ms at most.
 void wait_a_moment() {
   pa_time_event* timer =
       pa_context_rttime_new(g_ctx, pa_rtclock_now() + kCheckUs, on_wake, nullptr);
@@ -146,18 +146,18 @@ pa_context* context(const LoopLock& /*lock*/) {
   return g_ctx;
 }
 
-Connect connect_locked(const LoopLock& lock) {
+bool connect_locked(const LoopLock& lock) {
   const Proplist props("control");
   g_ctx = pa_context_new_with_proplist(pa_threaded_mainloop_get_api(g_ml), kAppName, props.list);
   g_ctx_lost.store(false);
-  if (g_ctx == nullptr) return Connect::kFailed;
+  if (g_ctx == nullptr) return false;
   pa_context_set_state_callback(g_ctx, on_ctx_state, nullptr);
   const bool ready = pa_context_connect(g_ctx, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) >= 0 &&
                      wait_until(in(kRequestMs), context_settled) &&
                      pa_context_get_state(g_ctx) == PA_CONTEXT_READY;
   if (!ready) {
     disconnect_locked(lock);
-    return Connect::kFailed;
+    return false;
   }
   pa_context_set_subscribe_callback(g_ctx, on_event, nullptr);
   constexpr auto kMask = static_cast<pa_subscription_mask_t>(
@@ -165,7 +165,7 @@ Connect connect_locked(const LoopLock& lock) {
   wait_op(lock, pa_context_subscribe(g_ctx, kMask, nullptr, nullptr));
   const char* server = pa_context_get_server(g_ctx);
   logger::info(std::string("Sound server connected: ") + (server == nullptr ? "?" : server));
-  return Connect::kReady;
+  return true;
 }
 
 void disconnect_locked(const LoopLock& lock) {

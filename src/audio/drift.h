@@ -6,10 +6,6 @@
 // Pure arithmetic; allocates nothing. Loop thread.
 #pragma once
 
-#include <array>
-#include <cstdint>
-#include <span>
-
 namespace audio {
 
 // Finds the speed that keeps a queue at its target.
@@ -47,38 +43,6 @@ class DriftControl {
   double integral_ = 0.0;  // the drift as known so far
   double speed_ = 0.0;
   bool engaged_ = false;
-};
-
-// Plays sound a little faster or slower: a fractional delay that grows or shrinks. At speed 0 from
-// the start it is a whole number of frames, and the samples stay what they are.
-class Stretch {
- public:
-  static constexpr int kTaps = 48;          // frames of the sound that one frame is made of
-  static constexpr int kDelay = kTaps / 2;  // frames
-  static constexpr int kMaxFrames = 480;    // longest block
-  static constexpr int kMaxOutput = kMaxFrames + 2;
-
-  Stretch();
-
-  // Silence came before.
-  void restart();
-
-  // Interleaved stereo, at most kMaxFrames frames. The result is valid until the next call and is
-  // as long as the block, give or take a frame.
-  std::span<const float> process(std::span<const float> block, double speed);
-
- private:
-  static constexpr int kPhases = 512;
-  static constexpr int kChannels = 2;
-
-  void interpolate(std::size_t first, double fraction, float* out) const;
-
-  // One row more, so that every phase has a next one.
-  std::array<std::array<float, kTaps>, kPhases + 1> kernel_{};
-  std::array<float, std::size_t{kTaps + kMaxFrames} * kChannels> input_{};
-  std::array<float, std::size_t{kMaxOutput} * kChannels> output_{};
-  int frames_ = 0;         // in input_
-  double position_ = 0.0;  // of the next frame to be made, in input_
 };
 
 }  // namespace audio

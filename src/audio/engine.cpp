@@ -1,7 +1,7 @@
 // DESIGN: callers store wishes and read results under one short mutex; the control thread turns
-// wishes and server events into passes. A pass looks at the whole server and brings it into the
-// wanted state, so it does not matter which event woke it or whether several came at once. A pass
-// that failed is repeated with growing pauses.
+// wishes and server events into passes. A pass takes a snapshot of the whole server and brings it
+// into the wanted state, so it does not matter which event woke it or whether several came at once.
+// A pass that failed is repeated after growing pauses.
 
 #include <sys/prctl.h>
 
@@ -16,6 +16,7 @@
 #include "audio/guard.h"
 #include "audio_private.h"
 #include "crash/crash_handler.h"
+#include "stream_path.h"
 
 namespace audio {
 
@@ -24,11 +25,10 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr const char* kControlThreadName = "Velq-control";
-constexpr milliseconds kLookAgain{
-    2000};  // a passive or disconnected engine looks at the server this often
+constexpr milliseconds kLookAgain{2000};  // of a passive or disconnected engine
 constexpr milliseconds kSettle{60};       // a burst of events is handled in one pass
 constexpr milliseconds kMaxRetry{1000};   // between passes that fail
-constexpr milliseconds kStopLimit{5000};  // what stop() waits for the server, all requests together
+constexpr milliseconds kStopLimit{5000};  // for all requests of stop() together
 constexpr std::chrono::seconds kStatsEvery{60};
 
 std::mutex g_mtx;  // guards all up to the next comment
@@ -49,8 +49,8 @@ std::thread g_thread;  // the thread that calls start and stop
 std::atomic<bool> g_started{false};
 
 // Control thread only.
-int g_failures = 0;               // passes in a row that failed
-bool g_unreachable_said = false;  // the warning was logged and no connection succeeded since
+int g_failures = 0;                 // passes in a row that failed
+bool g_unreachable_logged = false;  // the warning was logged and no connection succeeded since
 
 template <typename F>
 void change_wish(F&& change) {
@@ -72,7 +72,7 @@ bool wait_for_work(bool idle_work) {
   std::unique_lock lock(g_mtx);
   const auto woken = [] { return g_dirty || g_quit; };
   if (!g_cv.wait_for(lock, kLookAgain, woken)) {
-    // Nothing happened; only a passive or a disconnected engine looks again on its own.
+    // Nothing happened: only a passive or disconnected engine looks again by itself.
     g_dirty = idle_work || g_status.state == kPassive;
   }
   return !g_quit;
@@ -85,7 +85,7 @@ bool settle() {
   return !g_cv.wait_for(lock, pause, [] { return g_quit; });
 }
 
-Wishes take_wishes() {
+Wishes consume_wishes() {
   const std::lock_guard lock(g_mtx);
   g_dirty = false;
   return {g_want_active, g_want_output, g_restore_hint, std::exchange(g_want_mute, -1), g_takeover};
@@ -103,21 +103,18 @@ bool ensure_connected(const LoopLock& lock, const Wishes& wishes) {
     forget_module();
   }
   if (context(lock) != nullptr) return true;
-  if (connect_locked(lock) == Connect::kReady) {
+  if (connect_locked(lock)) {
     forget_restrictions();
     suggest_follow(wishes.restore_hint);
-    g_unreachable_said = false;
+    g_unreachable_logged = false;
     return true;
   }
-  if (!std::exchange(g_unreachable_said, true)) logger::warn("No sound server reachable");
-  update_status([](Status& s) {
-    s.state = kNoServer;
-    s.streams_alive = false;
-  });
+  if (!std::exchange(g_unreachable_logged, true)) logger::warn("No sound server reachable");
+  publish_state(kNoServer);
   return false;
 }
 
-// One pass. Returns whether it did all that it was to do.
+// One pass. Returns whether everything was done.
 bool run_pass(const Wishes& wishes) {
   const LoopLock lock;
   begin_pass(lock);
@@ -131,10 +128,10 @@ void restore() {
   const LoopLock lock;
   begin_pass(lock);
   const bool connected = context(lock) != nullptr && !connection_lost();
-  const bool restored = connected && restore_server(lock, take_wishes().takeover);
+  const bool restored = connected && restore_server(lock, consume_wishes().takeover);
   disconnect_locked(lock);
-  // The server may yet wake up or come back: the guard has more time for it than a program that is
-  // to end, and knows whether there is anything to undo.
+  // The server may yet wake up or come back. The guard has more time for it than a program that
+  // must end, and knows whether there is anything to undo.
   if (!restored) guard::abandon();
 }
 
@@ -153,7 +150,7 @@ void control_loop() {
       if (!g_dirty) continue;
     }
     if (!settle()) break;
-    const Wishes wishes = take_wishes();
+    const Wishes wishes = consume_wishes();
     if (run_pass(wishes)) {
       g_failures = 0;
     } else {
@@ -180,14 +177,15 @@ Clock::time_point patience_ends() {
   return Clock::time_point(Clock::duration(g_patience_ends.load()));
 }
 
-void with_status_locked(void (*change)(Status&, void*), void* user) {
+void publish_state(State state) {
   const std::lock_guard lock(g_mtx);
-  change(g_status, user);
+  g_status.state = state;
+  g_status.streams_alive = false;
 }
 
 void publish_status(const Status& status, std::vector<Device> devices) {
   const std::lock_guard lock(g_mtx);
-  // A wish to mute that this snapshot could not know of yet is what the person sees.
+  // The user sees the mute that was asked for, even before the server has carried it out.
   const bool muted = g_want_mute >= 0 ? g_want_mute == 1 : status.muted;
   g_status = status;
   g_status.muted = muted;
@@ -207,7 +205,7 @@ bool start(bool takeover) {
     g_started.store(false);
     return false;
   }
-  reset_processor();
+  restart_path();
   g_thread = std::thread(control_loop);
   return true;
 }

@@ -1,7 +1,7 @@
 // DESIGN: the child is forked before the program has threads or a connection to the server, so it
 // starts clean. It lives as long as the pipe. Signals that end a whole session or a whole terminal
-// job must not take it away before the program, or nobody would be left to put the sound back; its
-// life is bounded by the pipe anyway.
+// job must not end it before the program, or nobody would be left to restore the sound; the pipe
+// bounds its life anyway.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -37,7 +37,7 @@ std::string g_module;  // the last message sent about the module
 
 // Never returns.
 [[noreturn]] void child(int fd, pid_t program) {
-  // A session of its own: SIGKILL to the program's whole job does not take it along either.
+  // A session of its own: SIGKILL to the program's whole job does not end it either.
   setsid();
   for (const int sig : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE})
     static_cast<void>(std::signal(sig, SIG_IGN));
@@ -58,15 +58,15 @@ std::string g_module;  // the last message sent about the module
   _exit(0);
 }
 
-// `last` is what was said before on the same subject: saying it again would tell the guard nothing.
+// `last` is the last message on the same subject; the guard need not be sent it again.
 void send_locked(const std::string& msg, std::string* last) {
   if (g_fd < 0 || msg == *last) return;
   *last = msg;
-  // A device name with a line break in it must not be able to speak for the program.
+  // A device name with a line break in it must not look like a second message.
   std::string line = msg;
   std::ranges::replace(line, '\n', ' ');
   line += '\n';
-  // A guard that is gone cannot be helped: the result does not matter.
+  // Nothing can be done about a guard that is gone: the result does not matter.
   while (write(g_fd, line.data(), line.size()) < 0 && errno == EINTR) {
   }
 }
@@ -83,8 +83,8 @@ void close_locked() {
   g_module.clear();
 }
 
-// The guard ends at once after its farewell; it must not stay behind as a zombie. Bounded all the
-// same.
+// The guard ends immediately after "Q"; it must not stay behind as a zombie. The wait is still
+// bounded.
 void reap_locked() {
   for (int i = 0; i < kReapTries && waitpid(g_pid, nullptr, WNOHANG) == 0; ++i)
     poll(nullptr, 0, 2);

@@ -1,5 +1,4 @@
-// DESIGN: unknown lines are ignored, so that a newer program can say more to an older guard's
-// reader.
+// DESIGN: unknown lines are ignored, so that messages can be added.
 
 #include "guard_protocol.h"
 
@@ -14,7 +13,7 @@ constexpr std::size_t kMaxLine = 65536;
 void LineReader::feed(const char* data, std::size_t size) {
   for (const char* end = data + size; data != end; ++data) {
     if (*data == '\n') {
-      if (!overlong_) take_line();
+      if (!overlong_) parse_line();
       line_.clear();
       overlong_ = false;
     } else if (line_.size() < kMaxLine) {
@@ -25,7 +24,7 @@ void LineReader::feed(const char* data, std::size_t size) {
   }
 }
 
-void LineReader::take_line() {
+void LineReader::parse_line() {
   if (line_.starts_with("A ")) {
     orders_.armed = true;
     orders_.device = line_.substr(2);

@@ -1,9 +1,13 @@
 // The guard's side of the pipe: lines in, what would have to be undone out. Pure; knows no process
 // and no server.
 //
-//   "A " + device   armed: our sink is, or is about to be, in place; `device` becomes the default
-//   again "M " + index    the module that owns our sink, decimal "D"             disarmed: nothing
-//   to undo "Q"             the program is ending normally
+// clang-format off
+//   "A " + device   armed: our sink is, or is about to be, in place; `device` is the default to
+//                   restore
+//   "M " + index    the module that owns our sink, decimal
+//   "D"             disarmed: nothing to undo
+//   "Q"             the program is ending normally
+// clang-format on
 #pragma once
 
 #include <cstddef>
@@ -19,7 +23,7 @@ struct Orders {
   bool armed = false;
   bool quit = false;
   std::string device;                      // to be made the default again
-  std::uint32_t module = audio::kNoIndex;  // owner of our sink, unknown until told
+  std::uint32_t module = audio::kNoIndex;  // owner of our sink, kNoIndex until known
 };
 
 class LineReader {
@@ -29,7 +33,7 @@ class LineReader {
   const Orders& orders() const { return orders_; }
 
  private:
-  void take_line();
+  void parse_line();
 
   std::string line_;
   bool overlong_ = false;

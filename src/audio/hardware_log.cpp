@@ -1,10 +1,11 @@
 // DESIGN: the lines leave out what changes all the time (volumes, states), so that they are logged
 // when a device appears or vanishes and not at every turn of a volume knob. Names come from devices
-// and other programs: whatever they hold, each line stays one line (the log sees to that).
+// and other programs; the log keeps each line one line, whatever they hold.
 
 #include <array>
 #include <utility>
 
+#include "answers.h"
 #include "audio_private.h"
 #include "crash/crash_handler.h"
 
@@ -15,10 +16,7 @@ namespace {
 constexpr std::array kProperties = {"device.api", "device.bus", "device.form_factor",
                                     "alsa.card_name", "api.bluez5.codec"};
 
-struct Lines {
-  std::vector<std::string> lines;
-  bool complete = false;
-};
+using Lines = Answer<std::vector<std::string>>;
 
 std::string text(const char* s) {
   return s == nullptr ? "?" : s;
@@ -40,7 +38,7 @@ std::string describe(const char* kind, const char* name, const char* description
 void on_server(pa_context* /*c*/, const pa_server_info* info, void* user) {
   auto* answer = static_cast<Lines*>(user);
   if (info != nullptr) {
-    answer->lines.push_back("Server " + text(info->server_name) + " " + text(info->server_version) +
+    answer->value.push_back("Server " + text(info->server_name) + " " + text(info->server_version) +
                             ", default sink " + text(info->default_sink_name) +
                             ", default source " + text(info->default_source_name));
     answer->complete = true;
@@ -51,12 +49,8 @@ void on_server(pa_context* /*c*/, const pa_server_info* info, void* user) {
 template <typename Info>
 void on_device(const char* kind, const Info* info, int eol, void* user) {
   auto* answer = static_cast<Lines*>(user);
-  if (eol != 0) {
-    answer->complete = eol > 0;
-    signal_loop();
-    return;
-  }
-  answer->lines.push_back(
+  if (list_ended(answer, eol)) return;
+  answer->value.push_back(
       describe(kind, info->name, info->description, info->sample_spec, info->proplist));
 }
 
@@ -68,21 +62,16 @@ void on_source(pa_context* /*c*/, const pa_source_info* info, int eol, void* use
   on_device("Source", info, eol, user);
 }
 
-bool received(const LoopLock& lock, pa_operation* op, Lines* answer) {
-  answer->complete = false;
-  return wait_op(lock, op) && answer->complete;
-}
-
 }  // namespace
 
 void log_hardware(const LoopLock& lock) {
   pa_context* c = context(lock);
   if (c == nullptr) return;
   Lines answer;
-  if (received(lock, pa_context_get_server_info(c, on_server, &answer), &answer) &&
-      received(lock, pa_context_get_sink_info_list(c, on_sink, &answer), &answer) &&
-      received(lock, pa_context_get_source_info_list(c, on_source, &answer), &answer)) {
-    crash_handler::record_audio(answer.lines);
+  if (received(lock, pa_context_get_server_info(c, on_server, &answer), answer) &&
+      received(lock, pa_context_get_sink_info_list(c, on_sink, &answer), answer) &&
+      received(lock, pa_context_get_source_info_list(c, on_source, &answer), answer)) {
+    crash_handler::record_audio(answer.value);
   }
 }
 

@@ -1,6 +1,6 @@
-// DESIGN: a single-threaded main loop, pumped by hand with the clock in view, because nothing else
-// is left that could end this process if the server never answers. The rescue looks several times:
-// a request that the program sent just before it died may be carried out after the first look.
+// DESIGN: a single-threaded main loop, iterated by hand against a deadline, because nothing else is
+// left that could end this process if the server never answers. The rescue looks several times: a
+// request that the program sent just before it died may be carried out after the first look.
 
 #include "rescue.h"
 
@@ -97,10 +97,9 @@ struct View {
   std::uint32_t sink = kNoIndex;  // ours
   std::uint32_t module = kNoIndex;
   std::uint32_t monitor = kNoIndex;
-  pa_cvolume volume{};
-  bool muted = false;
+  SinkLevel level;
   bool device_found = false;
-  pa_cvolume device_volume{};
+  SinkLevel device_level;
   std::vector<Stream> playbacks;               // on our sink
   std::vector<std::uint32_t> monitor_clients;  // who records our monitor
   std::vector<std::uint32_t> other_copies;     // clients of other running copies
@@ -130,11 +129,10 @@ void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
     look->view.sink = info->index;
     look->view.module = info->owner_module;
     look->view.monitor = info->monitor_source;
-    look->view.volume = info->volume;
-    look->view.muted = info->mute != 0;
+    look->view.level = {info->volume, info->mute != 0};
   } else if (look->device == info->name) {
     look->view.device_found = true;
-    look->view.device_volume = info->volume;
+    look->view.device_level = {info->volume, info->mute != 0};
   }
 }
 
@@ -184,17 +182,15 @@ bool taken_over(const View& view) {
 // What was turned down on our sink must not come back loud on the device.
 std::optional<Handover> hand_over_volume(Server* server, const View& view,
                                          const std::string& device) {
-  const pa_volume_t volume = pa_cvolume_max(&view.volume);
-  if (volume == PA_VOLUME_NORM && !view.muted) return std::nullopt;
-  pa_cvolume scaled = view.device_volume;
-  pa_sw_cvolume_multiply_scalar(&scaled, &scaled, volume);
-  server->finish(pa_context_set_sink_volume_by_name(server->context, device.c_str(), &scaled,
-                                                    nullptr, nullptr));
-  if (view.muted) {
-    server->finish(
-        pa_context_set_sink_mute_by_name(server->context, device.c_str(), 1, nullptr, nullptr));
-  }
-  return Handover{device, pa_cvolume_max(&view.device_volume), volume, view.muted};
+  SinkLevel level = view.device_level;
+  const auto handover = hand_over(view.level, device, &level, nullptr);
+  if (!handover) return std::nullopt;
+  pa_context* c = server->context;
+  server->finish(
+      pa_context_set_sink_volume_by_name(c, device.c_str(), &level.volume, nullptr, nullptr));
+  if (handover->muted)
+    server->finish(pa_context_set_sink_mute_by_name(c, device.c_str(), 1, nullptr, nullptr));
+  return handover;
 }
 
 void restore_default(Server* server, const View& view, const std::string& device) {

@@ -64,7 +64,7 @@ std::string choose_target(const Snapshot& s, const std::string& output, const st
   return find_real(s, follow) != nullptr ? follow : std::string();
 }
 
-std::vector<std::uint32_t> streams_to_take(const Snapshot& s, const std::string& follow) {
+std::vector<std::uint32_t> streams_to_acquire(const Snapshot& s, const std::string& follow) {
   const auto index_of = [&s](const std::string& name) {
     const SinkInfo* sink = s.find(name);
     return sink == nullptr ? kNoIndex : sink->index;

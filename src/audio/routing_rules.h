@@ -27,7 +27,8 @@ struct SinkInfo {
   std::uint32_t monitor_index = kNoIndex;
   std::uint32_t module = kNoIndex;  // module that owns it
   bool muted = false;
-  bool works_ahead = false;  // a null sink that takes seconds at once while nobody hurries it
+  bool works_ahead =
+      false;  // a null sink, which runs seconds ahead while nobody asks for a short latency
   bool full_volume = true;   // neither turned down nor up
   std::uint32_t volume = 0;  // of the loudest channel, as the server counts
   bool in_use = false;       // somebody plays to it, be it silence
@@ -70,7 +71,7 @@ struct Follow {
   std::string missed;  // the device followed before it vanished; followed again when it returns
 };
 
-// The next followed device: the server's default where that is a real device (the person switched),
+// The next followed device: the server's default where that is a real device (the user switched),
 // else a followed device that has come back, else the one followed so far, else the hint, else the
 // first real sink. With no real sink at all nothing changes: the device may come back.
 Follow next_follow(const Snapshot& s, const Follow& now, const std::string& restore_hint);
@@ -79,9 +80,9 @@ Follow next_follow(const Snapshot& s, const Follow& now, const std::string& rest
 // when absent.
 std::string choose_target(const Snapshot& s, const std::string& output, const std::string& follow);
 
-// Playback streams of other programs that are to be moved onto our sink: those on the followed
+// Playback streams of other programs to be moved onto our sink: those on the followed
 // device and those on the server's default device, unless that is the sibling's sink.
-std::vector<std::uint32_t> streams_to_take(const Snapshot& s, const std::string& follow);
+std::vector<std::uint32_t> streams_to_acquire(const Snapshot& s, const std::string& follow);
 
 // Whether the sink plays nothing, our own streams aside.
 bool is_idle(const Snapshot& s, const SinkInfo& sink);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "answers.h"
 #include "app/utf8.h"
 #include "audio_private.h"
 
@@ -23,13 +24,6 @@ bool marked_ours(const pa_proplist* props) {
   return name != nullptr && std::strcmp(name, kAppName) == 0;
 }
 
-// Each answer is collected with its own completeness: a list that broke off is no list.
-template <typename T>
-struct Answer {
-  T value;
-  bool complete = false;
-};
-
 void on_server(pa_context* /*c*/, const pa_server_info* info, void* user) {
   auto* answer = static_cast<Answer<std::string>*>(user);
   if (info != nullptr) {
@@ -37,15 +31,6 @@ void on_server(pa_context* /*c*/, const pa_server_info* info, void* user) {
     answer->complete = true;
   }
   signal_loop();
-}
-
-// Every list callback: `eol` ends the list (positive) or breaks it off (negative).
-template <typename T>
-bool list_ended(Answer<std::vector<T>>* answer, int eol) {
-  if (eol == 0) return false;
-  answer->complete = eol > 0;
-  signal_loop();
-  return true;
 }
 
 void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
@@ -77,11 +62,6 @@ void on_source_output(pa_context* /*c*/, const pa_source_output_info* info, int 
   auto* answer = static_cast<Answer<std::vector<StreamInfo>>*>(user);
   if (list_ended(answer, eol)) return;
   answer->value.push_back({info->index, info->source, info->client, marked_ours(info->proplist)});
-}
-
-template <typename T>
-bool received(const LoopLock& lock, pa_operation* op, const Answer<T>& answer) {
-  return wait_op(lock, op) && answer.complete;
 }
 
 }  // namespace

@@ -11,11 +11,12 @@
 #include <vector>
 
 #include "audio/cushion.h"
+#include "audio/resampler.h"
 
 namespace {
 
 using audio::DriftControl;
-using audio::Stretch;
+using audio::Resampler;
 
 constexpr double kBlock = 0.01;  // s
 
@@ -30,11 +31,11 @@ std::vector<float> tone(double hz, int frames) {
   return samples;
 }
 
-std::vector<float> stretched(const std::vector<float>& samples, double speed, std::size_t block) {
-  Stretch stretch;
+std::vector<float> resampled(const std::vector<float>& samples, double speed, std::size_t block) {
+  Resampler resampler;
   std::vector<float> result;
   for (std::size_t at = 0; at < samples.size(); at += block) {
-    const auto part = stretch.process(
+    const auto part = resampler.process(
         std::span(samples).subspan(at, std::min(block, samples.size() - at)), speed);
     result.insert(result.end(), part.begin(), part.end());
   }
@@ -63,11 +64,11 @@ double impurity_db(const std::vector<float>& samples, double hz, std::size_t cha
   return 10 * std::log10(rest / (sine * sine + cosine * cosine));
 }
 
-TEST(Stretch, keeps_tones_pure_at_any_speed) {
+TEST(Resampler, keeps_tones_pure_at_any_speed) {
   for (const double speed : {-DriftControl::kMaxSpeed, -0.0002, 0.0001, DriftControl::kMaxSpeed}) {
     for (const double hz : {60.0, 1000.0, 10000.0, 18000.0}) {
       // A whole number of periods in what is left after the beginning is cut off.
-      std::vector<float> result = stretched(tone(hz / (1 + speed), 98000), speed, 960);
+      std::vector<float> result = resampled(tone(hz / (1 + speed), 98000), speed, 960);
       result.erase(result.begin(), result.begin() + 2 * 1000);
       result.resize(std::size_t{2} * 96000);
       for (const std::size_t channel : {0U, 1U})
@@ -76,16 +77,16 @@ TEST(Stretch, keeps_tones_pure_at_any_speed) {
   }
 }
 
-TEST(Stretch, blocks_leave_no_seams_lengths_follow_the_speed_and_speed_0_changes_no_sample) {
+TEST(Resampler, blocks_leave_no_seams_lengths_follow_the_speed_and_speed_0_changes_no_sample) {
   const std::vector<float> source = tone(440, 48000);
   for (const double speed : {-0.001, 0.0, 0.001}) {
-    const std::vector<float> whole = stretched(source, speed, 960);
+    const std::vector<float> whole = resampled(source, speed, 960);
     EXPECT_NEAR(static_cast<double>(whole.size()) / 2, 48000 / (1 + speed), 2);
     if (speed == 0) {
-      EXPECT_TRUE(std::equal(whole.begin() + 2 * Stretch::kDelay, whole.end(), source.begin()));
+      EXPECT_TRUE(std::equal(whole.begin() + 2 * Resampler::kDelay, whole.end(), source.begin()));
     }
     for (const std::size_t block : {std::size_t{2}, std::size_t{74}}) {
-      const std::vector<float> pieces = stretched(source, speed, block);
+      const std::vector<float> pieces = resampled(source, speed, block);
       ASSERT_NEAR(static_cast<double>(pieces.size()), static_cast<double>(whole.size()), 2);
       for (std::size_t i = 0; i < std::min(pieces.size(), whole.size()); ++i)
         ASSERT_NEAR(pieces[i], whole[i], 1e-6F) << i;

@@ -1,4 +1,4 @@
-// What happens to the person's sound when the program or the server dies, hangs or is late, and
+// What happens to the user's sound when the program or the server dies, hangs or is late, and
 // when what is around the program is not as it should be.
 
 #include <csignal>
@@ -111,7 +111,7 @@ TEST_P(Surroundings, without_a_guard_it_ends_in_order_when_its_terminal_closes) 
   play(kTone);
   auto program = start();
   ASSERT_EQ(kill(program->guard().value(), SIGKILL), 0);
-  // Every switch is told to the guard, whose pipe is broken now.
+  // Every switch is sent to the guard, whose pipe is broken now.
   for (const char* device : {"headset", "speakers"}) {
     client().set_default_sink(device);
     EXPECT_TRUE(routed_to(device));

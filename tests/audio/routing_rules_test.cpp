@@ -85,15 +85,15 @@ TEST(Streams, those_on_the_followed_or_default_device_are_taken_and_given_back) 
                  stream(5, 1, kOurClient, true),
                  stream(6, kNoIndex, 24),
                  stream(7, 0, kOurClient, true)};
-  EXPECT_THAT(streams_to_take(s, "speakers"), ElementsAre(1, 2));
+  EXPECT_THAT(streams_to_acquire(s, "speakers"), ElementsAre(1, 2));
   EXPECT_THAT(streams_to_return(s), ElementsAre(4));
   s.default_sink = "gone";
   s.sinks.resize(1);
-  EXPECT_THAT(streams_to_take(s, "also gone"), IsEmpty());
+  EXPECT_THAT(streams_to_acquire(s, "also gone"), IsEmpty());
   // The siblings are left alone.
   s = server("pellavox", {"velmora", "pellavox", "speakers"});
   s.playbacks = {stream(1, 1, 20), stream(2, 2, 21)};
-  EXPECT_THAT(streams_to_take(s, "speakers"), ElementsAre(2));
+  EXPECT_THAT(streams_to_acquire(s, "speakers"), ElementsAre(2));
 }
 
 TEST(OtherInstance, is_known_by_a_marked_stream_and_of_two_on_one_sink_the_same_one_yields) {

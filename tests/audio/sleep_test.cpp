@@ -37,7 +37,7 @@ TEST_P(Sleep, the_device_sleeps_in_silence_and_the_first_sound_wakes_it) {
   }
 }
 
-// A ramp tells for each of its samples when it was played.
+// A ramp shows for each of its samples when it was played.
 TEST_P(Sleep, the_first_sound_is_heard_from_its_beginning) {
   Recorder recorder(server().address(), "speakers.monitor");  // keeps the device awake
   auto program = launch();

@@ -104,7 +104,7 @@ TEST_P(Sound, the_takeover_of_a_playing_stream_is_a_short_gap) {
 }
 
 // A null sink that nobody has used is up to two seconds ahead of the clock: ours after it was
-// loaded, and the person's own where that is the device.
+// loaded, and the user's own where that is the device.
 TEST_P(Sound, the_first_sound_after_the_start_is_not_lost) {
   client().load_module("module-null-sink", "sink_name=plain");
   client().set_default_sink("plain");

@@ -5,7 +5,7 @@
 // equalized and played.
 //
 // Lifecycle: hand over the wishes (set_restore_hint, set_output, set_curve, set_active), then
-// start(); stop() puts the server back as it was found. Wishes may be changed at any time from any
+// start(); stop() restores the server as it was found. Wishes may be changed at any time from any
 // thread; each is a short store that never waits for the server. Until set_active is called the
 // engine wants nothing: it connects and watches, but loads, moves and removes nothing.
 //
@@ -20,7 +20,7 @@
 
 namespace audio {
 
-// An output device that a person can choose.
+// An output device that the user can choose.
 struct Device {
   std::string name;   // the server's sink name, what settings and command line hold
   std::string label;  // text to show, one line: the description, or the name where that is empty
@@ -33,7 +33,7 @@ enum State : std::int32_t {
   kPassive = 3,  // another copy of the program owns the routing
 };
 
-// What the engine is doing, as shown to the person.
+// What the engine is doing, as shown to the user.
 struct Status {
   std::int32_t state = kConnecting;
   bool streams_alive = false;  // recording and playback stream are being created or ready
@@ -42,20 +42,20 @@ struct Status {
   bool active = false;         // the equalizer is applied
   std::string follow;          // the real device followed, which gets the streams back
   bool muted = false;          // target muted, or the virtual sink while the streams are alive
-  bool select_output =
-      false;                  // the person must choose our sink as output in the desktop's settings
-  bool setup_needed = false;  // always false on this platform
+  // The user must choose our sink as output in the desktop's settings.
+  bool select_output = false;
+  bool setup_needed = false;       // always false on this platform
   bool permission_needed = false;  // always false on this platform
 
   bool operator==(const Status&) const = default;
 };
 
-// Starts the engine; it connects on its own and reconnects for ever.
+// Starts the engine; it connects by itself and reconnects whenever the connection is lost.
 //   takeover   the engine may change the default device and move other programs' streams
 // Returns false when the sound library cannot be set up.
 bool start(bool takeover);
 
-// Puts the server back (default device, streams, virtual sink), disconnects and frees everything. A
+// Restores the server (default device, streams, virtual sink), disconnects and frees everything. A
 // server that does not answer holds it up for a few seconds at most; the guard process then
 // finishes the work. No-op when not started.
 void stop();

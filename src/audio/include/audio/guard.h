@@ -1,8 +1,8 @@
-// The guard: a small child process that puts the sound server back when the program dies without
+// The guard: a small child process that restores the sound server when the program dies without
 // doing so.
 //
-// It shares nothing with the program but a pipe. The program says on it what would have to be
-// undone; when the pipe closes without a farewell, the guard undoes it (audio::rescue).
+// It shares nothing with the program but a pipe. The program writes to it what would have to be
+// undone; when the pipe closes without the quit message, the guard undoes it (audio::rescue).
 #pragma once
 
 #include <cstdint>
@@ -10,9 +10,9 @@
 
 namespace guard {
 
-// Starts the guard process. Call it before any thread exists and before anything worth guarding is
-// done. Without a pipe or a process there is no guard; that is not reported. From then on SIGPIPE
-// is ignored.
+// Starts the guard process. Call it before any thread exists and before anything on the server is
+// changed. If no pipe or process can be made there is no guard, and that is not reported. SIGPIPE
+// is ignored from then on.
 void start();
 
 // Our sink is, or is about to be, in place: on an unexpected end `device` becomes the default
@@ -25,10 +25,11 @@ void owns_module(std::uint32_t index);
 // Nothing is left to undo. Thread: any.
 void disarmed();
 
-// Says farewell and closes the pipe; the guard ends without doing anything. Safe to call twice.
+// Sends the quit message and closes the pipe; the guard ends without doing anything. Safe to call
+// twice.
 void stop();
 
-// Closes the pipe without a farewell: the guard takes over what the program could not finish, for
+// Closes the pipe without the quit message: the guard finishes what the program could not, for
 // instance because the server does not answer. Safe to call at any time.
 void abandon();
 

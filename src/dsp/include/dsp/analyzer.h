@@ -52,8 +52,8 @@ struct Ballistics {
   void decay(float dt);
 };
 
-// One channel's meter: rises at once, falls steadily, with a peak that holds for a while. The owner
-// sets the first values. A level that is not finite counts as the floor.
+// One channel's meter: rises immediately, falls steadily, with a peak that holds for a while. The
+// owner sets the first values. A level that is not finite counts as the floor.
 struct PeakMeter {
   float level = kFloorDb;  // dB
   float peak = kFloorDb;   // dB, never below level

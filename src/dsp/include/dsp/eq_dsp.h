@@ -67,8 +67,8 @@ Curve preset_curve(int index);
 // Index of the preset whose key is exactly `key`, or -1.
 int find_preset(const std::string& key);
 
-// True when the preamps and all ten gains differ by less than 0.05 dB each: steps of the sliders
-// are told apart, what a round trip through a settings file loses is not.
+// True when the preamps and all ten gains differ by less than 0.05 dB each: slider steps count as
+// different, rounding in a settings file does not.
 bool same(const Curve& a, const Curve& b);
 
 // Index of the first preset that is `same` as `c`, or -1.

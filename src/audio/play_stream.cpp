@@ -1,0 +1,153 @@
+// DESIGN: the playback stream has a queue of its own on the server, which PlayQueue keeps short.
+// Silence is not played: after a while of it the stream is corked and flushed, because a stream
+// that plays silence for ever would keep the device awake for ever.
+#include <algorithm>
+#include <utility>
+
+#include "audio_private.h"
+#include "fade.h"
+#include "play_queue.h"
+#include "server_stream.h"
+#include "stream_path.h"
+
+namespace audio {
+
+namespace {
+
+constexpr pa_usec_t kMaxLengthUs = 500000;
+constexpr pa_usec_t kPrebufUs = 30000;
+constexpr int kFadeOutMs = 50;                 // for the fragments that bring the fade-out
+constexpr std::int64_t kPlayedOutUs = 150000;  // for what waits in the stream, at most
+
+// Main-loop lock.
+struct Play {
+  ServerStream stream;
+  PlayQueue queue;
+  Fade fade;
+  bool faded_out = false;
+  bool asleep = false;  // it is corked, because there is nothing to be heard
+
+  void restart() {
+    queue.restart(PlayQueue::Start::kOpened, Clock::now());
+    fade.restart();
+    faded_out = false;
+    asleep = false;
+  }
+};
+Play g_play;
+
+std::uint32_t bytes_of(pa_usec_t us) {
+  return static_cast<std::uint32_t>(pa_usec_to_bytes(us, &kFormat));
+}
+
+std::int64_t us_of(std::int64_t bytes) {
+  return static_cast<std::int64_t>(
+      pa_bytes_to_usec(static_cast<std::uint64_t>(std::max<std::int64_t>(0, bytes)), &kFormat));
+}
+
+// What is still in the stream is silence, and would be heard before the first sound.
+void fall_asleep() {
+  if (std::exchange(g_play.asleep, true)) return;
+  dismiss(pa_stream_cork(g_play.stream.get(), 1, nullptr, nullptr));
+  dismiss(pa_stream_flush(g_play.stream.get(), nullptr, nullptr));
+}
+
+void wake_up(Clock::time_point now) {
+  if (!std::exchange(g_play.asleep, false)) return;
+  g_play.queue.restart(PlayQueue::Start::kWoken, now);
+  dismiss(pa_stream_cork(g_play.stream.get(), 0, nullptr, nullptr));
+}
+
+void write(std::span<const float> samples) {
+  pa_stream_write(g_play.stream.get(), samples.data(), samples.size_bytes(), nullptr, 0,
+                  PA_SEEK_RELATIVE);
+}
+
+void on_timing(pa_stream* s, void* /*user*/) {
+  const pa_timing_info* timing = pa_stream_get_timing_info(s);
+  if (s != g_play.stream.get() || timing == nullptr || timing->write_index_corrupt != 0 ||
+      timing->read_index_corrupt != 0) {
+    return;
+  }
+  g_play.queue.report({.fill_us = us_of(timing->write_index - timing->read_index),
+                       .device_us = static_cast<std::int64_t>(timing->sink_usec),
+                       .playing = timing->playing != 0},
+                      Clock::now());
+}
+
+void on_underflow(pa_stream* s, void* /*user*/) {
+  const bool current = s == g_play.stream.get();
+  if (current && g_play.fade.gone()) return;
+  count_underrun();
+  if (!current) return;
+  g_play.queue.restart(g_play.asleep ? PlayQueue::Start::kWoken : PlayQueue::Start::kRanDry,
+                       Clock::now());
+  dismiss(pa_stream_update_timing_info(s, nullptr, nullptr));
+}
+
+}  // namespace
+
+bool play(std::span<float> block, std::size_t following) {
+  if (!g_play.stream.in_place()) return true;
+  if (path_silent()) {
+    fall_asleep();
+    return true;
+  }
+  if (g_play.fade.gone()) return true;
+  g_play.fade.apply(block);
+  if (g_play.fade.gone()) {
+    g_play.faded_out = true;
+    signal_loop();
+  }
+  const auto now = Clock::now();
+  wake_up(now);
+  return g_play.queue.put(block, following, now, write);
+}
+
+bool play_asleep() {
+  return g_play.asleep;
+}
+
+bool open_play(const LoopLock& lock, const std::string& sink) {
+  close_play(lock);
+  g_play.restart();
+  pa_stream* s = g_play.stream.create(lock, "playback", "Equalizer", sink);
+  if (s != nullptr) {
+    pa_stream_set_underflow_callback(s, on_underflow, nullptr);
+    pa_stream_set_latency_update_callback(s, on_timing, nullptr);
+  }
+  pa_buffer_attr buffers = default_buffers();
+  buffers.maxlength = bytes_of(kMaxLengthUs);
+  buffers.tlength = bytes_of(Cushion::kTargetUs);
+  buffers.prebuf = bytes_of(kPrebufUs);
+  pa_cvolume full;
+  pa_cvolume_set(&full, kChannels, PA_VOLUME_NORM);
+  constexpr auto kFlags = static_cast<pa_stream_flags_t>(
+      PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_AUTO_TIMING_UPDATE | PA_STREAM_DONT_MOVE);
+  const bool requested = s != nullptr && pa_stream_connect_playback(s, sink.c_str(), &buffers,
+                                                                    kFlags, &full, nullptr) >= 0;
+  return g_play.stream.finish_opening(lock, requested, "play to");
+}
+
+void close_play(const LoopLock& /*lock*/) {
+  g_play.stream.close();
+}
+
+bool play_alive(const LoopLock& /*lock*/, const SinkInfo& sink) {
+  return g_play.stream.is_on(sink.name, sink.index);
+}
+
+bool streams_alive(const LoopLock& lock) {
+  return record_good(lock) && g_play.stream.good();
+}
+
+void fade_play_out(const LoopLock& lock) {
+  if (!g_play.stream.good() || g_play.asleep || path_silent()) return;
+  g_play.faded_out = false;
+  g_play.fade.begin_out();
+  if (!wait_flag(lock, g_play.faded_out, kFadeOutMs)) return;
+  const std::int64_t left_us = g_play.queue.playing_us(Clock::now());
+  if (left_us > 0) pause_unlocked(lock, static_cast<int>(std::min(left_us, kPlayedOutUs) / 1000));
+}
+
+}  // namespace audio

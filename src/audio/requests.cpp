@@ -1,0 +1,89 @@
+#include "requests.h"
+
+namespace audio {
+
+namespace {
+
+// Whether the server answered yes.
+template <typename Request>
+bool request_ok(const LoopLock& lock, int ms, Request request) {
+  bool yes = false;
+  return wait_op(lock, request(context(lock), &yes), ms) && yes;
+}
+
+void on_module_loaded(pa_context* /*c*/, std::uint32_t index, void* user) {
+  *static_cast<std::uint32_t*>(user) = index;
+  signal_loop();
+}
+
+void on_level(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
+  if (eol == 0)
+    *static_cast<std::optional<SinkLevel>*>(user) = SinkLevel{info->volume, info->mute != 0};
+  signal_loop();
+}
+
+}  // namespace
+
+bool set_default(const LoopLock& lock, const std::string& sink, int ms) {
+  return request_ok(lock, ms, [&](pa_context* c, bool* yes) {
+    return pa_context_set_default_sink(c, sink.c_str(), on_success, yes);
+  });
+}
+
+bool poll_default(const LoopLock& lock, const std::string& sink) {
+  for (int i = 0; i < kPolls; ++i) {
+    if (i > 0) pause_unlocked(lock, kPollMs);
+    const auto now = query_default(lock);
+    if (!now || *now == sink) return now.has_value();
+  }
+  return false;
+}
+
+void move_streams(const LoopLock& lock, const std::vector<std::uint32_t>& streams,
+                  std::uint32_t sink) {
+  for (const std::uint32_t stream : streams) {
+    request_ok(lock, kRequestMs, [&](pa_context* c, bool* yes) {
+      return pa_context_move_sink_input_by_index(c, stream, sink, on_success, yes);
+    });
+  }
+}
+
+bool set_sink_mute(const LoopLock& lock, const std::string& sink, bool mute) {
+  return request_ok(lock, kRequestMs, [&](pa_context* c, bool* yes) {
+    return pa_context_set_sink_mute_by_name(c, sink.c_str(), mute ? 1 : 0, on_success, yes);
+  });
+}
+
+bool set_sink_volume(const LoopLock& lock, const std::string& sink, const pa_cvolume& volume) {
+  return request_ok(lock, kRequestMs, [&](pa_context* c, bool* yes) {
+    return pa_context_set_sink_volume_by_name(c, sink.c_str(), &volume, on_success, yes);
+  });
+}
+
+std::optional<SinkLevel> query_level(const LoopLock& lock, const std::string& sink) {
+  std::optional<SinkLevel> level;
+  wait_op(lock, pa_context_get_sink_info_by_name(context(lock), sink.c_str(), on_level, &level));
+  return level;
+}
+
+bool suspend_sink(const LoopLock& lock, const std::string& sink, bool suspended) {
+  return request_ok(lock, kRequestMs, [&](pa_context* c, bool* yes) {
+    return pa_context_suspend_sink_by_name(c, sink.c_str(), suspended ? 1 : 0, on_success, yes);
+  });
+}
+
+std::uint32_t load_module(const LoopLock& lock, const char* name, const std::string& arguments,
+                          bool* answered) {
+  std::uint32_t module = kNoIndex;
+  *answered = wait_op(lock, pa_context_load_module(context(lock), name, arguments.c_str(),
+                                                   on_module_loaded, &module));
+  return *answered ? module : kNoIndex;
+}
+
+bool unload_module(const LoopLock& lock, std::uint32_t module) {
+  return request_ok(lock, kRequestMs, [module](pa_context* c, bool* yes) {
+    return pa_context_unload_module(c, module, on_success, yes);
+  });
+}
+
+}  // namespace audio

@@ -1,0 +1,41 @@
+// Requests that change something on the server, each with the answer awaited. All return whether
+// the server agreed; a request that it does not answer in time counts as refused (see wait_op).
+//
+// Thread: control.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "audio_private.h"
+#include "handover.h"
+
+namespace audio {
+
+inline constexpr int kPolls = 10;  // for what the server has promised and does a moment later
+inline constexpr int kPollMs = 100;
+
+bool set_default(const LoopLock&, const std::string& sink, int ms);
+// The server may agree and change the default later, or never. Waits for it, for a second at most,
+// and returns whether it did.
+bool poll_default(const LoopLock&, const std::string& sink);
+
+// Streams end at any time, so a move that fails is no fault: the next snapshot shows it.
+void move_streams(const LoopLock&, const std::vector<std::uint32_t>& streams, std::uint32_t sink);
+
+bool set_sink_mute(const LoopLock&, const std::string& sink, bool mute);
+bool set_sink_volume(const LoopLock&, const std::string& sink, const pa_cvolume& volume);
+// Volume and mute of a sink right now; nothing when there is no such sink.
+std::optional<SinkLevel> query_level(const LoopLock&, const std::string& sink);
+
+bool suspend_sink(const LoopLock&, const std::string& sink, bool suspended);
+
+// Returns the index of the new module, or kNoIndex. `answered` receives whether the server
+// answered: otherwise the module may yet appear.
+std::uint32_t load_module(const LoopLock&, const char* name, const std::string& arguments,
+                          bool* answered);
+bool unload_module(const LoopLock&, std::uint32_t module);
+
+}  // namespace audio

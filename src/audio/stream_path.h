@@ -1,0 +1,34 @@
+// What the three sources of the audio path share: record_stream.cpp -> stream_path.cpp ->
+// play_stream.cpp. Loop thread, or with the main-loop lock held.
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+namespace audio {
+
+// stream_path.cpp
+// ----------------------------------------------------------------------------------------------
+
+// A capture begins: nothing of the one before is left in the filters.
+void restart_path();
+// A fragment of sound to be equalized and played, interleaved stereo of any length.
+void process_fragment(std::span<const float> samples);
+// A fragment of sound that is only shown.
+void show_fragment(std::span<const float> samples);
+// Whether it has been silent for so long that the device may sleep.
+bool path_silent();
+
+void count_underrun();
+
+// play_stream.cpp
+// ----------------------------------------------------------------------------------------------
+
+// Plays the next block, at most 10 ms, which is changed in place. `following` samples of the same
+// fragment come right after it. Returns false when the block was dropped because the queue is too
+// long.
+bool play(std::span<float> block, std::size_t following);
+// Whether the playback stream is corked because there is nothing to be heard.
+bool play_asleep();
+
+}  // namespace audio

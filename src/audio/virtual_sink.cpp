@@ -1,0 +1,177 @@
+#include "virtual_sink.h"
+
+#include <utility>
+
+#include "app/logger.h"
+#include "audio/guard.h"
+#include "requests.h"
+
+namespace audio {
+
+namespace {
+
+constexpr const char* kModuleName = "module-null-sink";
+constexpr const char* kModuleArguments =
+    " rate=48000 channels=2 channel_map=front-left,front-right "
+    "sink_properties='device.description=Velmora monitor.channel-volumes=true "
+    "device.icon_name=velmora'";
+// In which a server brings back the level of an earlier sink.
+constexpr std::chrono::seconds kRememberedLevel{1};
+
+struct Level {
+  pa_volume_t volume = PA_VOLUME_NORM;
+  bool muted = false;
+};
+
+// Control thread.
+std::uint32_t g_module = kNoIndex;
+bool g_load_unanswered = false;
+std::string g_load_fault;  // why the last sink could not be loaded, empty when it could
+Clock::time_point g_loaded_at;
+Level g_level;  // to which the user has turned our sink
+
+// Servers round.
+bool has_volume(const SinkInfo& sink, pa_volume_t volume) {
+  constexpr pa_volume_t kNear = PA_VOLUME_NORM / 1000;
+  if (volume == PA_VOLUME_NORM) return sink.full_volume;
+  return sink.volume + kNear >= volume && sink.volume <= volume + kNear;
+}
+
+bool just_loaded() {
+  return Clock::now() - g_loaded_at <= kRememberedLevel;
+}
+
+bool unload(const LoopLock& lock, std::uint32_t module) {
+  const bool unloaded = unload_module(lock, module);
+  if (unloaded) logger::info("Virtual sink removed (module " + std::to_string(module) + ")");
+  return unloaded;
+}
+
+// The snapshot in which the sink of our new module is there; a server may need a moment to show it.
+std::optional<Snapshot> query_with_sink(const LoopLock& lock) {
+  std::optional<Snapshot> s;
+  for (int i = 0; i < kPolls; ++i) {
+    if (i > 0) pause_unlocked(lock, kPollMs);
+    s = query(lock);
+    if (!s || owns_sink(*s)) break;
+  }
+  return s;
+}
+
+bool load_sink(const LoopLock& lock, Snapshot* s) {
+  bool answered = false;
+  const std::uint32_t module = load_module(
+      lock, kModuleName, std::string("sink_name=") + kSinkName + kModuleArguments, &answered);
+  g_load_unanswered = !answered;
+  if (module == kNoIndex) {
+    // It is tried again every second.
+    const std::string fault = error_text(lock);
+    if (std::exchange(g_load_fault, fault) != fault)
+      logger::error("Virtual sink cannot be loaded: " + fault);
+    return false;
+  }
+  g_load_fault.clear();
+  adopt_module(module);
+  logger::info("Virtual sink loaded (module " + std::to_string(module) + ")");
+  auto now = query_with_sink(lock);
+  if (!now) return false;
+  *s = std::move(*now);
+  if (!owns_sink(*s)) {
+    // Another copy was faster and has the name; the server gave our sink a different one.
+    unload(lock, module);
+    adopt_module(kNoIndex);
+    return false;
+  }
+  g_loaded_at = Clock::now();
+  return true;
+}
+
+}  // namespace
+
+bool has_module() {
+  return g_module != kNoIndex;
+}
+
+bool owns_sink(const Snapshot& s) {
+  const SinkInfo* ours = s.find(kSinkName);
+  return ours != nullptr && has_module() && ours->module == g_module;
+}
+
+bool load_unanswered() {
+  return g_load_unanswered;
+}
+
+void adopt_module(std::uint32_t module) {
+  g_module = module;
+  guard::owns_module(module);
+}
+
+void disown_module() {
+  g_module = kNoIndex;
+}
+
+// The guard's number, too: a new sink must not be mistaken for somebody else's.
+void forget_module() {
+  adopt_module(kNoIndex);
+  g_load_unanswered = false;
+}
+
+bool ensure_sink(const LoopLock& lock, Snapshot* s) {
+  const SinkInfo* ours = s->find(kSinkName);
+  if (ours == nullptr) return load_sink(lock, s);
+  if (!has_module()) {
+    adopt_module(ours->module);
+    g_load_unanswered = false;
+    logger::info("Virtual sink taken over from the last run");
+  }
+  return true;
+}
+
+bool remove_sink(const LoopLock& lock) {
+  const bool unloaded = unload(lock, g_module);
+  if (server_silent(lock)) return false;
+  if (!unloaded) logger::warn("Virtual sink cannot be removed: " + error_text(lock));
+  disown_module();
+  reset_level();
+  return unloaded;
+}
+
+void set_level(std::uint32_t volume, bool muted) {
+  g_level = {volume, muted};
+}
+
+void reset_level() {
+  g_level = {};
+}
+
+// What the server remembers of an earlier virtual sink (a low volume, a mute) is not what the user
+// hears now, and at the end a low volume is handed over to the real device: without this it would
+// sink from run to run. Some servers restore it a moment after the sink has appeared. But where our
+// sink was lost, with its server or because somebody removed it, nothing was handed over, and the
+// new one must not be louder.
+void start_at_level(const LoopLock& lock, const SinkInfo& ours) {
+  if (!just_loaded()) return;
+  if (!has_volume(ours, g_level.volume)) {
+    pa_cvolume volume;
+    pa_cvolume_set(&volume, kChannels, g_level.volume);
+    set_sink_volume(lock, kSinkName, volume);
+  }
+  if (ours.muted != g_level.muted) set_sink_mute(lock, kSinkName, g_level.muted);
+}
+
+void remember_level(const Snapshot& s) {
+  if (just_loaded()) return;
+  const SinkInfo* ours = s.find(kSinkName);
+  g_level = {ours->volume, ours->muted};
+}
+
+// A null sink that nobody records with a short latency renders two seconds as soon as it exists,
+// and then sleeps that long: what is played to it meanwhile would be heard late or never. Our
+// record stream shortens that only from its next wake-up on. Not for other servers' sinks,
+// which after being suspended give nothing but silence to whoever recorded them before.
+void wake_sink(const LoopLock& lock, const std::string& sink) {
+  for (const bool suspended : {true, false})
+    suspend_sink(lock, sink, suspended);
+}
+
+}  // namespace audio
