@@ -140,7 +140,8 @@ END
 # Without hardware and without a bus, as it could disturb the person's own.
 start_pipewire() {
   local folder program
-  mkdir -p "$work/config"/pipewire/{pipewire,pipewire-pulse,wireplumber}.conf.d "$work/config"/wireplumber/{main,bluetooth}.lua.d
+  mkdir -p "$work/config"/pipewire/{pipewire,pipewire-pulse,wireplumber}.conf.d \
+    "$work/config"/wireplumber/{wireplumber.conf,main.lua,bluetooth.lua}.d
   for folder in pipewire-pulse wireplumber; do
     echo 'context.properties = { support.dbus = false }' >"$work/config/pipewire/$folder.conf.d/50-alone.conf"
   done
@@ -151,6 +152,12 @@ context.objects = [ { factory = adapter args = {
   node.description = Speakers audio.rate = 48000 audio.position = [ FL FR ] monitor.channel-volumes = true
 } } ]
 END
+  cat >"$work/config/wireplumber/wireplumber.conf.d/80-no-hardware.conf" <<END
+wireplumber.profiles = { main = {
+  hardware.audio = disabled hardware.bluetooth = disabled hardware.video-capture = disabled
+} }
+END
+  # The same for WirePlumber 0.4.
   cat >"$work/config/wireplumber/main.lua.d/80-no-hardware.lua" <<END
 alsa_monitor.enabled = false
 v4l2_monitor.enabled = false

@@ -81,10 +81,17 @@ std::string pipewire_devices(const SoundServerOptions& options) {
   return text.str();
 }
 
-constexpr const char* kNoHardware = R"(alsa_monitor.enabled = false
+// WirePlumber 0.4 is configured in Lua, which 0.5 no longer reads.
+constexpr const char* kNoHardwareLua = R"(alsa_monitor.enabled = false
 v4l2_monitor.enabled = false
 libcamera_monitor.enabled = false
 default_access.properties["enable-flatpak-portal"] = false
+)";
+constexpr const char* kNoHardware = R"(wireplumber.profiles = { main = {
+  hardware.audio = disabled
+  hardware.bluetooth = disabled
+  hardware.video-capture = disabled
+} }
 )";
 
 }  // namespace
@@ -118,7 +125,8 @@ SoundServer::SoundServer(ServerKind kind, SoundServerOptions options)
   for (const char* folder : {"pipewire-pulse.conf.d", "wireplumber.conf.d"})
     write_file(config / "pipewire" / folder / "50-alone.conf",
                "context.properties = { support.dbus = false }\n");
-  write_file(config / "wireplumber/main.lua.d/80-no-hardware.lua", kNoHardware);
+  write_file(config / "wireplumber/wireplumber.conf.d/80-no-hardware.conf", kNoHardware);
+  write_file(config / "wireplumber/main.lua.d/80-no-hardware.lua", kNoHardwareLua);
   write_file(config / "wireplumber/bluetooth.lua.d/80-no-hardware.lua",
              "bluez_monitor.enabled = false\n");
 }

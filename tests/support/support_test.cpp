@@ -1,4 +1,5 @@
 // The ground under the server tests: if these fail, no other server test means anything.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -14,6 +15,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using namespace support;
+using testing::ContainsRegex;
+using testing::Not;
 
 class Support : public testing::TestWithParam<ServerKind> {
  protected:
@@ -32,6 +35,14 @@ TEST_P(Support, servers_live_side_by_side_freeze_come_back_and_leave_nothing_beh
     first.start();
     second.start();
     PulseClient client(first.address());
+    EXPECT_EQ(client.sinks().size(), 2U);    // ours,
+    EXPECT_EQ(client.sources().size(), 2U);  // with their monitors
+    for (const pid_t pid : first.pids()) {
+      // What looks for sound cards, headsets and cameras, whether or not there are any here.
+      EXPECT_THAT(
+          read_file("/proc/" + std::to_string(pid) + "/maps"),
+          Not(ContainsRegex("libspa-(alsa|bluez5|v4l2|libcamera)|module-(udev|alsa|bluez)")));
+    }
     client.set_default_sink("headset");
     EXPECT_TRUE(wait_until("the first has a new default", 5s,
                            [&] { return client.default_sink() == "headset"; }));
