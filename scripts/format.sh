@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Formats C++ files with clang-format 14 and the rules in .clang-format.
+# Formats C++ files with clang-format 14 and the rules in .clang-format. Other versions format
+# differently: where there is no 14, as on Debian 13, the check is skipped.
 #
 #   scripts/format.sh           the files that differ from the last commit, and new ones
 #   scripts/format.sh --all     all files
@@ -17,7 +18,6 @@ formatter() {
       return
     fi
   done
-  echo "clang-format 14 is needed; other versions format differently." >&2
   return 1
 }
 
@@ -39,7 +39,12 @@ changed_sources() {
     git ls-files --others --exclude-standard -z -- "${folders[@]}")
 }
 
-format=$(formatter)
+if ! format=$(formatter); then
+  echo "There is no clang-format 14 here, and other versions format differently." >&2
+  [[ ${1:-} == --check ]] || exit 1
+  echo "Skipped: the format was not checked." >&2
+  exit 0
+fi
 case ${1:-} in
   "") changed_sources | xargs -0 -r "$format" -i ;;
   --all) all_sources | xargs -0 -r "$format" -i ;;
