@@ -21,11 +21,8 @@
 namespace settings {
 namespace {
 
-constexpr double kMaxGainDb = 12.0;
-constexpr std::int32_t kMaxListed = 200;    // presets looked at
-constexpr std::size_t kMaxPresets = 100;    // presets kept
-constexpr std::size_t kMaxNamePoints = 32;  // code points of a preset's name
-constexpr int kDigits = 6;                  // significant digits, as a stream writes a double
+constexpr std::int32_t kMaxListed = 200;  // presets looked at
+constexpr int kDigits = 6;                // significant digits, as a stream writes a double
 
 using Lines = std::map<std::string_view, std::string_view>;
 
@@ -151,7 +148,8 @@ std::int32_t to_int32(double value) {
 }
 
 float to_gain(double value) {
-  return static_cast<float>(std::clamp(value, -kMaxGainDb, kMaxGainDb));
+  constexpr double kMost = eq::kMaxGainDb;
+  return static_cast<float>(std::clamp(value, -kMost, kMost));
 }
 
 // A number that is missing or left empty says nothing.
@@ -178,10 +176,10 @@ eq::Curve parse_curve(std::string_view list) {
 
 // Cuts before the first byte of the code point that would be one too many, so never inside one.
 std::string_view cut_name(std::string_view name) {
-  std::size_t points = 0;
+  int points = 0;
   for (std::size_t i = 0; i < name.size(); ++i) {
     const bool continuation = (static_cast<unsigned char>(name[i]) & 0xC0U) == 0x80U;
-    if (!continuation && ++points > kMaxNamePoints) return name.substr(0, i);
+    if (!continuation && ++points > kMaxPresetName) return name.substr(0, i);
   }
   return name;
 }
@@ -193,7 +191,8 @@ bool has_name(const std::vector<UserPreset>& presets, std::string_view name) {
 
 std::vector<UserPreset> parse_user_presets(const Lines& lines, std::int32_t count) {
   std::vector<UserPreset> presets;
-  for (std::int32_t i = 0; i < std::min(count, kMaxListed) && presets.size() < kMaxPresets; ++i) {
+  for (std::int32_t i = 0; i < std::min(count, kMaxListed) && presets.size() < kMaxUserPresets;
+       ++i) {
     const std::string key = preset_key(i);
     const auto list = find(lines, key);
     if (!list) continue;

@@ -14,7 +14,6 @@ namespace {
 constexpr const char* kLabels[kBands] = {"31", "62", "125", "250", "500",
                                          "1k", "2k", "4k",  "8k",  "16k"};
 
-constexpr float kSlidersEndDb = 12.0F;
 constexpr float kSameDb = 0.05F;
 constexpr float kAudibleDb = 0.01F;
 constexpr double kNyquistShare = 0.45;
@@ -37,7 +36,7 @@ double magnitude_db(const Band& band, double omega) {
 
 float usable_gain_db(float gain_db) {
   if (std::isnan(gain_db)) return 0.0F;
-  if (std::isinf(gain_db)) return std::copysign(kSlidersEndDb, gain_db);
+  if (std::isinf(gain_db)) return std::copysign(kMaxGainDb, gain_db);
   return gain_db;
 }
 

@@ -6,11 +6,10 @@
 #include "app/logger.h"
 #include "app/settings.h"
 #include "platform_private.h"
+#include "ui/view_sizes.h"
 
 namespace {
 
-constexpr int kStartWidth = 960;
-constexpr int kStartHeight = 640;
 constexpr double kScaleTolerance = 0.0001;
 constexpr std::uint64_t kFrameWaitMs = 60;
 
@@ -77,8 +76,8 @@ namespace platform {
 bool create_window(Settings* settings) {
   g_settings = settings;
   g_window =
-      SDL_CreateWindow("Velmora", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, kStartWidth,
-                       kStartHeight, SDL_WINDOW_HIDDEN | SDL_WINDOW_ALLOW_HIGHDPI);
+      SDL_CreateWindow("Velmora", SDL_WINDOWPOS_CENTERED, SDL_WINDOWPOS_CENTERED, ui::kFullSize.w,
+                       ui::kFullSize.h, SDL_WINDOW_HIDDEN | SDL_WINDOW_ALLOW_HIGHDPI);
   if (g_window == nullptr) logger::error(std::string("SDL_CreateWindow: ") + SDL_GetError());
   return g_window != nullptr;
 }

@@ -8,15 +8,13 @@
 #include <cmath>
 #include <cstdio>
 
+#include "ui/view_sizes.h"
+
 namespace platform {
 
 namespace {
 
-constexpr Size kCompactReference{420, 132};
-constexpr Size kFullReference{960, 640};
-constexpr Size kCollapsedReference{960, 340};
-constexpr int kFullMinimumWidth = 480;
-constexpr int kFullMinimumSavedHeight = 120;
+constexpr int kLeastSavedHeight = 120;  // of the full view
 
 // What stays free for a panel and for the frame of the window manager's.
 constexpr int kSpareWidth = 20;
@@ -65,23 +63,21 @@ std::uint64_t widen(WideTicks& ticks, std::uint32_t reading) {
 }
 
 Size mode_reference(bool compact, bool collapsed) {
-  if (compact) return kCompactReference;
-  return collapsed ? kCollapsedReference : kFullReference;
+  const ui::ViewSize size = ui::view_size(compact, collapsed);
+  return {size.w, size.h};
 }
 
 Size mode_minimum(bool compact, bool collapsed) {
-  const Size reference = mode_reference(compact, collapsed);
-  if (compact) return reference;
-  return {kFullMinimumWidth, kFullMinimumWidth * reference.h / reference.w};
+  const ui::ViewSize size = ui::least_size(compact, collapsed);
+  return {size.w, size.h};
 }
 
 Size mode_size(bool compact, bool collapsed, Size saved, std::optional<Area> usable) {
   const Size reference = mode_reference(compact, collapsed);
   const bool known = usable && usable->w > 0;
   if (compact && !known) return reference;
-  const bool sensible = compact
-                            ? saved.w >= reference.w && saved.h >= reference.h
-                            : saved.w >= kFullMinimumWidth && saved.h >= kFullMinimumSavedHeight;
+  const bool sensible = compact ? saved.w >= reference.w && saved.h >= reference.h
+                                : saved.w >= ui::kLeastFullWidth && saved.h >= kLeastSavedHeight;
   Size wanted = sensible ? saved : reference;
   if (known) {
     wanted.w = std::min(wanted.w, usable->w - kSpareWidth);
@@ -168,10 +164,9 @@ bool is_double_click(std::uint64_t elapsed_ms, Point first, Point second) {
 }
 
 std::string key(const std::string& name, int n, float w, float h, bool dark, double k) {
-  constexpr int kUnused = 0;
   std::array<char, 128> text{};
-  std::snprintf(text.data(), text.size(), "-%d-%.1fx%.1f-%d-%d-%.4f", n, static_cast<double>(w),
-                static_cast<double>(h), kUnused, dark ? 1 : 0, k);
+  std::snprintf(text.data(), text.size(), "-%d-%.1fx%.1f-0-%d-%.4f", n, static_cast<double>(w),
+                static_cast<double>(h), dark ? 1 : 0, k);
   return name + text.data();
 }
 

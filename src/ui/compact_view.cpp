@@ -3,7 +3,12 @@
 #include "gfx/icon_data.h"
 #include "i18n/i18n.h"
 #include "platform/platform.h"
-#include "ui_private.h"
+#include "presets.h"
+#include "state.h"
+#include "text.h"
+#include "ui/theme.h"
+#include "views.h"
+#include "widgets.h"
 
 namespace ui {
 
@@ -20,32 +25,31 @@ void background(float w, float h) {
 }
 
 void title() {
-  const Rect& r = state().layout.title;
+  const Rect& r = state().view.title;
   const std::string text = directed("Velmora  ·  " + isolated(preset_label()));
   gfx::text(r, shorten(text, kText, r.w), kText, theme::colors()->text, start_align(), false, true);
 }
 
 void buttons() {
-  const State& s = state();
-  const Layout& l = s.layout;
+  const Layer& layer = state().view.layer;
   const theme::Colors& c = *theme::colors();
-  const auto icon = [&](int code) { return s.hover == code ? c.text_strong : c.text_secondary; };
-  if (l.close.w > 0.0F) {
-    const bool over = s.hover == kHitClose;
-    if (over) gfx::fill_round_rect(l.close, 7.0F, theme::with_alpha(c.danger, 0.85F));
-    icon_cross(l.close.x + 14.0F, l.close.y + 12.0F, 10.0F, over ? 0xFFFFFFFFU : c.text_secondary);
+  if (const Rect close = layer.at(kHitClose); close.w > 0.0F) {
+    const bool over = hovered(kHitClose);
+    if (over) gfx::fill_round_rect(close, 7.0F, theme::with_alpha(c.danger, 0.85F));
+    icon_cross(close.x + 14.0F, close.y + 12.0F, 10.0F, over ? 0xFFFFFFFFU : c.text_secondary);
   }
-  mute_button(l.mute, s.hover == kHitMute);
-  if (s.hover == kHitBack) gfx::fill_round_rect(l.back, 7.0F, c.button_hover);
-  icon_corners(l.back.x + 15.0F, l.back.y + 12.0F, true, icon(kHitBack));
+  mute_button(layer.at(kHitMute), hovered(kHitMute));
+  const Rect back = layer.at(kHitBack);
+  const bool over = hovered(kHitBack);
+  if (over) gfx::fill_round_rect(back, 7.0F, c.button_hover);
+  icon_corners(back.x + 15.0F, back.y + 12.0F, true, over ? c.text_strong : c.text_secondary);
 }
 
 void power() {
-  const State& s = state();
   const theme::Colors& c = *theme::colors();
-  const Rect& r = s.layout.power;
-  const bool active = s.settings->active;
-  const bool over = s.hover == kHitMiniPower;
+  const Rect r = state().view.layer.at(kHitMiniPower);
+  const bool active = state().settings->active;
+  const bool over = hovered(kHitMiniPower);
   const float cx = r.x + 22.0F;
   const float cy = r.y + 22.0F;
   if (active) {
@@ -67,9 +71,11 @@ void power() {
 }  // namespace
 
 void draw_compact(float w, float h) {
-  state().layout = compact_layout(w, h, platform::compact_framed());
+  Layout& l = state().view;
+  l = compact_layout(w, h, platform::compact_framed());
+  fit_segments(&l, true);
   background(w, h);
-  gfx::image_png(icon_data::kPng, icon_data::kPngSize, state().layout.logo);
+  gfx::image_png(icon_data::kPng, icon_data::kPngSize, l.logo);
   title();
   buttons();
   power();

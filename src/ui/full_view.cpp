@@ -6,7 +6,12 @@
 
 #include "gfx/icon_data.h"
 #include "i18n/i18n.h"
-#include "ui_private.h"
+#include "presets.h"
+#include "state.h"
+#include "text.h"
+#include "ui/theme.h"
+#include "views.h"
+#include "widgets.h"
 
 namespace ui {
 
@@ -18,8 +23,8 @@ constexpr float kText = 14.0F;
 constexpr const char* kDot = "  ·  ";
 constexpr const char* kDash = " — ";
 
-bool hovered(int code) {
-  return state().hover == code;
+Rect at(int code) {
+  return state().view.layer.at(code);
 }
 
 std::string channel_text(int i) {
@@ -29,37 +34,10 @@ std::string channel_text(int i) {
 
 LabelWidths label_widths() {
   LabelWidths labels;
-  for (int i = 0; i < 3; ++i)
+  for (int i = 0; i < kChannels; ++i)
     labels.channel[i] = std::ceil(gfx::text_width(channel_text(i), kLabel, true));
   labels.flat = std::ceil(gfx::text_width(i18n::T("reset"), kLabel, true));
   return labels;
-}
-
-// Segments stand on whole device pixels only if their area does.
-void snap(Rect* r) {
-  const float p = state().pixel_scale;
-  const float right = std::floor((r->x + r->w) * p);
-  const float bottom = std::floor((r->y + r->h) * p);
-  r->x = std::ceil(r->x * p) / p;
-  r->y = std::ceil(r->y * p) / p;
-  r->w = std::max(0.0F, right / p - r->x);
-  r->h = std::max(0.0F, bottom / p - r->y);
-}
-
-// What is left over when columns are whole pixels goes to both sides.
-void centre_columns(Rect* r, const SegmentGeom& g) {
-  const float p = state().pixel_scale;
-  const auto n = static_cast<float>(g.columns);
-  const float used = n * g.column_width + (n - 1.0F) * g.gap;
-  r->x += std::floor((r->w - used) * 0.5F * p + 0.01F) / p;
-  r->w = used;
-}
-
-void fit_segments(Layout* l, bool compact) {
-  snap(&l->bars);
-  snap(&l->meters);
-  centre_columns(&l->bars, bar_geom(l->bars.w, l->bars.h, compact));
-  centre_columns(&l->meters, meter_geom(l->meters.w, l->meters.h));
 }
 
 // ---- Header
@@ -67,7 +45,7 @@ void fit_segments(Layout* l, bool compact) {
 void power_button() {
   const Settings& s = *state().settings;
   const theme::Colors& c = *theme::colors();
-  const Rect& r = state().layout.power;
+  const Rect r = at(kHitPower);
   const bool over = hovered(kHitPower);
   const float cx = r.x + 22.0F;
   const float cy = r.y + r.h * 0.5F;
@@ -86,7 +64,7 @@ void power_button() {
 void presets_button() {
   const Settings& s = *state().settings;
   const theme::Colors& c = *theme::colors();
-  const Rect& r = state().layout.presets;
+  const Rect r = at(kHitPresets);
   const bool over = hovered(kHitPresets);
   button_bg(r, over);
   const Rect label{r.x + 14.0F, r.y, r.w - 14.0F - 36.0F, r.h};
@@ -96,7 +74,8 @@ void presets_button() {
   icon_chevron(r.x + r.w - 20.0F, r.y + r.h * 0.5F, false, s.active ? c.text : c.text_secondary);
 }
 
-void icon_button(const Rect& r, int code, bool enabled, void (*icon)(float, float, unsigned)) {
+void icon_button(int code, bool enabled, void (*icon)(float, float, unsigned)) {
+  const Rect r = at(code);
   const theme::Colors& c = *theme::colors();
   const bool over = hovered(code);
   button_bg(r, over);
@@ -106,14 +85,13 @@ void icon_button(const Rect& r, int code, bool enabled, void (*icon)(float, floa
 }
 
 void header() {
-  const Layout& l = state().layout;
-  gfx::image_png(icon_data::kPng, icon_data::kPngSize, l.logo);
+  gfx::image_png(icon_data::kPng, icon_data::kPngSize, state().view.logo);
   power_button();
   presets_button();
-  icon_button(l.save, kHitSave, state().settings->active, icon_save);
-  icon_button(l.compact, kHitCompact, true,
+  icon_button(kHitSave, state().settings->active, icon_save);
+  icon_button(kHitCompact, true,
               [](float x, float y, unsigned colour) { icon_corners(x, y, false, colour); });
-  icon_button(l.settings, kHitSettings, true, icon_gear);
+  icon_button(kHitSettings, true, icon_gear);
 }
 
 // ---- Panels
@@ -165,7 +143,7 @@ void meter_labels(const Rect& meters) {
 }
 
 void draw_scale() {
-  const Layout& l = state().layout;
+  const Layout& l = state().view;
   frequency_scale(l.bars);
   level_scale(l.bars);
   meter_labels(l.meters);
@@ -173,59 +151,59 @@ void draw_scale() {
 
 // One control of three parts: the chosen one is filled.
 void channel_buttons() {
-  const Layout& l = state().layout;
   const theme::Colors& c = *theme::colors();
   constexpr float kRadius = 7.0F;
-  const Rect& first = l.channel[0];
-  const Rect& last = l.channel[2];
+  const Rect first = at(kHitChannel);
+  const Rect last = at(kHitChannel + kChannels - 1);
   const Rect all{first.x, first.y, last.x + last.w - first.x, first.h};
   gfx::fill_round_rect(all, kRadius, c.mute_face);
-  for (int i = 0; i < 3; ++i) {
+  for (int i = 0; i < kChannels; ++i) {
+    const Rect r = at(kHitChannel + i);
     const bool chosen = state().settings->channel == i;
     const bool over = hovered(kHitChannel + i);
     if (chosen) {
-      gfx::fill_round_rect(l.channel[i], kRadius, c.button_hover);
-      gfx::stroke_round_rect(l.channel[i], kRadius, theme::with_alpha(c.accent, 0.6F), 1.0F);
+      gfx::fill_round_rect(r, kRadius, c.button_hover);
+      gfx::stroke_round_rect(r, kRadius, theme::with_alpha(c.accent, 0.6F), 1.0F);
     }
     const unsigned rest = chosen ? c.text : quiet_text();
-    gfx::text(l.channel[i], channel_text(i), kLabel, over ? c.text_strong : rest, Align::Center,
-              true, true);
+    gfx::text(r, channel_text(i), kLabel, over ? c.text_strong : rest, Align::Center, true, true);
   }
   gfx::stroke_round_rect(all, kRadius, c.border, 1.0F);
 }
 
 void spectrum_panel() {
-  const Layout& l = state().layout;
+  const Layout& l = state().view;
   const theme::Colors& c = *theme::colors();
   glass_panel(l.spectrum);
   const Rect heading{l.spectrum.x + kInset, l.spectrum.y + 10.0F,
-                     std::max(l.mute.x - 12.0F - l.spectrum.x - kInset, 0.0F), 24.0F};
+                     std::max(at(kHitMute).x - 12.0F - l.spectrum.x - kInset, 0.0F), 24.0F};
   gfx::text(heading, i18n::T("spectrum"), kLabel, c.text, start_align(), true, true);
-  mute_button(l.mute, hovered(kHitMute));
+  mute_button(at(kHitMute), hovered(kHitMute));
   draw_scale();
   channel_buttons();
 }
 
 void slider_panel() {
-  const Layout& l = state().layout;
+  const Layout& l = state().view;
   const Settings& s = *state().settings;
   const theme::Colors& c = *theme::colors();
+  const Rect flat = at(kHitFlat);
   const bool over = hovered(kHitFlat);
   glass_panel(l.sliders);
   const std::string hint = i18n::T(s.active ? "hint_reset" : "status_bypass");
   gfx::text(l.hint, shorten(hint, kLabel, l.hint.w), kLabel, quiet_text(), start_align(), false,
             true);
-  gfx::fill_round_rect(l.flat, 7.0F, over ? c.button_hover : c.mute_face);
-  gfx::stroke_round_rect(l.flat, 7.0F, over ? theme::with_alpha(c.accent, 0.6F) : c.border, 1.0F);
+  gfx::fill_round_rect(flat, 7.0F, over ? c.button_hover : c.mute_face);
+  gfx::stroke_round_rect(flat, 7.0F, over ? theme::with_alpha(c.accent, 0.6F) : c.border, 1.0F);
   const unsigned colour = s.active ? c.text : quiet_text();
-  gfx::text(l.flat, i18n::T("reset"), kLabel, over ? c.text_strong : colour, Align::Center, true,
+  gfx::text(flat, i18n::T("reset"), kLabel, over ? c.text_strong : colour, Align::Center, true,
             true);
   draw_sliders();
 }
 
 // ---- Bottom strip
 
-// The chosen device, or null where the choice is the default or is not there.
+// The text of the chosen device. `missing` receives whether it is not there.
 std::string device_text(bool* missing) {
   const std::string& output = state().settings->output;
   *missing = false;
@@ -239,7 +217,7 @@ std::string device_text(bool* missing) {
 
 void device_button(const std::string& name) {
   const theme::Colors& c = *theme::colors();
-  const Rect& r = state().layout.device;
+  const Rect r = at(kHitDevice);
   const bool over = hovered(kHitDevice);
   button_bg(r, over);
   const Rect heading{r.x + 14.0F, r.y + 5.0F, r.w - 50.0F, 15.0F};
@@ -257,7 +235,7 @@ struct StatusText {
 };
 
 StatusText status_text(const std::string& device, bool missing) {
-  const audio::Status& s = state().status;
+  const audio::Status& s = state().look.status;
   const theme::Colors& c = *theme::colors();
   if (const char* key = status_note_key()) {
     const bool waiting = s.state == audio::kConnecting || s.state == audio::kRunning;
@@ -274,7 +252,7 @@ StatusText status_text(const std::string& device, bool missing) {
 
 void status_line(const StatusText& status) {
   const theme::Colors& c = *theme::colors();
-  const Rect& r = state().layout.status;
+  const Rect& r = state().view.status;
   const bool rtl = start_align() == Align::Right;
   constexpr float kDotRadius = 4.5F;
   constexpr float kGap = 10.0F;
@@ -296,7 +274,7 @@ void bottom_strip() {
 
 void collapse_button() {
   const theme::Colors& c = *theme::colors();
-  const Rect& r = state().layout.collapse;
+  const Rect r = at(kHitCollapse);
   const bool over = hovered(kHitCollapse);
   const float radius = r.h * 0.5F;
   gfx::fill_round_rect(r, radius, over ? c.button_hover : c.button);
@@ -308,10 +286,11 @@ void collapse_button() {
 }  // namespace
 
 void draw_full(float w, float h) {
-  State& s = state();
-  const bool collapsed = s.settings->collapsed;
-  s.layout = full_layout(w, h, collapsed, label_widths());
-  fit_segments(&s.layout, false);
+  const bool collapsed = state().settings->collapsed;
+  state().view = full_layout(w, h, collapsed, label_widths());
+  fit_segments(&state().view, false);
+  gfx::fill_rect_vgrad({0.0F, 0.0F, w, h}, theme::colors()->window_top,
+                       theme::colors()->window_bottom);
   header();
   spectrum_panel();
   if (!collapsed) {
@@ -322,16 +301,9 @@ void draw_full(float w, float h) {
 }
 
 void draw_base(int w, int h) {
-  const theme::Colors& c = *theme::colors();
-  const auto width = static_cast<float>(w);
-  const auto height = static_cast<float>(h);
-  if (state().settings->compact) {
-    draw_compact(width, height);
-    fit_segments(&state().layout, true);
-    return;
-  }
-  gfx::fill_rect_vgrad({0.0F, 0.0F, width, height}, c.window_top, c.window_bottom);
-  draw_full(width, height);
+  const auto draw = state().settings->compact ? draw_compact : draw_full;
+  draw(static_cast<float>(w), static_cast<float>(h));
+  place_note();
 }
 
 }  // namespace ui

@@ -1,9 +1,12 @@
-// DESIGN: geometry only. Every view asks for its rectangles here and draws into them; hit testing
-// asks the same rectangles. So what is seen and what is hit cannot differ, and all of it can be
-// tested without a window.
-#include <algorithm>
+// DESIGN: geometry only. Painting asks for a layout, draws into its rectangles and keeps it; input
+// is found in the same rectangles. So what is seen and what is hit cannot differ, and all of it can
+// be tested without a window.
+#include "layout.h"
 
-#include "ui_private.h"
+#include <algorithm>
+#include <cmath>
+
+#include "ui/view_sizes.h"
 
 namespace ui {
 
@@ -15,26 +18,36 @@ constexpr float kIconButton = 42.0F;
 constexpr float kStripHeight = 64.0F;  // below the slider panel
 constexpr float kScaleWidth = 44.0F;   // level scale, left of the bars
 constexpr float kSmallButton = 24.0F;
+constexpr float kPad = 24.0F;  // of panels and cards above the view
+
+constexpr bool kWhileActive = true;
 
 void header(float w, Layout* l) {
   l->logo = {kMargin, 14.0F, 42.0F, 42.0F};
   l->title = {72.0F, 14.0F, 300.0F, 38.0F};
-  l->settings = {w - kMargin - kIconButton, kHeaderTop, kIconButton, kHeaderHeight};
-  l->compact = {l->settings.x - 8.0F - kIconButton, kHeaderTop, kIconButton, kHeaderHeight};
-  l->save = {l->compact.x - 10.0F - kIconButton, kHeaderTop, kIconButton, kHeaderHeight};
-  l->presets = {l->save.x - 6.0F - 220.0F, kHeaderTop, 220.0F, kHeaderHeight};
-  l->power = {l->presets.x - 12.0F - 112.0F, kHeaderTop, 112.0F, kHeaderHeight};
+  const auto button = [](float right, float width) {
+    return Rect{right - width, kHeaderTop, width, kHeaderHeight};
+  };
+  const Rect settings = button(w - kMargin, kIconButton);
+  const Rect compact = button(settings.x - 8.0F, kIconButton);
+  const Rect save = button(compact.x - 10.0F, kIconButton);
+  const Rect presets = button(save.x - 6.0F, 220.0F);
+  l->layer.add(kHitPower, button(presets.x - 12.0F, 112.0F));
+  l->layer.add(kHitPresets, presets, kWhileActive);
+  l->layer.add(kHitSave, save, kWhileActive);
+  l->layer.add(kHitCompact, compact);
+  l->layer.add(kHitSettings, settings);
 }
 
 void spectrum_panel(const LabelWidths& labels, Layout* l) {
   const Rect& p = l->spectrum;
   float right = p.x + p.w - kInset;
-  for (int i = 2; i >= 0; --i) {
+  for (int i = kChannels - 1; i >= 0; --i) {
     const float width = labels.channel[i] + 22.0F;
-    l->channel[i] = {right - width, p.y + 10.0F, width, kSmallButton};
+    l->layer.add(kHitChannel + i, {right - width, p.y + 10.0F, width, kSmallButton});
     right -= width;
   }
-  l->mute = {right - 8.0F - 34.0F, p.y + 10.0F, 34.0F, kSmallButton};
+  l->layer.add(kHitMute, {right - 8.0F - 34.0F, p.y + 10.0F, 34.0F, kSmallButton});
   constexpr float kTop = 46.0F;
   constexpr float kBottom = 28.0F;
   constexpr float kMeterWidth = 30.0F;
@@ -44,39 +57,80 @@ void spectrum_panel(const LabelWidths& labels, Layout* l) {
              std::max(l->meters.x - 18.0F - p.x - kInset - kScaleWidth, 0.0F), height};
 }
 
+void slider_columns(Layout* l) {
+  constexpr float kColumn = 40.0F;
+  constexpr float kPreampLeft = 86.0F;
+  constexpr float kToBands = 64.0F;
+  const Rect& s = l->sliders;
+  const float y = l->track_top - 12.0F;
+  const float height = std::max(l->track_bottom - l->track_top + 24.0F, 0.0F);
+  const float first = kPreampLeft + kColumn + kToBands;
+  const float last = s.x + s.w - kInset - kColumn;
+  const float step = (last - first) / static_cast<float>(eq::kBands - 1);
+  for (int i = 0; i < eq::kBands; ++i) {
+    l->layer.add(kHitSlider + i, {first + step * static_cast<float>(i), y, kColumn, height},
+                 kWhileActive);
+  }
+  l->layer.add(kHitPreamp, {kPreampLeft, y, kColumn, height}, kWhileActive);
+  l->rule_x = kPreampLeft + kColumn + kToBands * 0.5F;
+}
+
 void slider_panel(float w, float h, const LabelWidths& labels, Layout* l) {
   const Rect& p = l->spectrum;
   const float top = p.y + p.h + 18.0F;
   l->sliders = {kMargin, top, w - 2.0F * kMargin, std::max(h - top - kStripHeight, 0.0F)};
   const Rect& s = l->sliders;
   const float flat_width = labels.flat + 24.0F;
-  l->flat = {s.x + s.w - kInset - flat_width, s.y + 10.0F, flat_width, kSmallButton};
-  l->hint = {s.x + kInset, s.y + 10.0F, std::max(l->flat.x - 12.0F - s.x - kInset, 0.0F),
+  const Rect flat{s.x + s.w - kInset - flat_width, s.y + 10.0F, flat_width, kSmallButton};
+  l->layer.add(kHitFlat, flat, kWhileActive);
+  l->hint = {s.x + kInset, s.y + 10.0F, std::max(flat.x - 12.0F - s.x - kInset, 0.0F),
              kSmallButton};
   l->track_top = s.y + 66.0F;
   l->track_bottom = s.y + s.h - 40.0F;
-
-  constexpr float kColumn = 40.0F;
-  constexpr float kPreampLeft = 86.0F;
-  constexpr float kToBands = 64.0F;
-  const float y = l->track_top - 12.0F;
-  const float height = std::max(l->track_bottom - l->track_top + 24.0F, 0.0F);
-  l->slider[kPreamp] = {kPreampLeft, y, kColumn, height};
-  l->rule_x = kPreampLeft + kColumn + kToBands * 0.5F;
-  const float first = kPreampLeft + kColumn + kToBands;
-  const float last = s.x + s.w - kInset - kColumn;
-  const float step = (last - first) / static_cast<float>(eq::kBands - 1);
-  for (int i = 0; i < eq::kBands; ++i)
-    l->slider[i] = {first + step * static_cast<float>(i), y, kColumn, height};
+  slider_columns(l);
 }
 
 void bottom_strip(float w, float h, Layout* l) {
-  l->device = {kMargin, h - 54.0F, 300.0F, 44.0F};
-  const float left = l->device.x + l->device.w + 18.0F;
-  l->status = {left, l->device.y, std::max(w - kMargin - left, 0.0F), l->device.h};
+  const Rect device{kMargin, h - 54.0F, 300.0F, 44.0F};
+  l->layer.add(kHitDevice, device);
+  const float left = device.x + device.w + 18.0F;
+  l->status = {left, device.y, std::max(w - kMargin - left, 0.0F), device.h};
+}
+
+// Two buttons at the lower right of a card; `ok` is the right one.
+void card_buttons(const Rect& card, float height, float bottom, int ok, float ok_width, int other,
+                  float other_width, Layer* layer) {
+  const float y = card.y + card.h - bottom - height;
+  const Rect right{card.x + card.w - kPad - ok_width, y, ok_width, height};
+  layer->add(ok, right);
+  layer->add(other, {right.x - 10.0F - other_width, y, other_width, height});
 }
 
 }  // namespace
+
+// Elements
+// -----------------------------------------------------------------------------------------------
+
+void Layer::add(int code, const Rect& rect, bool while_active) {
+  elements.push_back({code, rect, while_active});
+}
+
+void Layer::add_on_top(int code, const Rect& rect) {
+  elements.insert(elements.begin(), {code, rect});
+}
+
+Rect Layer::at(int code) const {
+  const auto found = std::find_if(elements.begin(), elements.end(),
+                                  [code](const Element& e) { return e.code == code; });
+  return found != elements.end() ? found->rect : Rect{};
+}
+
+int Layer::hit(float x, float y, bool active) const {
+  const auto found = std::find_if(elements.begin(), elements.end(), [&](const Element& e) {
+    return (active || !e.while_active) && inside(e.rect, x, y);
+  });
+  return found != elements.end() ? found->code : elsewhere;
+}
 
 bool inside(const Rect& r, float x, float y) {
   return x >= r.x && x < r.x + r.w && y >= r.y && y < r.y + r.h;
@@ -86,16 +140,19 @@ Rect inset(const Rect& r, float by) {
   return {r.x + by, r.y + by, r.w - 2.0F * by, r.h - 2.0F * by};
 }
 
+// Views
+// -----------------------------------------------------------------------------------------------
+
 float gain_to_y(const Layout& layout, float gain_db) {
   const float middle = (layout.track_top + layout.track_bottom) * 0.5F;
   const float half = (layout.track_bottom - layout.track_top) * 0.5F;
-  return middle - std::clamp(gain_db, -kMaxGainDb, kMaxGainDb) / kMaxGainDb * half;
+  return middle - std::clamp(gain_db, -eq::kMaxGainDb, eq::kMaxGainDb) / eq::kMaxGainDb * half;
 }
 
 float y_to_gain(const Layout& layout, float y) {
   const float middle = (layout.track_top + layout.track_bottom) * 0.5F;
   const float half = (layout.track_bottom - layout.track_top) * 0.5F;
-  return half > 0.0F ? -(y - middle) / half * kMaxGainDb : 0.0F;
+  return half > 0.0F ? -(y - middle) / half * eq::kMaxGainDb : 0.0F;
 }
 
 Layout full_layout(float w, float h, bool collapsed, const LabelWidths& labels) {
@@ -104,10 +161,10 @@ Layout full_layout(float w, float h, bool collapsed, const LabelWidths& labels) 
   l.spectrum = {kMargin, 70.0F, w - 2.0F * kMargin, collapsed ? h - 100.0F : 232.0F};
   spectrum_panel(labels, &l);
   if (collapsed) {
-    l.collapse = {w * 0.5F - 34.0F, h - 25.0F, 68.0F, 18.0F};
+    l.layer.add(kHitCollapse, {w * 0.5F - 34.0F, h - 25.0F, 68.0F, 18.0F});
     return l;
   }
-  l.collapse = {w * 0.5F - 34.0F, 303.0F, 68.0F, 16.0F};
+  l.layer.add(kHitCollapse, {w * 0.5F - 34.0F, 303.0F, 68.0F, 16.0F});
   slider_panel(w, h, labels, &l);
   bottom_strip(w, h, &l);
   return l;
@@ -117,63 +174,140 @@ Layout compact_layout(float w, float h, bool framed) {
   constexpr float kTop = 6.0F;
   constexpr float kHeight = 24.0F;
   Layout l;
+  l.layer.elsewhere = kHitBody;
   l.logo = {12.0F, 9.0F, 18.0F, 18.0F};
-  if (!framed) l.close = {w - 10.0F - 28.0F, kTop, 28.0F, kHeight};
-  l.back = {(framed ? w - 10.0F : l.close.x - 4.0F) - 30.0F, kTop, 30.0F, kHeight};
-  l.mute = {l.back.x - 6.0F - 30.0F, kTop, 30.0F, kHeight};
-  l.title = {36.0F, kTop, std::max(l.mute.x - 36.0F - 8.0F - 36.0F, 0.0F), 22.0F};
-  l.power = {10.0F, 42.0F, 44.0F, 44.0F};
+  float right = w - 10.0F;
+  if (!framed) {
+    l.layer.add(kHitClose, {right - 28.0F, kTop, 28.0F, kHeight});
+    right -= 28.0F + 4.0F;
+  }
+  const Rect back{right - 30.0F, kTop, 30.0F, kHeight};
+  const Rect mute{back.x - 6.0F - 30.0F, kTop, 30.0F, kHeight};
+  l.layer.add(kHitBack, back);
+  l.layer.add(kHitMute, mute);
+  l.layer.add(kHitMiniPower, {10.0F, 42.0F, 44.0F, 44.0F});
+  l.title = {36.0F, kTop, std::max(mute.x - 36.0F - 8.0F - 36.0F, 0.0F), 22.0F};
   l.bars = {66.0F, 36.0F, w - 110.0F, h - 48.0F};
   l.meters = {w - 34.0F, 36.0F, 22.0F, h - 52.0F};
   return l;
 }
 
-SettingsLayout settings_layout(float w, float h, float close_label, bool rtl) {
+// Layers above the view
+// -------------------------------------------------------------------------------
+
+SettingsLayout settings_layout(float w, float h, const std::vector<int>& rows, float close,
+                               bool rtl) {
   constexpr float kTop = 58.0F;
-  constexpr float kPad = 24.0F;
+  constexpr float kSwatch = 92.0F;
+  constexpr float kLink = 20.0F;
   SettingsLayout l;
   const float width = std::min(880.0F, w - 2.0F * kMargin);
   const float height = std::min(324.0F, h - 16.0F);
   l.panel = {(w - width) * 0.5F, (h - height) * 0.5F, width, height};
   const Rect& p = l.panel;
-  const float close_width = close_label + 28.0F;
-  l.close = {p.x + p.w - 16.0F - close_width, p.y + 14.0F, close_width, 30.0F};
+  const float close_width = close + 28.0F;
+  l.layer.add(kHitPanelClose, {p.x + p.w - 16.0F - close_width, p.y + 14.0F, close_width, 30.0F});
   const float column = (p.w - 3.0F * kPad) * 0.5F;
-  const auto rows = {&l.autostart, &l.eq_on_start, &l.on_top, &l.language, &l.appearance};
   // The collapsed window is just high enough for five rows of 50.
   const float row_height = std::min(50.0F, (p.h - kTop - 16.0F) / static_cast<float>(rows.size()));
   Rect row{p.x + kPad, p.y + kTop, column, row_height};
-  for (Rect* r : rows) {
-    *r = row;
+  for (const int code : rows) {
+    const Rect controls{rtl ? row.x : row.x + row.w - 2.0F * kSwatch,
+                        row.y + (row.h - 30.0F) * 0.5F, 2.0F * kSwatch, 30.0F};
+    if (code == kHitDark) {
+      l.appearance = row;
+      l.layer.add(kHitDark, {controls.x, controls.y, kSwatch, controls.h});
+      l.layer.add(kHitLight, {controls.x + kSwatch, controls.y, kSwatch, controls.h});
+    } else {
+      l.layer.add(code, row);
+    }
+    if (code == kHitLanguage) l.language_button = controls;
     row.y += row_height;
   }
-  constexpr float kSwatch = 92.0F;
-  const Rect& g = l.language;
-  l.language_button = {rtl ? g.x : g.x + g.w - 2.0F * kSwatch, g.y + (g.h - 30.0F) * 0.5F,
-                       2.0F * kSwatch, 30.0F};
-  const Rect& a = l.appearance;
-  l.dark = {rtl ? a.x : a.x + a.w - 2.0F * kSwatch, a.y + (a.h - 30.0F) * 0.5F, kSwatch, 30.0F};
-  l.light = {l.dark.x + kSwatch, l.dark.y, kSwatch, 30.0F};
   l.about = {p.x + 2.0F * kPad + column, p.y + kTop, column, p.h - kTop - 16.0F};
-  l.report = {l.about.x, l.about.y + l.about.h - 22.0F, column, 20.0F};
-  l.homepage = {l.about.x, l.report.y - 22.0F, column, 20.0F};
+  const Rect report{l.about.x, l.about.y + l.about.h - 22.0F, column, kLink};
+  l.layer.add(kHitHomepage, {l.about.x, report.y - 22.0F, column, kLink});
+  l.layer.add(kHitReport, report);
+  l.layer.add(kHitPanel, p);
   return l;
 }
 
 DialogLayout dialog_layout(float w, float h, float save_label, float cancel_label) {
-  constexpr float kPad = 24.0F;
-  constexpr float kButton = 34.0F;
+  constexpr float kHeight = 222.0F;
+  const auto button = [](float label) { return std::max(label + 36.0F, 92.0F); };
   DialogLayout l;
   const float width = std::min(420.0F, w - 30.0F);
-  constexpr float kHeight = 222.0F;
   l.card = {(w - width) * 0.5F, (h - kHeight) * 0.5F, width, kHeight};
   const Rect& c = l.card;
-  l.name = {c.x + kPad, c.y + 78.0F, c.w - 2.0F * kPad, 36.0F};
-  const float y = c.y + c.h - kPad - kButton + 4.0F;
-  const float save_width = std::max(save_label + 36.0F, 92.0F);
-  const float cancel_width = std::max(cancel_label + 36.0F, 92.0F);
-  l.save = {c.x + c.w - kPad - save_width, y, save_width, kButton};
-  l.cancel = {l.save.x - 10.0F - cancel_width, y, cancel_width, kButton};
+  l.layer.add(kHitSaveName, {c.x + kPad, c.y + 78.0F, c.w - 2.0F * kPad, 36.0F});
+  card_buttons(c, 34.0F, kPad - 4.0F, kHitSaveOk, button(save_label), kHitSaveCancel,
+               button(cancel_label), &l.layer);
+  l.layer.add(kHitPanel, c);
+  return l;
+}
+
+PopupLayout popup_layout(float w, float h, const Rect& button, int count, float text, int first) {
+  constexpr float kLeastWidth = 220.0F;
+  constexpr float kMostWidth = 420.0F;
+  constexpr float kEdge = 8.0F;  // distance to the window's edge
+  const float below = h - kEdge - (button.y + button.h + kPopupPadding);
+  const float above = button.y - kPopupPadding - kEdge;
+  const auto fit = [](float room) {
+    return static_cast<int>(std::floor((room - 2.0F * kPopupPadding) / kRowHeight));
+  };
+  PopupLayout l;
+  l.layer.elsewhere = kHitPopup;  // a press beside a list is the list's, too: it closes it
+  l.visible = std::clamp(std::max(fit(below), fit(above)), 1, std::max(count, 1));
+  const bool down = fit(below) >= l.visible;
+  const float width = std::clamp(text + kRowStart + kDeleteZone + 6.0F,
+                                 std::max(kLeastWidth, button.w), std::max(kMostWidth, button.w));
+  l.rect.w = std::min(width, w - 2.0F * kEdge);
+  l.rect.h = static_cast<float>(l.visible) * kRowHeight + 2.0F * kPopupPadding;
+  l.rect.x = std::clamp(button.x, kEdge, std::max(kEdge, w - kEdge - l.rect.w));
+  l.rect.y = down ? button.y + button.h + kPopupPadding
+                  : std::max(kEdge, button.y - kPopupPadding - l.rect.h);
+  l.first = std::clamp(first, 0, std::max(0, count - l.visible));
+  return l;
+}
+
+int row_at(const PopupLayout& popup, int count, float x, float y) {
+  if (!inside(popup.rect, x, y)) return -1;
+  const int row = static_cast<int>(std::floor((y - popup.rect.y - kPopupPadding) / kRowHeight));
+  const bool there = row >= 0 && row < popup.visible && popup.first + row < count;
+  return there ? popup.first + row : -1;
+}
+
+float note_width(const Rect& area, float text) {
+  return std::min(text + 40.0F, area.w - 40.0F);
+}
+
+Rect note_card(const Rect& area, float width, float text_height) {
+  const float height = text_height + 18.0F;
+  return {area.x + (area.w - width) * 0.5F, area.y + (area.h - height) * 0.5F, width, height};
+}
+
+namespace {
+
+float crash_width(float w) {
+  return std::min(520.0F, w - 30.0F);
+}
+
+}  // namespace
+
+float crash_text_width(float w) {
+  return crash_width(w) - 2.0F * kPad;
+}
+
+CrashLayout crash_layout(float w, float h, float text_height, float send_label,
+                         float discard_label) {
+  constexpr float kButton = 36.0F;
+  const auto button = [](float label) { return std::max(label + 36.0F, 100.0F); };
+  CrashLayout l;
+  l.layer.elsewhere = kHitCrashNote;
+  const float height = text_height + 66.0F + 28.0F + kButton + kPad;
+  l.card = {(w - crash_width(w)) * 0.5F, (h - height) * 0.5F, crash_width(w), height};
+  card_buttons(l.card, kButton, kPad, kHitCrashSend, button(send_label), kHitCrashDiscard,
+               button(discard_label), &l.layer);
   return l;
 }
 

@@ -1,10 +1,18 @@
 // DESIGN: a field, one line that says what saving will do when that is not plain, and two buttons.
 // The field has no cursor to move: a name is typed, not edited, so the caret is at its end.
+#include "save_dialog.h"
+
 #include <algorithm>
 #include <cmath>
 
+#include "app/utf8.h"
 #include "i18n/i18n.h"
-#include "ui_private.h"
+#include "popup.h"
+#include "presets.h"
+#include "state.h"
+#include "text.h"
+#include "ui/theme.h"
+#include "widgets.h"
 
 namespace ui {
 
@@ -12,16 +20,49 @@ namespace {
 
 constexpr float kText = 14.0F;
 constexpr float kSmall = 12.0F;
+constexpr std::uint64_t kCaretMs = 530;
+constexpr std::size_t kMaxProposal = 159;  // bytes
 
-bool full() {
-  return state().settings->user_presets.size() >= kMaxPresets;
+SaveDialog& dialog() {
+  return state().look.save;
 }
 
-void name_field() {
-  const State& s = state();
-  const SaveDialog& d = s.save;
+// The name as it is stored: without outer blanks and line breaks.
+std::string trimmed(const std::string& name) {
+  std::string result = name;
+  std::replace_if(
+      result.begin(), result.end(), [](char c) { return c == '\t' || c == '\n' || c == '\r'; },
+      ' ');
+  const std::size_t first = result.find_first_not_of(' ');
+  if (first == std::string::npos) return "";
+  return result.substr(first, result.find_last_not_of(' ') - first + 1);
+}
+
+std::string numbered_name(int n) {
+  std::string name = with_argument(i18n::T("preset_default_name"), std::to_string(n));
+  if (name.size() > kMaxProposal) {
+    name.resize(kMaxProposal);
+    while (!utf8::valid(name))
+      name.pop_back();
+  }
+  return name;
+}
+
+std::string proposed_name() {
+  const std::string chosen = chosen_user();
+  if (!chosen.empty()) return chosen;
+  int n = 1;
+  while (find_user(numbered_name(n)) >= 0)
+    ++n;
+  return numbered_name(n);
+}
+
+// ---- Drawing
+
+void draw_field() {
+  const SaveDialog& d = dialog();
   const theme::Colors& c = *theme::colors();
-  const Rect& r = d.layout.name;
+  const Rect r = state().dialog.layer.at(kHitSaveName);
   gfx::fill_round_rect(r, 7.0F, c.recessed);
   gfx::stroke_round_rect(r, 7.0F, c.accent, 1.5F);
   const Rect text = inset(r, 10.0F);
@@ -37,59 +78,108 @@ void name_field() {
     gfx::fill_rect({left - 1.0F, r.y + 7.0F, width + 2.0F, r.h - 14.0F}, c.accent_soft);
   gfx::text({left, r.y, width + 1.0F, r.h}, name, kText, c.text, Align::Left, false, true);
   const float caret = rtl ? left - 1.5F : left + width + 0.5F;
-  if (s.caret_on) gfx::fill_rect({caret, r.y + 8.0F, 1.5F, r.h - 16.0F}, c.accent);
+  if (d.caret_on) gfx::fill_rect({caret, r.y + 8.0F, 1.5F, r.h - 16.0F}, c.accent);
   gfx::pop_clip();
 }
 
-void hint() {
-  const SaveDialog& d = state().save;
-  const std::string name = trimmed_name(d.name);
+// What saving under this name does, where that is not plain.
+void draw_hint(const std::string& name) {
   if (name.empty()) return;
   const bool replaces = find_user(name) >= 0;
-  if (!replaces && !full()) return;
+  if (!replaces && can_store(name)) return;
   const theme::Colors& c = *theme::colors();
-  const Rect& f = d.layout.name;
+  const Rect f = state().dialog.layer.at(kHitSaveName);
   const std::string text = i18n::T(replaces ? "preset_overwrite" : "preset_full");
   gfx::text_wrapped({f.x, f.y + f.h + 8.0F, f.w, 44.0F}, text, kSmall,
                     replaces ? quiet_text() : c.danger, start_align());
 }
 
-void buttons(const std::string& save, const std::string& cancel) {
-  const State& s = state();
-  const SaveDialog& d = s.save;
+void draw_buttons(const std::string& save, const std::string& cancel, bool possible) {
+  const Layer& layer = state().dialog.layer;
   const theme::Colors& c = *theme::colors();
-  button_bg(d.layout.cancel, s.hover == kHitSaveCancel);
-  button_label(d.layout.cancel, cancel, 13.0F, s.hover == kHitSaveCancel, false);
-  const std::string name = trimmed_name(d.name);
-  const bool possible = !name.empty() && (find_user(name) >= 0 || !full());
-  button_bg(d.layout.save, possible && s.hover == kHitSaveOk);
-  if (possible) gfx::stroke_round_rect(d.layout.save, 8.0F, c.accent, 1.5F);
-  gfx::text(d.layout.save, save, 13.0F, possible ? c.text : quiet_text(), Align::Center, true,
-            true);
+  const Rect other = layer.at(kHitSaveCancel);
+  const Rect ok = layer.at(kHitSaveOk);
+  button_bg(other, hovered(kHitSaveCancel));
+  button_label(other, cancel, 13.0F, hovered(kHitSaveCancel), false);
+  button_bg(ok, possible && hovered(kHitSaveOk));
+  if (possible) gfx::stroke_round_rect(ok, 8.0F, c.accent, 1.5F);
+  gfx::text(ok, save, 13.0F, possible ? c.text : quiet_text(), Align::Center, true, true);
 }
 
 }  // namespace
 
+void open_save() {
+  close_popup();
+  state().dialog = {};
+  dialog() = {true, proposed_name(), true, true};
+}
+
+void close_save() {
+  dialog() = {};
+}
+
+void commit_save() {
+  const std::string name = trimmed(dialog().name);
+  if (name.empty() || !can_store(name)) return;
+  store_user(name);
+  close_save();
+}
+
+void select_none() {
+  dialog().selected = false;
+}
+
+void save_key(Key key) {
+  SaveDialog& d = dialog();
+  if (key == Key::Escape) {
+    close_save();
+  } else if (key == Key::Enter) {
+    commit_save();
+  } else if (d.selected) {
+    d.name.clear();
+  } else {
+    utf8::remove_last(&d.name);
+  }
+  d.selected = false;
+  d.caret_on = true;
+}
+
+void save_text(const std::string& text) {
+  SaveDialog& d = dialog();
+  const bool control = std::any_of(text.begin(), text.end(), [](char c) {
+    return static_cast<unsigned char>(c) < 32 || c == 127;
+  });
+  if (control || !utf8::valid(text)) return;
+  if (d.selected) d.name.clear();
+  d.selected = false;
+  if (utf8::count(d.name + text) <= kMaxPresetName) d.name += text;
+  d.caret_on = true;
+}
+
+void blink_caret(std::uint64_t now) {
+  if (dialog().open) dialog().caret_on = now / kCaretMs % 2 == 0;
+}
+
 void draw_save_dialog(float w, float h) {
-  State& s = state();
-  if (!s.save.open) return;
+  if (!dialog().open) return;
   const theme::Colors& c = *theme::colors();
   const std::string save = i18n::T("save");
   const std::string cancel = i18n::T("cancel");
-  s.save.layout = dialog_layout(w, h, std::ceil(gfx::text_width(save, 13.0F, true)),
-                                std::ceil(gfx::text_width(cancel, 13.0F, false)));
-  const Rect& card = s.save.layout.card;
-  const Rect& field = s.save.layout.name;
+  DialogLayout& l = state().dialog;
+  l = dialog_layout(w, h, std::ceil(gfx::text_width(save, 13.0F, true)),
+                    std::ceil(gfx::text_width(cancel, 13.0F, false)));
+  const Rect field = l.layer.at(kHitSaveName);
   gfx::fill_rect({0.0F, 0.0F, w, h}, c.scrim);
-  shadow(card, 14.0F);
-  panel_bg(card, 14.0F);
-  gfx::text({field.x, card.y + 18.0F, field.w, 26.0F}, i18n::T("save_preset"), 17.0F, c.text,
+  shadow(l.card, 14.0F);
+  panel_bg(l.card, 14.0F);
+  gfx::text({field.x, l.card.y + 18.0F, field.w, 26.0F}, i18n::T("save_preset"), 17.0F, c.text,
             start_align(), true, true);
   gfx::text({field.x, field.y - 22.0F, field.w, 18.0F}, i18n::T("preset_name"), kSmall,
             quiet_text(), start_align(), false, true);
-  name_field();
-  hint();
-  buttons(save, cancel);
+  draw_field();
+  const std::string name = trimmed(dialog().name);
+  draw_hint(name);
+  draw_buttons(save, cancel, !name.empty() && can_store(name));
 }
 
 }  // namespace ui

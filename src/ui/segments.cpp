@@ -7,7 +7,9 @@
 
 #include "gfx/icon_data.h"
 #include "platform/platform.h"
-#include "ui_private.h"
+#include "state.h"
+#include "ui/theme.h"
+#include "views.h"
 
 namespace ui {
 
@@ -87,7 +89,34 @@ void measure_title() {
   }
 }
 
+// Segments stand on whole device pixels only if their area does.
+void snap(Rect* r) {
+  const float p = state().pixel_scale;
+  const float right = std::floor((r->x + r->w) * p);
+  const float bottom = std::floor((r->y + r->h) * p);
+  r->x = std::ceil(r->x * p) / p;
+  r->y = std::ceil(r->y * p) / p;
+  r->w = std::max(0.0F, right / p - r->x);
+  r->h = std::max(0.0F, bottom / p - r->y);
+}
+
+// What is left over when columns are whole pixels goes to both sides.
+void centre_columns(Rect* r, const SegmentGeom& g) {
+  const float p = state().pixel_scale;
+  const auto n = static_cast<float>(g.columns);
+  const float used = n * g.column_width + (n - 1.0F) * g.gap;
+  r->x += std::floor((r->w - used) * 0.5F * p + 0.01F) / p;
+  r->w = used;
+}
+
 }  // namespace
+
+void fit_segments(Layout* l, bool compact) {
+  snap(&l->bars);
+  snap(&l->meters);
+  centre_columns(&l->bars, bar_geom(l->bars.w, l->bars.h, compact));
+  centre_columns(&l->meters, meter_geom(l->meters.w, l->meters.h));
+}
 
 SegmentGeom bar_geom(float w, float h, bool compact) {
   return geom_for(w, h, compact, kBars);
@@ -151,25 +180,26 @@ BarView bar_view() {
   const State& s = state();
   BarView view;
   view.compact = s.settings->compact;
-  view.bars = s.layout.bars;
-  view.meters = s.layout.meters;
+  view.bars = s.view.bars;
+  view.meters = s.view.meters;
   view.show_glass = !view.compact;
-  if (view.show_glass) view.glass = s.layout.spectrum;
+  if (view.show_glass) view.glass = s.view.spectrum;
   return view;
 }
 
 const TitleView& title_view() {
   static const TitleView kNone;
   const State& s = state();
-  if (s.settings->compact || s.layout.title.w <= 0.0F) return kNone;
+  if (s.settings->compact || s.view.title.w <= 0.0F) return kNone;
   if (g_title.glyphs.empty()) measure_title();
-  g_title.x = s.layout.title.x;
-  g_title.y = s.layout.title.y + (s.layout.title.h - g_title.height) * 0.5F;
+  g_title.x = s.view.title.x;
+  g_title.y = s.view.title.y + (s.view.title.h - g_title.height) * 0.5F;
   return g_title;
 }
 
 void paint_glyph(const std::string& text, float size, float w, float h) {
-  gfx::text({0.0F, 0.0F, w + kGlyphMargin, h}, text, size, 0xFFFFFFFFU, Align::Center, true, true);
+  gfx::text({0.0F, 0.0F, w + kGlyphMargin, h}, text, size, 0xFFFFFFFFU, gfx::Align::Center, true,
+            true);
 }
 
 unsigned title_color(int i, int n, double t) {

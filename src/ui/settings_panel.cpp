@@ -8,7 +8,11 @@
 #include "app/addresses.h"
 #include "app/version.h"
 #include "i18n/i18n.h"
-#include "ui_private.h"
+#include "state.h"
+#include "text.h"
+#include "ui/theme.h"
+#include "views.h"
+#include "widgets.h"
 
 namespace ui {
 
@@ -16,8 +20,26 @@ namespace {
 
 constexpr float kText = 13.0F;
 
-bool over(int code) {
-  return state().hover == code;
+// A row with a switch. What a press on it does stands where presses do.
+struct SwitchRow {
+  int code;
+  const char* key;
+  bool (*on)();
+};
+
+constexpr SwitchRow kSwitches[] = {
+    {kHitAutostart, "autostart", [] { return state().look.autostart; }},
+    {kHitEqOnStart, "eq_on_start", [] { return state().settings->active_on_start; }},
+    {kHitOnTop, "on_top", [] { return state().settings->compact_on_top; }},
+};
+
+// The codes of all rows from the top.
+std::vector<int> row_codes() {
+  std::vector<int> codes;
+  for (const SwitchRow& row : kSwitches)
+    codes.push_back(row.code);
+  codes.insert(codes.end(), {kHitLanguage, kHitDark});
+  return codes;
 }
 
 Rect start_of(const Rect& r, float end_width) {
@@ -35,21 +57,22 @@ void row_label(const Rect& row, const char* key, int code, float end_width) {
   const Rect label = start_of(row, end_width);
   const std::string text = i18n::T(key);
   const float size = fit_size(text, kText, 11.0F, label.w, false);
-  gfx::text(label, shorten(text, size, label.w), size, over(code) ? c.text_strong : c.text,
+  gfx::text(label, shorten(text, size, label.w), size, hovered(code) ? c.text_strong : c.text,
             start_align(), false, true);
 }
 
-void switch_row(const Rect& row, const char* key, int code, bool on) {
+void draw_switch_row(const Rect& row, const SwitchRow& what) {
   constexpr float kWidth = 42.0F;
   constexpr float kHeight = 22.0F;
   const theme::Colors& c = *theme::colors();
-  row_label(row, key, code, kWidth + 14.0F);
+  const bool on = what.on();
+  row_label(row, what.key, what.code, kWidth + 14.0F);
   const bool rtl = start_align() == Align::Right;
   const Rect body{rtl ? row.x : row.x + row.w - kWidth, row.y + (row.h - kHeight) * 0.5F, kWidth,
                   kHeight};
   const unsigned face = on ? c.accent : c.off;
   gfx::fill_round_rect(body, kHeight * 0.5F,
-                       over(code) ? theme::mix(face, c.text_strong, 0.12F) : face);
+                       hovered(what.code) ? theme::mix(face, c.text_strong, 0.12F) : face);
   const float travel = kWidth - kHeight;
   const float cx = body.x + kHeight * 0.5F + (on != rtl ? travel : 0.0F);
   gfx::fill_circle(cx, body.y + kHeight * 0.5F, kHeight * 0.5F - 3.0F, 0xFFFFFFFFU);
@@ -67,13 +90,13 @@ std::string language_name() {
 void language_row(const SettingsLayout& l) {
   const theme::Colors& c = *theme::colors();
   const Rect& button = l.language_button;
-  row_label(l.language, "language", kHitLanguage, button.w + 14.0F);
-  button_bg(button, over(kHitLanguage));
+  row_label(l.layer.at(kHitLanguage), "language", kHitLanguage, button.w + 14.0F);
+  button_bg(button, hovered(kHitLanguage));
   const Rect label{button.x + 12.0F, button.y, button.w - 46.0F, button.h};
   gfx::text(label, shorten(language_name(), kText, label.w), kText, c.text, start_align(), false,
             true);
   icon_chevron(button.x + button.w - 18.0F, button.y + 15.0F, false, c.text);
-  separator(l.language);
+  separator(l.layer.at(kHitLanguage));
 }
 
 void theme_button(const Rect& r, const char* key, int code, bool chosen) {
@@ -85,16 +108,18 @@ void theme_button(const Rect& r, const char* key, int code, bool chosen) {
   const std::string text = i18n::T(key);
   const unsigned rest = chosen ? c.text : quiet_text();
   gfx::text(r, text, fit_size(text, kText, 10.0F, r.w - 10.0F, chosen),
-            over(code) ? c.text_strong : rest, Align::Center, chosen, true);
+            hovered(code) ? c.text_strong : rest, Align::Center, chosen, true);
 }
 
 void appearance_row(const SettingsLayout& l) {
   const theme::Colors& c = *theme::colors();
-  row_label(l.appearance, "appearance", kHitNone - 1, l.dark.w + l.light.w + 14.0F);
-  const Rect both{l.dark.x, l.dark.y, l.light.x + l.light.w - l.dark.x, l.dark.h};
+  const Rect dark = l.layer.at(kHitDark);
+  const Rect light = l.layer.at(kHitLight);
+  row_label(l.appearance, "appearance", kHitNone - 1, dark.w + light.w + 14.0F);
+  const Rect both{dark.x, dark.y, light.x + light.w - dark.x, dark.h};
   gfx::fill_round_rect(both, 8.0F, c.mute_face);
-  theme_button(l.dark, "theme_dark", kHitDark, theme::dark());
-  theme_button(l.light, "theme_light", kHitLight, !theme::dark());
+  theme_button(dark, "theme_dark", kHitDark, theme::dark());
+  theme_button(light, "theme_light", kHitLight, !theme::dark());
   gfx::stroke_round_rect(both, 8.0F, c.border, 1.0F);
 }
 
@@ -140,12 +165,12 @@ float height_of(const std::vector<AboutText>& texts, float size, float width) {
 void link(const Rect& r, const std::string& text, const std::string& address, int code) {
   const theme::Colors& c = *theme::colors();
   const std::string line = text.empty() ? isolated(address) : labelled(directed(text), address);
-  gfx::text(r, shorten(line, 12.0F, r.w), 12.0F, over(code) ? c.text_strong : c.text, start_align(),
-            false, true);
+  gfx::text(r, shorten(line, 12.0F, r.w), 12.0F, hovered(code) ? c.text_strong : c.text,
+            start_align(), false, true);
   const float width = std::min(gfx::text_width(line, 12.0F, false), r.w);
   const float x = start_align() == Align::Right ? r.x + r.w - width : r.x;
   gfx::fill_rect({x, r.y + r.h - 2.0F, width, 1.0F},
-                 theme::with_alpha(over(code) ? c.accent : c.text_secondary, 0.5F));
+                 theme::with_alpha(hovered(code) ? c.accent : c.text_secondary, 0.5F));
 }
 
 void about(const SettingsLayout& l) {
@@ -158,7 +183,7 @@ void about(const SettingsLayout& l) {
             false, true);
   const std::vector<AboutText> texts = about_texts();
   const float top = r.y + 46.0F;
-  const float room = l.homepage.y - 6.0F - top;
+  const float room = l.layer.at(kHitHomepage).y - 6.0F - top;
   float size = 12.0F;
   while (size > 9.0F && height_of(texts, size, r.w) > room)
     size -= 0.5F;
@@ -168,31 +193,30 @@ void about(const SettingsLayout& l) {
     gfx::text_wrapped({r.x, y, r.w, height + 2.0F}, t.text, size, t.colour, start_align());
     y += height + t.after;
   }
-  link(l.homepage, "", kHomepage, kHitHomepage);
-  link(l.report, i18n::T("about_report_bug"), kSupportMail, kHitReport);
+  link(l.layer.at(kHitHomepage), "", kHomepage, kHitHomepage);
+  link(l.layer.at(kHitReport), i18n::T("about_report_bug"), kSupportMail, kHitReport);
 }
 
 }  // namespace
 
 void draw_settings_panel(float w, float h) {
-  State& s = state();
-  if (!s.settings_open) return;
+  if (!state().look.settings_open) return;
   const theme::Colors& c = *theme::colors();
   const std::string close = i18n::T("close");
-  s.panel = settings_layout(w, h, std::ceil(gfx::text_width(close, kText, false)),
-                            start_align() == Align::Right);
-  const SettingsLayout& l = s.panel;
+  SettingsLayout& l = state().panel;
+  l = settings_layout(w, h, row_codes(), std::ceil(gfx::text_width(close, kText, false)),
+                      start_align() == Align::Right);
+  const Rect close_button = l.layer.at(kHitPanelClose);
   gfx::fill_rect({0.0F, 0.0F, w, h}, c.scrim);
   shadow(l.panel, 14.0F);
   panel_bg(l.panel, 14.0F);
   const Rect heading{l.panel.x + 24.0F, l.panel.y + 14.0F,
-                     std::max(0.0F, l.close.x - 12.0F - l.panel.x - 24.0F), 30.0F};
+                     std::max(0.0F, close_button.x - 12.0F - l.panel.x - 24.0F), 30.0F};
   gfx::text(heading, i18n::T("settings"), 18.0F, c.text, start_align(), true, true);
-  button_bg(l.close, over(kHitPanelClose));
-  button_label(l.close, close, kText, over(kHitPanelClose), false);
-  switch_row(l.autostart, "autostart", kHitAutostart, s.autostart);
-  switch_row(l.eq_on_start, "eq_on_start", kHitEqOnStart, s.settings->active_on_start);
-  switch_row(l.on_top, "on_top", kHitOnTop, s.settings->compact_on_top);
+  button_bg(close_button, hovered(kHitPanelClose));
+  button_label(close_button, close, kText, hovered(kHitPanelClose), false);
+  for (const SwitchRow& row : kSwitches)
+    draw_switch_row(l.layer.at(row.code), row);
   language_row(l);
   appearance_row(l);
   about(l);

@@ -6,7 +6,11 @@
 #include <cstdio>
 
 #include "i18n/i18n.h"
-#include "ui_private.h"
+#include "state.h"
+#include "text.h"
+#include "ui/theme.h"
+#include "views.h"
+#include "widgets.h"
 
 namespace ui {
 
@@ -18,33 +22,34 @@ constexpr float kKnobHeight = 18.0F;
 constexpr float kSmall = 10.5F;
 constexpr float kRate = 48000.0F;
 
-float center_x(const Rect& column) {
+float center_x(int i) {
+  const Rect column = state().view.layer.at(kHitSlider + i);
   return column.x + column.w * 0.5F;
 }
 
 // The frequency at a place: octaves are evenly spread from the first band's slider on.
-float frequency_at(const Layout& l, float x) {
-  const float first = center_x(l.slider[0]);
-  const float octave = (center_x(l.slider[eq::kBands - 1]) - first) / (eq::kBands - 1);
+float frequency_at(float x) {
+  const float first = center_x(0);
+  const float octave = (center_x(eq::kBands - 1) - first) / (eq::kBands - 1);
   return eq::kFreq[0] * std::pow(2.0F, (x - first) / octave);
 }
 
 void response_curve() {
   constexpr int kPoints = 120;
   const State& s = state();
-  const Layout& l = s.layout;
+  const Layout& l = s.view;
   const theme::Colors& c = *theme::colors();
   const float left = l.rule_x + 1.0F;
   const float right = l.sliders.x + l.sliders.w;
   const Rect area{left, l.sliders.y + 1.0F, right - left - 1.0F, l.sliders.h - 2.0F};
   const float middle = (l.track_top + l.track_bottom) * 0.5F;
-  const float per_db = (l.track_bottom - l.track_top) * 0.5F / kMaxGainDb;
+  const float per_db = (l.track_bottom - l.track_top) * 0.5F / eq::kMaxGainDb;
   float xy[2 * kPoints];
   float* next = xy;
   for (int i = 0; i < kPoints; ++i) {
     const float x = left + area.w * static_cast<float>(i) / static_cast<float>(kPoints - 1);
     *next++ = x;
-    *next++ = middle - eq::response_db(s.settings->curve, kRate, frequency_at(l, x)) * per_db;
+    *next++ = middle - eq::response_db(s.settings->curve, kRate, frequency_at(x)) * per_db;
   }
   const unsigned colour = s.settings->active ? c.accent : c.text_secondary;
   gfx::push_clip(area);
@@ -56,8 +61,8 @@ void response_curve() {
 }
 
 void scale_labels() {
-  const Layout& l = state().layout;
-  const float right = l.slider[kPreamp].x - 6.0F;
+  const Layout& l = state().view;
+  const float right = l.layer.at(kHitPreamp).x - 6.0F;
   for (const int db : {12, 6, 0, -6, -12}) {
     char text[16];
     std::snprintf(text, sizeof text, db == 0 ? "0 dB" : "%+d", db);
@@ -73,7 +78,7 @@ void track_marks(float cx) {
   for (int db = -12; db <= 12; db += 3) {
     const float length = db % 12 == 0 ? 9.0F : 5.0F;
     // On a whole pixel: a hairline between two would be a grey band.
-    const float y = std::round(gain_to_y(state().layout, static_cast<float>(db))) - 0.5F;
+    const float y = std::round(gain_to_y(state().view, static_cast<float>(db))) - 0.5F;
     const unsigned colour = db == 0 ? c.mark_zero : c.mark;
     const float edge = kTrackWidth * 0.5F + kDistance;
     gfx::fill_rect({cx - edge - length, y, length, 1.0F}, colour);
@@ -100,12 +105,12 @@ void knob(float cx, float y, bool lit) {
 
 void slider(int i) {
   const State& s = state();
-  const Layout& l = s.layout;
+  const Layout& l = s.view;
   const theme::Colors& c = *theme::colors();
-  const float cx = center_x(l.slider[i]);
+  const float cx = center_x(i);
   const float gain = gain_at(s.settings->curve, i);
-  const bool lit = s.settings->active &&
-                   (s.drag == kHitSlider + i || (s.drag == kHitNone && s.hover == kHitSlider + i));
+  const bool lit = s.settings->active && (s.look.drag == kHitSlider + i ||
+                                          (s.look.drag == kHitNone && hovered(kHitSlider + i)));
   const Rect track{cx - kTrackWidth * 0.5F, l.track_top, kTrackWidth, l.track_bottom - l.track_top};
   track_marks(cx);
   gfx::fill_round_rect(track, 3.5F, c.track);
@@ -136,7 +141,7 @@ void slider(int i) {
 }  // namespace
 
 void draw_sliders() {
-  const Layout& l = state().layout;
+  const Layout& l = state().view;
   const theme::Colors& c = *theme::colors();
   response_curve();
   scale_labels();

@@ -1,11 +1,10 @@
 // DESIGN: names of devices and presets come from outside and may hold anything, so everything that
 // is drawn passes through one_line once. Lines are built from parts whose directions may differ;
 // the parts are isolated from each other with Unicode's own marks, which take no room.
-#include <cmath>
+#include "text.h"
 
 #include "app/utf8.h"
 #include "i18n/i18n.h"
-#include "ui_private.h"
 
 namespace ui {
 

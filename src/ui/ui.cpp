@@ -1,14 +1,18 @@
-// DESIGN: one record holds the whole state of the interface; every source reads and changes it
-// through state(). Until init there is a stand-in for the settings, so nothing has to ask whether
-// there are any.
+// DESIGN: one record holds the whole state of the interface. Whoever changes it, or the settings,
+// does nothing else: what follows from a change (the engine's curve, a save, another picture) is
+// found by comparing with what was there before. Until init there is a stand-in for the settings,
+// so nothing has to ask whether there are any.
 #include "ui/ui.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "app/autostart.h"
+#include "i18n/i18n.h"
 #include "platform/platform.h"
-#include "ui_private.h"
+#include "state.h"
+#include "ui/theme.h"
+#include "ui/view_sizes.h"
 
 namespace ui {
 
@@ -17,23 +21,18 @@ namespace {
 constexpr std::uint64_t kSaveDelayMs = 1200;
 constexpr std::uint64_t kSaveAgainMs = 60000;  // after a save that failed
 constexpr float kLeastZoom = 0.25F;
-constexpr int kLeastWidth = 480;
 
 Settings g_stand_in;
 State fresh_state(Settings* settings) {
   State s;
   s.settings = settings != nullptr ? settings : &g_stand_in;
   s.attached = settings != nullptr;
+  s.followed = *s.settings;
   return s;
 }
 
 State g_state = fresh_state(nullptr);
 bool g_open_settings = false;  // asked for before init
-
-void reference_of(const Settings& s, int* w, int* h) {
-  *w = static_cast<int>(s.compact ? kMiniWidth : kFullWidth);
-  *h = static_cast<int>(s.compact ? kMiniHeight : s.collapsed ? kCollapsedHeight : kFullHeight);
-}
 
 // The window as it is now, into the fields of the current view.
 void store_window() {
@@ -57,9 +56,14 @@ void store_window() {
 void open_panel() {
   close_popup();
   g_state.panel = {};
-  g_state.settings_open = true;
-  g_state.autostart = autostart::enabled();
-  set_dirty();
+  g_state.look.settings_open = true;
+  g_state.look.autostart = autostart::enabled();
+}
+
+// What was painted is gone, and with it what can be hit.
+void leave_view() {
+  g_state.view = {};
+  g_state.note = {};
 }
 
 }  // namespace
@@ -68,43 +72,52 @@ State& state() {
   return g_state;
 }
 
-float& gain_at(eq::Curve* curve, int i) {
-  return i == kPreamp ? curve->preamp : curve->gain[i];
+void follow_settings() {
+  State& s = g_state;
+  const Settings& now = *s.settings;
+  if (now == s.followed) return;
+  if (now.curve != s.followed.curve) audio::set_curve(now.curve);
+  if (now.active != s.followed.active) audio::set_active(now.active);
+  if (now.last_default != s.followed.last_default) audio::set_restore_hint(now.last_default);
+  if (now.theme != s.followed.theme) theme::set_dark(now.theme != "light");
+  if (now.language != s.followed.language) i18n::set_language(now.language);
+  s.followed = now;
+  save_later();
 }
 
-float gain_at(const eq::Curve& curve, int i) {
-  return i == kPreamp ? curve.preamp : curve.gain[i];
-}
-
-void set_dirty() {
-  g_state.dirty = true;
-}
-
-void schedule_save() {
+void save_later() {
   g_state.save_at = platform::ticks_ms() + kSaveDelayMs;
 }
 
-void push_curve() {
-  audio::set_curve(g_state.settings->curve);
-  set_dirty();
+bool hovered(int code) {
+  return g_state.look.hover == code;
+}
+
+const Layer& top_layer() {
+  const State& s = g_state;
+  const bool compact = s.settings->compact;
+  if (s.look.crash_note && !compact) return s.crash.layer;
+  if (s.look.save.open) return s.dialog.layer;
+  if (s.look.popup.open) return s.list.layer;
+  if (s.look.settings_open && !compact) return s.panel.layer;
+  return s.view.layer;
 }
 
 void open_settings_at_start() {
   g_open_settings = true;
 }
 
-void set_crash_report(const std::string& text) {
+void set_crash_report(const std::string& /*text*/) {
+  g_state.look.crash_note = true;
   g_state.crash = {};
-  g_state.crash.shown = true;
-  g_state.crash.text = text;
-  set_dirty();
+  g_state.crash.layer.elsewhere = kHitCrashNote;
 }
 
 void init(Settings* settings, bool autostart) {
-  const CrashNote crash = state().crash;  // may have been handed over before
+  const bool crash_note = g_state.look.crash_note;  // may have been handed over before
   g_state = fresh_state(settings);
-  g_state.crash = crash;
-  g_state.autostart = autostart;
+  if (crash_note) set_crash_report("");
+  g_state.look.autostart = autostart;
   g_state.last_frame = platform::ticks_ms();
   theme::set_dark(g_state.settings->theme != "light");
   if (g_open_settings) open_panel();
@@ -114,27 +127,30 @@ void init(Settings* settings, bool autostart) {
 void shutdown() {}
 
 void persist() {
-  if (!g_state.attached) return;
-  // A glide that is cut short by the end of the program has to be found complete at the next start.
-  if (g_state.glide.running) {
-    g_state.settings->curve = g_state.glide.to;
-    g_state.glide.running = false;
-  }
+  State& s = g_state;
+  if (!s.attached) return;
+  // A glide that is cut short by the end of the program has to be complete at the next start.
+  finish_glide();
   store_window();
-  // The disk may have room again later.
-  if (!settings::save(*g_state.settings)) g_state.save_at = platform::ticks_ms() + kSaveAgainMs;
+  follow_settings();
+  // A disk that is full may have room again later.
+  s.save_at = settings::save(*s.settings) ? 0 : platform::ticks_ms() + kSaveAgainMs;
 }
 
 bool take_dirty() {
-  const bool dirty = g_state.dirty;
-  g_state.dirty = false;
-  return dirty;
+  State& s = g_state;
+  if (!s.stale && s.look == s.drawn_look && *s.settings == s.drawn) return false;
+  s.stale = false;
+  s.drawn_look = s.look;
+  s.drawn = *s.settings;
+  return true;
 }
 
 void reference_size(int* w, int* h) {
-  *w = static_cast<int>(kFullWidth);
-  *h = static_cast<int>(kFullHeight);
-  if (g_state.attached) reference_of(*g_state.settings, w, h);
+  const Settings& s = *g_state.settings;
+  const ViewSize size = g_state.attached ? view_size(s.compact, s.collapsed) : kFullSize;
+  *w = size.w;
+  *h = size.h;
 }
 
 View view_for(int w, int h) {
@@ -156,22 +172,20 @@ void set_pixel_scale(float scale) {
 
 void set_compact(bool on) {
   Settings& s = *g_state.settings;
+  Look& look = g_state.look;
   store_window();
   if (on && s.mini_x == -1 && (s.win_x >= 0 || s.win_y >= 0)) {
-    s.mini_x = s.win_x + std::max(0, s.win_w - static_cast<int>(kMiniWidth));
+    s.mini_x = s.win_x + std::max(0, s.win_w - kCompactSize.w);
     s.mini_y = s.win_y;
   }
   s.compact = on;
   close_popup();
   close_save();
-  g_state.settings_open = false;
-  g_state.layout = {};  // what was painted is gone, and so is what can be hit
-  g_state.hover = kHitNone;
-  g_state.drag = kHitNone;
-  g_state.note_click = {};
+  look.settings_open = false;
+  look.hover = kHitNone;
+  look.drag = kHitNone;
+  leave_view();
   platform::set_compact(on, s.compact_on_top);
-  set_dirty();
-  schedule_save();
 }
 
 void toggle_collapsed() {
@@ -181,17 +195,13 @@ void toggle_collapsed() {
   platform::window_size(&w, &h);
   const float zoom = view_for(w, h).zoom;
   s.collapsed = !s.collapsed;
-  int ref_w = 0;
-  int ref_h = 0;
-  reference_size(&ref_w, &ref_h);
+  leave_view();
   const auto scaled = [zoom](int length) {
     return static_cast<int>(std::lround(static_cast<float>(length) * zoom));
   };
-  g_state.layout = {};
-  g_state.note_click = {};
-  platform::resize_window(scaled(ref_w), scaled(ref_h), kLeastWidth, kLeastWidth * ref_h / ref_w);
-  set_dirty();
-  schedule_save();
+  const ViewSize size = view_size(false, s.collapsed);
+  const ViewSize least = least_size(false, s.collapsed);
+  platform::resize_window(scaled(size.w), scaled(size.h), least.w, least.h);
 }
 
 void open_settings() {

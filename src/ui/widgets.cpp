@@ -1,8 +1,12 @@
 // DESIGN: what several views draw, once. Icons are lines of the weights that the text has, centred
 // on a point, so that a button only has to know its middle.
+#include "widgets.h"
+
 #include <cmath>
 
-#include "ui_private.h"
+#include "state.h"
+#include "text.h"
+#include "ui/theme.h"
 
 namespace ui {
 
@@ -111,7 +115,7 @@ void icon_chevron(float cx, float cy, bool up, unsigned colour) {
 void mute_button(const Rect& r, bool hovered) {
   constexpr float kMuteRadius = 7.0F;
   const theme::Colors& c = *theme::colors();
-  const bool muted = state().status.muted;
+  const bool muted = state().look.status.muted;
   unsigned icon = hovered ? c.text_strong : c.text_secondary;
   if (muted) {
     gfx::fill_round_rect(r, kMuteRadius, theme::with_alpha(c.danger, hovered ? 0.95F : 0.85F));

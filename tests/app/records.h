@@ -8,9 +8,6 @@
 #include "app/settings_text.h"
 
 // By their text form, in which every field is written (settings_text_test.cpp).
-inline bool operator==(const Settings& a, const Settings& b) {
-  return settings::serialize(a) == settings::serialize(b);
-}
 inline std::ostream& operator<<(std::ostream& out, const Settings& s) {
   return out << settings::serialize(s);
 }

@@ -14,7 +14,8 @@
 #include "app/utf8.h"
 #include "fakes.h"
 #include "i18n/i18n.h"
-#include "ui/ui_private.h"
+#include "ui/presets.h"
+#include "ui/state.h"
 
 namespace events {
 
@@ -59,29 +60,14 @@ void paint(bool pixels) {
     ui::paint_glyph(glyph.text, 27, glyph.width, 27);
 }
 
+// What can be met in the layer on top.
 std::vector<gfx::Rect> targets() {
-  const ui::State& s = ui::state();
-  const ui::Layout& l = s.layout;
-  if (s.crash.shown && !g_settings.compact) return {s.crash.send, s.crash.discard};
-  if (s.save.open) {
-    const ui::DialogLayout& d = s.save.layout;
-    return {d.name, d.save, d.cancel, d.card};
-  }
-  if (s.popup.open) {
-    const gfx::Rect& p = s.popup.rect;
-    return {p, {p.x, p.y, p.w, 34}, {p.x, p.y + p.h - 34, p.w, 34}, {p.x + p.w - 34, p.y, 34, p.h}};
-  }
-  if (s.settings_open) {
-    const ui::SettingsLayout& p = s.panel;
-    return {p.autostart, p.eq_on_start, p.on_top, p.language, p.dark,
-            p.light,     p.homepage,    p.report, p.close,    p.panel};
-  }
-  if (g_settings.compact) return {l.power, l.mute, l.back, l.bars};
-  std::vector<gfx::Rect> all = {l.power, l.presets,    l.presets,    l.save,
-                                l.save,  l.compact,    l.settings,   l.collapse,
-                                l.mute,  l.channel[0], l.channel[1], l.channel[2],
-                                l.flat,  l.back,       l.device,     s.note_click};
-  all.insert(all.end(), std::begin(l.slider), std::end(l.slider));
+  std::vector<gfx::Rect> all;
+  for (const ui::Element& e : ui::top_layer().elements)
+    all.push_back(e.rect);
+  const gfx::Rect& p = ui::state().list.rect;
+  if (all.empty())
+    all = {p, {p.x, p.y, p.w, 34}, {p.x, p.y + p.h - 34, p.w, 34}, {p.x + p.w - 34, p.y, 34, p.h}};
   return all;
 }
 
@@ -193,25 +179,21 @@ void step(Bytes* bytes) {
 }
 
 bool bounded(const eq::Curve& curve) {
-  bool all = std::fabs(curve.preamp) <= ui::kMaxGainDb;
+  bool all = std::fabs(curve.preamp) <= eq::kMaxGainDb;
   for (const float gain : curve.gain)
-    all = all && std::fabs(gain) <= ui::kMaxGainDb;
+    all = all && std::fabs(gain) <= eq::kMaxGainDb;
   return all;
 }
 
-bool identical(const eq::Curve& a, const eq::Curve& b) {
-  return std::equal(std::begin(a.gain), std::end(a.gain), b.gain) && a.preamp == b.preamp;
-}
-
 bool good_name(const std::string& name) {
-  return utf8::count(name) <= ui::kMaxName && utf8::valid(name) &&
+  return utf8::count(name) <= kMaxPresetName && utf8::valid(name) &&
          std::none_of(name.begin(), name.end(),
                       [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; });
 }
 
 const char* broken_preset_list() {
   const std::vector<UserPreset>& presets = g_settings.user_presets;
-  if (presets.size() > ui::kMaxPresets) return "at most 100 presets are kept";
+  if (presets.size() > kMaxUserPresets) return "at most 100 presets are kept";
   for (const UserPreset& p : presets) {
     if (p.name.empty() || !good_name(p.name)) return "names of presets are short, clean UTF-8";
     if (!bounded(p.curve)) return "gains of presets are within +/-12 dB";
@@ -225,18 +207,19 @@ const char* broken() {
   const ui::State& s = ui::state();
   if (s.settings != &g_settings || !s.attached) return "the settings stay attached";
   if (!bounded(g_settings.curve)) return "gains are within +/-12 dB";
-  if (!identical(g_settings.curve, fakes::sound.curve)) return "the engine has the curve shown";
+  if (g_settings.curve != fakes::sound.curve) return "the engine has the curve shown";
   if (g_settings.active != fakes::sound.active) return "the engine is on when the switch is";
   if (g_settings.channel < 0 || g_settings.channel > 2) return "the channel is 0 to 2";
   // Nothing can be saved where these homes are.
   if (s.save_at > fakes::desktop.now + 60000) return "saving is tried again within a minute";
-  if (s.drag != 0 && !ui::is_slider(s.drag)) return "only sliders are dragged";
-  if (s.drag != 0 && !g_settings.active) return "sliders stay put while the equalizer is off";
-  if (s.save.open && s.popup.open) return "there is no list above the save dialog";
-  if (g_settings.compact && (s.settings_open || s.save.open)) return "the strip has no dialogs";
-  if (s.popup.open && s.popup.hover >= static_cast<int>(s.popup.rows.size()))
+  if (s.look.drag != 0 && !ui::is_slider(s.look.drag)) return "only sliders are dragged";
+  if (s.look.drag != 0 && !g_settings.active) return "sliders stay put while the equalizer is off";
+  if (s.look.save.open && s.look.popup.open) return "there is no list above the save dialog";
+  if (g_settings.compact && (s.look.settings_open || s.look.save.open))
+    return "the strip has no dialogs";
+  if (s.look.popup.open && s.look.popup.hover >= static_cast<int>(s.look.popup.rows.size()))
     return "the hovered row exists";
-  if (!good_name(s.save.name)) return "the name in the field is short, clean UTF-8";
+  if (!good_name(s.look.save.name)) return "the name in the field is short, clean UTF-8";
   return broken_preset_list();
 }
 
@@ -256,7 +239,7 @@ void begin(Bytes* bytes) {
   fakes::sound.curve = g_settings.curve;
   fakes::sound.active = g_settings.active;
   fakes::sound.status.state = audio::kRunning;
-  ui::state().crash = {};
+  ui::state().look.crash_note = false;
   ui::set_pixel_scale(1);
   ui::init(&g_settings, false);
   paint(false);

@@ -38,15 +38,15 @@ class languages : public Window {
 TEST_F(languages, fit_the_views) {
   each([&] {
     const ui::Layout& l = layout();
-    room(l.mute.x - 12 - l.spectrum.x - 14, 12, true, {"spectrum"});
-    room(l.power.w - 44, 10.5F, true, {"power_on", "power_off"});
+    room(at(ui::kHitMute).x - 12 - l.spectrum.x - 14, 12, true, {"spectrum"});
+    room(at(ui::kHitPower).w - 44, 10.5F, true, {"power_on", "power_off"});
     for (const eq::PresetDef& preset : eq::kPresets)
-      room(l.presets.w - 50, 14, false, {preset.key, "preset_custom"});
+      room(at(ui::kHitPresets).w - 50, 14, false, {preset.key, "preset_custom"});
     if (s_.collapsed) return;
     room(l.hint.w, 12, false, {"hint_reset", "status_bypass"});
     room(94, 10.5F, false, {"preamp"});
-    room(l.device.w - 50, 10.5F, false, {"device"});
-    room(l.device.w - 50, 14, false, {"device_follow"});
+    room(at(ui::kHitDevice).w - 50, 10.5F, false, {"device"});
+    room(at(ui::kHitDevice).w - 50, 14, false, {"device_follow"});
     room(l.status.w - 19, 12, false, {"status_active", "status_bypass", "status_connecting"});
     room(56, 8, false, {"power_on", "power_off"});  // in the compact view
   });
@@ -57,45 +57,49 @@ TEST_F(languages, fit_the_settings_panel) {
   each([&] {
     const ui::SettingsLayout& p = ui::state().panel;
     EXPECT_TRUE(within(view(), p.panel));
-    room(p.close.x - 12 - p.panel.x - 24, 18, true, {"settings"});
-    room(p.autostart.w - 56, 11, false, {"autostart", "eq_on_start", "on_top"});
-    room(p.language.w - 198, 11, false, {"language"});
+    room(at(ui::kHitPanelClose).x - 12 - p.panel.x - 24, 18, true, {"settings"});
+    room(at(ui::kHitAutostart).w - 56, 11, false, {"autostart", "eq_on_start", "on_top"});
+    room(at(ui::kHitLanguage).w - 198, 11, false, {"language"});
     room(138, 13, false, {"language_auto"});
-    room(p.appearance.w - p.dark.w - p.light.w - 14, 11, false, {"appearance"});
-    room(p.dark.w - 10, 10, true, {"theme_dark", "theme_light"});
+    room(p.appearance.w - at(ui::kHitDark).w - at(ui::kHitLight).w - 14, 11, false, {"appearance"});
+    room(at(ui::kHitDark).w - 10, 10, true, {"theme_dark", "theme_light"});
     room(p.about.w, 12, false, {"about_version"});
     const std::string parts = std::string(i18n::T("third_party")) + " " + settings::seal_library() +
                               " — CC0 / BSD-2-Clause";
     const Texts about = {i18n::T("about_tagline"), i18n::T("about_disclaimer_title"),
                          i18n::T("about_disclaimer"), parts};
-    EXPECT_LE(height(p.about.w, 9.5F, about) + 17, p.homepage.y - 6 - p.about.y - 46);
+    EXPECT_LE(height(p.about.w, 9.5F, about) + 17, at(ui::kHitHomepage).y - 6 - p.about.y - 46);
   });
 }
 
 TEST_F(languages, fit_the_save_dialog_the_list_and_the_note_about_a_crash) {
   ui::open_presets();
   each([&] {
-    EXPECT_TRUE(within(view(), list().rect));
-    room(list().rect.w - 24, 11, true, {"presets_builtin", "presets_user"});
+    EXPECT_TRUE(within(view(), shown().rect));
+    room(shown().rect.w - 24, 11, true, {"presets_builtin", "presets_user"});
     for (const eq::PresetDef& preset : eq::kPresets)
-      room(list().rect.w - 74, 13, false, {preset.key});
+      room(shown().rect.w - 74, 13, false, {preset.key});
   });
   ui::open_save();
   each([&] {
-    const ui::DialogLayout& d = ui::state().save.layout;
-    EXPECT_TRUE(within(d.card, d.save) && within(d.card, d.cancel));
-    room(d.name.w, 17, true, {"save_preset"});
-    room(d.name.w, 12, false, {"preset_name"});
+    const gfx::Rect card = ui::state().dialog.card;
+    const gfx::Rect name = at(ui::kHitSaveName);
+    const gfx::Rect cancel = at(ui::kHitSaveCancel);
+    EXPECT_TRUE(within(card, at(ui::kHitSaveOk)) && within(card, cancel));
+    room(name.w, 17, true, {"save_preset"});
+    room(name.w, 12, false, {"preset_name"});
     for (const char* key : {"preset_overwrite", "preset_full"})
-      EXPECT_LE(height(d.name.w, 12, {i18n::T(key)}), d.cancel.y - d.name.y - d.name.h - 8) << key;
+      EXPECT_LE(height(name.w, 12, {i18n::T(key)}), cancel.y - name.y - name.h - 8) << key;
     const std::string proposal = ui::with_argument(i18n::T("preset_default_name"), "100");
-    EXPECT_LE(utf8::count(proposal), ui::kMaxName);
+    EXPECT_LE(utf8::count(proposal), kMaxPresetName);
   });
   ui::set_crash_report("what happened");
   each([&] {
-    const ui::CrashNote& c = ui::state().crash;
-    EXPECT_TRUE(within(view(), c.card) && within(c.card, c.send) && within(c.card, c.discard));
-    room(c.card.w - 78, 13, true, {"crash_title"});
+    const gfx::Rect card = ui::state().crash.card;
+    EXPECT_TRUE(within(view(), card));
+    for (const ui::Element& e : ui::top_layer().elements)
+      EXPECT_TRUE(within(card, e.rect));
+    room(card.w - 78, 13, true, {"crash_title"});
   });
 }
 

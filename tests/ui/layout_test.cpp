@@ -8,34 +8,12 @@ namespace {
 
 using gfx::Rect;
 
-class layout : public Window {
+class elements : public Window {
  protected:
-  // What can be hit in the view as painted.
-  std::vector<std::pair<Rect, int>> regions() const {
-    const ui::Layout& l = Window::layout();
-    if (s_.compact) {
-      return {{l.close, ui::kHitClose},
-              {l.back, ui::kHitBack},
-              {l.mute, ui::kHitMute},
-              {l.power, ui::kHitMiniPower}};
-    }
-    std::vector<std::pair<Rect, int>> all = {
-        {l.power, ui::kHitPower},       {l.presets, ui::kHitPresets},
-        {l.save, ui::kHitSave},         {l.compact, ui::kHitCompact},
-        {l.settings, ui::kHitSettings}, {l.collapse, ui::kHitCollapse},
-        {l.mute, ui::kHitMute},         {l.flat, ui::kHitFlat},
-        {l.device, ui::kHitDevice}};
-    for (int i = 0; i < 3; ++i)
-      all.emplace_back(l.channel[i], ui::kHitChannel + i);
-    for (int i = 0; i < ui::kGains; ++i)
-      all.emplace_back(l.slider[i], ui::kHitSlider + i);
-    return all;
-  }
   // Left and top edge belong to a region, right and bottom edge do not. Returns how many there are.
   int expect_regions(const Rect& view) const {
     int found = 0;
-    for (const auto& [r, code] : regions()) {
-      if (r == Rect{}) continue;
+    for (const auto& [code, r, while_active] : layout().layer.elements) {
       ++found;
       SCOPED_TRACE(code);
       EXPECT_TRUE(within(view, r));
@@ -51,7 +29,7 @@ class layout : public Window {
   }
 };
 
-TEST_F(layout, everything_is_hit_where_it_is_painted_in_every_view_and_language) {
+TEST_F(elements, everything_is_hit_where_it_is_painted_in_every_view_and_language) {
   for (const i18n::Language& language : i18n::languages()) {
     SCOPED_TRACE(language.code);
     i18n::set_language(language.code);
@@ -64,9 +42,9 @@ TEST_F(layout, everything_is_hit_where_it_is_painted_in_every_view_and_language)
     paint();
     EXPECT_EQ(expect_regions(view()), 10);
   }
-  EXPECT_EQ(code_at(Window::layout().title), ui::kHitNone);
+  EXPECT_EQ(code_at(layout().title), ui::kHitNone);
   EXPECT_EQ(ui::cursor_at(300, 30), ui::kCursorArrow);
-  EXPECT_EQ(ui::cursor_at(Window::layout().power.x + 2, 20), ui::kCursorHand);
+  EXPECT_EQ(ui::cursor_at(at(ui::kHitPower).x + 2, 20), ui::kCursorHand);
   s_.compact = true;
   for (const bool framed : {false, true}) {
     fakes::desktop.framed = framed;  // a frame takes the place of the close button
@@ -77,7 +55,7 @@ TEST_F(layout, everything_is_hit_where_it_is_painted_in_every_view_and_language)
   }
 }
 
-TEST_F(layout, views_scale_to_the_window_and_not_below_a_quarter) {
+TEST_F(elements, views_scale_to_the_window_and_not_below_a_quarter) {
   const auto expect_view = [](int w, int h, float zoom, float lw, float lh) {
     const ui::View v = ui::view_for(w, h);
     EXPECT_EQ(std::tie(v.zoom, v.w, v.h), std::tie(zoom, lw, lh)) << w << " x " << h;
@@ -102,7 +80,7 @@ TEST_F(segments, are_whole_device_pixels_at_every_scale) {
   for (const float p : {1.0F, 1.25F, 1.5F, 1.75F, 2.0F, 3.0F, 0.3F}) {
     ui::set_pixel_scale(p);
     paint();
-    const ui::Layout& l = Window::layout();
+    const ui::Layout& l = layout();
     for (const bool compact : {false, true}) {
       const ui::SegmentGeom bars = ui::bar_geom(l.bars.w, l.bars.h, compact);
       const ui::SegmentGeom meters = ui::meter_geom(l.meters.w, l.meters.h);

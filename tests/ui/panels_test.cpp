@@ -12,22 +12,21 @@ using Calls = std::vector<std::string>;
 
 class panel : public Window {
  protected:
-  panel() { press(layout().settings); }
-  static const ui::SettingsLayout& rows() { return ui::state().panel; }
-  static bool open() { return ui::state().settings_open; }
+  panel() { press(ui::kHitSettings); }
+  static bool open() { return ui::state().look.settings_open; }
 };
 
 TEST_F(panel, rows_do_what_they_say_and_are_written_later) {
   const Settings before = s_;
-  press(rows().eq_on_start);
-  press(rows().on_top);
-  press(rows().dark);
+  press(ui::kHitEqOnStart);
+  press(ui::kHitOnTop);
+  press(ui::kHitDark);
   EXPECT_TRUE(theme::dark());
-  press(rows().light);
+  press(ui::kHitLight);
   for (const char* code : {"auto", "de"}) {
-    press(rows().language);
+    press(ui::kHitLanguage);
     const int wanted = row_with(code);
-    ui::on_wheel(0, 0, wanted - list().first);
+    ui::on_wheel(0, 0, wanted - shown().first);
     paint();
     press(row(wanted));
     EXPECT_EQ(i18n::language(), code);
@@ -38,35 +37,35 @@ TEST_F(panel, rows_do_what_they_say_and_are_written_later) {
   EXPECT_EQ(written.language, "de");
   EXPECT_NE(written.active_on_start, before.active_on_start);
   EXPECT_NE(written.compact_on_top, before.compact_on_top);
-  press(rows().homepage);
-  press(rows().report);
+  press(ui::kHitHomepage);
+  press(ui::kHitReport);
   EXPECT_EQ(calls(), (Calls{std::string("open_uri ") + kHomepage,
                             std::string("open_uri mailto:") + kSupportMail}));
 }
 
 TEST_F(panel, autostart_switch_shows_what_could_be_done) {
   for (const bool on : {true, false}) {
-    press(rows().autostart);
-    EXPECT_EQ(ui::state().autostart, on);
+    press(ui::kHitAutostart);
+    EXPECT_EQ(ui::state().look.autostart, on);
     EXPECT_EQ(autostart::enabled(), on);
   }
   std::filesystem::remove_all(home_.path() / ".config");
   write_file(home_.path() / ".config", "no directory");
-  press(rows().autostart);
-  EXPECT_FALSE(ui::state().autostart);
+  press(ui::kHitAutostart);
+  EXPECT_FALSE(ui::state().look.autostart);
 }
 
 TEST_F(panel, is_closed_after_what_lies_above_it) {
-  EXPECT_EQ(code_at(rows().panel.x + 2, rows().panel.y + 2), ui::kHitPanel);
-  press(rows().language);
+  EXPECT_EQ(code_at(ui::state().panel.panel.x + 2, ui::state().panel.panel.y + 2), ui::kHitPanel);
+  press(ui::kHitLanguage);
   ui::on_key(ui::Key::Enter);
   EXPECT_TRUE(list().open);
   ui::on_key(ui::Key::Escape);
   EXPECT_TRUE(!list().open && open());
   ui::on_key(ui::Key::Escape);
   EXPECT_FALSE(open());
-  press(layout().settings);
-  press(rows().close);
+  press(ui::kHitSettings);
+  press(ui::kHitPanelClose);
   EXPECT_FALSE(open());
 }
 
@@ -76,18 +75,18 @@ using views = Window;
 
 TEST_F(views, header_and_device_list_act_on_the_engine) {
   for (const int i : {2, 1, 0}) {
-    press(layout().channel[i]);
+    press(ui::kHitChannel + i);
     EXPECT_EQ(s_.channel, i);
   }
-  press(layout().mute);
+  press(ui::kHitMute);
   EXPECT_TRUE(fakes::sound.status.muted);
   frame(10);
-  ui::on_double_click(layout().mute.x + 2, layout().mute.y + 2);
+  ui::on_double_click(at(ui::kHitMute).x + 2, at(ui::kHitMute).y + 2);
   EXPECT_FALSE(fakes::sound.status.muted) << "a quick second press is a press";
   fakes::sound.devices = {{"sink.a", "Speakers"}, {"sink.b", "Head\nphones"}};
   s_.output = "sink.b";
   for (const auto& [i, name] : {std::pair{1, "sink.a"}, {2, "sink.b"}, {0, ""}}) {
-    press(layout().device);
+    press(ui::kHitDevice);
     ASSERT_EQ(list().rows.size(), 3U);
     EXPECT_EQ(list().rows[2].text, "Head phones");
     EXPECT_EQ(list().rows[2].chosen, s_.output == "sink.b");
@@ -128,11 +127,11 @@ TEST_F(views, unknown_position_is_neither_stored_nor_built_upon) {
 TEST_F(views, compact_strip_closes_and_the_panel_opens_in_the_full_view) {
   s_.compact = true;
   paint();
-  press(layout().close);
+  press(ui::kHitClose);
   EXPECT_TRUE(saved());
   EXPECT_EQ(calls(), Calls{"quit"});
   ui::open_settings();
-  EXPECT_TRUE(!s_.compact && ui::state().settings_open);
+  EXPECT_TRUE(!s_.compact && ui::state().look.settings_open);
   EXPECT_EQ(calls(), Calls{"set_compact 0 1"});
 }
 
@@ -140,7 +139,7 @@ TEST_F(views, collapsing_keeps_the_scale_of_the_content) {
   fakes::desktop.w = 1440;
   fakes::desktop.h = 960;
   for (const char* resized : {"resize_window 1440 510 480 170", "resize_window 1440 960 480 320"}) {
-    press(layout().collapse);
+    press(ui::kHitCollapse);
     EXPECT_EQ(calls(), Calls{resized});
   }
 }
@@ -148,7 +147,7 @@ TEST_F(views, collapsing_keeps_the_scale_of_the_content) {
 TEST_F(views, what_lies_above_takes_all_input) {
   void (*const layers[])() = {ui::open_settings, ui::open_presets, ui::open_save,
                               [] { ui::set_crash_report("what happened"); }};
-  const float x = layout().slider[9].x + 20;
+  const float x = at(ui::kHitSlider + 9).x + 20;
   s_.curve.gain[9] = 4;
   for (const auto open : layers) {
     open();
@@ -159,7 +158,7 @@ TEST_F(views, what_lies_above_takes_all_input) {
     EXPECT_EQ(s_.curve.gain[9], 4);
     open();
     paint();
-    press(layout().power);
+    press(ui::kHitPower);
     EXPECT_TRUE(s_.active);
     ui::on_key(ui::Key::Escape);  // the last one has no key
   }
@@ -171,7 +170,7 @@ using notes = Window;
 
 TEST_F(notes, tell_the_first_thing_that_is_wrong_and_are_pressed_where_that_helps) {
   audio::Status& s = fakes::sound.status;
-  const gfx::Rect& card = ui::state().note_click;
+  const auto card = [] { return ui::state().view.layer.at(ui::kHitNote); };
   s.select_output = s.setup_needed = s.permission_needed = true;
   const auto key = [&](std::int32_t state) {
     s.state = state;
@@ -183,17 +182,17 @@ TEST_F(notes, tell_the_first_thing_that_is_wrong_and_are_pressed_where_that_help
   EXPECT_EQ(key(audio::kConnecting), "status_connecting");
   EXPECT_EQ(key(audio::kNoServer), "status_no_server");
   EXPECT_EQ(key(audio::kPassive), "status_other_instance");
-  EXPECT_EQ(card, gfx::Rect{});
+  EXPECT_EQ(card(), gfx::Rect{});
   EXPECT_EQ(key(audio::kRunning), "status_select_output");
   s_.active = false;
   EXPECT_EQ(key(audio::kRunning), "status_setup_needed");
-  press(card);
+  press(card());
   EXPECT_EQ(calls(), Calls{"setup_devices"});
   for (void (*open)() : {ui::open_save, ui::open_settings}) {
-    EXPECT_EQ(code_at(card), ui::kHitNote);
+    EXPECT_EQ(code_at(card()), ui::kHitNote);
     open();
     paint();
-    EXPECT_NE(code_at(card), ui::kHitNote) << "something lies above it";
+    EXPECT_NE(code_at(card()), ui::kHitNote) << "something lies above it";
     ui::on_key(ui::Key::Escape);
     paint();
   }
@@ -201,7 +200,7 @@ TEST_F(notes, tell_the_first_thing_that_is_wrong_and_are_pressed_where_that_help
   EXPECT_EQ(key(audio::kRunning), "status_permission_needed");
   s.permission_needed = false;
   EXPECT_EQ(key(audio::kRunning), "");
-  EXPECT_EQ(card, gfx::Rect{});
+  EXPECT_EQ(card(), gfx::Rect{});
 }
 
 // ---- What a frame takes from the engine

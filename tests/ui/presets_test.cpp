@@ -12,7 +12,7 @@ constexpr int kOwn = eq::kPresetCount + 2;  // the row of the first own preset, 
 class presets : public Window {
  protected:
   void save_as(const std::string& name) {
-    press(layout().save);
+    press(ui::kHitSave);
     ui::on_text(name);
     ui::on_key(ui::Key::Enter);
   }
@@ -20,7 +20,7 @@ class presets : public Window {
     for (int i = 0; i < n; ++i)
       s_.user_presets.push_back({std::string("P").append(std::to_string(i)), {}});
   }
-  static const ui::SaveDialog& dialog() { return ui::state().save; }
+  static const ui::SaveDialog& dialog() { return ui::state().look.save; }
   std::vector<UserPreset>& own() { return s_.user_presets; }
 };
 
@@ -44,7 +44,7 @@ TEST_F(presets, are_labelled_by_name_and_marked_when_changed) {
 
 TEST_F(presets, are_chosen_from_the_menu_and_own_ones_deleted_at_the_end_of_their_row) {
   own() = {{"B", {{2}, 0}}, {"A\n", {}}};
-  press(layout().presets);
+  press(ui::kHitPresets);
   ASSERT_EQ(list().rows.size(), kOwn + 2U);
   EXPECT_TRUE(list().rows[2].chosen);
   EXPECT_EQ(list().rows[kOwn + 1].text, "A ");
@@ -57,7 +57,7 @@ TEST_F(presets, are_chosen_from_the_menu_and_own_ones_deleted_at_the_end_of_thei
 
   s_.preset = "u:B";
   s_.curve.gain[0] = 2;
-  press(layout().presets);
+  press(ui::kHitPresets);
   const gfx::Rect mine = row(kOwn);
   const float end = mine.x + mine.w;
   for (const auto& [x, y, hover, deletes] :
@@ -80,24 +80,24 @@ TEST_F(presets, are_chosen_from_the_menu_and_own_ones_deleted_at_the_end_of_thei
 
 TEST_F(presets, long_list_scrolls_within_its_ends_and_stays_within_the_window) {
   add(60);
-  press(layout().presets);
-  const int last = kOwn + 60 - list().visible;
+  press(ui::kHitPresets);
+  const int last = kOwn + 60 - shown().visible;
   EXPECT_GT(last, 0);
   for (const auto& [steps, first] : {std::pair{3, 3}, {-10, 0}, {1000, last}}) {
     ui::on_wheel(20, 600, steps);
-    EXPECT_EQ(list().first, first);
+    EXPECT_EQ(shown().first, first);
   }
   paint();
   press(row(kOwn + 59));
   EXPECT_EQ(s_.preset, "u:P59");
-  press(layout().presets);
-  EXPECT_EQ(list().first, last) << "the chosen row is in sight";
+  press(ui::kHitPresets);
+  EXPECT_EQ(shown().first, last) << "the chosen row is in sight";
   ui::on_wheel(0, 0, -2);
   const gfx::Rect deleted = row(last);
   press(deleted.x + deleted.w - 10, deleted.y + 14);
   EXPECT_EQ(own().size(), 59U);
-  EXPECT_EQ(list().first, last - 2) << "the list stays where it was under the pointer";
-  EXPECT_TRUE(within(view(), list().rect));
+  EXPECT_EQ(shown().first, last - 2) << "the list stays where it was under the pointer";
+  EXPECT_TRUE(within(view(), shown().rect));
 }
 
 // ---- Saving
@@ -110,21 +110,21 @@ TEST_F(presets, dialog_proposes_the_first_free_number_or_the_chosen_own_one) {
   for (const auto& [preset, proposal] :
        {std::pair{"u:gone"s, numbered(3)}, {"u:" + numbered(4), numbered(4)}}) {
     s_.preset = preset;
-    press(layout().save);
+    press(ui::kHitSave);
     EXPECT_EQ(dialog().name, proposal);
-    press(dialog().layout.cancel);
+    press(ui::kHitSaveCancel);
     EXPECT_FALSE(dialog().open);
   }
   s_.curve.gain[6] = -3;
-  press(layout().save);
-  press(dialog().layout.save);
+  press(ui::kHitSave);
+  press(ui::kHitSaveOk);
   EXPECT_EQ(own().size(), 3U);
   EXPECT_EQ(own()[2].curve.gain[6], -3);
 }
 
 TEST_F(presets, names_are_stored_without_outer_blanks_and_line_breaks) {
-  press(layout().save);
-  ui::state().save.name = " \r two\twords\n  ";
+  press(ui::kHitSave);
+  ui::state().look.save.name = " \r two\twords\n  ";
   ui::on_key(ui::Key::Enter);
   EXPECT_EQ(s_.preset, "u:two words");
   EXPECT_TRUE(saved_in_time());
@@ -154,8 +154,8 @@ TEST_F(presets, a_known_name_replaces_its_curve_even_where_a_hundred_leave_no_ro
 }
 
 TEST_F(presets, typing_replaces_the_proposal_until_the_name_is_full) {
-  press(layout().save);
-  press(dialog().layout.card.x + 2, dialog().layout.card.y + 2);
+  press(ui::kHitSave);
+  press(at(ui::kHitPanel).x + 2, at(ui::kHitPanel).y + 2);
   const std::string x(30, 'x');
   for (const auto& [text, name] : {std::pair{"ä"s, "ä"s}, {x, "ä" + x}, {"yz", "ä" + x}}) {
     ui::on_text(text);
@@ -166,8 +166,9 @@ TEST_F(presets, typing_replaces_the_proposal_until_the_name_is_full) {
   for (const char* refused : {"\x7F", "\n", "\xC3"})
     ui::on_text(refused);
   EXPECT_EQ(dialog().name, "ä" + x);
-  press(layout().settings);
-  EXPECT_FALSE(dialog().open || ui::state().settings_open) << "a press beside it only closes it";
+  press(ui::kHitSettings);
+  EXPECT_FALSE(dialog().open || ui::state().look.settings_open)
+      << "a press beside it only closes it";
   EXPECT_TRUE(own().empty());
 }
 

@@ -9,7 +9,7 @@ class sliders : public Window {
  protected:
   static constexpr int kBand = 3;
 
-  float x(int i = kBand) const { return layout().slider[i].x + 20; }
+  float x(int i = kBand) const { return layout().layer.at(ui::kHitSlider + i).x + 20; }
   static float knob(float gain_db) { return ui::gain_to_y(layout(), gain_db); }
   float& gain() { return s_.curve.gain[kBand]; }
 };
@@ -62,7 +62,7 @@ TEST_F(sliders, turn_with_the_wheel_stop_at_the_ends_and_return_on_a_double_clic
   EXPECT_TRUE(saved_in_time());
   // The second press on what the first one closed.
   s_.curve.gain[9] = 5;
-  press(layout().presets);
+  press(ui::kHitPresets);
   ASSERT_TRUE(list().open);
   press(x(9), knob(-11));
   ASSERT_FALSE(list().open);
@@ -72,19 +72,19 @@ TEST_F(sliders, turn_with_the_wheel_stop_at_the_ends_and_return_on_a_double_clic
 
 TEST_F(sliders, ignore_all_input_while_the_equalizer_is_off) {
   gain() = 4;
-  press(layout().power);
+  press(ui::kHitPower);
   EXPECT_FALSE(s_.active || fakes::sound.active);
   const int pushed = fakes::sound.curves;
   press(x(), knob(-6));
   ui::on_wheel(x(), 400, -1);
   ui::on_double_click(x(), 400);
-  for (const gfx::Rect& r : {layout().presets, layout().save, layout().flat})
-    EXPECT_EQ(code_at(r), ui::kHitNone);
+  for (const int code : {ui::kHitPresets, ui::kHitSave, ui::kHitFlat})
+    EXPECT_EQ(code_at(at(code)), ui::kHitNone);
   EXPECT_EQ(gain(), 4);
   EXPECT_EQ(fakes::sound.curves, pushed);
-  for (const gfx::Rect& r : {layout().mute, layout().compact, layout().settings})
-    EXPECT_NE(code_at(r), ui::kHitNone);
-  press(layout().power);
+  for (const int code : {ui::kHitMute, ui::kHitCompact, ui::kHitSettings})
+    EXPECT_EQ(code_at(at(code)), code);
+  press(ui::kHitPower);
   EXPECT_TRUE(s_.active && fakes::sound.active);
 }
 

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "ui/ui_private.h"
+#include "ui/widgets.h"
 
 namespace {
 

@@ -13,7 +13,12 @@
 #include "../gfx/canvas.h"
 #include "fakes.h"
 #include "i18n/i18n.h"
-#include "ui/ui_private.h"
+#include "ui/lists.h"
+#include "ui/presets.h"
+#include "ui/state.h"
+#include "ui/text.h"
+#include "ui/theme.h"
+#include "ui/views.h"
 
 class Window : public testing::Test {
  protected:
@@ -23,9 +28,10 @@ class Window : public testing::Test {
     std::filesystem::create_directories(home_.config());
     gfx::init(nullptr);
     i18n::set_language("en");
+    s_.language = "en";
     s_.preset = "b:preset_flat";
     s_.curve = {};
-    ui::state().crash = {};  // what an earlier test handed over stays across init
+    ui::state().look.crash_note = false;  // what an earlier test handed over stays across init
     start();
   }
   ~Window() override { gfx::shutdown(); }
@@ -54,7 +60,7 @@ class Window : public testing::Test {
 
   static int code_at(float x, float y) {
     ui::on_mouse_move(x, y);
-    return ui::state().hover;
+    return ui::state().look.hover;
   }
   static int code_at(const gfx::Rect& r) { return code_at(r.x + r.w / 2, r.y + r.h / 2); }
 
@@ -66,23 +72,26 @@ class Window : public testing::Test {
     paint();
   }
   void press(const gfx::Rect& r) { press(r.x + r.w / 2, r.y + r.h / 2); }
+  void press(int code) { press(at(code)); }
 
   // The middle of a row of the open list as painted.
   static gfx::Rect row(int i) {
-    const auto below_top = static_cast<float>(i - list().first) * ui::kRowHeight;
-    const gfx::Rect& r = list().rect;
+    const auto below_top = static_cast<float>(i - shown().first) * ui::kRowHeight;
+    const gfx::Rect& r = shown().rect;
     return {r.x, r.y + ui::kPopupPadding + below_top, r.w, ui::kRowHeight};
   }
   static int row_with(const std::string& value) {
     const std::vector<ui::PopupRow>& rows = list().rows;
     const auto found = std::find_if(rows.begin(), rows.end(), [&](const ui::PopupRow& row) {
-      return row.value == value && row.kind != ui::RowKind::Heading;
+      return row.value == value && row.choose != nullptr;
     });
     EXPECT_NE(found, rows.end()) << "no row " << value;
     return static_cast<int>(found - rows.begin());
   }
 
-  static const ui::Layout& layout() { return ui::state().layout; }
+  static const ui::Layout& layout() { return ui::state().view; }
+  // Where an element of the layer on top is, as painted.
+  static gfx::Rect at(int code) { return ui::top_layer().at(code); }
   static bool saved() { return std::filesystem::exists(settings::file_path()); }
   // Whether the last change is written 1.2 s later, and not before.
   static bool saved_in_time() {
@@ -92,7 +101,8 @@ class Window : public testing::Test {
     frame(1);
     return !early && saved();
   }
-  static const ui::Popup& list() { return ui::state().popup; }
+  static const ui::Popup& list() { return ui::state().look.popup; }
+  static const ui::PopupLayout& shown() { return ui::state().list; }
   // The view at its reference size.
   static gfx::Rect view() {
     int w = 0;

@@ -8,23 +8,29 @@
 // the record and calls load and save.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "dsp/eq_dsp.h"
 
-// A preset that the person saved.
+inline constexpr int kMaxPresetName = 32;  // characters
+inline constexpr std::size_t kMaxUserPresets = 100;
+
+// A preset that the user saved.
 struct UserPreset {
-  std::string name;  // UTF-8, at most 32 code points, unique within the list
+  std::string name;  // UTF-8, at most kMaxPresetName, unique within the list
   eq::Curve curve;
+
+  bool operator==(const UserPreset&) const = default;
 };
 
 // The initial values are what a first run starts with.
 struct Settings {
   eq::Curve curve = eq::standard_curve();    // gains and preamp in dB, -12 to +12
   std::string preset = "b:preset_standard";  // selected preset; "b:" + key names a built-in one
-  std::vector<UserPreset> user_presets;      // at most 100
+  std::vector<UserPreset> user_presets;      // at most kMaxUserPresets
   bool active = true;                        // equalizer switched on
   bool active_on_start = true;               // start-up sets `active` from it
   bool compact = false;                      // the compact view is shown
@@ -39,6 +45,8 @@ struct Settings {
   bool collapsed = false;                 // the band sliders are folded away
   std::int32_t mini_x = -1, mini_y = -1;  // compact window, same meaning
   std::int32_t mini_w = 0, mini_h = 0;
+
+  bool operator==(const Settings&) const = default;
 };
 
 namespace settings {

@@ -20,12 +20,17 @@ inline constexpr int kBands = 10;
 inline constexpr float kFreq[kBands] = {31.0F,   62.0F,   125.0F,  250.0F,  500.0F,
                                         1000.0F, 2000.0F, 4000.0F, 8000.0F, 16000.0F};
 
+// How far a slider reaches, up and down.
+inline constexpr float kMaxGainDb = 12.0F;
+
 // An equalizer setting: the gain of each band (lowest first) and the overall gain after the bands,
 // in dB. A plain value that holds whatever was written to it; whoever edits or loads a curve bounds
 // it. Where a curve is used, a NaN counts as 0 dB and an infinity as +/-12 dB.
 struct Curve {
   float gain[kBands] = {};
   float preamp = 0.0F;
+
+  bool operator==(const Curve&) const = default;
 };
 
 // A built-in preset. `key` is the translation key of its display name, a string that lives for

@@ -1,0 +1,74 @@
+// DESIGN: a list is made anew whenever it opens, from what is there then. A row carries what
+// choosing it does.
+#include "lists.h"
+
+#include "i18n/i18n.h"
+#include "popup.h"
+#include "presets.h"
+#include "state.h"
+#include "text.h"
+
+namespace ui {
+
+namespace {
+
+PopupRow heading(const char* key) {
+  PopupRow row;
+  row.text = i18n::T(key);
+  return row;
+}
+
+void choose_device(const std::string& name) {
+  state().settings->output = name;
+  // Also where the settings say so already: this run may have begun with another one.
+  audio::set_output(name);
+}
+
+void choose_language(const std::string& code) {
+  state().settings->language = code;
+}
+
+// The list stays open, where it was under the pointer.
+void erase_preset(const std::string& name) {
+  const int first = state().list.first;
+  delete_user(name);
+  open_presets();
+  state().look.popup.first = first;
+}
+
+}  // namespace
+
+void open_presets() {
+  const Settings& s = *state().settings;
+  std::vector<PopupRow> rows;
+  rows.push_back(heading("presets_builtin"));
+  for (const eq::PresetDef& preset : eq::kPresets)
+    rows.push_back({i18n::T(preset.key), preset.key, s.preset == std::string("b:") + preset.key,
+                    choose_builtin, nullptr});
+  if (!s.user_presets.empty()) rows.push_back(heading("presets_user"));
+  for (const UserPreset& preset : s.user_presets)
+    rows.push_back({one_line(preset.name), preset.name, s.preset == "u:" + preset.name, choose_user,
+                    erase_preset});
+  open_popup(kHitPresets, std::move(rows));
+}
+
+void open_devices() {
+  const std::string& output = state().settings->output;
+  std::vector<PopupRow> rows;
+  rows.push_back({i18n::T("device_follow"), "", output.empty(), choose_device, nullptr});
+  for (const audio::Device& device : audio::devices())
+    rows.push_back(
+        {one_line(device.label), device.name, device.name == output, choose_device, nullptr});
+  open_popup(kHitDevice, std::move(rows));
+}
+
+void open_languages() {
+  const std::string& language = state().settings->language;
+  std::vector<PopupRow> rows;
+  rows.push_back({i18n::T("language_auto"), "auto", language == "auto", choose_language, nullptr});
+  for (const i18n::Language& l : i18n::languages())
+    rows.push_back({l.name, l.code, language == l.code, choose_language, nullptr});
+  open_popup(kHitLanguage, std::move(rows));
+}
+
+}  // namespace ui

@@ -1,0 +1,42 @@
+// A list that drops down from a button, and scrolls where there is no room for all of it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "elements.h"
+
+namespace ui {
+
+struct PopupRow {
+  std::string text;                                    // as shown
+  std::string value;                                   // handed to what follows
+  bool chosen = false;                                 // marked
+  void (*choose)(const std::string& value) = nullptr;  // null: a heading
+  void (*erase)(const std::string& value) = nullptr;   // null: the row cannot be deleted
+
+  bool operator==(const PopupRow&) const = default;
+};
+
+struct Popup {
+  bool open = false;
+  int button = kHitNone;  // the button that it belongs to
+  std::vector<PopupRow> rows;
+  int first = 0;   // row that is to be the first visible one
+  int hover = -1;  // row
+  bool hover_delete = false;
+
+  bool operator==(const Popup&) const = default;
+};
+
+// Opens a list with the chosen row in sight.
+void open_popup(int button, std::vector<PopupRow> rows);
+void close_popup();
+
+void popup_move(float x, float y);
+void popup_press(float x, float y);
+void popup_wheel(int steps);
+
+void draw_popup(float w, float h);
+
+}  // namespace ui

@@ -1,0 +1,28 @@
+// Which preset is chosen, and what it is called.
+#pragma once
+
+#include <string>
+
+#include "dsp/eq_dsp.h"
+
+namespace ui {
+
+// Resolves the chosen preset. Returns false, and writes nothing, when it names none. Either pointer
+// may be null.
+bool selected_curve(eq::Curve* out, std::string* name);
+
+// The chosen preset as shown, with a mark when the curve was changed since.
+std::string preset_label();
+
+// Choose a preset by key or name, and start the glide to it.
+void choose_builtin(const std::string& key);
+void choose_user(const std::string& name);
+
+// The user's own presets, by name. The curve in force stays when its preset goes.
+void delete_user(const std::string& name);
+int find_user(const std::string& name);    // index, or -1
+bool can_store(const std::string& name);   // replaces one, or there is room for it
+void store_user(const std::string& name);  // stores the curve in force, and chooses it
+std::string chosen_user();                 // the name of the chosen one; "" for none
+
+}  // namespace ui

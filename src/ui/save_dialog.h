@@ -1,0 +1,38 @@
+// The dialog that asks for a preset's name.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace ui {
+
+enum class Key;
+
+struct SaveDialog {
+  bool open = false;
+  std::string name;       // UTF-8, at most kMaxPresetName characters when typed
+  bool selected = false;  // the whole name is: typing replaces it
+  bool caret_on = true;   // it blinks
+
+  bool operator==(const SaveDialog&) const = default;
+};
+
+// Opens it with a proposed name: that of the chosen own preset, else the first free number.
+void open_save();
+void close_save();
+
+// Stores the curve in force. An empty name, or one more preset than there may be, leaves the dialog
+// open.
+void commit_save();
+
+// Input
+void select_none();
+void save_key(Key key);
+void save_text(const std::string& text);
+
+// Blinks the caret; `now` in ms.
+void blink_caret(std::uint64_t now);
+
+void draw_save_dialog(float w, float h);
+
+}  // namespace ui

@@ -1,0 +1,93 @@
+// The state of the interface: one record that every source reads and changes. Main thread only.
+//
+//   ui.cpp              the state, its lifecycle, what follows from a change, the switch of views
+//   frame.cpp           one frame: status of the engine, spectrum, delayed saving
+//   glide.cpp           all sliders on their way to a preset
+//   input.cpp           what presses, keys and the wheel do
+//   layout.cpp          where everything is
+//   segments.cpp        the bars, the meters and the title, which move
+//   text.cpp            shortening, direction
+//   widgets.cpp         buttons and icons
+//   full_view.cpp       the main window          sliders.cpp  its sliders and response curve
+//   compact_view.cpp    the strip
+//   popup.cpp           a list that drops down   lists.cpp    what is in it
+//   presets.cpp         choosing and naming presets
+//   save_dialog.cpp     the dialog for a preset's name
+//   settings_panel.cpp
+//   overlay.cpp         what lies above the bars: notes, then panel, dialog, list
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "app/settings.h"
+#include "audio/audio.h"
+#include "dsp/analyzer.h"
+#include "glide.h"
+#include "layout.h"
+#include "popup.h"
+#include "save_dialog.h"
+#include "ui/ui.h"
+
+namespace ui {
+
+// What the layers show, beside the settings. Two pictures of equal records are equal.
+struct Look {
+  int hover = kHitNone;  // element under the pointer
+  int drag = kHitNone;   // slider that is being dragged
+  Glide glide;
+  Popup popup;
+  SaveDialog save;
+  bool crash_note = false;
+  bool settings_open = false;
+  bool autostart = false;  // as the settings panel shows it
+  audio::Status status;
+
+  bool operator==(const Look&) const = default;
+};
+
+struct State {
+  Settings* settings = nullptr;  // never null after the first use
+  bool attached = false;         // they are the program's, not a stand-in
+  Look look;
+  float drag_dy = 0.0F;        // from the knob's centre to the pointer
+  bool layer_changed = false;  // the last press opened or closed a layer, or changed the view
+
+  // What was made of all this last, and is made again where it differs.
+  Settings followed;          // what the engine has, and what will be saved
+  Settings drawn;             // what was drawn,
+  Look drawn_look;            // and this,
+  bool stale = true;          // or nothing yet
+  std::uint64_t save_at = 0;  // ms, 0: nothing to save
+  std::uint64_t last_frame = 0;
+  float pixel_scale = 1.0F;
+
+  // As last painted
+  Layout view;
+  Rect note;  // about the engine's state; empty when there is none
+  SettingsLayout panel;
+  DialogLayout dialog;
+  PopupLayout list;
+  CrashLayout crash;
+
+  analyzer::Ballistics bars;
+  analyzer::PeakMeter meter[kMeters];
+};
+
+// The one state of the interface.
+State& state();
+
+// Tells the engine, the theme and the language what the settings say now, and schedules that they
+// are saved 1.2 s after the last change. Called after input and once a frame.
+void follow_settings();
+void save_later();  // in 1.2 s
+
+bool hovered(int code);
+
+void set_compact(bool on);
+void toggle_collapsed();
+
+// Where a point is: the table of the layer that lies on top.
+const Layer& top_layer();
+
+}  // namespace ui

@@ -1,0 +1,34 @@
+// Text as it is drawn: cut to its room, and in the direction of its language.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "gfx/gfx.h"
+
+namespace ui {
+
+using gfx::Align;
+
+// Text from outside, fit to be drawn in one line: invalid bytes and control characters replaced,
+// direction overrides left out, at most 200 characters.
+std::string one_line(std::string_view text);
+
+// The text, or its beginning and an ellipsis where it is wider than max_width.
+std::string shorten(const std::string& text, float size, float max_width, bool bold = false);
+
+// The largest size from `size` down to `least` at which the text is at most max_width wide.
+float fit_size(const std::string& text, float size, float least, float max_width, bool bold);
+
+// Replaces the first "%s" or "%d".
+std::string with_argument(std::string text, std::string_view argument);
+
+// A part of a line that keeps its own direction, whatever surrounds it.
+std::string isolated(const std::string& text);
+// A line whose direction is the language's, even if it starts with a foreign word.
+std::string directed(const std::string& text);
+bool starts_rtl(std::string_view text);
+
+Align start_align();  // left, or right in languages that are written from there
+
+}  // namespace ui

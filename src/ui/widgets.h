@@ -1,0 +1,26 @@
+// What several views draw: surfaces, buttons, icons. Icons are centred on a point.
+#pragma once
+
+#include <string>
+
+#include "elements.h"
+
+namespace ui {
+
+// The colour of secondary text. The palette's own is too faint on some of its surfaces; this one
+// has a contrast of 4.5 : 1 at least on all of them.
+unsigned quiet_text();
+void button_bg(const Rect& r, bool hovered);
+void button_label(const Rect& r, const std::string& text, float size, bool hovered, bool bold);
+void panel_bg(const Rect& r, float radius);
+void shadow(const Rect& r, float radius);
+void mute_button(const Rect& r, bool hovered);
+void power_symbol(float cx, float cy, float radius, float width, unsigned colour);
+void icon_corners(float cx, float cy, bool expand, unsigned colour);
+void icon_save(float cx, float cy, unsigned colour);
+void icon_gear(float cx, float cy, unsigned colour);
+void icon_cross(float cx, float cy, float size, unsigned colour);
+void icon_check(float cx, float cy, unsigned colour);
+void icon_chevron(float cx, float cy, bool up, unsigned colour);
+
+}  // namespace ui
