@@ -1,6 +1,7 @@
 # The program as built, on a real server: whose sound goes where, and that everything comes back.
 import os
 import signal
+import time
 
 from lab.session import becomes, check, temp_dir
 from lab.velmora import MONITOR, SINK
@@ -52,6 +53,12 @@ def test_a_device_that_is_chosen_or_followed_may_vanish_and_return(lab):
         lab.server.add_sink("usb")
         lab.routed_to("usb")
         lab.hears("usb")
+        for gap in (0, 0.02, 0.3, 1.5):  # a card that changes its profile is back before it is missed
+            lab.server.pactl("unload-module", lab.server.sinks()["usb"]["owner_module"])
+            time.sleep(gap)
+            lab.server.add_sink("usb")
+            lab.routed_to("usb")
+            lab.hears("usb")
         lab.end(program)
         lab.as_before()
 
