@@ -162,7 +162,9 @@ quietly() {
 # Nobody needs a root that survives a power cut: dpkg need not wait for the disk.
 bootstrap() {
   separately debootstrap --variant=minbase "$release" "$unfinished" "$mirror" &&
-    echo force-unsafe-io >"$unfinished/etc/dpkg/dpkg.cfg.d/velmora-root"
+    echo force-unsafe-io >"$unfinished/etc/dpkg/dpkg.cfg.d/velmora-root" &&
+    # A mirror may stand still, as a snapshot does.
+    echo 'Acquire::Check-Valid-Until "false";' >"$unfinished/etc/apt/apt.conf.d/velmora-root"
 }
 
 add_packages() {

@@ -45,7 +45,8 @@ end() {
 }
 
 click() {
-  xdotool mousemove --window "$(window)" "${1%,*}" "${1#*,}" sleep 0.1 click 1 sleep 0.2
+  xdotool mousemove --window "$(window)" "${1%,*}" "${1#*,}" sleep 0.1 \
+    mousedown 1 sleep 0.06 mouseup 1 sleep 0.2
   pointer_away
 }
 

@@ -29,6 +29,7 @@ struct Press {
 };
 std::optional<platform::Point> g_grab;  // where a press, if it comes, moves the window
 std::optional<Press> g_grabbed;         // the last press that did
+std::optional<Press> g_pressed;         // the last press that went to the interface
 
 float logical(int points) {
   return static_cast<float>(points) / platform::view().zoom;
@@ -144,6 +145,11 @@ void on_key_down(SDL_Keycode sym) {
 
 void on_button_down(const SDL_MouseButtonEvent& event) {
   if (event.button != SDL_BUTTON_LEFT) return;
+  // The event's own time: after a slow frame, presses that were apart are handled together.
+  const Press press{{event.x, event.y}, event.timestamp};
+  const auto before = std::exchange(g_pressed, press);
+  if (before && platform::is_repeated_press(press.when_ms - before->when_ms, before->at, press.at))
+    return;
   const bool second = event.clicks >= 2 || is_second_press({event.x, event.y});
   g_grabbed.reset();
   if (second) {

@@ -30,6 +30,7 @@ constexpr int kCorner = 18;
 
 constexpr std::uint64_t kDoubleClickMs = 500;
 constexpr int kDoubleClickRadius = 32;
+constexpr std::uint64_t kRepeatedPressMs = 3;
 
 int rounded(double v) {
   return static_cast<int>(std::lround(v));
@@ -161,6 +162,10 @@ int resize_cursor(Border border) {
 bool is_double_click(std::uint64_t elapsed_ms, Point first, Point second) {
   return elapsed_ms <= kDoubleClickMs && std::abs(second.x - first.x) <= kDoubleClickRadius &&
          std::abs(second.y - first.y) <= kDoubleClickRadius;
+}
+
+bool is_repeated_press(std::uint64_t elapsed_ms, Point first, Point second) {
+  return elapsed_ms <= kRepeatedPressMs && first == second;
 }
 
 std::string key(const std::string& name, int n, float w, float h, bool dark, double k) {

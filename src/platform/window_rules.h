@@ -97,6 +97,10 @@ int resize_cursor(Border border);
 // at most 32 points away in either direction. SDL's own measures.
 bool is_double_click(std::uint64_t elapsed_ms, Point first, Point second);
 
+// Whether a press is the one before it, reported once more: nobody presses twice that fast. SDL 3
+// does so on X11 with presses of no length.
+bool is_repeated_press(std::uint64_t elapsed_ms, Point first, Point second);
+
 // Textures
 // ------------------------------------------------------------------------------------------------------------
 

@@ -3,10 +3,12 @@
 # the test, so that each can be frozen and killed. There is no D-Bus: it would lead outside.
 import json
 import os
+import re
 import signal
 import subprocess
+from pathlib import Path
 
-from .session import Process, becomes, clean_environment, require_programs, temp_dir
+from .session import Process, becomes, check, clean_environment, require_programs, temp_dir
 
 PULSEAUDIO, PIPEWIRE = "pulseaudio", "pipewire"
 PROGRAMS = {PULSEAUDIO: ["pulseaudio"], PIPEWIRE: ["pipewire", "wireplumber", "pipewire-pulse"]}
@@ -29,7 +31,11 @@ PIPEWIRE_SINK = """{{ factory = adapter args = {{
 }} }}
 """
 NO_BUS = "context.properties = { support.dbus = false }\n"
-NO_HARDWARE = """alsa_monitor.enabled = false
+NO_HARDWARE = """wireplumber.profiles = { main = {
+  hardware.audio = disabled hardware.bluetooth = disabled hardware.video-capture = disabled
+} }
+"""
+NO_HARDWARE_LUA = """alsa_monitor.enabled = false
 v4l2_monitor.enabled = false
 libcamera_monitor.enabled = false
 default_access.properties["enable-flatpak-portal"] = false
@@ -74,7 +80,9 @@ class Server:
         self.write("config/pipewire/pipewire.conf.d/50-devices.conf", f"{NO_BUS}context.objects = [\n{sinks}]\n")
         for folder in ("pipewire-pulse.conf.d", "wireplumber.conf.d"):
             self.write(f"config/pipewire/{folder}/50-alone.conf", NO_BUS)
-        self.write("config/wireplumber/main.lua.d/80-no-hardware.lua", NO_HARDWARE)
+        # WirePlumber 0.4 is configured in Lua, which 0.5 no longer reads.
+        self.write("config/wireplumber/wireplumber.conf.d/80-no-hardware.conf", NO_HARDWARE)
+        self.write("config/wireplumber/main.lua.d/80-no-hardware.lua", NO_HARDWARE_LUA)
         self.write("config/wireplumber/bluetooth.lua.d/80-no-hardware.lua", "bluez_monitor.enabled = false\n")
 
     def write(self, name, text):
@@ -107,6 +115,11 @@ class Server:
             self.launch("pipewire-pulse")
         becomes("the sound server is ready", self.is_ready, limit=20)
         self.started_before = True
+        # What looks for sound cards, headsets and cameras, whether or not there are any here.
+        for pid in self.pids():
+            outside = re.search(r"\S*(libspa-(alsa|bluez5|v4l2|libcamera)|module-(udev|alsa|bluez))\S*",
+                                Path(f"/proc/{pid}/maps").read_text())
+            check(outside is None, f"the private server looks for hardware: {outside}")
 
     def launch(self, *command):
         self.processes.append(Process(command, self.environment(), self.directory / f"{command[0]}.log"))

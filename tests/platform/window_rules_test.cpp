@@ -91,6 +91,9 @@ TEST(DoubleClick, is_two_presses_close_in_time_and_place) {
   EXPECT_FALSE(is_double_click(501, {100, 60}, {100, 60}));
   EXPECT_FALSE(is_double_click(100, {100, 60}, {133, 60}));
   EXPECT_FALSE(is_double_click(100, {100, 60}, {100, 27}));
+  EXPECT_TRUE(is_repeated_press(3, {100, 60}, {100, 60}));
+  EXPECT_FALSE(is_repeated_press(4, {100, 60}, {100, 60}));
+  EXPECT_FALSE(is_repeated_press(0, {100, 60}, {100, 61}));
 }
 
 TEST(Part, is_rounded_to_device_pixels_and_cut_to_the_texture_without_being_stretched) {
