@@ -12,9 +12,9 @@
 #include <string_view>
 
 #include "app/autostart.h"
+#include "app/environment.h"
 #include "app/files.h"
 #include "app/logger.h"
-#include "environment.h"
 
 namespace autostart {
 namespace {

@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <string_view>
 
+#include "app/environment.h"
 #include "app/files.h"
 #include "app/paths.h"
-#include "environment.h"
 
 namespace paths {
 namespace {

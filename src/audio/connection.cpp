@@ -5,6 +5,7 @@
 // costs one time limit per pass, not one per request.
 
 #include <pulse/rtclock.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <memory>
@@ -12,6 +13,7 @@
 #include "app/logger.h"
 #include "audio_private.h"
 #include "crash/crash_handler.h"
+#include "realtime/realtime.h"
 
 namespace audio {
 
@@ -41,6 +43,7 @@ void on_wake(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* 
 
 void on_loop_started(pa_mainloop_api* /*api*/, void* /*user*/) {
   crash_handler::prepare_thread();
+  realtime::request(gettid());
 }
 
 void on_ctx_state(pa_context* c, void* /*user*/) {
@@ -133,6 +136,7 @@ bool loop_start() {
 }
 
 void loop_stop() {
+  realtime::withdraw();
   pa_threaded_mainloop_stop(g_ml);
   pa_threaded_mainloop_free(g_ml);
   g_ml = nullptr;

@@ -1,0 +1,32 @@
+// Real-time scheduling for one thread, so that a busy machine does not delay it.
+//
+// Ways are tried in this order, and the first that is granted is kept:
+//
+//   directly      where the process may do so itself (RLIMIT_RTPRIO, or the right to)
+//   RealtimeKit   the service of the system bus, outside a sandbox
+//   the portal    the sandbox's way to the same service
+//   nice          -11 through either of them
+//
+// Otherwise the thread stays as it is. One line in the log says which it became. A thread that has
+// real-time priority and computes for 100 ms without ever waiting loses it and is aborted with a
+// crash report, so that a fault in it cannot freeze the machine.
+//
+// Lifecycle: request(), then withdraw() before the thread ends.
+#pragma once
+
+#include <sys/types.h>
+
+namespace realtime {
+
+// Asks in the background for this thread of the process. Returns at once; the answer may take
+// seconds where a service does not answer. A second call before withdraw() is ignored.
+//   thread   the kernel's number of the thread (gettid)
+// Thread: any. Starts a thread; where none can be started, nothing is asked for, and the log says
+// so.
+void request(pid_t thread);
+
+// Ends an unanswered request and forgets the thread. Waits for the background thread, which ends at
+// once. The same thread as request(), or later than it.
+void withdraw();
+
+}  // namespace realtime
