@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Adds a text to every language, in English for the time being: src/i18n/add_text.py KEY "English text"
 
-The program builds then. What is left to do is to translate the entries, which "git diff" shows.
+It goes into additions/; languages/ holds what the programs of all platforms share. The program builds
+then. What is left to do is to translate the entries, which "git diff" shows.
 """
 
 import pathlib
@@ -18,7 +19,7 @@ def main(arguments):
         print(__doc__, file=sys.stderr)
         return 2
     key, text = arguments
-    for path in sorted(pathlib.Path(__file__).with_name("languages").glob("*.po")):
+    for path in sorted(pathlib.Path(__file__).with_name("additions").glob("*.po")):
         header, *entries = path.read_text(encoding="utf-8").rstrip("\n").split("\n\n")
         if any(f'msgctxt "{key}"' in entry for entry in entries):
             raise SystemExit(f'{path}: there is a "{key}" already')

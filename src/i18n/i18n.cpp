@@ -5,10 +5,10 @@
 #include "i18n/i18n.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 #include "app/paths.h"
+#include "i18n_additions.h"
 #include "i18n_data.h"
 
 namespace i18n {
@@ -22,14 +22,32 @@ constexpr const char* kFallback = "en";
 static_assert(i18n_data::KEY_COUNT == 74);
 static_assert(i18n_data::LANG_COUNT == 44);
 
-// string_view compares as strcmp does, but also while compiling.
-constexpr bool keys_ascend() {
-  for (int i = 1; i < i18n_data::KEY_COUNT; ++i) {
-    if (std::string_view(i18n_data::KEYS[i - 1]) >= i18n_data::KEYS[i]) return false;
+// What only this program has stands in a table of its own, in the same order of languages.
+static_assert(i18n_additions::LANG_COUNT == i18n_data::LANG_COUNT);
+
+// The place of `key` among ascending keys, -1 where it is not.
+template <int count>
+constexpr int place_of(std::string_view key, const char* const (&keys)[count]) {
+  // string_view compares as strcmp does, but also while compiling.
+  const auto* const found = std::lower_bound(keys, keys + count, key);
+  return found != keys + count && *found == key ? static_cast<int>(found - keys) : -1;
+}
+
+template <int count>
+constexpr bool ascend(const char* const (&keys)[count]) {
+  for (int i = 1; i < count; ++i) {
+    if (std::string_view(keys[i - 1]) >= keys[i]) return false;
   }
   return true;
 }
-static_assert(keys_ascend(), "the lookup bisects the keys");
+static_assert(ascend(i18n_data::KEYS) && ascend(i18n_additions::KEYS),
+              "the lookup bisects the keys");
+
+constexpr bool disjoint() {
+  return std::none_of(std::begin(i18n_additions::KEYS), std::end(i18n_additions::KEYS),
+                      [](const char* key) { return place_of(key, i18n_data::KEYS) >= 0; });
+}
+static_assert(disjoint(), "a shared text would hide the addition of the same name");
 
 // All three: interface thread.
 std::string g_setting = kAuto;            // what set_language() was given
@@ -55,18 +73,9 @@ const i18n_data::Lang* resolve(std::string code) {
 const char* T(const char* key) {
   if (key == nullptr) return "";
   if (g_lang == nullptr) set_language(kAuto);
-  int first = 0;
-  int last = i18n_data::KEY_COUNT - 1;
-  while (first <= last) {
-    const int middle = (first + last) / 2;
-    const int order = std::strcmp(key, i18n_data::KEYS[middle]);
-    if (order == 0) return g_lang->values[middle];
-    if (order < 0) {
-      last = middle - 1;
-    } else {
-      first = middle + 1;
-    }
-  }
+  if (const int i = place_of(key, i18n_data::KEYS); i >= 0) return g_lang->values[i];
+  if (const int i = place_of(key, i18n_additions::KEYS); i >= 0)
+    return i18n_additions::LANGS[g_lang - i18n_data::LANGS].values[i];
   return key;
 }
 

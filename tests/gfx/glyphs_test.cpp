@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <pango/pangocairo.h>
 
+#include "i18n_additions.h"
 #include "i18n_data.h"
 
 namespace {
@@ -20,6 +21,10 @@ TEST(glyphs, exist_for_every_text_of_every_language) {
     for (const i18n_data::Lang& lang : i18n_data::LANGS) {
       expect_glyphs(lang.code, lang.name);
       for (int i = 0; i < i18n_data::KEY_COUNT; ++i)
+        expect_glyphs(lang.code, lang.values[i]);
+    }
+    for (const i18n_additions::Lang& lang : i18n_additions::LANGS) {
+      for (int i = 0; i < i18n_additions::KEY_COUNT; ++i)
         expect_glyphs(lang.code, lang.values[i]);
     }
   }

@@ -106,7 +106,8 @@ class Generator(unittest.TestCase):
         self.expect_fault("LANGUAGES:5: expected", LANGUAGES=LANGUAGES + "de yes Deutsch\n")
 
     def test_every_key_that_the_program_names_has_a_text(self):
-        keys = set(re.findall(r'^msgctxt "(.*)"', (SOURCES / "i18n/languages/en.po").read_text("utf-8"), re.M))
+        english = [(SOURCES / "i18n" / folder / "en.po").read_text("utf-8") for folder in ("languages", "additions")]
+        keys = set(re.findall(r'^msgctxt "(.*)"', "".join(english), re.M))
         for path in SOURCES.rglob("*.cpp"):
             named = set(re.findall(r'\bi18n::T\("([^"]*)"\)', path.read_text("utf-8")))
             self.assertLessEqual(named, keys, path)

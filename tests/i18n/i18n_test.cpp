@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "home.h"
+#include "i18n_additions.h"
 #include "i18n_data.h"
 
 namespace {
@@ -45,11 +46,16 @@ TEST(Language, is_that_of_the_environment_or_of_the_setting_or_english) {
   }
 }
 
-TEST(Lookup, every_key_gives_its_text) {
-  for (const i18n_data::Lang& lang : i18n_data::LANGS) {
+TEST(Lookup, every_key_of_both_tables_gives_its_text) {
+  for (int l = 0; l < i18n_data::LANG_COUNT; ++l) {
+    const i18n_data::Lang& lang = i18n_data::LANGS[l];
+    const i18n_additions::Lang& more = i18n_additions::LANGS[l];
+    ASSERT_STREQ(more.code, lang.code);
     i18n::set_language(lang.code);
     for (int i = 0; i < i18n_data::KEY_COUNT; ++i)
       ASSERT_EQ(i18n::T(i18n_data::KEYS[i]), lang.values[i]) << lang.code;
+    for (int i = 0; i < i18n_additions::KEY_COUNT; ++i)
+      ASSERT_EQ(i18n::T(i18n_additions::KEYS[i]), more.values[i]) << lang.code;
   }
 }
 
