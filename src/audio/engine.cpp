@@ -16,6 +16,7 @@
 #include "audio/guard.h"
 #include "audio_private.h"
 #include "crash/crash_handler.h"
+#include "priority_mutex.h"
 #include "stream_path.h"
 
 namespace audio {
@@ -31,8 +32,8 @@ constexpr milliseconds kMaxRetry{1000};   // between passes that fail
 constexpr milliseconds kStopLimit{5000};  // for all requests of stop() together
 constexpr std::chrono::seconds kStatsEvery{60};
 
-std::mutex g_mtx;  // guards all up to the next comment
-std::condition_variable g_cv;
+PriorityMutex g_mtx;  // guards all up to the next comment
+std::condition_variable_any g_cv;
 bool g_dirty = false;
 bool g_quit = false;
 std::optional<bool> g_want_active;

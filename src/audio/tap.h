@@ -7,8 +7,9 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <span>
+
+#include "priority_mutex.h"
 
 namespace audio {
 
@@ -27,7 +28,7 @@ class Tap {
   void consume_peaks(float* left, float* right);
 
  private:
-  std::mutex mtx_;  // guards the ring
+  PriorityMutex mtx_;  // guards the ring
   std::array<float, kFrames> left_{};
   std::array<float, kFrames> right_{};
   int position_ = 0;  // of the next frame
