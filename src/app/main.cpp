@@ -2,17 +2,11 @@
 // the guard is forked before there are threads, locks or blocked signals to inherit; the lock is
 // taken before the previous run's log is touched; the wishes are complete before the engine starts.
 // Nothing below knows how the others work.
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <limits>
 #include <string>
 #include <thread>
 #include <utility>
@@ -28,6 +22,8 @@
 #include "command_line.h"
 #include "con.h"
 #include "crash/crash_handler.h"
+#include "desktop/desktop.h"
+#include "desktop/single_instance.h"
 #include "i18n/i18n.h"
 #include "platform/platform.h"
 #include "selftest.h"
@@ -71,45 +67,6 @@ constexpr const char* kHelpText =
     "  --preset <name>             Voreinstellung, z. B. rock, bass, standard\n"
     "  --collapsed                 Regler eingeklappt\n"
     "  --settings                  mit geoeffneten Einstellungen (samt \"Ueber\")\n";
-
-// The single-instance lock. Never closed: the kernel gives it back when the process ends, however
-// that happens.
-int g_lock_fd = -1;
-
-void write_lock_owner() {
-  if (ftruncate(g_lock_fd, 0) != 0) return;
-  const std::string pid = std::to_string(getpid()) + "\n";
-  // Without the number a second instance cannot raise our window; the lock holds all the same.
-  [[maybe_unused]] const ssize_t written = pwrite(g_lock_fd, pid.data(), pid.size(), 0);
-}
-
-// The process that the lock file names, or 0.
-pid_t lock_owner() {
-  std::array<char, 32> text{};  // the last byte stays 0
-  if (pread(g_lock_fd, text.data(), text.size() - 1, 0) <= 0) return 0;
-  const long pid = std::strtol(text.data(), nullptr, 10);
-  return pid > 1 && pid <= std::numeric_limits<pid_t>::max() ? static_cast<pid_t>(pid) : 0;
-}
-
-// Returns false when another instance runs. A lock that cannot be had for other reasons protects
-// nothing, and the program runs without.
-bool take_lock() {
-  const std::string path = paths::config_dir() + "/Velmora.lock";
-  g_lock_fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-  // A file system that has become read-only still knows who holds the lock.
-  if (g_lock_fd < 0) g_lock_fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (g_lock_fd < 0) return true;
-  if (flock(g_lock_fd, LOCK_EX | LOCK_NB) == 0) {
-    write_lock_owner();
-    return true;
-  }
-  return errno != EWOULDBLOCK;
-}
-
-void raise_other_instance() {
-  if (const pid_t pid = lock_owner(); pid != 0) kill(pid, SIGUSR1);
-  con::print("Velmora laeuft bereits — Fenster nach vorn geholt.\n");
-}
 
 void open_log(const char* name) {
   logger::init(paths::config_dir(), name);
@@ -180,6 +137,7 @@ int run_window(const Args& args, Settings* s) {
   if (start.open_settings) ui::open_settings_at_start();
   if (start.theme_chosen) theme::set_dark(s->theme == "dark");
   show_pending_report(s);
+  desktop::connect();
   start_audio(*s, start);
   std::atexit(stop_at_exit);
 
@@ -208,8 +166,9 @@ int start_up(const Args& args) {
     open_log(kDevicesLogName);
     return list_devices();
   }
-  if (!take_lock()) {
-    raise_other_instance();
+  if (!single_instance::claim(paths::config_dir())) {
+    single_instance::call_other(command_line::has(args, "--compact"));
+    con::print("Velmora laeuft bereits — Fenster nach vorn geholt.\n");
     guard::stop();
     return kExitOk;
   }

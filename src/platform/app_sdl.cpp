@@ -10,6 +10,7 @@
 
 #include "app/logger.h"
 #include "app/settings.h"
+#include "desktop/desktop.h"
 #include "frame_stats.h"
 #include "gfx/gfx.h"
 #include "platform_private.h"
@@ -137,7 +138,7 @@ void handle_events(int timeout_ms) {
 
 void handle_signals() {
   if (platform::quit_requested()) g_running = false;
-  if (platform::take_raise_request()) platform::raise_window();
+  if (platform::take_raise_request()) platform::raise_window({});
 }
 
 bool on_frame() {
@@ -198,6 +199,7 @@ void run_loop(std::uint64_t started_at) {
   for (;;) {
     handle_events(timeout_ms);
     handle_signals();
+    platform::answer_calls();
     if (!g_running || !platform::recover_renderer()) return;
     if (update_visibility(loop)) {
       show_frame(loop);
@@ -267,9 +269,11 @@ void quit() {
 int run_gui(Settings* settings) {
   const std::uint64_t started_at = ticks_ms();
   if (!set_up(settings)) return 1;
+  platform::begin_calls(settings);
   // Every thread that the set-up started keeps the signals blocked.
   platform::let_signals_in();
   run_loop(started_at);
+  desktop::stop();
   tear_down();
   return 0;
 }

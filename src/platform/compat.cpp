@@ -47,6 +47,11 @@ bool spawn_xdg_open(const char* address) {
   return true;
 }
 
+void* x11_library() {
+  static void* const library = dlopen("libX11.so.6", RTLD_LAZY);
+  return library;
+}
+
 #ifdef SDL_VIDEO_DRIVER_X11
 
 struct X11Hints {
@@ -56,7 +61,7 @@ struct X11Hints {
 };
 
 X11Hints load_x11_hints() {
-  void* library = dlopen("libX11.so.6", RTLD_LAZY);
+  void* library = x11_library();
   return {symbol<decltype(&XGetWMNormalHints)>(library, "XGetWMNormalHints"),
           symbol<decltype(&XSetWMNormalHints)>(library, "XSetWMNormalHints"),
           symbol<decltype(&XFlush)>(library, "XFlush")};
@@ -75,6 +80,10 @@ std::uint64_t ticks() {
 void* sdl_symbol(const char* name) {
   static void* const library = dlopen(kSdlLibrary, RTLD_LAZY);
   return symbol<void*>(library, name);
+}
+
+void* x11_symbol(const char* name) {
+  return symbol<void*>(x11_library(), name);
 }
 
 void always_on_top(SDL_Window* window, bool on) {

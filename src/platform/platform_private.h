@@ -2,12 +2,14 @@
 //
 //   app_sdl.cpp       run_gui: start, frame loop, teardown
 //   window.cpp        the window: its modes, size and place, and the scale of what it shows
+//   raise.cpp         brings it to the front
 //   aspect.cpp        keeps the window in the shape of its view
 //   renderer.cpp      the renderer and what is told about the graphics
 //   layers.cpp        the base and overlay layers that the interface draws into
 //   strips.cpp        the cache of pictures from which moving parts are copied
 //   compose.cpp       puts layers, bars, meters and title on the screen
 //   input.cpp         events to the interface, pointers, the border of the frameless window
+//   calls.cpp         what is asked over the session bus
 //   signals.cpp       SIGINT, SIGTERM, SIGHUP and SIGUSR1
 //   compat.cpp        time, and what not every SDL or display offers
 //   window_rules.cpp  the decisions behind it, pure
@@ -29,6 +31,7 @@
 #include <string>
 #include <string_view>
 
+#include "desktop/desktop.h"
 #include "platform/platform.h"
 #include "ui/ui.h"
 #include "window_rules.h"
@@ -57,9 +60,6 @@ bool compact();
 // follows reliably only once the window is shown.
 void apply_mode(bool compact, bool on_top);
 
-// Brings the window to the front, also from the icons.
-void raise_window();
-
 // Reads the window's and the renderer's size into view() and pixel_scale(). A changed scale empties
 // the cache.
 void update_scale();
@@ -72,6 +72,13 @@ double pixel_scale();    // g_k, device pixels per logical pixel
 
 // The part of a display that panels leave free. Empty where the display does not say.
 std::optional<Area> usable_area(int display);
+
+// raise.cpp
+// ----------------------------------------------------------------------------------------------------------
+
+// Brings the window to the front and gives it the keyboard, also from the icons.
+//   activation  what a launcher gave who asks for it; may be empty
+void raise_window(const desktop::Activation& activation);
 
 // aspect.cpp
 // ----------------------------------------------------------------------------------------------------------
@@ -172,6 +179,16 @@ void handle(const SDL_Event& event);
 // SDL's question what a press at a point of the frameless window means.
 SDL_HitTestResult on_hit_test(SDL_Window* window, const SDL_Point* point, void* user);
 
+// calls.cpp
+// -----------------------------------------------------------------------------------------------------------
+
+// Lets the desktop find the program and call it. The settings are not owned and must outlive the
+// calls.
+void begin_calls(const Settings* settings);
+
+// Carries out what was asked since the last frame.
+void answer_calls();
+
 // signals.cpp
 // ---------------------------------------------------------------------------------------------------------
 
@@ -190,6 +207,9 @@ std::uint64_t ticks();
 
 // The address of a function of SDL's that older versions lack, or null.
 void* sdl_symbol(const char* name);
+
+// The same of the X11 library. Call it only under X11.
+void* x11_symbol(const char* name);
 
 // Does nothing where SDL cannot.
 void always_on_top(SDL_Window* window, bool on);

@@ -123,12 +123,6 @@ void apply_mode(bool compact, bool on_top) {
   update_scale();
 }
 
-void raise_window() {
-  // Restoring a maximized window would shrink it.
-  if (has_flag(SDL_WINDOW_MINIMIZED)) SDL_RestoreWindow(g_window);
-  SDL_RaiseWindow(g_window);
-}
-
 void update_scale() {
   Size size;
   SDL_GetWindowSize(g_window, &size.w, &size.h);

@@ -12,6 +12,7 @@
 #include "platform/platform.h"
 #include "presets.h"
 #include "state.h"
+#include "ui/commands.h"
 
 namespace ui {
 
@@ -60,11 +61,6 @@ void toggle(bool* setting) {
   *setting = !*setting;
 }
 
-void toggle_active() {
-  toggle(&state().settings->active);
-  state().look.drag = kHitNone;
-}
-
 void toggle_autostart() {
   bool& shown = state().look.autostart;
   if (autostart::set(!shown, "")) shown = !shown;
@@ -93,7 +89,7 @@ void act(int code) {
       return close_save();
     case kHitPower:
     case kHitMiniPower:
-      return toggle_active();
+      return toggle_equalizer();
     case kHitPresets:
       return open_presets();
     case kHitCompact:
@@ -141,7 +137,7 @@ void act(int code) {
     case kHitCollapse:
       return toggle_collapsed();
     case kHitMute:
-      return audio::set_mute(!state().look.status.muted);
+      return toggle_mute();
     case kHitClose:
       return close_compact();
     case kHitCrashSend:

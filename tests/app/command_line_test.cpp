@@ -142,18 +142,21 @@ TEST_F(CommandLine, a_second_instance_ends_and_leaves_the_first_running) {
   EXPECT_EQ(read_file(log_.string() + ".1"), log) << "the previous log is kept";
 }
 
-// This process holds the lock. A signal would end it.
-TEST_F(CommandLine, where_the_lock_names_nobody_nobody_is_signalled) {
+// This process holds the lock, and another one is nobody's business. A signal would end either.
+TEST_F(CommandLine, where_the_lock_names_no_running_copy_nobody_is_signalled) {
   write_file(lock_, "");
   const int lock = open(lock_.c_str(), O_RDWR | O_CLOEXEC);
   ASSERT_EQ(flock(lock, LOCK_EX), 0);
   // A number that is cut to 32 bits, or a process group, would hit this process.
   const std::string wrapped = std::to_string((std::int64_t{1} << 32U) + getpid());
-  for (const std::string& nobody :
-       {""s, "none\n"s, "-" + std::to_string(getpgrp()) + "\n", wrapped + "\n"}) {
+  Process stranger = start_as({"sleep", "60"});
+  const std::string pid = std::to_string(getpid()) + "\n";
+  for (const std::string& nobody : {""s, "none\n"s, "-" + std::to_string(getpgrp()) + "\n",
+                                    wrapped + "\n", pid, std::to_string(stranger.pid()) + "\n"}) {
     write_file(lock_, nobody);
     EXPECT_EQ(run({}), Result(0, kRunsAlready)) << nobody;
   }
+  EXPECT_TRUE(stranger.running());
   EXPECT_FALSE(fs::exists(log_));
   close(lock);
 }

@@ -1,0 +1,116 @@
+// DESIGN: the table is all that an action is. Types are checked here, because the library that
+// exports actions lets a wrong one pass and answers the caller that all is well.
+#include "actions.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "bus.h"
+
+namespace desktop {
+
+namespace {
+
+constexpr std::array kActions = {
+    Action{"toggle", "", "", Verb::kToggle},   Action{"on", "", "b", Verb::kOn},
+    Action{"off", "", "", Verb::kOff},         Action{"mute", "", "", Verb::kMute},
+    Action{"preset", "s", "s", Verb::kPreset}, Action{"compact", "", "", Verb::kCompact},
+    Action{"full", "", "", Verb::kFull},       Action{"settings", "", "", Verb::kSettings},
+    Action{"quit", "", "", Verb::kQuit},
+};
+
+// How a preset's identifier begins in the settings.
+constexpr const char* kBuiltin = "b:preset_";
+constexpr const char* kBuiltinShort = "b:";
+constexpr const char* kUser = "u:";
+
+const Action* find(const std::string& name) {
+  const auto* const found = std::find_if(kActions.begin(), kActions.end(),
+                                         [&](const Action& a) { return name == a.name; });
+  return found != kActions.end() ? found : nullptr;
+}
+
+bool has_type(GVariant* value, const char* type) {
+  if (value == nullptr) return *type == '\0';
+  return std::strcmp(g_variant_get_type_string(value), type) == 0;
+}
+
+Meaning refused(const std::string& why) {
+  return {std::nullopt, why};
+}
+
+Meaning unknown(const std::string& action) {
+  return refused("There is no action \"" + action + "\"");
+}
+
+Meaning meaning_of(const State& state, const Action& action, GVariant* value) {
+  Command command;
+  command.verb = action.verb;
+  if (action.verb == Verb::kPreset) {
+    const char* text = g_variant_get_string(value, nullptr);
+    command.preset = preset_meant(state, text);
+    if (command.preset.empty()) return refused("There is no preset \"" + std::string(text) + "\"");
+  }
+  return {command, ""};
+}
+
+// What the chosen preset is called from outside: in a way that means it when it is handed back.
+std::string preset_called(const State& state) {
+  const auto chosen = std::find_if(state.presets.begin(), state.presets.end(),
+                                   [&](const Preset& p) { return p.id == state.preset; });
+  if (chosen == state.presets.end()) return "";
+  if (state.preset.starts_with(kBuiltin)) return state.preset.substr(std::strlen(kBuiltin));
+  return preset_meant(state, chosen->name) == chosen->id ? chosen->name : chosen->id;
+}
+
+}  // namespace
+
+std::span<const Action> actions() {
+  return kActions;
+}
+
+Meaning activation_of(const State& state, const std::string& name, GVariant* parameter) {
+  const Action* action = find(name);
+  if (action == nullptr) return unknown(name);
+  if (has_type(parameter, action->parameter)) return meaning_of(state, *action, parameter);
+  return refused(*action->parameter == '\0'
+                     ? "Action \"" + name + "\" takes no parameter"
+                     : "Action \"" + name + "\" takes one parameter of type " + action->parameter);
+}
+
+Meaning change_of(const State& state, const std::string& name, GVariant* value) {
+  const Action* action = find(name);
+  if (action == nullptr) return unknown(name);
+  if (*action->state == '\0' || !has_type(value, action->state))
+    return refused("The state of action \"" + name + "\" cannot be set to that");
+  if (action->verb != Verb::kOn) return meaning_of(state, *action, value);
+  return {Command{g_variant_get_boolean(value) != FALSE ? Verb::kOn : Verb::kOff, {}, {}}, ""};
+}
+
+std::string preset_meant(const State& state, const std::string& text) {
+  const auto named = [&](auto matches) {
+    const auto found = std::find_if(state.presets.begin(), state.presets.end(), matches);
+    return found != state.presets.end() ? found->id : "";
+  };
+  for (const std::string& id : {text, kBuiltinShort + text, kBuiltin + text}) {
+    if (const std::string found = named([&](const Preset& p) { return p.id == id; });
+        !found.empty())
+      return found;
+  }
+  // Own names before translated ones: the user cannot change the latter.
+  if (const std::string own = named([&](const Preset& p) { return p.id == kUser + text; });
+      !own.empty())
+    return own;
+  return named([&](const Preset& p) { return p.name == text; });
+}
+
+GVariant* state_of(const Action& action, const State& state) {
+  if (*action.state == '\0') return nullptr;
+  if (action.verb == Verb::kOn) return g_variant_new_boolean(state.on ? TRUE : FALSE);
+  // A name may hold what the bus does not take.
+  const Owned<char> text(g_utf8_make_valid(preset_called(state).c_str(), -1));
+  return g_variant_new_string(text.get());
+}
+
+}  // namespace desktop

@@ -1,0 +1,64 @@
+// The program as the desktop sees it, over the session bus: a name, and actions by which shortcuts,
+// launchers and a second start reach the copy that runs.
+//
+// Vocabulary: a *command* is what somebody outside the window asks for, already checked; the
+// *state* is what they may know. A *preset* is named by its identifier, as in the settings.
+//
+// Lifecycle: connect at start-up; start once the window is there; take and publish once a frame;
+// stop at the end. Threads: all functions from the main thread, and none but connect waits for the
+// bus: a thread of its own speaks to it. Without a bus nothing is ever asked, and nothing else
+// changes.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace desktop {
+
+enum class Verb { kRaise, kToggle, kOn, kOff, kMute, kPreset, kCompact, kFull, kSettings, kQuit };
+
+// What proves to the window manager that the user asked for the window; either may be empty.
+struct Activation {
+  std::string startup_id;  // X11's
+  std::string token;       // Wayland's
+};
+
+struct Command {
+  Verb verb = Verb::kRaise;
+  std::string preset;  // kPreset: an identifier out of the state
+  Activation activation;
+};
+
+struct Preset {
+  std::string id;
+  std::string name;  // as the interface shows it
+  bool operator==(const Preset&) const = default;
+};
+
+struct State {
+  bool on = false;              // the equalizer
+  std::string preset;           // the chosen one's identifier; it may name none
+  std::vector<Preset> presets;  // the built-in ones, then the user's own
+  bool operator==(const State&) const = default;
+};
+
+// Connects to the session bus; where none answers within a second, it is left out for this run, and
+// the environment is changed so that no library waits for it either: call it before other threads
+// read the environment.
+void connect();
+
+// Takes the application's name on the bus. A name that another copy has is waited for.
+void start(const State& state);
+
+// The next command in order of arrival. Returns false when there is none. At most 64 wait; further
+// ones are refused to who asks.
+bool take(Command* command);
+
+// The state as of this frame. Costs a comparison while nothing has changed.
+void publish(const State& state);
+
+// Leaves the bus. May be called twice, and without start. Returns within 300 ms, whatever the bus
+// does.
+void stop();
+
+}  // namespace desktop

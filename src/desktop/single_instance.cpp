@@ -1,0 +1,203 @@
+// DESIGN: the number in the lock file is a hint and no more: it may be left from an earlier run, or
+// be that of somebody else in another pid namespace. Whom a signal reaches is settled otherwise:
+// a handle on the process is taken first, then the process has to be seen holding this very lock,
+// and only the handle is signalled, which no later process of the same number can inherit.
+#include "desktop/single_instance.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "app/files.h"
+#include "bus.h"
+
+namespace single_instance {
+
+namespace {
+
+namespace fs = std::filesystem;
+using desktop::Owned;
+using std::chrono::duration_cast;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds kBusPatience{1000};
+constexpr const char* kLockName = "/Velmora.lock";
+constexpr mode_t kMode = 0600;
+// A copy that has just started has the lock a moment before its number is in the file.
+constexpr milliseconds kSignalPatience{300};
+constexpr milliseconds kSignalPause{10};
+
+// Never closed: the kernel gives the lock back when the process ends, however that happens.
+int g_lock_fd = -1;
+std::string g_directory;
+
+void write_owner() {
+  if (ftruncate(g_lock_fd, 0) != 0) return;
+  const std::string pid = std::to_string(getpid()) + "\n";
+  // Without the number a second copy cannot signal us; the lock holds all the same.
+  [[maybe_unused]] const ssize_t written = pwrite(g_lock_fd, pid.data(), pid.size(), 0);
+}
+
+// The signal
+// ------------------------------------------------------------------------------------------------
+
+// The process that the lock file names, or 0.
+pid_t named_owner() {
+  std::array<char, 32> text{};  // the last byte stays 0
+  if (pread(g_lock_fd, text.data(), text.size() - 1, 0) <= 0) return 0;
+  const long pid = std::strtol(text.data(), nullptr, 10);
+  return pid > 1 && pid <= std::numeric_limits<pid_t>::max() ? static_cast<pid_t>(pid) : 0;
+}
+
+bool same_file(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// Whether the kernel lists an exclusive lock among what it knows of a descriptor.
+bool is_locked(const fs::path& descriptor_info) {
+  std::ifstream info(descriptor_info);
+  for (std::string line; std::getline(info, line);) {
+    if (line.starts_with("lock:") && line.find(" FLOCK ") != std::string::npos &&
+        line.find(" WRITE ") != std::string::npos) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Whether the process has our lock. Where we may not look into the process it has not.
+bool holds_lock(const fs::path& process) {
+  struct stat lock {};
+  if (fstat(g_lock_fd, &lock) != 0) return false;
+  std::error_code error;
+  for (fs::directory_iterator entry(process / "fd", error), end; !error && entry != end;
+       entry.increment(error)) {
+    struct stat file {};
+    if (stat(entry->path().c_str(), &file) == 0 && same_file(file, lock) &&
+        is_locked(process / "fdinfo" / entry->path().filename())) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// The file name of a process's program; an upgrade may have replaced the file meanwhile.
+std::string program_name(const fs::path& process) {
+  constexpr std::string_view kDeleted = " (deleted)";
+  std::error_code error;
+  std::string name = fs::read_symlink(process / "exe", error).filename().string();
+  if (name.ends_with(kDeleted)) name.resize(name.size() - kDeleted.size());
+  return name;
+}
+
+// Whoever else holds the lock, such as a shell that was given it, must not be ended by the signal.
+bool is_our_program(const fs::path& process) {
+  const std::string name = program_name(process);
+  return !name.empty() && name == program_name("/proc/self");
+}
+
+bool signal_owner() {
+  const pid_t pid = named_owner();
+  if (pid == 0) return false;
+  const files::Descriptor handle(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  const fs::path process = "/proc/" + std::to_string(pid);
+  return handle && holds_lock(process) && is_our_program(process) &&
+         syscall(SYS_pidfd_send_signal, handle.get(), SIGUSR1, nullptr, 0) == 0;
+}
+
+void signal_owner_within_patience() {
+  const auto deadline = steady_clock::now() + kSignalPatience;
+  while (!signal_owner() && steady_clock::now() < deadline)
+    std::this_thread::sleep_for(kSignalPause);
+}
+
+// The bus
+// ------------------------------------------------------------------------------------------------
+
+// A call to the copy that has the name, and what became of it.
+struct Call {
+  Owned<GMainLoop> loop;
+  bool accepted = false;
+};
+
+void on_answer(GObject* connection, GAsyncResult* result, void* data) {
+  auto* call = static_cast<Call*>(data);
+  const Owned<GVariant> answer(
+      g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr));
+  call->accepted = answer != nullptr;
+  g_main_loop_quit(call->loop.get());
+}
+
+// What a launcher gave this process to bring its window to the front, to be used by the other one.
+desktop::Activation own_activation() {
+  const auto variable = [](const char* name) {
+    const char* value = std::getenv(name);
+    return std::string(value != nullptr ? value : "");
+  };
+  return {variable("DESKTOP_STARTUP_ID"), variable("XDG_ACTIVATION_TOKEN")};
+}
+
+// Returns whether the copy with our settings has taken the call.
+bool call_over_bus(bool compact) {
+  const std::string address = desktop::session_address();
+  if (address.empty()) return false;
+  const auto deadline = steady_clock::now() + kBusPatience;
+  const Owned<GMainContext> context(g_main_context_new());
+  std::string error;
+  const Owned<GDBusConnection> connection = desktop::connect_within(
+      static_cast<int>(kBusPatience.count()), address, context.get(), &error);
+  const auto left = duration_cast<milliseconds>(deadline - steady_clock::now());
+  if (connection == nullptr || left.count() <= 0) return false;
+
+  const std::string id = desktop::application_id();
+  GVariant* data = desktop::to_platform_data(own_activation(), g_directory);
+  GVariant* arguments = compact ? g_variant_new("(sav@a{sv})", "compact", nullptr, data)
+                                : g_variant_new("(@a{sv})", data);
+  Call call;
+  call.loop.reset(g_main_loop_new(context.get(), FALSE));
+  g_main_context_push_thread_default(context.get());
+  g_dbus_connection_call(connection.get(), id.c_str(), desktop::application_path(id).c_str(),
+                         desktop::kApplication, compact ? "ActivateAction" : "Activate", arguments,
+                         nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, static_cast<int>(left.count()),
+                         nullptr, on_answer, &call);
+  g_main_loop_run(call.loop.get());
+  g_main_context_pop_thread_default(context.get());
+  return call.accepted;
+}
+
+}  // namespace
+
+bool claim(const std::string& directory) {
+  std::error_code unknown;
+  g_directory = fs::canonical(directory, unknown).string();
+  const std::string path = directory + kLockName;
+  // Nobody's else file is emptied through a link of this name.
+  g_lock_fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kMode);
+  if (g_lock_fd < 0) return true;
+  if (flock(g_lock_fd, LOCK_EX | LOCK_NB) == 0) {
+    write_owner();
+    return true;
+  }
+  return errno != EWOULDBLOCK;
+}
+
+void call_other(bool compact) {
+  if (!call_over_bus(compact)) signal_owner_within_patience();
+}
+
+}  // namespace single_instance
