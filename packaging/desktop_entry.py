@@ -29,7 +29,7 @@ def load_reader(path):
 
 def value_of(template, texts):
     """The template with a language's texts. Menus show comments without a full stop, and a list names nothing twice."""
-    value = KEY.sub(lambda key: texts[key[1]].rstrip(".。।۔").replace(";", r"\;"), template)
+    value = KEY.sub(lambda key: texts[key[1]].replace("%s", "Velmora").rstrip(".。।۔").replace(";", r"\;"), template)
     if not template.endswith(";"):
         return value
     words = {}
