@@ -7,6 +7,7 @@ import math
 import threading
 import time
 
+from .server import RECORDER
 from .session import Skipped, becomes
 
 try:
@@ -167,9 +168,10 @@ class SampleSpec(ctypes.Structure):
     _fields_ = [("format", I), ("rate", I), ("channels", ctypes.c_uint8)]
 
 
-# A stream on a connection of its own. Use as a context manager, or close().
+# A stream on a connection of its own, open until close().
 class Stream:
     READY = {"context": 4, "stream": 2}
+    opened = []  # kept, because the library calls them
 
     def __init__(self, server, application, name):
         if np is None:
@@ -179,7 +181,8 @@ class Stream:
         self.stream = None
         pulse.context_connect(self.context, server.address.encode(), NO_AUTOSPAWN, None)
         pulse.threaded_mainloop_start(self.loop)
-        self.callback = READ(self.on_data)  # kept as long as the library may call it
+        self.callback = READ(self.on_data)
+        self.opened.append(self)
         try:
             self.wait_ready("context", self.context)
             with self:
@@ -225,6 +228,7 @@ class Stream:
         pulse.context_unref(self.context)
         pulse.threaded_mainloop_free(self.loop)
         self.loop = None
+        self.opened.remove(self)
 
 
 def buffer_attributes(**sizes):
@@ -259,7 +263,7 @@ class Recorder(Stream):
         self.blocks, self.frames = [], 0
         self.origin = math.inf  # time.monotonic() of frame 0: the earliest that any arrival allows
         self.mutex = threading.Lock()
-        super().__init__(server, "Test recorder", "record")
+        super().__init__(server, RECORDER, "record")
 
     def connect(self):
         pulse.stream_set_read_callback(self.stream, self.callback, None)

@@ -6,10 +6,11 @@ import signal
 import time
 from pathlib import Path
 
+from .probe import Engine, settings
 from .server import difference
 from .session import (PATIENCE, Process, becomes, check, children_of, descriptors, memory, processes_with,
                       temp_dir)
-from .sound import FLAT, Player, Recorder, level_db, sines, through
+from .sound import FLAT, Player, Recorder, Stream, level_db, sines, through
 
 SINK, MONITOR, OURS, MUSIC = "velmora", "velmora.monitor", "Velmora", "Test player"
 TONES = ((1000, -20, "left"), (1500, -23, "right"))
@@ -70,11 +71,13 @@ class Velmora(Process):
         becomes("no process is left", lambda: processes_with(f"XDG_CONFIG_HOME={self.home}\0"), [])
         files = {path.name for path in self.folder.glob("*")} if self.folder.is_dir() else set()
         check(files <= OWN_FILES, f"left in its directory: {files - OWN_FILES}")
+        if (self.folder / "settings.dat").exists():
+            check("preset" in settings(self.home), "the settings cannot be opened")
         lines = self.log_text().split("\n")
         for line in lines[:-1]:
             check(LOG_LINE.fullmatch(line), f"a broken line in the log: {line[:200]!r}")
             check(" INFO  " in line or any(part in line for part in self.expect), f"unexpected in the log: {line}")
-        if regular:
+        if regular and self.folder.is_dir():
             check(lines[-2:] == [lines[-2], ""] and lines[-2].endswith("Quit"), f"the log ends with {lines[-2:]}")
 
 
@@ -84,6 +87,7 @@ class Lab:
     def __init__(self, server):
         self.server = server
         self.programs = []
+        self.engines = []
         self.players = []
         self.screen = None
         self.before = None
@@ -101,6 +105,11 @@ class Lab:
         program = Velmora(self.server, *(switches or ("--preset", "flat")), **options)
         self.programs.append(program)
         return program
+
+    # The engine alone; see Engine.
+    def engine(self):
+        self.engines.append(Engine(self.server))
+        return self.engines[-1]
 
     # Starts it and waits until its routing is in force.
     def start(self, *switches, device="speakers", **options):
@@ -123,17 +132,21 @@ class Lab:
 
     # ---- Sound
 
-    # Another program that plays these tones; see Player.
+    # Another program that plays these tones; see Player. After the program it plays where it would
+    # without it.
     def player(self, *tones, **options):
         self.players.append(Player(self.server, sines(*(tones or TONES)), **options))
         return self.players[-1]
 
-    # Plays tones before the program starts: the server is to be as it is now after it, too.
-    def play(self, *tones, **options):
-        for player in [p for p in self.players if p.application == options.get("application", MUSIC)]:
+    # The same, instead of what this application played before.
+    def play(self, *tones, application=MUSIC, **options):
+        self.silence(application)
+        return self.player(*tones, application=application, **options)
+
+    def silence(self, application=MUSIC):
+        for player in [p for p in self.players if p.application == application]:
             player.close()
-        self.player(*tones, **options)
-        self.remember()
+            self.players.remove(player)
 
     # A server may bring an earlier level back for a second, and the program corrects it once more: only
     # then does a level count as the user's.
@@ -143,8 +156,10 @@ class Lab:
     # These tones arrive at the device as the curve makes them, `gain_db` louder, and in a channel that
     # a tone is not for, it is not heard.
     def hears(self, device, *tones, curve=FLAT, gain_db=0.0):
-        wanted = [(hz, side, db + gain_db if channel in ([], [side]) else None)
-                  for hz, db, *channel in through(curve, *(tones or TONES)) for side in ("left", "right")]
+        tones = through(curve, *(tones or TONES))
+        wanted = {(hz, side): None for hz, *_ in tones for side in ("left", "right")}
+        for hz, db, *channel in tones:
+            wanted |= {(hz, side): db + gain_db for side in channel or ("left", "right")}
 
         def levels():
             recorder = Recorder(self.server, f"{device}.monitor")
@@ -152,7 +167,7 @@ class Lab:
                 sound = recorder.next(0.4)[-12000:]
             finally:
                 recorder.close()
-            return [(hz, side, round(level_db(sound[:, int(side == "right")], hz), 2), db) for hz, side, db in wanted]
+            return [(hz, side, round(level_db(sound[:, int(side == "right")], hz), 2), db) for (hz, side), db in wanted.items()]
         becomes(f"{device} plays the tones", levels, lambda seen: all(
             heard < -80 if db is None else abs(heard - db) < 0.3 for _, _, heard, db in seen))
 
@@ -173,30 +188,35 @@ class Lab:
     # The user makes a device the default, before or while the program runs: it stays so afterwards.
     # On a busy machine PipeWire forgets a wish that comes right after the device.
     def choose(self, device):
-        old = self.before["default"]
         def look():
             self.server.set_default(device)
-            return self.server.default() == device
-        becomes(f"the default is {device}", look)
-        self.expect(default=device, **{key: tuple(device if place == old else place for place in value)
-                                       for key, value in self.before.items() if key.endswith(" at sink")})
+            return self.server.default()
+        becomes("the user's default", look, device)
+        self.before["default"] = device
 
     # ---- What must be the same after the program as before it
 
+    # Everything but where the players play.
     def remember(self):
-        self.before = self.server.state()
+        self.before = {key: value for key, value in self.server.state().items() if not key.endswith(" at sink")}
 
-    # What a test has changed for good, e.g. expect(default="headset", speakers={"volume": [40, 40]}).
+    # What a test has changed for good, e.g. expect(speakers={"volume": [40, 40]}).
     def expect(self, **changes):
         for key, value in changes.items():
             self.before[key] = self.before[key] | value if isinstance(value, dict) else value
 
     def as_before(self, limit=PATIENCE):
-        becomes("the server is as before", lambda: difference(self.before, self.server.state()), "", limit=limit)
+        wanted = dict(self.before)
+        for player in self.players:
+            key = f"{player.application} at sink"
+            wanted[key] = tuple(sorted([*wanted.get(key, ()), player.device or self.before["default"]]))
+        becomes("the server is as before", lambda: difference(wanted, self.server.state()), "", limit=limit)
 
     def finish(self):
         for program in list(self.programs):
             self.end(program)
+        for engine in self.engines:
+            engine.close()
         if self.server.processes:
             self.as_before()
 
@@ -209,6 +229,8 @@ class Lab:
                 print("---- the screen:", self.screen.save("/tmp/velmora-screen.png"))
         for program in self.programs:
             program.kill()
+        for engine in self.engines:
+            engine.process.kill()
         self.server.kill()
-        for player in self.players:
-            player.close()
+        for stream in list(Stream.opened):
+            stream.close()

@@ -1,0 +1,53 @@
+# The engine without the rest of the program, and the sealed settings file as text: see probe.cpp.
+import os
+import subprocess
+
+from .session import check, clean_environment, temp_dir
+from .sound import np
+
+EXECUTABLE = os.environ.get("LAB_PROBE", "")
+
+
+# The settings in a home (XDG_CONFIG_HOME), as texts by key; defaults where there is no file.
+def settings(home, *mode, text=""):
+    done = subprocess.run([EXECUTABLE, "settings", *mode], input=text, text=True, stdout=subprocess.PIPE, check=True,
+                          env=clean_environment(XDG_CONFIG_HOME=str(home), HOME=str(home)), timeout=20)
+    return dict(line.split("=", 1) for line in done.stdout.splitlines())
+
+
+def write_settings(home, **fields):
+    (home / "Velmora").mkdir(exist_ok=True)
+    settings(home, "write", text="".join(f"{key}={value}\n" for key, value in fields.items()))
+
+
+class Engine:
+    def __init__(self, server):
+        self.process = subprocess.Popen(
+            ["setpriv", "--pdeathsig", "KILL", EXECUTABLE], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+            env={**server.environment(), "XDG_CONFIG_HOME": str(temp_dir())})
+
+    # Sends a command and returns its answer.
+    def ask(self, *words):
+        print(*words, file=self.process.stdin, flush=True)
+        return self.process.stdout.readline().rstrip("\n")
+
+    def status(self):
+        return dict(word.split("=", 1) for word in self.ask("status").split("\t"))
+
+    # Linear, since the last call: left, right.
+    def peaks(self):
+        return [float(peak) for peak in self.ask("peaks").split()]
+
+    # The newest frames as the display gets them: whether there are any, rate, serial, frames x 2.
+    def tap(self, frames=8192):
+        file = temp_dir() / "tap"
+        some, rate, serial = self.ask("tap", frames, file).split()
+        return some == "1", float(rate), int(serial), np.fromfile(file, np.float32).reshape(2, frames).T
+
+    def curve(self, gains, preamp):
+        self.ask("curve", *gains, preamp)
+
+    # Stops the engine in order.
+    def close(self):
+        self.process.stdin.close()
+        check(self.process.wait(30) == 0, "the engine does not stop in order")
