@@ -4,7 +4,8 @@ import signal
 import time
 
 from lab.session import becomes, check, temp_dir
-from lab.velmora import MONITOR, SINK
+from lab.sound import Player, sines
+from lab.velmora import MONITOR, SINK, TONES
 
 PASSIVE = "Another installation is running - this one stays passive"
 SURPRISES = [PASSIVE, "Cannot record from"]  # when the other one's sink goes at that moment
@@ -153,7 +154,8 @@ def test_names_may_hold_anything_and_the_list_of_devices_has_a_line_for_each(lab
     lab.server.add_sink("odd", name)
     lab.remember()
     lab.choose("odd")
-    lab.play(application=name, name=name)
+    Player(lab.server, sines(*TONES), application=name, name=name)
+    lab.before = lab.server.state()
 
     def listed():
         program = lab.launch("--devices")
