@@ -21,6 +21,8 @@ constexpr std::array kKnown = {"--compact",   "--devices",  "--device",      "--
                                "--collapsed", "--settings", "--apo-install", "--apo-uninstall",
                                "--apo-status"};
 
+constexpr std::array kWithValue = {"--device", "--size", "--theme", "--preset"};
+
 bool known(const std::string& arg) {
   return std::any_of(kKnown.begin(), kKnown.end(),
                      [&arg](const char* name) { return arg == name; });
@@ -89,6 +91,17 @@ std::string first_unknown_switch(const Args& args) {
   return unknown == args.end() ? "" : *unknown;
 }
 
+std::string file_argument(const Args& args) {
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (std::find(kWithValue.begin(), kWithValue.end(), args[i]) != kWithValue.end()) {
+      ++i;
+    } else if (!args[i].empty() && args[i][0] != '-') {
+      return args[i];
+    }
+  }
+  return {};
+}
+
 bool parse_size(const std::string& text, int* width, int* height) {
   const char* at = text.c_str();
   int w = 0;
@@ -113,6 +126,7 @@ Start apply_start_switches(const Args& args, Settings* s) {
   apply_preset(args, s);
   start.device = arg_value(args, "--device");
   start.takeover = !has(args, "--no-takeover");
+  start.file = file_argument(args);
   return start;
 }
 

@@ -25,6 +25,9 @@ std::string arg_value(const Args& args, const std::string& name);
 // The first argument that begins with "--" and is no switch of ours; empty when there is none.
 std::string first_unknown_switch(const Args& args);
 
+// The first argument that is neither a switch nor the value of one; empty when there is none.
+std::string file_argument(const Args& args);
+
 // Reads "<width>x<height>", both decimal and greater than 0. Returns false, and changes nothing,
 // otherwise; so does a number that an int cannot hold. What follows the second number is not looked
 // at.
@@ -36,6 +39,7 @@ struct Start {
   bool theme_chosen = false;   // the theme in the settings was set by a switch
   std::string device;          // output device of this run only; empty: the one in the settings
   bool takeover = true;        // may change the default device and move other programs' streams
+  std::string file;            // an equalizer file to import; empty: none
 };
 
 // Applies the switches to the loaded settings, where their effect stays like any change that the

@@ -136,6 +136,7 @@ int run_window(const Args& args, Settings* s) {
   const command_line::Start start = command_line::apply_start_switches(args, s);
   if (start.open_settings) ui::open_settings_at_start();
   if (start.theme_chosen) theme::set_dark(s->theme == "dark");
+  if (!start.file.empty()) ui::import_at_start(start.file);
   show_pending_report(s);
   desktop::connect();
   start_audio(*s, start);

@@ -16,7 +16,7 @@ namespace curves {
 namespace {
 
 constexpr std::size_t kBands = eq::kBands;
-constexpr double kMostGainDb = 12.0;
+constexpr double kMostGainDb = eq::kMaxGainDb;
 constexpr double kLowestHz = 20.0;
 constexpr double kPointsPerOctave = 24.0;
 constexpr std::size_t kPoints = 240;  // up to 19.9 kHz

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "app/files.h"
+#include "app/settings.h"
 #include "app/utf8.h"
 #include "curves/curve_files.h"
 #include "fit.h"
@@ -22,7 +23,7 @@ std::string proposed_name(std::string name) {
   for (const std::string_view kind : {" FixedBandEQ", " ParametricEQ", " GraphicEQ"}) {
     if (name.ends_with(kind)) name.erase(name.size() - kind.size());
   }
-  name = utf8::one_line(name, kMaxName);
+  name = utf8::one_line(name, kMaxPresetName);
   name.erase(0, std::min(name.find_first_not_of(' '), name.size()));
   name.erase(name.find_last_not_of(' ') + 1);
   return name;

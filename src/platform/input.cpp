@@ -212,6 +212,13 @@ void handle(const SDL_Event& event) {
     case SDL_MOUSEWHEEL:
       on_wheel(event.wheel);
       break;
+    case SDL_DROPFILE:
+      ui::import_file(event.drop.file);
+      SDL_free(event.drop.file);
+      break;
+    case SDL_DROPTEXT:
+      SDL_free(event.drop.file);
+      break;
     case SDL_RENDER_TARGETS_RESET:
       invalidate_layers();
       break;

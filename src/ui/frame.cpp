@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "import.h"
 #include "platform/platform.h"
 #include "state.h"
 
@@ -84,6 +85,7 @@ bool on_frame() {
                        ? std::min(static_cast<float>(now - s.last_frame) / 1000.0F, kLongestStep)
                        : 0.0F;
   s.last_frame = now;
+  import_pending(now);
   // Every step of a glide is a change, also where it moves no gain.
   if (advance_glide(now)) save_later();
   blink_caret(now);
@@ -91,7 +93,8 @@ bool on_frame() {
   follow_settings();
   analyse(dt);
   measure_peaks(dt);
-  if (s.save_at != 0 && now >= s.save_at && s.look.drag == kHitNone) persist();
+  const bool undecided = s.look.drag != kHitNone || s.look.save.before;
+  if (s.save_at != 0 && now >= s.save_at && !undecided) persist();
   return moving();
 }
 

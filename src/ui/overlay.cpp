@@ -1,5 +1,6 @@
 // DESIGN: what lies above the moving bars, from the bottom up: the note about the engine's state,
-// the settings panel, the save dialog, the popup, and above all of them the note about a crash.
+// the settings panel, the save dialog, the popup, the notice about a refused file, and above all of
+// them the note about a crash.
 #include <algorithm>
 
 #include "i18n/i18n.h"
@@ -121,8 +122,10 @@ bool draw_overlay(int w, int h) {
   if (full) draw_settings_panel(width, height);
   draw_save_dialog(width, height);
   draw_popup(width, height);
+  draw_notice();
   if (crash) draw_crash_note(width, height);
-  return note || crash || look.settings_open || look.save.open || look.popup.open;
+  return note || crash || !look.notice.title.empty() || look.settings_open || look.save.open ||
+         look.popup.open;
 }
 
 }  // namespace ui

@@ -22,6 +22,8 @@ bool has_prefix(const std::string& id, const char* prefix) {
 }
 
 void choose(const std::string& id) {
+  // Another choice is made above the dialog for an imported curve: from outside the window.
+  if (state().look.save.before) close_save();
   state().settings->preset = id;
   eq::Curve curve;
   if (selected_curve(&curve, nullptr)) start_glide(curve);

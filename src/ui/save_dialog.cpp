@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "app/utf8.h"
 #include "i18n/i18n.h"
@@ -111,16 +112,32 @@ void draw_buttons(const std::string& save, const std::string& cancel, bool possi
 void open_save() {
   close_popup();
   state().dialog = {};
-  dialog() = {true, proposed_name(), true, true};
+  dialog() = {true, proposed_name(), true, true, std::nullopt};
+}
+
+void open_save_imported(const std::string& name) {
+  const State& s = state();
+  const Glide& glide = s.look.glide;
+  std::optional<eq::Curve> before = dialog().before;
+  if (!before) before = glide.running ? glide.to : s.settings->curve;
+  open_save();
+  if (!name.empty()) dialog().name = name;
+  dialog().before = before;
 }
 
 void close_save() {
-  dialog() = {};
+  const SaveDialog closed = std::exchange(dialog(), {});
+  if (closed.before) start_glide(*closed.before);
 }
 
 void commit_save() {
   const std::string name = trimmed(dialog().name);
   if (name.empty() || !can_store(name)) return;
+  if (dialog().before) {
+    finish_glide();
+    state().settings->active = true;
+    dialog().before.reset();
+  }
   store_user(name);
   close_save();
 }

@@ -13,6 +13,7 @@
 //   popup.cpp           a list that drops down   lists.cpp    what is in it
 //   presets.cpp         choosing and naming presets
 //   save_dialog.cpp     the dialog for a preset's name
+//   import.cpp          equalizer files of other programs, and the notice about a refused one
 //   settings_panel.cpp
 //   overlay.cpp         what lies above the bars: notes, then panel, dialog, list
 #pragma once
@@ -24,6 +25,7 @@
 #include "audio/audio.h"
 #include "dsp/analyzer.h"
 #include "glide.h"
+#include "import.h"
 #include "layout.h"
 #include "popup.h"
 #include "save_dialog.h"
@@ -38,6 +40,7 @@ struct Look {
   Glide glide;
   Popup popup;
   SaveDialog save;
+  Notice notice;
   bool crash_note = false;
   bool settings_open = false;
   bool autostart = false;  // as the settings panel shows it

@@ -129,6 +129,8 @@ void shutdown() {}
 void persist() {
   State& s = g_state;
   if (!s.attached) return;
+  // Nobody has saved the imported curve.
+  if (s.look.save.before) close_save();
   // A glide that is cut short by the end of the program has to be complete at the next start.
   finish_glide();
   store_window();

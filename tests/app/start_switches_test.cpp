@@ -28,6 +28,12 @@ TEST(StartSwitches, unknown_ones_and_missing_values_are_told) {
     EXPECT_EQ(command_line::first_unknown_switch({"--off", unknown, "--a"}), unknown);
 }
 
+TEST(StartSwitches, a_file_is_what_is_neither_a_switch_nor_its_value) {
+  using command_line::file_argument;
+  EXPECT_EQ(file_argument({"--preset", "rock", "--off", "a file.txt", "b.txt"}), "a file.txt");
+  EXPECT_EQ(file_argument({"-x", "", "--device", "speakers", "--size"}), "");
+}
+
 TEST(StartSwitches, a_size_is_two_numbers_above_0) {
   int w = 0;
   int h = 0;

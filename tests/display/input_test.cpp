@@ -1,5 +1,7 @@
 // What a person does with mouse and keyboard, and what is heard and remembered of it.
 
+#include <fstream>
+
 #include "display_test.h"
 
 namespace display_test {
@@ -65,6 +67,26 @@ TEST_F(Input, a_chosen_preset_is_heard_and_can_be_kept_under_a_name) {
   EXPECT_TRUE(hears(eq::Curve{}));
   choose_preset(window, eq::kPresetCount + 2);  // below both headings
   EXPECT_TRUE(hears(rock));
+}
+
+TEST_F(Input, a_file_that_is_named_or_dropped_is_heard_and_kept_where_it_is_saved) {
+  const TempDir folder;
+  const std::string file = folder.path() / "Phones FixedBandEQ.txt";
+  std::ofstream(file) << "Preamp: -6 dB\nFilter 1: ON PK Fc 1000 Hz Gain 6 dB Q 1.41\n";
+  eq::Curve phones = flat_with(5, 6);
+  phones.preamp = -6;
+  auto program = start({"--compact", "--preset", "flat", file});
+  const Window window(screen());
+  EXPECT_TRUE(hears(phones));
+  EXPECT_TRUE(has_size(window, kFull));
+  window.key("Escape");
+  EXPECT_TRUE(hears(eq::Curve{}));
+  screen().run({VELMORA_DROP_FILE, window.id(),
+                "file://" + folder.path().string() + "/Phones%20FixedBandEQ.txt"});
+  EXPECT_TRUE(hears(phones));
+  window.key("Return");
+  EXPECT_TRUE(eventually("the preset is in the file",
+                         [&] { return settings::load().preset == "u:Phones"; }));
 }
 
 TEST_F(Input, the_compact_view_takes_the_equalizer_out_and_in_and_mutes_the_device) {

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "app/settings.h"
 #include "app/utf8.h"
 #include "curves/curve_files.h"
 #include "fuzz.h"
@@ -31,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   fuzz::require(import.exact || std::all_of(std::begin(eq::kFreq), std::end(eq::kFreq), quieter),
                 "nothing gets louder");
   fuzz::require(import.rms_db >= 0.0 && std::isfinite(import.worst_db), "the error is a number");
-  fuzz::require(utf8::valid(import.name) && utf8::count(import.name) <= curves::kMaxName,
+  fuzz::require(utf8::valid(import.name) && utf8::count(import.name) <= kMaxPresetName,
                 "the name fits");
   const curves::Result again = curves::import_text(curves::apo_text(import.curve), "");
   fuzz::require(eq::same(std::get<curves::Import>(again).curve, import.curve),

@@ -12,6 +12,7 @@
 
 #include "../gfx/canvas.h"
 #include "app/utf8.h"
+#include "curves/curve_files.h"
 #include "fakes.h"
 #include "i18n/i18n.h"
 #include "ui/presets.h"
@@ -121,8 +122,12 @@ void change_sound(Bytes* bytes) {
 void change_window(Bytes* bytes) {
   const float scales[] = {1, 1.25F, 1.5F, 2, 0, -1, 0.1F, NAN};
   fakes::Platform& d = fakes::desktop;
-  const int kind = bytes->below(8);
-  if (kind == 0) {
+  const int kind = bytes->below(9);
+  if (kind == 8) {
+    ui::begin_import({.name = bytes->flag() ? "File" : "",
+                      .curve = {{static_cast<float>(bytes->below(12))}, -2},
+                      .left_out = {}});
+  } else if (kind == 0) {
     ui::open_settings();
   } else if (kind == 1) {
     ui::set_compact(!g_settings.compact);

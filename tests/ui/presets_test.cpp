@@ -1,5 +1,6 @@
 // Presets: how they are chosen, labelled, named, saved and deleted, and the list they are in.
 #include <algorithm>
+#include <fstream>
 
 #include "window.h"
 
@@ -170,6 +171,88 @@ TEST_F(presets, typing_replaces_the_proposal_until_the_name_is_full) {
   EXPECT_FALSE(dialog().open || ui::state().look.settings_open)
       << "a press beside it only closes it";
   EXPECT_TRUE(own().empty());
+}
+
+// ---- Importing
+
+class imports : public presets {
+ protected:
+  // A file whose curve is 6 dB at 1 kHz.
+  void import(const std::string& name = "K371 FixedBandEQ.txt",
+              const std::string& text = "Filter: ON PK Fc 1000 Hz Gain 6 dB Q 1.41") {
+    const std::string path = home_.config() / name;
+    std::ofstream(path) << text;
+    ui::import_file(path);
+    frame(0);
+    paint();
+  }
+  static const ui::Notice& notice() { return ui::state().look.notice; }
+  const eq::Curve curve_{{0, 0, 0, 0, 0, 6}, -6};
+  const eq::Curve rock_ = eq::preset_curve(eq::find_preset("preset_rock"));
+};
+
+TEST_F(imports, glide_there_and_are_kept_with_their_name_and_the_equalizer_on) {
+  s_.active = false;
+  import();
+  EXPECT_EQ(dialog().name, "K371");
+  frame(300);
+  EXPECT_NE(s_.curve, curve_) << "still on its way";
+  press(ui::kHitSaveOk);
+  EXPECT_EQ(s_.preset, "u:K371");
+  EXPECT_EQ(s_.curve, curve_);
+  EXPECT_EQ(own()[0].curve, curve_);
+  EXPECT_EQ(fakes::sound.curve, curve_);
+  EXPECT_TRUE(s_.active && fakes::sound.active);
+  EXPECT_TRUE(saved_in_time());
+}
+
+TEST_F(imports, glide_back_however_the_dialog_closes_and_are_never_on_disk) {
+  s_.active = false;
+  ui::choose_builtin("preset_rock");
+  for (void (*leave)() : {+[] { ui::on_key(ui::Key::Escape); }, +[] { ui::set_compact(true); },
+                          +[] { ui::persist(); }, +[] { ui::choose_builtin("preset_rock"); }}) {
+    import();  // for the first time while the preset is on its way
+    EXPECT_FALSE(s_.compact);
+    import("B.txt");
+    frame(1000);
+    EXPECT_EQ(fakes::sound.curve, curve_);
+    EXPECT_EQ(dialog().name, "B");
+    std::filesystem::remove(settings::file_path());
+    frame(2000);
+    EXPECT_FALSE(saved());
+    leave();
+    frame(0);
+    frame(1000);
+    EXPECT_FALSE(dialog().open);
+    EXPECT_EQ(fakes::sound.curve, rock_);
+    frame(2000);
+    EXPECT_EQ(settings::load().curve, rock_);
+  }
+  EXPECT_TRUE(own().empty());
+  EXPECT_FALSE(s_.active);
+  EXPECT_EQ(s_.preset, "b:preset_rock");
+}
+
+TEST_F(imports, refused_ones_change_nothing_and_are_explained_for_five_seconds) {
+  using Case = std::pair<std::string, std::string>;
+  for (const auto& [text, reason] :
+       {Case{"Preamp: 0 dB\nChannel: L", "Line 2 contains something that cannot be imported"},
+        Case{"Preamp: x", "Line 1 cannot be understood"},
+        Case{"A letter", "This is not an equalizer file"},
+        Case{std::string((1 << 20) + 1, ' '), "The file is larger than 1 MB"}}) {
+    import("\x01my.txt", text);
+    EXPECT_EQ(notice().title, "“" + ui::isolated(" my.txt") + "” was not imported");
+    EXPECT_EQ(notice().reason, reason);
+    EXPECT_FALSE(dialog().open);
+    frame(4999);
+    EXPECT_FALSE(notice().title.empty());
+    frame(1);
+    EXPECT_TRUE(notice().title.empty());
+  }
+  ui::import_at_start("/gone");
+  start();
+  EXPECT_EQ(notice().reason, "The file cannot be read");
+  EXPECT_EQ(s_.curve, eq::Curve{});
 }
 
 }  // namespace

@@ -21,10 +21,9 @@ namespace curves {
 
 inline constexpr std::size_t kMaxBytes = 1 << 20;  // of a file
 inline constexpr int kMaxFilters = 512;            // of a file
-inline constexpr int kMaxName = 32;                // characters of a proposed name
 
 struct Import {
-  std::string name;    // proposed for the preset, UTF-8; may be empty
+  std::string name;    // proposed for a preset, UTF-8, one line that is short enough; may be empty
   eq::Curve curve;     // bounded to +/-12 dB; as loud at most as the sound was without it
   bool exact = false;  // the file's own bands, not a fit
   // How far the curve is from the file's response, the level aside: the root of the mean square

@@ -30,6 +30,9 @@ void open_settings_at_start();
 // Hands over the text of a crash report found at start, to be offered to the person. Any time.
 void set_crash_report(const std::string& text);
 
+// A file to import (see import_file) once the window shows. Called before init.
+void import_at_start(const std::string& path);
+
 // Takes the settings, not owned, to be edited in place until shutdown; null is a view without
 // settings.
 //   autostart  whether the program starts at login, as the settings panel first shows it
@@ -162,5 +165,10 @@ int cursor_at(float x, float y);
 
 // Leaves the compact view where needed and opens the settings panel.
 void open_settings();
+
+// Imports an equalizer file of another program: in the full view, the sliders glide to its curve
+// and the save dialog opens with its name. They glide back unless the user saves. Why a file is
+// refused is logged, and shown for five seconds.
+void import_file(const std::string& path);
 
 }  // namespace ui
