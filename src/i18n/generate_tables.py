@@ -73,18 +73,19 @@ def line_of(path, text) -> int:
 def read_catalogue(path, code) -> dict:
     """The translations by (key, English text)."""
     compiled = subprocess.run(["msgfmt", "--output-file=-", str(path)], capture_output=True, check=False)
-    if compiled.returncode != 0:
-        # Its messages have file and line already.
-        raise Fault(compiled.stderr.decode(errors="replace").rstrip())
     no_charset = fault_at(path, 1, "the header lacks Content-Type: text/plain; charset=UTF-8")
+    if compiled.returncode != 0:
+        # Its messages have file and line already, but for one of gettext 1.0, that there is no charset.
+        message = compiled.stderr.decode(errors="replace").rstrip()
+        raise Fault(message) if str(path) in message else no_charset
     try:
         translations = gettext.GNUTranslations(io.BytesIO(compiled.stdout))
     except UnicodeDecodeError:
         raise no_charset from None
-    header = translations.info()
-    if "charset=utf-8" not in header.get("content-type", "").lower():
+    # From the file itself: gettext 1.0 converts the texts, and what the header says of them, to UTF-8.
+    if b"charset=utf-8" not in pathlib.Path(path).read_bytes().lower():
         raise no_charset
-    if header.get("language") != code:  # a copied file shows here
+    if translations.info().get("language") != code:  # a copied file shows here
         raise fault_at(path, 1, f"the header lacks Language: {code}")
     # Python offers look-ups only, and a check needs all there is.
     catalogue = {}
