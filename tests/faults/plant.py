@@ -235,13 +235,15 @@ def main():
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # restores on the way out
     signal.signal(signal.SIGHUP, lambda *_: sys.exit(1))
     label = options.label
-    open_faults = [
+    earlier = LABELS[: LABELS.index(label)]
+    asked = [
         fault for fault in faults
-        if label not in results[fault.name] and outcome_of(results[fault.name])[0] not in LABELS
+        if not any(results[fault.name].get(before, ("",))[0] == "found" for before in earlier)
         and (label != "server" or fault.area in SERVER)
     ]
     if options.sample is not None:
-        open_faults = random.Random(1).sample(open_faults, min(options.sample, len(open_faults)))
+        asked = random.Random(1).sample(asked, min(options.sample, len(asked)))
+    open_faults = [fault for fault in asked if label not in results[fault.name]]
     lab = Lab(options)
     if label not in results["-"]:
         broken = " ".join(lab.without_faults(label))
