@@ -1,7 +1,6 @@
-// DESIGN: the entry is the only state, so what the interface shows is always what is on disk. The
-// file is written in place: a half-written entry is noticed and reported, and the next write
-// replaces it whole.
-#include <fcntl.h>
+// DESIGN: the entry is the only state, so the interface always shows what is on disk. The file is
+// written in place: a half-written entry is noticed and reported, and the next write replaces it
+// whole.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,8 +12,8 @@
 
 #include "app/autostart.h"
 #include "app/environment.h"
-#include "app/files.h"
 #include "app/logger.h"
+#include "posix/files.h"
 
 namespace autostart {
 namespace {
@@ -23,26 +22,41 @@ constexpr const char* kEntry = "/Velmora.desktop";
 constexpr const char* kLegacyEntry = "/Tarsel.desktop";
 constexpr mode_t kDirectoryMode = 0755;
 constexpr mode_t kFileMode = 0644;
-constexpr std::size_t kMaxEntrySize = std::size_t{1}
-                                      << 20U;  // a desktop entry has some hundred bytes
+// A desktop entry has some hundred bytes.
+constexpr std::size_t kMaxEntrySize = std::size_t{1} << 20U;
 constexpr std::size_t kMaxProgramPath = 4095;
 
 // Empty when the user has no home directory.
 std::string autostart_dir() {
   std::string home;
-  // Inside a snap HOME is the snap's own; elsewhere a snap that started us may have left its idea
-  // of the real one.
+  // Inside a snap HOME is the snap's own; elsewhere a snap that started the program may have left
+  // the variable that names the real one.
   if (!environment::is_set("SNAP")) home = environment::get("SNAP_REAL_HOME");
   if (home.empty()) home = environment::get("HOME");
   return home.empty() ? "" : home + "/.config/autostart";
 }
 
+// A path as an argument of an Exec line, where blanks separate, % begins a field code, and a value
+// as a whole has its backslashes doubled.
+std::string quoted(const std::string& path) {
+  const bool bare = path.find_first_of(" \t\n\"'\\><~|&;$*?#()`") == std::string::npos;
+  std::string text;
+  for (const char c : path) {
+    if (c == '"' || c == '`' || c == '$') text += "\\\\";
+    text += c == '%' ? "%%" : c == '\\' ? R"(\\\\)" : c == '\n' ? "\\n" : std::string(1, c);
+  }
+  return bare ? text : '"' + text + '"';
+}
+
 std::string program_path() {
+  // The program's own path would be inside the image's mount, which is gone at the next login.
+  if (environment::is_set("APPDIR") && environment::is_set("APPIMAGE"))
+    return environment::get("APPIMAGE");
   std::array<char, kMaxProgramPath> target{};
   const ssize_t length = readlink("/proc/self/exe", target.data(), target.size());
   if (length <= 0) return "Velmora";
   const std::string_view path(target.data(), static_cast<std::size_t>(length));
-  // What the kernel adds once an upgrade has replaced the running program.
+  // Added by the kernel once an upgrade has replaced the running program.
   constexpr std::string_view kDeleted = " (deleted)";
   return std::string(path.ends_with(kDeleted) ? path.substr(0, path.size() - kDeleted.size())
                                               : path);
@@ -55,7 +69,7 @@ std::string start_command(const std::string& args) {
   } else if (environment::is_set("FLATPAK_ID")) {
     command = "flatpak run " + environment::get("FLATPAK_ID");
   } else {
-    command = program_path();
+    command = quoted(program_path());
   }
   return args.empty() ? command : command + " " + args;
 }
@@ -88,7 +102,7 @@ std::string entry(const std::string& args) {
 }
 
 bool write_entry(const std::string& path, const std::string& content) {
-  files::Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode));
+  files::Descriptor file(files::open_for_writing(path.c_str(), kFileMode));
   if (!file) return false;
   const bool complete = files::write_all(file.get(), content);
   return file.close() && complete;

@@ -1,5 +1,5 @@
-// DESIGN: the order of the rules is part of what they mean: --settings leaves the compact view, and
-// --size then applies to the view that is left.
+// DESIGN: the order of the rules matters: --settings leaves the compact view, and --size then
+// applies to the full one.
 #include "command_line.h"
 
 #include <algorithm>
@@ -40,10 +40,11 @@ bool parse_length(const char** text, int* value) {
   return true;
 }
 
-void apply_size(const Args& args, Settings* s) {
+// Returns false when the value means nothing, as the next two do.
+bool apply_size(const std::string& value, Settings* s) {
   int width = 0;
   int height = 0;
-  if (!parse_size(arg_value(args, "--size"), &width, &height)) return;
+  if (!parse_size(value, &width, &height)) return false;
   if (s->compact) {
     s->mini_x = s->mini_y = -1;
     s->mini_w = width;
@@ -53,23 +54,22 @@ void apply_size(const Args& args, Settings* s) {
     s->win_w = width;
     s->win_h = height;
   }
+  return true;
 }
 
-bool apply_theme(const Args& args, Settings* s) {
-  const std::string theme = arg_value(args, "--theme");
+bool apply_theme(const std::string& theme, Settings* s) {
   if (theme != "dark" && theme != "light") return false;
   s->theme = theme;
   return true;
 }
 
-void apply_preset(const Args& args, Settings* s) {
-  const std::string name = arg_value(args, "--preset");
-  if (name.empty()) return;
+bool apply_preset(const std::string& name, Settings* s) {
   const std::string key = "preset_" + name;
   const int index = eq::find_preset(key);
-  if (index < 0) return;
+  if (index < 0) return false;
   s->preset = "b:" + key;
   s->curve = eq::preset_curve(index);
+  return true;
 }
 
 }  // namespace
@@ -121,10 +121,20 @@ Start apply_start_switches(const Args& args, Settings* s) {
     s->compact = false;
     start.open_settings = true;
   }
-  apply_size(args, s);
-  start.theme_chosen = apply_theme(args, s);
-  apply_preset(args, s);
-  start.device = arg_value(args, "--device");
+  const auto value_of = [&](const char* name, const auto& apply) {
+    const std::string value = arg_value(args, name);
+    const bool applied = has(args, name) && apply(value);
+    if (has(args, name) && !applied) start.ignored.push_back(std::string(name) + " " + value);
+    return applied;
+  };
+  value_of("--size", [s](const std::string& value) { return apply_size(value, s); });
+  start.theme_chosen =
+      value_of("--theme", [s](const std::string& value) { return apply_theme(value, s); });
+  value_of("--preset", [s](const std::string& value) { return apply_preset(value, s); });
+  value_of("--device", [&start](const std::string& value) {
+    start.device = value;
+    return !value.empty();
+  });
   start.takeover = !has(args, "--no-takeover");
   start.file = file_argument(args);
   return start;

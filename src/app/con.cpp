@@ -1,4 +1,4 @@
-// DESIGN: raw writes instead of the C stream, so that nothing is lost when the process ends without
+// DESIGN: raw writes instead of the C stream, so nothing is lost when the process ends without
 // flushing.
 #include "con.h"
 
@@ -8,14 +8,16 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "posix/files.h"
+
 namespace con {
+
 void print(const std::string& text) {
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t n = write(STDOUT_FILENO, text.data() + done, text.size() - done);
-    if (n <= 0) return;
-    done += static_cast<std::size_t>(n);
-  }
+  files::write_all(STDOUT_FILENO, text);
+}
+
+void print_error(const std::string& text) {
+  files::write_all(STDERR_FILENO, text);
 }
 
 void printf(const char* format, ...) {

@@ -1,10 +1,8 @@
-// DESIGN: one mutex makes a line atomic in the file and in the tail. The file always holds what the
-// tail holds: lines that came while no file was open, or while the disk was full, are counted and
-// written as soon as they can be. A descriptor instead of a stream, because only it tells how much
-// of a line was written.
+// DESIGN: one mutex makes a line atomic in the file and in memory. Lines logged while no file was
+// open, or while the disk was full, are counted and written as soon as possible. A descriptor
+// instead of a stream, because only a descriptor reports how much of a line was written.
 #include "app/logger.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,28 +11,28 @@
 #include <deque>
 #include <mutex>
 
-#include "app/files.h"
 #include "app/utf8.h"
+#include "posix/files.h"
 
 namespace logger {
 namespace {
 
 constexpr std::size_t kTailLines = 500;
-constexpr mode_t kMode = 0666;  // less what the person's umask takes away
+constexpr mode_t kMode = 0666;  // restricted by the user's umask
 
 std::mutex g_m;      // guards everything below
 std::string g_path;  // the log file's path
 int g_fd = -1;       // the open log file
-// The newest lines, without line ends. Never destroyed: a thread that nobody waits for may still
-// say something while the process ends.
+// The newest lines, without line ends. Never destroyed: a detached thread may still log while the
+// process ends.
 std::deque<std::string>& g_tail = *new std::deque<std::string>;
 std::size_t g_unwritten = 0;  // how many of the newest lines of g_tail are in no file yet
 
-// Writes the whole line or nothing of it. A log that cannot be written has nowhere to say so.
+// Writes the whole line or nothing of it. There is nowhere to report a failure.
 bool write_line(const std::string& line) {
   const off_t at = lseek(g_fd, 0, SEEK_CUR);
   if (files::write_all(g_fd, line + "\n")) return true;
-  // Nothing can be done about a part that stays.
+  // If a partial line stays, nothing can be done about it.
   if (at >= 0 && ftruncate(g_fd, at) == 0) static_cast<void>(lseek(g_fd, at, SEEK_SET));
   return false;
 }
@@ -69,8 +67,7 @@ void init(const std::string& dir, const std::string& name) {
   const std::lock_guard lock(g_m);
   if (g_fd >= 0) return;
   g_path = dir + "/" + name + ".log";
-  // Closed on exec: programs that we start must not hold the log.
-  g_fd = open(g_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode);
+  g_fd = files::open_for_writing(g_path.c_str(), kMode);
   write_unwritten();
 }
 

@@ -1,12 +1,14 @@
-// DESIGN: start-up is one list, read from top to bottom, because its order is what makes it right:
-// the guard is forked before there are threads, locks or blocked signals to inherit; the lock is
-// taken before the previous run's log is touched; the wishes are complete before the engine starts.
-// Nothing below knows how the others work.
+// DESIGN: start-up is one list, read from top to bottom, because its order matters: the guard is
+// forked before there are threads, locks or blocked signals to inherit; the lock is taken before
+// the previous run's log is touched; the engine has its complete wishes before it starts.
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -24,6 +26,7 @@
 #include "crash/crash_handler.h"
 #include "desktop/desktop.h"
 #include "desktop/single_instance.h"
+#include "ending.h"
 #include "i18n/i18n.h"
 #include "platform/platform.h"
 #include "selftest.h"
@@ -67,6 +70,16 @@ constexpr const char* kHelpText =
     "  --preset <name>             Voreinstellung, z. B. rock, bass, standard\n"
     "  --collapsed                 Regler eingeklappt\n"
     "  --settings                  mit geoeffneten Einstellungen (samt \"Ueber\")\n";
+
+// Where one of the three is closed, the next file that is opened would take its place, and console
+// output would go into that file.
+void open_standard_descriptors() {
+  int fd = 0;
+  do {
+    fd = open("/dev/null", O_RDWR);
+  } while (fd >= 0 && fd <= STDERR_FILENO);
+  if (fd >= 0) close(fd);
+}
 
 void open_log(const char* name) {
   logger::init(paths::config_dir(), name);
@@ -121,15 +134,29 @@ void start_audio(const Settings& s, const command_line::Start& start) {
 
 bool g_window_runs = false;
 
-// Also for an end that does not come back here: the X11 library calls exit when its screen is gone,
-// as at the end of a session. Both may be called twice.
+// Safe to call twice, and from two threads: the second one waits for the first.
+void restore_sound() {
+  static auto* const mutex = new std::mutex;
+  const std::lock_guard lock(*mutex);
+  audio::stop();
+  guard::stop();
+}
+
+void rescue_sound() {
+  logger::warn("The end takes long - restoring the sound meanwhile");
+  restore_sound();
+}
+
+// Also for an end that does not come back here: the X11 library calls exit when its display is
+// gone, as at the end of a session.
 void stop_at_exit() {
   if (std::exchange(g_window_runs, false)) {
     logger::warn("A library ends the program: its screen is gone");
+    ending::begin();
     ui::persist();
   }
-  audio::stop();
-  guard::stop();
+  restore_sound();
+  settings::stop_saver();
 }
 
 int run_window(const Args& args, Settings* s) {
@@ -138,17 +165,23 @@ int run_window(const Args& args, Settings* s) {
   if (start.theme_chosen) theme::set_dark(s->theme == "dark");
   if (!start.file.empty()) ui::import_at_start(start.file);
   show_pending_report(s);
+  for (const std::string& value : start.ignored)
+    logger::warn("Switch ignored: " + value);
   desktop::connect();
   start_audio(*s, start);
   std::atexit(stop_at_exit);
+  settings::start_saver();
 
   g_window_runs = true;
   const int exit_code = run_gui(s);
   g_window_runs = false;
+  ending::begin();
+  if (exit_code != kExitOk)
+    con::print_error("Kein Fenster moeglich, siehe " + logger::file_path() + "\n");
 
-  audio::stop();
-  guard::stop();
+  restore_sound();
   settings::save(*s);
+  settings::stop_saver();
   logger::info("Quit");
   logger::shutdown();
   return exit_code;
@@ -157,9 +190,13 @@ int run_window(const Args& args, Settings* s) {
 int start_up(const Args& args) {
   const bool listing = command_line::has(args, "--devices");
   guard::start();
-  // From here on a request to end takes the way through the orderly stop; the guard must not
-  // inherit this.
-  if (!listing) platform::install_signal_handlers();
+  // From here on a request to end is answered in order; the guard must not inherit this.
+  if (!listing) {
+    platform::prepare_environment();
+    ending::watch({.on_end = platform::request_quit,
+                   .on_raise = platform::request_raise,
+                   .rescue = rescue_sound});
+  }
   Settings s = settings::load();
   i18n::set_language(s.language);
   theme::set_dark(s.theme != "light");
@@ -181,9 +218,9 @@ int start_up(const Args& args) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  open_standard_descriptors();
   crash_handler::install();
-  // What cannot be written, to a pipe that nobody reads or beyond a limit of the person's, is lost;
-  // it must not end the program.
+  // A write to a pipe that nobody reads, or beyond the user's limits, must not end the program.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
 

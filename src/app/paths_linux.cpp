@@ -1,5 +1,5 @@
-// DESIGN: the environment decides, and is asked every time. The only state is the flag that makes
-// the move from the earlier name a thing of the first call.
+// DESIGN: the environment decides, and is read on every call. The only state is the flag that
+// limits the move from the earlier name to the first call.
 #include <sys/stat.h>
 
 #include <atomic>
@@ -7,13 +7,16 @@
 #include <string_view>
 
 #include "app/environment.h"
-#include "app/files.h"
 #include "app/paths.h"
+#include "posix/files.h"
 
 namespace paths {
 namespace {
 
 constexpr mode_t kPrivate = 0700;
+constexpr const char* kHere = ".Velmora";
+// Where nothing can be read or written.
+constexpr const char* kNowhere = "/dev/null/Velmora";
 constexpr const char* kLanguageVariables[] = {"TRSL_LANG", "LANGUAGE", "LC_ALL", "LC_MESSAGES",
                                               "LANG"};
 
@@ -26,16 +29,18 @@ std::string locate() {
   if (const std::string home = environment::get("HOME"); !home.empty()) {
     return home + "/.config/Velmora";
   }
-  return ".Velmora";
+  // The current directory may be anybody's.
+  mkdir(kHere, kPrivate);
+  return files::is_private_directory(kHere) ? kHere : kNowhere;
 }
 
-// Takes over what releases under the earlier name left behind. Whatever fails leaves things as they
-// are.
+// Takes over the directory of releases under the earlier name. A step that fails leaves things as
+// they are.
 void migrate(const std::string& dir) {
   const std::size_t slash = dir.rfind('/');
   if (slash == std::string::npos) return;
   const std::string legacy = dir.substr(0, slash) + "/Tarsel";
-  if (files::exists(dir) || !files::exists(legacy)) return;
+  if (files::exists(dir) || !files::is_directory(legacy)) return;
   if (std::rename(legacy.c_str(), dir.c_str()) != 0) return;
   static_cast<void>(std::rename((dir + "/Tarsel.log").c_str(), (dir + "/Velmora.log").c_str()));
   static_cast<void>(std::remove((dir + "/Tarsel.lock").c_str()));
@@ -46,7 +51,7 @@ void migrate(const std::string& dir) {
 std::string config_dir() {
   std::string dir = locate();
   if (!g_migration_tried.exchange(true)) migrate(dir);
-  files::make_directories(dir, kPrivate);
+  if (dir != kHere && dir != kNowhere) files::make_directories(dir, kPrivate);
   return dir;
 }
 

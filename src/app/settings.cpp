@@ -1,31 +1,33 @@
-// DESIGN: a save writes beside the file, makes the bytes durable and only then renames, so that a
-// reader finds the old file or the new one. A load believes nothing that the seal does not vouch
-// for.
+// DESIGN: a save writes beside the file, makes the bytes durable and only then renames, so a reader
+// finds the old file or the new one. A load trusts only what the seal vouches for.
 #include "app/settings.h"
 
 #include <cstddef>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
-#include <system_error>
 
-#include "app/files.h"
 #include "app/logger.h"
 #include "app/paths.h"
+#include "posix/files.h"
 #include "save_crypt.h"
+#include "settings_file.h"
 #include "settings_text.h"
 
 namespace settings {
 namespace {
 
-// A hundred presets take some 20 KiB. Beyond this the file is not ours, and reading it could
-// exhaust the memory.
+// A hundred presets take some 20 KiB. A larger file is not ours, and reading it could exhaust the
+// memory.
 constexpr std::size_t kMaxFileSize = std::size_t{64} << 20U;
 
-constexpr const char* kAside = ".manipuliert";
+constexpr const char* kDamaged = ".manipuliert";
+constexpr const char* kUnread = ".unread";
+
+// The file was there and could not be read: it may be whole. Thread: as write_file.
+bool g_unread = false;
 
 void move_aside(const std::string& path) {
-  const std::string aside = path + kAside;
+  const std::string aside = path + kDamaged;
   if (std::rename(path.c_str(), aside.c_str()) == 0) {
     logger::warn("Settings damaged - moved aside as " + aside);
   } else {
@@ -33,12 +35,35 @@ void move_aside(const std::string& path) {
   }
 }
 
-// What cannot be read today, for want of the right or because the disk errs, is not to be replaced
-// by a first run's settings.
-void keep_unread(const std::string& path) {
-  std::error_code error;
-  if (std::filesystem::is_regular_file(path, error))
-    std::filesystem::rename(path, path + kAside, error);
+// Whether the user changed anything since a first run's settings. Where the window is and what the
+// engine found do not count.
+bool changed_by_user(const Settings& s) {
+  Settings initial;
+  initial.active = s.active;
+  initial.last_default = s.last_default;
+  initial.win_x = s.win_x;
+  initial.win_y = s.win_y;
+  initial.win_w = s.win_w;
+  initial.win_h = s.win_h;
+  initial.mini_x = s.mini_x;
+  initial.mini_y = s.mini_y;
+  initial.mini_w = s.mini_w;
+  initial.mini_h = s.mini_h;
+  return s != initial;
+}
+
+// Puts the file that could not be read out of the way, under a name that nothing has yet.
+bool keep_unread(const std::string& path) {
+  std::string kept = path + kUnread;
+  for (int i = 2; files::is_taken(kept); ++i)
+    kept = path + kUnread + std::to_string(i);
+  if (std::rename(path.c_str(), kept.c_str()) != 0) {
+    logger::error("Settings cannot be replaced");
+    return false;
+  }
+  logger::warn("Settings that could not be read are kept as " + kept);
+  g_unread = false;
+  return true;
 }
 
 bool incomplete() {
@@ -58,11 +83,12 @@ bool save_sealed(const std::string& sealed) {
     case files::Written::kYes:
       break;
   }
+  if (g_unread && files::is_taken(path) && !keep_unread(path)) return false;
   if (std::rename(temporary.c_str(), path.c_str()) != 0) {
     logger::error("Settings cannot be replaced");
     return false;
   }
-  // The new file is in place; all that is uncertain is which one a loss of power would leave.
+  // The new file is in place; only which one a power failure would leave is uncertain.
   if (!files::sync_directory_of(path))
     logger::warn("Settings replaced, but not yet safe on disk: " + path);
   return true;
@@ -78,11 +104,12 @@ Settings load() {
   Settings s;
   const std::string path = file_path();
   std::string sealed;
+  g_unread = false;
   switch (files::read_all(path, kMaxFileSize, &sealed)) {
     case files::Read::kMissing:
       return s;
     case files::Read::kFailed:
-      keep_unread(path);
+      g_unread = true;
       logger::warn("Settings not readable: " + path);
       return s;
     case files::Read::kTooLarge:
@@ -105,11 +132,12 @@ Settings load() {
   return s;
 }
 
-bool save(const Settings& s) {
+bool write_file(const Settings& s) {
+  if (g_unread && !changed_by_user(s)) return true;
   try {
     return save_sealed(crypt::encrypt(serialize(s)));
   } catch (const std::exception&) {
-    // No random numbers for the seal, or no memory: this save does not happen, the program goes on.
+    // No random numbers for the seal, or no memory: this save fails, the program goes on.
     return incomplete();
   }
 }
@@ -129,7 +157,7 @@ void seal_selftest(bool* round_trip, bool* tamper_detected) {
     sealed.back() = static_cast<char>(sealed.back() ^ 0x01);
     *tamper_detected = crypt::decrypt(sealed, &opened) == 2;
   } catch (const std::exception&) {
-    // Without random numbers nothing can be sealed: both findings stay false.
+    // Without random numbers nothing can be sealed: both results stay false.
   }
 }
 

@@ -1,6 +1,6 @@
-// DESIGN: the text is whatever somebody may have sealed, so nothing in it is trusted. Lines are
-// collected as views into the text; every number goes through one conversion that knows no locale
-// and one narrowing per target type that is defined for every double.
+// DESIGN: anybody may have sealed the text, so nothing in it is trusted. One ordered table of keys
+// serves writing and reading. Every number goes through one conversion that knows no locale, and
+// one narrowing per target type that is defined for every double.
 #include "settings_text.h"
 
 #include <algorithm>
@@ -17,6 +17,7 @@
 #include <optional>
 #include <string_view>
 #include <utility>
+#include <variant>
 
 namespace settings {
 namespace {
@@ -26,34 +27,39 @@ constexpr int kDigits = 6;                // significant digits, as a stream wri
 
 using Lines = std::map<std::string_view, std::string_view>;
 
-struct BoolField {
+// A key and where its value lives. The type says how the value is written and read.
+struct Field {
   const char* key;
-  bool Settings::*field;
-};
-struct TextField {
-  const char* key;
-  std::string Settings::*field;
-};
-struct IntField {
-  const char* key;
-  std::int32_t Settings::*field;
+  std::variant<bool Settings::*, std::string Settings::*, std::int32_t Settings::*,
+               std::vector<UserPreset> Settings::*, float eq::Curve::*>
+      at;
 };
 
-constexpr std::array kBools = {BoolField{"active", &Settings::active},
-                               BoolField{"active_on_start", &Settings::active_on_start},
-                               BoolField{"compact", &Settings::compact},
-                               BoolField{"compact_on_top", &Settings::compact_on_top},
-                               BoolField{"collapsed", &Settings::collapsed}};
-constexpr std::array kTexts = {
-    TextField{"preset", &Settings::preset}, TextField{"output", &Settings::output},
-    TextField{"last_default", &Settings::last_default}, TextField{"language", &Settings::language},
-    TextField{"theme", &Settings::theme}};
-// The geometry: stored as it is, the window platform makes sense of it.
-constexpr std::array kInts = {
-    IntField{"win_x", &Settings::win_x},   IntField{"win_y", &Settings::win_y},
-    IntField{"win_w", &Settings::win_w},   IntField{"win_h", &Settings::win_h},
-    IntField{"mini_x", &Settings::mini_x}, IntField{"mini_y", &Settings::mini_y},
-    IntField{"mini_w", &Settings::mini_w}, IntField{"mini_h", &Settings::mini_h}};
+// In the order in which they are written, behind the ten bands.
+constexpr Field kFields[] = {
+    {"preset", &Settings::preset},
+    {"user_presets", &Settings::user_presets},
+    {"preamp", &eq::Curve::preamp},
+    {"active", &Settings::active},
+    {"active_on_start", &Settings::active_on_start},
+    {"compact", &Settings::compact},
+    {"compact_on_top", &Settings::compact_on_top},
+    {"output", &Settings::output},
+    {"last_default", &Settings::last_default},
+    {"channel", &Settings::channel},
+    {"language", &Settings::language},
+    {"theme", &Settings::theme},
+    // Stored as they are; the window platform makes sense of them.
+    {"win_x", &Settings::win_x},
+    {"win_y", &Settings::win_y},
+    {"win_w", &Settings::win_w},
+    {"win_h", &Settings::win_h},
+    {"collapsed", &Settings::collapsed},
+    {"mini_x", &Settings::mini_x},
+    {"mini_y", &Settings::mini_y},
+    {"mini_w", &Settings::mini_w},
+    {"mini_h", &Settings::mini_h},
+};
 
 std::string band_key(int band) {
   return "band" + std::to_string(band);
@@ -72,14 +78,6 @@ void put_text(std::string* out, std::string_view key, std::string_view value) {
   out->push_back('\n');
 }
 
-void put_flag(std::string* out, std::string_view key, bool value) {
-  put_text(out, key, value ? "1" : "0");
-}
-
-void put_number(std::string* out, std::string_view key, std::int32_t value) {
-  put_text(out, key, std::to_string(value));
-}
-
 std::string decibels(float value) {
   std::array<char, 32> text{};  // "-1.23457e-38" is as long as it gets
   const auto result =
@@ -95,13 +93,28 @@ std::string curve_list(const eq::Curve& curve) {
   return text + decibels(curve.preamp);
 }
 
-void put_user_presets(std::string* out, const std::vector<UserPreset>& presets) {
-  put_text(out, "user_presets", std::to_string(presets.size()));
+// Writes the value of one field, which has the key `key`.
+struct Writer {
+  std::string* out;
+  std::string_view key;
+  const Settings& s;
+
+  void operator()(bool Settings::*at) const { put_text(out, key, s.*at ? "1" : "0"); }
+  void operator()(std::string Settings::*at) const { put_text(out, key, s.*at); }
+  void operator()(std::int32_t Settings::*at) const { put_text(out, key, std::to_string(s.*at)); }
+  void operator()(float eq::Curve::*at) const { put_text(out, key, decibels(s.curve.*at)); }
+  void operator()(std::vector<UserPreset> Settings::*at) const { put_user_presets(s.*at); }
+
+  void put_user_presets(const std::vector<UserPreset>& presets) const;
+};
+
+void Writer::put_user_presets(const std::vector<UserPreset>& presets) const {
+  put_text(out, key, std::to_string(presets.size()));
   std::int32_t index = 0;
   for (const UserPreset& preset : presets) {
-    const std::string key = preset_key(index++);
-    put_text(out, key + "_name", preset.name);
-    put_text(out, key, curve_list(preset.curve));
+    const std::string preset_at = preset_key(index++);
+    put_text(out, preset_at + "_name", preset.name);
+    put_text(out, preset_at, curve_list(preset.curve));
   }
 }
 
@@ -125,17 +138,16 @@ std::optional<std::string_view> find(const Lines& lines, std::string_view key) {
   return line->second;
 }
 
-// The "C" locale whatever the process has chosen; made once and kept, as threads may be using it at
-// exit.
+// The "C" locale, whatever the process has chosen. Never freed: threads may use it at exit.
 locale_t plain_locale() {
   static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
   return plain;
 }
 
-// What strtod makes of the text: 0 when it does not start with a number. NaN, which no field can
-// hold, is 0 too.
+// As strtod reads it: 0 when the text does not start with a number. NaN, which no field can hold,
+// is 0 as well.
 double to_double(std::string_view text) {
-  // The conversion needs a terminator, and must not look beyond the value for one.
+  // The conversion needs a terminator, which the view does not have.
   const double value = strtod_l(std::string(text).c_str(), nullptr, plain_locale());
   return std::isnan(value) ? 0.0 : value;
 }
@@ -152,7 +164,7 @@ float to_gain(double value) {
   return static_cast<float>(std::clamp(value, -kMost, kMost));
 }
 
-// A number that is missing or left empty says nothing.
+// Nothing when the line is missing or empty.
 std::optional<double> find_number(const Lines& lines, std::string_view key) {
   const auto value = find(lines, key);
   if (!value || value->empty()) return std::nullopt;
@@ -203,34 +215,42 @@ std::vector<UserPreset> parse_user_presets(const Lines& lines, std::int32_t coun
   return presets;
 }
 
+// Reads the value of one field over what it holds. A missing line changes nothing.
+struct Reader {
+  const Lines& lines;
+  std::string_view key;
+  Settings* s;
+
+  void operator()(bool Settings::*at) const {
+    if (const auto value = find(lines, key)) s->*at = *value == "1";
+  }
+  void operator()(std::string Settings::*at) const {
+    if (const auto value = find(lines, key)) s->*at = *value;
+  }
+  void operator()(std::int32_t Settings::*at) const {
+    const auto value = find_number(lines, key);
+    if (!value) return;
+    const std::int32_t number = to_int32(*value);
+    const bool channel = at == &Settings::channel;
+    if (!channel || (number >= 0 && number <= 2)) s->*at = number;
+  }
+  void operator()(float eq::Curve::*at) const {
+    if (const auto value = find_number(lines, key)) s->curve.*at = to_gain(*value);
+  }
+  void operator()(std::vector<UserPreset> Settings::*at) const {
+    const std::int32_t count = to_int32(find_number(lines, key).value_or(0.0));
+    if (count > 0) s->*at = parse_user_presets(lines, count);
+  }
+};
+
 }  // namespace
 
 std::string serialize(const Settings& s) {
   std::string out;
-  for (int band = 0; band < eq::kBands; ++band) {
+  for (int band = 0; band < eq::kBands; ++band)
     put_text(&out, band_key(band), decibels(s.curve.gain[band]));
-  }
-  put_text(&out, "preset", s.preset);
-  put_user_presets(&out, s.user_presets);
-  put_text(&out, "preamp", decibels(s.curve.preamp));
-  put_flag(&out, "active", s.active);
-  put_flag(&out, "active_on_start", s.active_on_start);
-  put_flag(&out, "compact", s.compact);
-  put_flag(&out, "compact_on_top", s.compact_on_top);
-  put_text(&out, "output", s.output);
-  put_text(&out, "last_default", s.last_default);
-  put_number(&out, "channel", s.channel);
-  put_text(&out, "language", s.language);
-  put_text(&out, "theme", s.theme);
-  put_number(&out, "win_x", s.win_x);
-  put_number(&out, "win_y", s.win_y);
-  put_number(&out, "win_w", s.win_w);
-  put_number(&out, "win_h", s.win_h);
-  put_flag(&out, "collapsed", s.collapsed);
-  put_number(&out, "mini_x", s.mini_x);
-  put_number(&out, "mini_y", s.mini_y);
-  put_number(&out, "mini_w", s.mini_w);
-  put_number(&out, "mini_h", s.mini_h);
+  for (const auto& [key, at] : kFields)
+    std::visit(Writer{&out, key, s}, at);
   return out;
 }
 
@@ -240,22 +260,8 @@ void deserialize(const std::string& text, Settings* s) {
     if (const auto value = find_number(lines, band_key(band)))
       s->curve.gain[band] = to_gain(*value);
   }
-  if (const auto value = find_number(lines, "preamp")) s->curve.preamp = to_gain(*value);
-  for (const auto& [key, field] : kTexts) {
-    if (const auto value = find(lines, key)) s->*field = *value;
-  }
-  for (const auto& [key, field] : kBools) {
-    if (const auto value = find(lines, key)) s->*field = *value == "1";
-  }
-  if (const auto value = find_number(lines, "channel")) {
-    const std::int32_t channel = to_int32(*value);
-    if (channel >= 0 && channel <= 2) s->channel = channel;
-  }
-  for (const auto& [key, field] : kInts) {
-    if (const auto value = find_number(lines, key)) s->*field = to_int32(*value);
-  }
-  const std::int32_t count = to_int32(find_number(lines, "user_presets").value_or(0.0));
-  if (count > 0) s->user_presets = parse_user_presets(lines, count);
+  for (const auto& [key, at] : kFields)
+    std::visit(Reader{lines, key, s}, at);
 }
 
 }  // namespace settings

@@ -1,7 +1,7 @@
 // The text form of the settings: lines of key=value in a fixed order, each ended by "\n".
 //
-// Numbers look the same in every locale. Text values are written as they are; a line break, which
-// would end the line, is written as a blank. Threads: any; no state.
+// Numbers look the same in every locale. Text values are written as they are, except that a line
+// break is written as a blank. Threads: any; no state.
 #pragma once
 
 #include <string>

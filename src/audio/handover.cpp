@@ -4,8 +4,8 @@
 
 #include <sstream>
 
-#include "app/files.h"
 #include "app/paths.h"
+#include "posix/files.h"
 
 namespace audio {
 

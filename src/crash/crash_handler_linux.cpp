@@ -1,12 +1,23 @@
-// DESIGN: the crash library knows nothing of this program; here is all that the two tell each
-// other.
+// DESIGN: the crash library knows nothing of this program; everything between the two passes here.
 #include "crash/crash_handler.h"
 
 #include "app/logger.h"
 #include "app/paths.h"
+#include "app/utf8.h"
 #include "crash/faultline.h"
 
 namespace crash_handler {
+
+namespace {
+
+// Names of devices come from outside: a line end in one could pass for the end of a report.
+std::vector<std::string> cleaned(std::vector<std::string> lines) {
+  for (std::string& line : lines)
+    line = utf8::one_line(line);
+  return lines;
+}
+
+}  // namespace
 
 void prepare_thread() {
   faultline::prepare_thread();
@@ -35,11 +46,11 @@ void record_system() {
 }
 
 void record_audio(const std::vector<std::string>& lines) {
-  faultline::record_audio(lines);
+  faultline::record_audio(cleaned(lines));
 }
 
 void record_graphics(const std::vector<std::string>& lines) {
-  faultline::record_graphics(lines);
+  faultline::record_graphics(cleaned(lines));
 }
 
 bool pending_report(std::string* text) {

@@ -1,12 +1,12 @@
 // DESIGN: everything that a report needs is put into fixed buffers while the program is healthy;
-// the handler reads them and calls nothing that could wait for a lock or allocate. Whatever broke
-// (the heap, the stack, a lock held) is left alone. A text that changes while the program runs is
-// kept twice, and one atomic index says which copy is whole.
+// the handler reads them and calls nothing that could wait for a lock or allocate. It does not
+// touch whatever broke (the heap, the stack, a lock held). A text that changes while the program
+// runs is kept twice, and one atomic index says which copy is complete.
 //
-// The handler gets three things from the system that are not on its list of safe calls: `getenv`
-// (reads memory that this program never changes after its start), `backtrace` (its library is
-// loaded beforehand) and `backtrace_symbols_fd` (may wait for another thread that is loading a
-// library). An alarm ends the process if the last one ever does.
+// Three of the handler's calls are not on the list of safe ones: `getenv` (reads memory that this
+// program does not change while it has threads), `backtrace` (its library is loaded beforehand) and
+// `backtrace_symbols_fd` (may wait for another thread that is loading a library). If the last one
+// hangs, an alarm ends the process.
 #include <execinfo.h>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -21,6 +21,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 
 #include "faultline_private.h"
 
@@ -34,7 +35,8 @@ constexpr std::size_t kTailSize = 2500;  // bytes of the log in a report
 constexpr int kMaxFrames = 48;
 constexpr unsigned kPatience = 10;  // s for a whole report
 constexpr std::size_t kStackSize = std::size_t{128}
-                                   << 10U;  // of the handler; it uses about a tenth
+                                   << 10U;       // of the handler; it uses about a tenth
+constexpr std::uintmax_t kMaxEarly = 1U << 20U;  // bytes of a report; ours have some thousand
 constexpr mode_t kReportMode = 0600;
 
 constexpr std::array kSignals = {SIGSEGV, SIGABRT, SIGFPE, SIGBUS, SIGILL, SIGTRAP};
@@ -195,7 +197,7 @@ std::size_t read_tail(int fd, off_t offset) {
 
 void write_log_tail(int fd) {
   if (g_log_path[0] == '\0') return;
-  const int log = open(g_log_path.data(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  const int log = files::open_regular(g_log_path.data(), O_RDONLY);
   if (log < 0) return;
   struct stat info {};
   const bool cut = fstat(log, &info) == 0 && info.st_size > static_cast<off_t>(kTailSize);
@@ -230,9 +232,7 @@ void write_report(int fd, int sig) {
 // until the handler returns, and then ends the process as if there had been no handler.
 void on_crash(int sig) {
   alarm(kPatience);
-  const int fd =
-      open(g_report_path.data(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
-           kReportMode);
+  const int fd = files::open_own_for_writing(g_report_path.data(), kReportMode);
   if (fd >= 0) {
     static_cast<void>(fchmod(fd, kReportMode));
     write_report(fd, sig);
@@ -289,6 +289,23 @@ std::string early_report_path() {
   return std::string(dir) + "/" + g_name.data() + "_crash.txt";
 }
 
+// A path that does not fit is refused: cut, it would name another file.
+void store_path(Text<kPathSize>* to, const std::string& path) {
+  const bool fits = path.size() < kPathSize;
+  store(to, fits ? path.c_str() : "");
+  if (!fits) detail::log("WARN", "Crash report: path too long - not used: " + path);
+}
+
+// Moves a report from the shared place where it was written before the directory was known.
+// Everybody can leave something there under this name.
+void collect_early(const std::string& early) {
+  std::error_code error;
+  const bool ours = files::is_own_file(early) && g_report_path[0] != '\0' &&
+                    std::filesystem::file_size(early, error) <= kMaxEarly && !error;
+  if (ours && files::move(early, report_path(), kMaxEarly)) return;
+  detail::log("WARN", "Crash report: left alone, not ours or too large: " + early);
+}
+
 sigset_t caught_signals() {
   sigset_t signals;
   sigemptyset(&signals);
@@ -314,7 +331,7 @@ void install(const App& app) {
   store(&g_name, app.name);
   store(&g_version, app.version);
   store(&g_build, app.build);
-  store(&g_report_path, early_report_path().c_str());
+  store_path(&g_report_path, early_report_path());
   g_crash_log_path[0] = '\0';
   // The first call loads a library, which must not happen in the handler.
   void* frame = nullptr;
@@ -334,15 +351,14 @@ void prepare_thread() {
 }
 
 void set_log_file(const std::string& path) {
-  store(&g_log_path, path.c_str());
+  store_path(&g_log_path, path);
 }
 
 void set_report_dir(const std::string& dir) {
   const std::string early = g_report_path.data();
-  store(&g_report_path, (dir + "/crash_report.txt").c_str());
-  store(&g_crash_log_path, (dir + "/crash_log.txt").c_str());
-  if (early != report_path() && detail::file_exists(early))
-    static_cast<void>(detail::file_rename(early, report_path()));
+  store_path(&g_report_path, dir + "/crash_report.txt");
+  store_path(&g_crash_log_path, dir + "/crash_log.txt");
+  if (early != report_path() && detail::file_exists(early)) collect_early(early);
 }
 
 std::string report_path() {
@@ -354,6 +370,15 @@ std::string crash_log_path() {
   const std::string report = report_path();
   const std::size_t slash = report.rfind('/');
   return (slash == std::string::npos ? "." : report.substr(0, slash)) + "/crash_log.txt";
+}
+
+std::size_t detail::fitting(const std::string& text, std::size_t limit) {
+  if (text.size() <= limit) return text.size();
+  std::size_t end = limit;
+  // A byte of the form 10xxxxxx continues a character.
+  while (end > 0 && limit - end < 4 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U)
+    --end;
+  return end;
 }
 
 void set_context(Context context, const std::string& text) {

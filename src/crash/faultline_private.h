@@ -6,17 +6,19 @@
 #include <vector>
 
 #include "crash/faultline.h"
+#include "posix/files.h"
 
 namespace faultline::detail {
 
 inline constexpr std::size_t kMaxReport = 262144;   // bytes of a report that are read
 inline constexpr std::size_t kMaxCrashLog = 49152;  // bytes of the crashed run's log in a mail
+inline constexpr std::size_t kMaxKept = std::size_t{64} << 20U;  // of a file that is copied
 
 // The record given to install. Threads: any, after install.
 void set_app(const App& app);
 const App& app();
 
-// Through the record's callback; nothing without one. Level: "INFO" or "WARN". Thread: any.
+// Through the record's callback; no-op without one. Level: "INFO" or "WARN". Thread: any.
 void log(const char* level, const std::string& message);
 void log_lines(const std::string& prefix, const std::vector<std::string>& lines);
 
@@ -26,35 +28,57 @@ void set_header_package(const std::string& line);
 // How much of `text` fits into `limit` bytes without cutting a UTF-8 character.
 std::size_t fitting(const std::string& text, std::size_t limit);
 
-// Files. Symbolic links at the end of a path are taken for what they are and never followed: a
-// report could otherwise be written over, or a mail sent with, a file that somebody else chose.
-// Threads: any.
-bool file_exists(const std::string& path);                         // whatever it is
-bool file_rename(const std::string& from, const std::string& to);  // also between file systems
-void file_remove(const std::string& path);                         // never a directory
-// At most `limit` bytes of a regular file. False, with `out` empty, when it cannot be read.
-bool file_read(const std::string& path, std::string* out, std::size_t limit);
-// Replaces `to` by a copy of a regular file that only the user can read.
-bool file_copy(const std::string& from, const std::string& to);
-// Writes a new file that only the user can read; one of this name is removed first.
-bool file_write(const std::string& path, const std::string& bytes);
+// Files, by the rules of posix/files.h: a symbolic link at the end of a path is never followed,
+// because a report could otherwise be written over, or a mail sent with, a file that somebody else
+// chose. Threads: any.
+inline bool file_exists(const std::string& path) {
+  return files::is_taken(path);
+}
+inline bool file_rename(const std::string& from, const std::string& to) {
+  return files::move(from, to, kMaxKept);
+}
+inline void file_remove(const std::string& path) {
+  files::remove(path);
+}
+inline bool file_read(const std::string& path, std::string* out, std::size_t limit) {
+  return files::read_beginning(path, limit, out);
+}
+inline bool file_copy(const std::string& from, const std::string& to) {
+  return files::copy(from, to, kMaxKept);
+}
 
-// Tests read a made-up machine below this directory instead of "/".
+// Tests read an invented machine below this directory instead of "/".
 void set_root(const std::string& dir);
 
-// Mail
-// ------------------------------------------------------------------------------------------------------------
+// Whether the line about the package takes a question to a package manager, up to two seconds.
+bool package_needs_query();
+
+// Mail -----------------------------------------------------------------
+
+// What a mail consists of.
+struct Mail {
+  std::string to;
+  std::string subject;
+  std::string body;                // valid UTF-8
+  std::vector<std::string> files;  // paths of the attachments
+};
 
 std::string subject();
-// The report in at most `limit` bytes: the log in it gives way first, then the end; "[...]" marks
-// what is missing.
+// The report in at most `limit` bytes: the log in it is cut first, then the end; "[...]" marks what
+// is missing.
 std::string mail_body(const std::string& report, std::size_t limit);
 std::string url_encode(const std::string& text);
 std::string folder_uri(const std::string& dir);
 void open_uri(const std::string& address);  // through the record's callback
-// Opens a mail in the person's mail program, by the first way that works. Blocks for up to a
-// minute. False when there is none. Thread: a worker.
+
+// Opens a mail in the user's mail program, by the first way that works. Each way is bounded in
+// time. Returns false when there is none. Thread: a worker.
 bool compose_with_attachments(const std::string& to, const std::string& subject,
                               const std::string& body, const std::vector<std::string>& files);
+
+// One of the ways: the desktop's mail portal. Takes at most 30 s, which tests shorten. Logs how it
+// went.
+bool via_portal(const Mail& mail);
+void set_portal_limit(unsigned ms);
 
 }  // namespace faultline::detail

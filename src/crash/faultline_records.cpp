@@ -1,5 +1,7 @@
-// DESIGN: what a program tells the library between two crashes, and what it asks at the next start.
+// DESIGN: what the program describes between two crashes, and what it asks at the next start.
 #include <mutex>
+#include <system_error>
+#include <thread>
 
 #include "faultline_private.h"
 
@@ -11,7 +13,7 @@ App g_app;  // written by install, before there are other threads
 
 std::mutex g_audio_mtx;  // guards g_audio_text
 std::string& audio_text() {
-  // Never destroyed: the sound's thread may still describe something while the process ends.
+  // Never destroyed: the engine's thread may still describe something while the process ends.
   static auto* const text = new std::string;
   return *text;
 }
@@ -26,6 +28,16 @@ std::string joined(const std::vector<std::string>& lines) {
   for (const std::string& line : lines)
     text += line + "\n";
   return text;
+}
+
+void describe_system(const std::vector<std::string>& lines) {
+  constexpr std::string_view kPackage = "Package: ";
+  // Asking for it a second time might start a package manager a second time.
+  for (const std::string& line : lines) {
+    if (line.starts_with(kPackage)) detail::set_header_package(line.substr(kPackage.size()));
+  }
+  detail::log_lines("System: ", lines);
+  set_context(kSystem, joined(lines));
 }
 
 }  // namespace
@@ -52,14 +64,19 @@ void log_lines(const std::string& prefix, const std::vector<std::string>& lines)
 }  // namespace detail
 
 void record_system() {
-  const std::vector<std::string> lines = system_lines();
-  constexpr std::string_view kPackage = "Package: ";
-  // Asking for it a second time might start a package manager a second time.
-  for (const std::string& line : lines) {
-    if (line.starts_with(kPackage)) detail::set_header_package(line.substr(kPackage.size()));
+  if (detail::package_needs_query()) {
+    try {
+      // A package manager may take its time, or hang: nobody waits for its answer.
+      std::thread([] {
+        prepare_thread();
+        describe_system(system_lines());
+      }).detach();
+      return;
+    } catch (const std::system_error&) {
+      // Without a thread, start-up waits for two seconds at most.
+    }
   }
-  detail::log_lines("System: ", lines);
-  set_context(kSystem, joined(lines));
+  describe_system(system_lines());
 }
 
 void record_audio(const std::vector<std::string>& lines) {

@@ -1,9 +1,9 @@
-// DESIGN: what the person sees at once happens at once and on the main thread: the report is put
-// aside so that it is never offered twice. Everything that may take its time happens on a thread
-// that owns copies of all it needs and shares nothing with the program but two callbacks.
-#include <fcntl.h>
+// DESIGN: on the main thread, the report is put aside so that it is never offered twice. Everything
+// that may take long happens on a thread that owns copies of all it needs and shares nothing with
+// the program but two callbacks.
 #include <sys/stat.h>
 
+#include <system_error>
 #include <thread>
 
 #include "faultline_private.h"
@@ -19,6 +19,7 @@ struct Delivery {
   std::string crash_log;
   std::string folder;
   std::vector<std::string> attachments;
+  std::vector<std::pair<std::string, std::string>> moved;  // from, to
 };
 
 std::string file_name(const std::string& path) {
@@ -36,7 +37,7 @@ std::string sent_name(const std::string& path) {
   return path.substr(0, path.size() - kEnding.size()) + "-sent.txt";
 }
 
-// A link is left out: the mail would carry a file that is not ours.
+// A link is left out: the mail would carry a file that somebody else chose.
 bool is_regular(const std::string& path) {
   struct stat info {};
   return lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
@@ -44,10 +45,12 @@ bool is_regular(const std::string& path) {
 
 // Moves the file to the name under which it is sent. Where that fails, the file is sent from where
 // it is.
-void put_aside(const std::string& path, std::vector<std::string>* attachments) {
+void put_aside(const std::string& path, Delivery* delivery) {
   if (!is_regular(path)) return;
   const std::string sent = sent_name(path);
-  attachments->push_back(detail::file_rename(path, sent) ? sent : path);
+  const bool moved = detail::file_rename(path, sent);
+  delivery->attachments.push_back(moved ? sent : path);
+  if (moved) delivery->moved.emplace_back(path, sent);
 }
 
 std::string body_with_attachments(const Delivery& delivery) {
@@ -93,7 +96,7 @@ std::string mail_body(const std::string& report, std::size_t limit) {
   const std::size_t end = report.rfind(kAfterLog);
   if (title != std::string::npos && end != std::string::npos && end >= title + kLog.size() &&
       end - title - kLog.size() >= excess) {
-    // The newest lines say most: the oldest go, and the rest of the one that is cut.
+    // The newest lines matter most: the oldest go, and the rest of the one that is cut.
     const std::size_t begin = title + kLog.size();
     const std::size_t line = report.find('\n', begin + excess - 1);
     return report.substr(0, begin) + std::string(kCut) + report.substr(std::min(line, end));
@@ -107,24 +110,6 @@ std::string mail_body(const std::string& report, std::size_t limit) {
   return text.substr(0, fitting(text, limit - mark)) + "\n" + std::string(kCut);
 }
 
-std::string url_encode(const std::string& text) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  std::string result;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    const bool letter = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-                        (byte >= '0' && byte <= '9');
-    if (letter || c == '-' || c == '.' || c == '_' || c == '~') {
-      result += c;
-    } else {
-      result += '%';
-      result += kDigits[byte >> 4U];
-      result += kDigits[byte & 15U];
-    }
-  }
-  return result;
-}
-
 void open_uri(const std::string& address) {
   if (app().open_uri != nullptr) app().open_uri(address);
 }
@@ -136,15 +121,21 @@ void send(const std::string& log_path) {
   const std::string report = report_path();
   delivery.folder = folder_of(report);
   detail::file_read(report, &delivery.report, detail::kMaxReport);
-  put_aside(report, &delivery.attachments);
-  put_aside(crash_log_path(), &delivery.attachments);
-  if (!log_path.empty() && detail::file_exists(log_path)) delivery.attachments.push_back(log_path);
+  put_aside(report, &delivery);
+  put_aside(crash_log_path(), &delivery);
+  if (!log_path.empty() && is_regular(log_path)) delivery.attachments.push_back(log_path);
   for (const std::string& file : delivery.attachments) {
     if (file_name(file).find("crash_log") == std::string::npos) continue;
     detail::file_read(file, &delivery.crash_log, detail::kMaxCrashLog);
     break;
   }
-  std::thread(deliver, std::move(delivery)).detach();
+  try {
+    std::thread(deliver, delivery).detach();
+  } catch (const std::system_error& error) {
+    for (const auto& [from, to] : delivery.moved)
+      static_cast<void>(detail::file_rename(to, from));
+    detail::log("WARN", std::string("Crash report: cannot be sent now (") + error.what() + ")");
+  }
 }
 
 }  // namespace faultline

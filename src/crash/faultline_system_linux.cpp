@@ -1,6 +1,6 @@
-// DESIGN: every line has its own small reader, and a reader that finds nothing says so in its line.
-// Files are read with a limit, programs are started without a shell: paths and file contents are
-// data, whatever they hold.
+// DESIGN: every line has its own small reader, and a reader that finds nothing puts that into its
+// line. Files are read with a limit, and the one program that is asked has two seconds: paths and
+// file contents are data, whatever they hold.
 #include <gio/gio.h>
 #include <gnu/libc-version.h>
 #include <sys/utsname.h>
@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "faultline_private.h"
+#include "posix/child.h"
 
 namespace faultline {
 
@@ -24,6 +25,9 @@ namespace {
 constexpr std::size_t kSmallFile = std::size_t{64} << 10U;
 constexpr std::size_t kCpuFile = std::size_t{1} << 20U;  // a block of text for each processor
 constexpr std::size_t kPackageFile = std::size_t{64} << 20U;
+
+constexpr std::chrono::seconds kQueryLimit{2};
+constexpr const char* kRpm = "/usr/bin/rpm";
 
 enum class Kind { kSnap, kFlatpak, kAppImage, kPlain };
 
@@ -219,18 +223,11 @@ std::string from_dpkg(const std::string& path) {
 }
 
 std::string from_rpm(const std::string& path) {
-  std::string program = root() + "/usr/bin/rpm";
+  const std::string program = root() + kRpm;
   if (!detail::file_exists(program)) return "";
-  std::array<std::string, 5> arguments = {program, "-qf", "--qf", "%{NAME} %{VERSION}-%{RELEASE}",
-                                          path};
-  std::array<char*, 6> argv{};
-  std::transform(arguments.begin(), arguments.end(), argv.begin(),
-                 [](std::string& argument) { return argument.data(); });
-  char* output = nullptr;
-  g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_STDERR_TO_DEV_NULL, nullptr, nullptr, &output,
-               nullptr, nullptr, nullptr);
-  std::string answer = output != nullptr ? trim(output) : "";
-  g_free(output);
+  std::string output;
+  child::run({program, "-qf", "--qf", "%{NAME} %{VERSION}-%{RELEASE}", path}, kQueryLimit, &output);
+  std::string answer = trim(output);
   std::replace(answer.begin(), answer.end(), '\n', ' ');
   if (answer.empty() || answer.find("not owned") != std::string::npos) return "";
   return "rpm " + answer;
@@ -247,11 +244,17 @@ std::string from_pacman(const std::string& path) {
   return "";
 }
 
-std::string plain_package() {
+// Empty when unknown.
+std::string program_path() {
   std::string path = link_target("/proc/self/exe");
-  // What the kernel adds once an upgrade has replaced the running program.
+  // Added by the kernel once an upgrade has replaced the running program.
   constexpr std::string_view kDeleted = " (deleted)";
   if (path.ends_with(kDeleted)) path.resize(path.size() - kDeleted.size());
+  return path;
+}
+
+std::string plain_package() {
+  const std::string path = program_path();
   if (path.empty()) return "unpackaged (unknown)";
   for (std::string (*const query)(const std::string&) : {from_dpkg, from_rpm, from_pacman}) {
     if (std::string line = query(path); !line.empty()) return line;
@@ -272,6 +275,12 @@ namespace detail {
 
 void set_root(const std::string& dir) {
   root() = dir;
+}
+
+bool package_needs_query() {
+  const std::string path = program_path();
+  return package_kind() == Kind::kPlain && !path.empty() && file_exists(root() + kRpm) &&
+         from_dpkg(path).empty();
 }
 
 }  // namespace detail

@@ -5,11 +5,11 @@
 #include <cmath>
 #include <cstdio>
 
-#include "app/files.h"
 #include "app/settings.h"
 #include "app/utf8.h"
 #include "curves/curve_files.h"
 #include "fit.h"
+#include "posix/files.h"
 #include "shape.h"
 
 namespace curves {

@@ -22,8 +22,8 @@
 #include <thread>
 #include <utility>
 
-#include "app/files.h"
 #include "bus.h"
+#include "posix/files.h"
 
 namespace single_instance {
 
@@ -186,8 +186,7 @@ bool claim(const std::string& directory) {
   std::error_code unknown;
   g_directory = fs::canonical(directory, unknown).string();
   const std::string path = directory + kLockName;
-  // Nobody's else file is emptied through a link of this name.
-  g_lock_fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kMode);
+  g_lock_fd = files::open_regular(path.c_str(), O_RDWR | O_CREAT, kMode);
   if (g_lock_fd < 0) return true;
   if (flock(g_lock_fd, LOCK_EX | LOCK_NB) == 0) {
     write_owner();

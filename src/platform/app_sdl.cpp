@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "app/environment.h"
 #include "app/logger.h"
 #include "app/settings.h"
 #include "desktop/desktop.h"
@@ -45,18 +46,11 @@ struct Loop {
 
 void set_hints() {
   SDL_SetHint("SDL_NO_SIGNAL_HANDLERS", "1");
-  platform::install_signal_handlers();
-  setenv("SDL_VIDEO_X11_WMCLASS", "velmora", 0);
   SDL_SetHint("SDL_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR", "0");
   SDL_SetHint("SDL_MOUSE_FOCUS_CLICKTHROUGH", "1");
   // A program that is open all day must not keep the screen from going dark.
   SDL_SetHint("SDL_VIDEO_ALLOW_SCREENSAVER", "1");
   SDL_SetHint("SDL_RENDER_BATCHING", "1");
-}
-
-bool has_value(const char* variable) {
-  const char* value = std::getenv(variable);
-  return value != nullptr && *value != '\0';
 }
 
 // SDL's last choice is a driver without any screen. Nobody would see the program that way, or find
@@ -67,12 +61,13 @@ bool shows_nothing() {
 }
 
 bool init_video() {
-  if (std::getenv("SDL_VIDEODRIVER") == nullptr && has_value("DISPLAY")) {
-    setenv("SDL_VIDEODRIVER", "x11", 1);
+  if (std::getenv("SDL_VIDEODRIVER") == nullptr && environment::is_set("DISPLAY")) {
+    // By a hint: other threads read the environment by now.
+    SDL_SetHint("SDL_VIDEODRIVER", "x11");
     if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
       logger::warn(std::string("X11 not reachable (") + SDL_GetError() +
                    "), trying the SDL default");
-      unsetenv("SDL_VIDEODRIVER");
+      SDL_SetHint("SDL_VIDEODRIVER", nullptr);
       // Not SDL_Quit, which would forget the hints and restart the clock.
       SDL_QuitSubSystem(SDL_INIT_VIDEO);
     }
@@ -260,6 +255,10 @@ bool set_up(Settings* settings) {
 
 namespace platform {
 
+void prepare_environment() {
+  setenv("SDL_VIDEO_X11_WMCLASS", "velmora", 0);
+}
+
 void quit() {
   g_running = false;
 }
@@ -270,8 +269,6 @@ int run_gui(Settings* settings) {
   const std::uint64_t started_at = ticks_ms();
   if (!set_up(settings)) return 1;
   platform::begin_calls(settings);
-  // Every thread that the set-up started keeps the signals blocked.
-  platform::let_signals_in();
   run_loop(started_at);
   desktop::stop();
   tear_down();

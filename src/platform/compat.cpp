@@ -3,13 +3,10 @@
 // it is never loaded.
 
 #include <dlfcn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
 
 #include "app/logger.h"
 #include "platform_private.h"
+#include "posix/child.h"
 
 // After everything of ours: X11 defines words like None as macros.
 #include <SDL_syswm.h>
@@ -20,7 +17,6 @@
 namespace {
 
 constexpr const char* kSdlLibrary = "libSDL2-2.0.so.0";
-constexpr int kExecFailed = 127;
 
 platform::WideTicks g_ticks;  // main thread
 
@@ -28,23 +24,6 @@ platform::WideTicks g_ticks;  // main thread
 template <typename Function>
 Function symbol(void* library, const char* name) {
   return library == nullptr ? nullptr : reinterpret_cast<Function>(dlsym(library, name));
-}
-
-// Through a grandchild, which nobody has to wait for. Only calls that are allowed between fork and
-// exec of a process with threads.
-bool spawn_xdg_open(const char* address) {
-  const pid_t child = fork();
-  if (child < 0) return false;
-  if (child == 0) {
-    if (fork() == 0) {
-      execlp("xdg-open", "xdg-open", address, static_cast<char*>(nullptr));
-      _exit(kExecFailed);
-    }
-    _exit(0);
-  }
-  while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
-  }
-  return true;
 }
 
 void* x11_library() {
@@ -92,11 +71,9 @@ void always_on_top(SDL_Window* window, bool on) {
   if (set != nullptr) set(window, on ? SDL_TRUE : SDL_FALSE);
 }
 
+// Not by SDL_OpenURL, which starts the same program, but with our ignored and blocked signals.
 bool open_url(const std::string& address) {
-  using Function = int (*)(const char*);
-  static const auto open = reinterpret_cast<Function>(sdl_symbol("SDL_OpenURL"));
-  if (open != nullptr) return open(address.c_str()) == 0;
-  return spawn_xdg_open(address.c_str());
+  return child::start({"xdg-open", address});
 }
 
 void x11_aspect_hint([[maybe_unused]] SDL_Window* window, [[maybe_unused]] int w,

@@ -10,7 +10,7 @@
 //   compose.cpp       puts layers, bars, meters and title on the screen
 //   input.cpp         events to the interface, pointers, the border of the frameless window
 //   calls.cpp         what is asked over the session bus
-//   signals.cpp       SIGINT, SIGTERM, SIGHUP and SIGUSR1
+//   signals.cpp       requests to end and to raise the window
 //   compat.cpp        time, and what not every SDL or display offers
 //   window_rules.cpp  the decisions behind it, pure
 //   frame_stats.h     where the time of a frame goes, in debug builds
@@ -191,9 +191,6 @@ void answer_calls();
 
 // signals.cpp
 // ---------------------------------------------------------------------------------------------------------
-
-// From here on this thread receives the signals that install_signal_handlers holds back.
-void let_signals_in();
 
 bool quit_requested();
 bool take_raise_request();

@@ -54,12 +54,25 @@ TEST_F(Autostart, a_package_starts_by_its_name_and_a_snap_from_its_own_home) {
   EXPECT_TRUE(fs::exists(real_entry)) << "outside of a snap the real home comes first";
 }
 
+TEST_F(Autostart, an_image_starts_by_its_own_path_which_is_quoted_where_that_is_needed) {
+  home_.set("APPDIR", "/tmp/.mount");
+  using Case = std::pair<const char*, const char*>;
+  for (const auto& [path, command] :
+       {Case("/opt/V-1.0_x.AppImage", "/opt/V-1.0_x.AppImage"), Case("/opt/50%", "/opt/50%%"),
+        Case("/my images/50%", R"("/my images/50%%")"), Case("/it's", R"("/it's")"),
+        Case(R"(/a"b$c`d\e)", R"("/a\\"b\\$c\\`d\\\\e")")}) {
+    home_.set("APPIMAGE", path);
+    ASSERT_TRUE(autostart::set(true, "--off"));
+    EXPECT_EQ(autostart::command(), std::string(command) + " --off");
+  }
+}
+
 TEST_F(Autostart, what_cannot_be_written_is_reported) {
   fs::create_directories(entry_);  // a directory where the file should be
   EXPECT_FALSE(autostart::set(true, ""));
   fs::remove(entry_);
-  fs::create_symlink("/dev/full", entry_);
-  EXPECT_FALSE(autostart::set(true, ""));
+  fs::create_symlink(home_.path() / "elsewhere", entry_);
+  EXPECT_FALSE(autostart::set(true, "") || fs::exists(home_.path() / "elsewhere"));
   home_.set("HOME", "");
   EXPECT_FALSE(autostart::set(true, "") || autostart::enabled()) << "without a home";
 }

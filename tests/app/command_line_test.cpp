@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -125,6 +126,10 @@ TEST_F(CommandLine, a_second_instance_ends_and_leaves_the_first_running) {
   Process first = start({});
   ASSERT_TRUE(wait_until_up(first));  // with its own number in the lock, and nothing else
   EXPECT_EQ(run({"--compact"}), Result(0, kRunsAlready));
+  // Without standard descriptors, no text goes into the file that takes their place.
+  Process bare = start_as({"sh", "-c", R"(exec "$0" <&- >&- 2>&-)", VELMORA_EXECUTABLE});
+  EXPECT_EQ(bare.wait(kLimit), (ExitStatus{0, 0}));
+  EXPECT_EQ(read_file(lock_), std::to_string(first.pid()) + "\n");
   // The list of devices needs no lock and has a log of its own.
   EXPECT_EQ(run({"--devices", "--compact"}), Result(1, "Kein Tonserver erreichbar.\n"));
   EXPECT_NE(read_file(home_.config() / "Velmora-devices.log"), "");
@@ -161,6 +166,42 @@ TEST_F(CommandLine, where_the_lock_names_no_running_copy_nobody_is_signalled) {
   close(lock);
 }
 
+TEST_F(CommandLine, what_lies_in_the_way_of_a_file_is_neither_followed_nor_waited_for) {
+  const fs::path precious = outside_.path() / "precious";
+  write_file(precious, "mine");
+  fs::create_directories(home_.config());
+  fs::create_symlink(precious, lock_);
+  ASSERT_EQ(mkfifo((home_.config() / "Velmora-devices.log").c_str(), 0600), 0);
+  EXPECT_EQ(run({"--devices"}), Result(1, "Kein Tonserver erreichbar.\n"));
+  Process process = start({});  // runs without a lock
+  ASSERT_TRUE(wait_until("the program is up", kLimit, [&] {
+    return read_file(log_).find("INFO  Velmora 1.0.2") != std::string::npos;
+  }));
+  EXPECT_EQ(process.stop(kLimit), (ExitStatus{0, 0}));
+  EXPECT_EQ(read_file(precious), "mine");
+}
+
+TEST_F(CommandLine, the_directory_of_the_earlier_name_becomes_todays_and_a_file_does_not) {
+  const fs::path legacy = home_.config().parent_path() / "Tarsel";
+  write_file(legacy, "a file");
+  run({"--devices"});
+  EXPECT_EQ(read_file(legacy), "a file");
+  fs::remove(legacy);
+  fs::remove_all(home_.config());
+  write_file(legacy / "Tarsel.log", "old");
+  write_file(legacy / "Tarsel.lock", "1\n");
+  run({"--devices"});
+  EXPECT_EQ(read_file(log_), "old");
+  EXPECT_FALSE(fs::exists(legacy) || fs::exists(home_.config() / "Tarsel.lock"));
+}
+
+TEST_F(CommandLine, without_a_display_the_console_says_so) {
+  Process process =
+      start_as({"sh", "-c", R"(SDL_VIDEODRIVER=none exec "$0" >/dev/null)", VELMORA_EXECUTABLE});
+  EXPECT_EQ(process.wait(kLimit), (ExitStatus{1, 0}));
+  EXPECT_EQ(process.output(), "Kein Fenster moeglich, siehe " + log_.string() + "\n");
+}
+
 TEST_F(CommandLine, a_request_to_end_is_followed_in_order_from_the_start_on) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
     Process process = start({});
@@ -189,7 +230,8 @@ TEST_F(CommandLine, one_that_is_to_outlive_its_terminal_does) {
 
 TEST_F(CommandLine, the_switches_of_a_run_are_remembered_but_for_the_device) {
   run_window({"--theme", "light", "--preset", "rock", "--collapsed", "--off", "--device", "sink",
-              "--no-takeover", "stray"});
+              "--no-takeover", "stray", "--size", "5"});
+  EXPECT_THAT(read_file(log_), HasSubstr(" WARN  Switch ignored: --size 5\n"));
   const Settings s = settings::load();
   EXPECT_EQ(s.theme, "light");
   EXPECT_EQ(s.preset, "b:preset_rock");

@@ -24,6 +24,14 @@ TEST(Paths, the_configuration_directory_follows_the_environment) {
   const fs::path before = fs::current_path();
   fs::current_path(home.path());
   EXPECT_EQ(paths::config_dir(), ".Velmora");
+  EXPECT_EQ(fs::status(".Velmora").permissions(), fs::perms::owner_all);
+  // In a directory of others: used only if nobody else can have prepared it.
+  fs::permissions(".Velmora", fs::perms::group_write, fs::perm_options::add);
+  EXPECT_FALSE(fs::exists(paths::config_dir()));
+  fs::permissions(".Velmora", fs::perms::owner_all);
+  fs::rename(".Velmora", "private");
+  fs::create_symlink("private", ".Velmora");
+  EXPECT_FALSE(fs::exists(paths::config_dir()));
   home.set("XDG_CONFIG_HOME", "x");  // relative, and as short as a name can be
   EXPECT_EQ(paths::config_dir(), "x/Velmora");
   EXPECT_TRUE(fs::is_directory("x/Velmora"));

@@ -1,4 +1,4 @@
-// Settings records to test with, and how to compare them.
+// Settings records to test with.
 #pragma once
 
 #include <ostream>
@@ -7,7 +7,6 @@
 #include "app/settings.h"
 #include "app/settings_text.h"
 
-// By their text form, in which every field is written (settings_text_test.cpp).
 inline std::ostream& operator<<(std::ostream& out, const Settings& s) {
   return out << settings::serialize(s);
 }

@@ -2,22 +2,47 @@
 // program dies.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <atomic>
+#include <csignal>
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "app/logger.h"
 #include "app/settings.h"
 #include "home.h"
 #include "records.h"
+#include "wait_until.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::EndsWith;
+
+// A disk that takes its time, or not.
+struct Disk {
+  std::atomic<bool> slow{false};
+  std::atomic<int> syncs{0};
+} g_disk;
+
+}  // namespace
+
+// In the place of the C library's.
+extern "C" int fsync(int /*fd*/) {
+  ++g_disk.syncs;
+  while (g_disk.slow)
+    std::this_thread::sleep_for(1ms);
+  return 0;
+}
+
+namespace {
 
 class SettingsFile : public testing::Test {
  protected:
@@ -79,21 +104,33 @@ TEST_F(SettingsFile, is_never_sealed_twice_with_the_same_nonce) {
     EXPECT_NE(first.substr(at, 4), read_file(path_).substr(at, 4)) << "not random from " << at;
 }
 
-TEST_F(SettingsFile, what_is_no_file_is_left_alone_and_what_cannot_be_read_is_kept) {
-  fs::create_directories(path_ / "in the way");
-  EXPECT_EQ(settings::load(), Settings());
-  EXPECT_THAT(logger::tail(1), ElementsAre(EndsWith("Settings not readable: " + path_.string())));
-  EXPECT_FALSE(settings::save(Settings()));
-  EXPECT_THAT(logger::tail(1), ElementsAre(EndsWith("ERROR Settings cannot be replaced")));
-  fs::remove_all(path_);
-  ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);  // nobody will ever write to it
-  EXPECT_EQ(settings::load(), Settings());
-  EXPECT_TRUE(fs::is_fifo(path_));
-  fs::remove(path_);
-  fs::create_symlink("/proc/self/mem", path_);  // a file that cannot be read
-  EXPECT_EQ(settings::load(), Settings());
-  EXPECT_TRUE(settings::save(Settings()));
-  EXPECT_TRUE(fs::is_symlink(path_.string() + ".manipuliert")) << "it would have been replaced";
+TEST_F(SettingsFile, that_cannot_be_read_is_kept_as_it_is_until_the_user_changes_something) {
+  write_file(home_.config() / "settings.dat.unread", "from another run");
+  const std::function<void()> unreadable[] = {
+      [&] { fs::create_directories(path_ / "in the way"); },
+      [&] { ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0); },     // nobody will ever write to it
+      [&] { fs::create_symlink("/proc/self/mem", path_); }};  // a file that cannot be read
+  for (const auto& make : unreadable) {
+    make();
+    const fs::file_type type = fs::symlink_status(path_).type();
+    Settings s = settings::load();
+    EXPECT_EQ(s, Settings());
+    EXPECT_THAT(logger::tail(1), ElementsAre(EndsWith("Settings not readable: " + path_.string())));
+    s.win_w = 1280;  // the window was resized
+    s.last_default = "sink";
+    EXPECT_TRUE(settings::save(s));
+    EXPECT_EQ(fs::symlink_status(path_).type(), type) << "nothing is moved, nothing replaced";
+    s.theme = "light";
+    EXPECT_TRUE(settings::save(s));
+    const std::string kept = path_.string() + ".unread2";
+    EXPECT_THAT(logger::tail(1),
+                ElementsAre(EndsWith("Settings that could not be read are kept as " + kept)));
+    EXPECT_EQ(fs::symlink_status(kept).type(), type);
+    EXPECT_EQ(settings::load(), s);
+    fs::remove_all(kept);
+    fs::remove(path_);
+  }
+  EXPECT_FALSE(fs::exists(aside_));
 }
 
 TEST_F(SettingsFile, a_save_that_fails_leaves_the_old_file_to_the_byte) {
@@ -102,14 +139,38 @@ TEST_F(SettingsFile, a_save_that_fails_leaves_the_old_file_to_the_byte) {
   const auto expect_failure = [&](const std::string& line) {
     EXPECT_FALSE(settings::save(Settings()));
     EXPECT_THAT(logger::tail(1), ElementsAre(EndsWith(line)));
-    ASSERT_FALSE(fs::is_symlink(path_)) << "the temporary file has replaced it";
     EXPECT_EQ(read_file(path_), before);
   };
-  fs::create_directories(temporary_);
+  fs::create_symlink(path_, temporary_);
   expect_failure("ERROR Settings not writable: " + temporary_.string());
   fs::remove(temporary_);
-  fs::create_symlink("/dev/full", temporary_);
+  rlimit unlimited{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &unlimited), 0);
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  const rlimit full{100, unlimited.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
   expect_failure("ERROR Settings not completely written");
+  setrlimit(RLIMIT_FSIZE, &unlimited);
+  std::signal(SIGXFSZ, handler);
+}
+
+TEST_F(SettingsFile, is_written_by_a_thread_that_takes_the_newest_record_and_keeps_nobody_waiting) {
+  g_disk.syncs = 0;
+  g_disk.slow = true;
+  settings::start_saver();
+  Settings s;
+  for (int width = 1; width <= 3; ++width) {
+    s.win_w = width;
+    EXPECT_TRUE(settings::save(s));
+    ASSERT_TRUE(support::wait_until("the first save waits for the disk", 20s,
+                                    [] { return g_disk.syncs.load() > 0; }));
+  }
+  EXPECT_FALSE(fs::exists(path_));
+  g_disk.slow = false;
+  settings::stop_saver();
+  EXPECT_EQ(settings::load(), s);
+  // Of a file and its directory each time: the record in the middle was never written.
+  EXPECT_EQ(g_disk.syncs.load(), 4);
 }
 
 }  // namespace

@@ -18,7 +18,7 @@ Settings started(const Args& args, Settings s) {
   return s;
 }
 
-TEST(StartSwitches, unknown_ones_and_missing_values_are_told) {
+TEST(StartSwitches, unknown_ones_and_missing_values_are_reported) {
   EXPECT_EQ(
       command_line::arg_value({"--devices", "x", "--device", "a", "--device", "b"}, "--device"),
       "a");
@@ -58,10 +58,11 @@ TEST(StartSwitches, a_size_goes_to_the_view_that_will_be_shown_and_centres_it) {
 TEST(StartSwitches, wrong_values_change_nothing_and_a_device_is_for_this_run_only) {
   Settings s = changed_settings();
   const Start start = command_line::apply_start_switches(
-      {"--device", "sink", "--theme", "Dark", "--preset", "Rock"}, &s);
+      {"--size", "0x9", "--device", "sink", "--theme", "Dark", "--preset", "Rock"}, &s);
   EXPECT_EQ(s, parsed(kChangedText));
   EXPECT_EQ(start.device, "sink");
   EXPECT_TRUE(start.takeover);
+  EXPECT_EQ(start.ignored, (Args{"--size 0x9", "--theme Dark", "--preset Rock"}));
   EXPECT_FALSE(start.theme_chosen || start.open_settings);
 }
 

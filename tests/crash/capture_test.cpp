@@ -9,6 +9,7 @@
 
 #include "../app/home.h"
 #include "child.h"
+#include "crash/crash_handler.h"
 
 namespace {
 
@@ -55,6 +56,7 @@ TEST_F(Capture, every_caught_signal_leaves_a_whole_report_and_ends_the_process) 
       setenv("SNAP_REVISION", "77", 1);
       setenv("XDG_CURRENT_DESKTOP", "Desk", 1);
       faultline::set_context(faultline::kSystem, "a system\n");
+      crash_handler::record_audio({"a sink\n\n=== end of report ==="});
       faultline::set_context(faultline::kGraphics, "old\n");
       faultline::set_context(faultline::kGraphics, "a card\n");
       raise(number);
@@ -69,7 +71,9 @@ TEST_F(Capture, every_caught_signal_leaves_a_whole_report_and_ends_the_process) 
                 testing::ContainsRegex(
                     "\nTime \\(unix\\): [0-9]+\nRunning for \\(s\\): [0-9]+\nSystem: Linux .+\n"
                     "Desktop: Desk\n(Session: .+\n)?\nBacktrace:\n.*test_crash"));
-    EXPECT_THAT(text, EndsWith("\n\n--- Graphics ---\na card\n\n--- System ---\na system\n"
+    EXPECT_THAT(text, EndsWith("\n\n--- Graphics ---\na card\n"
+                               "\n--- Audio ---\na sink  === end of report ===\n"
+                               "\n--- System ---\na system\n"
                                "\nLog (last lines before the crash):\nfirst line\nlast line\n"
                                "\nLog file:\n  " +
                                path("app.log") + "\n=== end of report ===\n"));
@@ -160,6 +164,49 @@ TEST_F(Capture, an_early_report_is_collected_once_the_directory_is_known) {
             }),
             0);
   EXPECT_FALSE(std::filesystem::exists(path("Tester_crash.txt")));
+}
+
+// The early place is shared: anybody may leave something there under the report's name.
+TEST_F(Capture, an_early_report_that_is_not_ours_or_too_large_is_left_alone) {
+  setenv("XDG_RUNTIME_DIR", dir_.path().c_str(), 1);
+  const std::filesystem::path early = path("Tester_crash.txt");
+  std::filesystem::create_directory(path("home"));
+  const std::function<void()> plants[] = {
+      [&] {
+        write_file(early, "");
+        std::filesystem::resize_file(early, std::uintmax_t{1} << 30U);
+      },
+      [&] { std::filesystem::create_symlink(path("app.log"), early); },
+      [&] {
+        write_file(early, "theirs");
+        if (geteuid() != 0 || chown(early.c_str(), 1, 1) != 0) std::filesystem::remove(early);
+      }};
+  write_file(path("home/crash_report.txt"), "waiting");
+  for (const auto& plant : plants) {
+    plant();
+    const bool planted = is_symlink(early) || exists(early);
+    EXPECT_EQ(in_child([&] {
+                faultline::install(kTester);
+                faultline::set_report_dir(path("home"));
+              }),
+              0);
+    EXPECT_EQ(is_symlink(early) || exists(early), planted);
+    EXPECT_EQ(read_file(path("home/crash_report.txt")), "waiting");
+    std::filesystem::remove(early);
+  }
+}
+
+TEST_F(Capture, a_path_that_does_not_fit_is_refused_and_nothing_is_written_elsewhere) {
+  std::filesystem::path deep = dir_.path();
+  while (deep.string().size() < 900)
+    deep /= std::string(90, 'd');
+  deep /= std::string(1010 - deep.string().size(), 'd');  // cut, the report's name would begin "cr"
+  std::filesystem::create_directories(deep);
+  EXPECT_TRUE(ended_by(SIGABRT, crash([&] {
+                         faultline::set_report_dir(deep);
+                         raise(SIGABRT);
+                       })));
+  EXPECT_TRUE(std::filesystem::is_empty(deep));
 }
 
 // Whatever lies in the report's place and is not a report: it is neither offered nor written over.

@@ -1,8 +1,12 @@
 // A report on its way into a mail, with stand-ins for everything that could take it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <optional>
 #include <tuple>
@@ -28,23 +32,23 @@ constexpr const char* kSubject = "Tester 1.2.3 (Build 45) crash report";
 constexpr const char* kIntro =
     "Attached: crash report and log files. The same follows as text.\n\n";
 
-std::mutex g_said_mtx;
-std::vector<std::string> g_said;  // what was logged, and what was opened
+std::mutex g_log_mtx;
+std::vector<std::string> g_log;  // what was logged, and what was opened
 
-void say(const std::string& text) {
-  const std::lock_guard lock(g_said_mtx);
-  g_said.push_back(text);
+void note(const std::string& text) {
+  const std::lock_guard lock(g_log_mtx);
+  g_log.push_back(text);
 }
 
-std::vector<std::string> said() {
-  const std::lock_guard lock(g_said_mtx);
-  return g_said;
+std::vector<std::string> logged() {
+  const std::lock_guard lock(g_log_mtx);
+  return g_log;
 }
 
 faultline::App tester() {
   faultline::App app = crash_test::kTester;
-  app.log = [](const char* level, const std::string& text) { say(level + (" " + text)); };
-  app.open_uri = [](const std::string& address) { say("OPEN " + address); };
+  app.log = [](const char* level, const std::string& text) { note(level + (" " + text)); };
+  app.open_uri = [](const std::string& address) { note("OPEN " + address); };
   return app;
 }
 
@@ -84,7 +88,7 @@ class Mail : public testing::Test {
   void recording(const std::string& name, int code) const {
     const std::filesystem::path program = home_ / "bin" / name;
     const std::string kept = home_ / "arguments";
-    write_file(program, "#!/bin/sh\nprintf '%s\\0' \"$@\" > '" + kept + ".new'\nmv '" + kept +
+    write_file(program, "#!/bin/sh\nprintf '%s\\0' \"$@\" > '" + kept + ".new'\n/bin/mv '" + kept +
                             ".new' '" + kept + "'\nexit " + std::to_string(code) + "\n");
     std::filesystem::permissions(program, std::filesystem::perms::owner_all);
   }
@@ -103,6 +107,16 @@ class Mail : public testing::Test {
                    "\nMimeType=x-scheme-handler/mailto;\n");
     write_file(home_ / "config/mimeapps.list",
                "[Default Applications]\nx-scheme-handler/mailto=mail.desktop\n");
+  }
+  // A bus that accepts connections and never answers.
+  void start_silent_bus() {
+    const std::filesystem::path socket_path = dir_.path() / "silent";
+    bus_ = "unix:path=" + socket_path.string();
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    std::strncpy(address.sun_path, socket_path.c_str(), sizeof address.sun_path - 1);
+    silent_.emplace(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(bind(silent_->get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(silent_->get(), 5), 0);
   }
   // A bus of its own with the double on it.
   void start_portal(const std::string& version, const std::string& response) {
@@ -134,13 +148,14 @@ class Mail : public testing::Test {
       setenv("XDG_RUNTIME_DIR", home_.c_str(), 1);
       setenv("TMPDIR", tmp_.c_str(), 1);
       setenv("DBUS_SESSION_BUS_ADDRESS", bus_.c_str(), 1);
-      setenv("PATH", ((home_ / "bin").string() + ":/usr/bin:/bin").c_str(), 1);
+      setenv("PATH", (home_ / "bin").c_str(), 1);
       faultline::install(tester());
+      faultline::detail::set_portal_limit(limit_ms_);
       faultline::set_report_dir(conf_);
       faultline::send(conf_ + "/Tester.log");
       EXPECT_FALSE(faultline::pending(nullptr)) << "it would be offered a second time";
       EXPECT_TRUE(support::wait_until("the mail is on its way", 50s, [] {
-        return !said().empty() && said().back().find("Crash report: ") != std::string::npos;
+        return !logged().empty() && logged().back().find("Crash report: ") != std::string::npos;
       }));
       look();
     });
@@ -158,16 +173,20 @@ class Mail : public testing::Test {
                             "\n=== crash_log.txt (log of the crashed run) ===\n"
                             "log of the crashed run\n";
   std::string bus_ = "unix:path=/nonexistent";
+  unsigned limit_ms_ = 30000;
+  std::optional<files::Descriptor> silent_;
   std::optional<support::Process> bus_daemon_;
   std::optional<support::Process> portal_;
 };
 
 TEST_F(Mail, without_any_mail_program_an_address_and_the_folder_are_opened) {
+  start_silent_bus();
+  limit_ms_ = 300;
   send([&] {
     EXPECT_THAT(
-        said(),
+        logged(),
         ElementsAre(
-            StartsWith("WARN Mail portal: no session bus ("), "WARN xdg-email: exit 127",
+            "WARN Mail portal: no session bus (no answer)", "WARN xdg-email: exit 127",
             "OPEN mailto:help@example.org?subject=Tester%201.2.3%20%28Build%2045%29%20crash%20"
             "report&body=the%20%22report%22%0A%27quoted%27%20%C3%A4%20%24%28x%29%20%25s%0A",
             "OPEN " + faultline::detail::folder_uri(conf_),
@@ -180,14 +199,16 @@ TEST_F(Mail, the_portal_gets_descriptors_and_is_followed_by_the_script_when_it_r
   const std::tuple<std::string, std::string, std::string> cases[] = {
       {"2", "0", "0"}, {"3", "0", "0"}, {"3", "1", "1"}, {"3", "never", "none (30 s)"}};
   recording("xdg-email", 3);
-  for (const auto& [version, response, told] : cases) {
+  limit_ms_ = 3000;
+  for (const auto& [version, response, reported] : cases) {
     new_report();
     start_portal(version, response);
     const bool sent = response == "0";
-    send([&, version = version, told = told] {
-      EXPECT_THAT(said().front(), EndsWith(" Mail portal v" + version + ": response " + told));
-      EXPECT_EQ(said().at(1), sent ? "INFO Crash report: mail composed with 3 attachments"
-                                   : "WARN xdg-email: exit 3");
+    send([&, version = version, reported = reported] {
+      EXPECT_THAT(logged().front(),
+                  EndsWith(" Mail portal v" + version + ": response " + reported));
+      EXPECT_EQ(logged().at(1), sent ? "INFO Crash report: mail composed with 3 attachments"
+                                     : "WARN xdg-email: exit 3");
     });
     if (!sent) {
       EXPECT_THAT(arguments(), ElementsAre("--utf8", "--subject", kSubject, "--body", body_,
@@ -205,6 +226,26 @@ TEST_F(Mail, the_portal_gets_descriptors_and_is_followed_by_the_script_when_it_r
                 HasSubstr("\"attachment_fds\": [\"the \\\"report\\\"\\n'quoted' \\u00c3\\u00a4 "
                           "$(x) %s\\n\", \"log of the crashed run\\n\", \"log of this run\\n\"]"));
   }
+}
+
+TEST_F(Mail, is_put_off_without_a_thread_and_never_carries_what_a_link_leads_to) {
+  std::filesystem::rename(conf_ + "/Tester.log", conf_ + "/other");
+  std::filesystem::create_symlink(conf_ + "/other", conf_ + "/Tester.log");
+  EXPECT_EQ(in_child([&] {
+              faultline::install(tester());
+              faultline::set_report_dir(conf_);
+              pthread_attr_t huge;
+              pthread_attr_init(&huge);
+              pthread_attr_setstacksize(&huge, std::size_t{1} << 46U);
+              pthread_setattr_default_np(&huge);  // no thread can be had
+              faultline::send(conf_ + "/Tester.log");
+              EXPECT_THAT(logged(),
+                          ElementsAre(StartsWith("WARN Crash report: cannot be sent now (")));
+              EXPECT_TRUE(faultline::pending(nullptr)) << "it is offered again";
+            }),
+            0);
+  recording("xdg-email", 0);
+  send([&] { EXPECT_EQ(logged().back(), "INFO Crash report: mail composed with 2 attachments"); });
 }
 
 TEST_F(Mail, the_mail_program_on_the_command_line_comes_first_with_copies_for_a_sandbox) {
@@ -228,8 +269,8 @@ TEST_F(Mail, the_mail_program_on_the_command_line_comes_first_with_copies_for_a_
     recording(c.program, 0);
     handle_mailto(c.command);
     send([&] {
-      EXPECT_EQ(said().front(), "INFO Thunderbird -compose: started" +
-                                    (c.sandboxed ? " (files copied to " + copies + ")" : ""));
+      EXPECT_EQ(logged().front(), "INFO Thunderbird -compose: started" +
+                                      (c.sandboxed ? " (files copied to " + copies + ")" : ""));
     });
     const std::string body_file = (c.sandboxed ? copies : tmp_) + "/mail-body.txt";
     // What would end a value, or a list's entry, too early is encoded.
@@ -252,8 +293,8 @@ TEST_F(Mail, the_mail_program_on_the_command_line_comes_first_with_copies_for_a_
   recording("xdg-email", 0);
   new_report();
   send([&] {
-    EXPECT_EQ(said().front(), "WARN Thunderbird -compose: no place for its files");
-    EXPECT_THAT(said(), Contains("INFO xdg-email: exit 0"));
+    EXPECT_EQ(logged().front(), "WARN Thunderbird -compose: no place for its files");
+    EXPECT_THAT(logged(), Contains("INFO xdg-email: exit 0"));
   });
 }
 

@@ -2,9 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+
 #include "../app/home.h"
 #include "child.h"
 #include "crash/faultline_private.h"
+#include "wait_until.h"
 
 namespace {
 
@@ -77,6 +81,19 @@ TEST_F(Machine, the_package_is_found_whoever_installed_it) {
   std::filesystem::permissions(root_ + "/usr/bin/rpm", std::filesystem::perms::owner_all);
   EXPECT_EQ(faultline::package_line(),
             "rpm [-qf][--qf][%{NAME} %{VERSION}-%{RELEASE}][" + odd + "]");
+  // One that hangs is asked for two seconds, and nobody waits for it at the start.
+  file("/usr/bin/rpm", "#!/bin/sh\nexec sleep 60\n");
+  faultline::App app = crash_test::kTester;
+  static std::atomic<bool> logged{false};
+  app.log = [](const char* /*level*/, const std::string& line) {
+    if (line == "System: Package: arch tester-1.2-3") logged = true;
+  };
+  faultline::detail::set_app(app);
+  const auto before = std::chrono::steady_clock::now();
+  faultline::record_system();
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(1500));
+  EXPECT_TRUE(support::wait_until("the description is logged", std::chrono::seconds(20),
+                                  [] { return logged.load(); }));
   std::filesystem::remove(root_ + "/usr/bin/rpm");
 
   file("/var/lib/dpkg/status",
@@ -87,7 +104,7 @@ TEST_F(Machine, the_package_is_found_whoever_installed_it) {
   EXPECT_EQ(faultline::package_line(), "deb tester 1.2-3");
 }
 
-TEST_F(Machine, sandboxes_tell_their_package_and_their_host) {
+TEST_F(Machine, sandboxes_report_their_package_and_their_host) {
   home_.set("SNAP", "/snap/tester/7");
   home_.set("SNAP_INSTANCE_NAME", "tester_2");
   home_.set("SNAP_VERSION", "1.2");

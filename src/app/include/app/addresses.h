@@ -1,4 +1,4 @@
-// Where the program's makers are reached. A packager sets both when configuring the build.
+// How to reach the makers. A packager sets both when configuring the build.
 #pragma once
 
 inline constexpr const char* kHomepage = VELMORA_HOMEPAGE;         // web address

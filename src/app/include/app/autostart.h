@@ -1,5 +1,5 @@
-// The desktop entry that starts the program when the user logs in: written and removed on request,
-// never by itself.
+// The desktop entry that starts the program when the user logs in: written and removed only on
+// request.
 //
 // It is "Velmora.desktop" in the user's autostart directory: ~/.config/autostart, in a snap that of
 // the snap's own home. XDG_CONFIG_HOME is not consulted. Thread: main thread.
@@ -12,13 +12,14 @@ namespace autostart {
 // Whether the entry is there.
 bool enabled();
 
-// Writes the entry for the program as it runs now, or removes it.
+// Writes the entry for the program as it runs now, or removes it. Its path is quoted where it needs
+// to be.
 //   args   arguments for the start command, added as they are; may be empty
 // Returns false, after logging, when the entry cannot be written, or when the user has no home
 // directory.
 bool set(bool on, const std::string& args);
 
-// Replaces an entry of the program's earlier name ("Tarsel") by one of today's.
+// Replaces an entry under the program's earlier name ("Tarsel") by a current one.
 void migrate();
 
 // The start command of the entry; empty when there is none.

@@ -1,5 +1,5 @@
-// Environment variables. An empty variable counts as one that is not set, everywhere in this
-// program. Threads: any, as long as nobody changes the environment meanwhile.
+// Environment variables. An empty variable counts as unset. Threads: any, as long as nobody changes
+// the environment meanwhile.
 #pragma once
 
 #include <cstdlib>
@@ -7,7 +7,7 @@
 
 namespace environment {
 
-// The value, empty when the variable is not set.
+// The value; empty when the variable is unset.
 inline std::string get(const char* name) {
   const char* const value = std::getenv(name);
   return value != nullptr ? value : "";

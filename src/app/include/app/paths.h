@@ -1,4 +1,4 @@
-// Where the program keeps its files, how it was packaged and which language its surroundings speak.
+// Where the program keeps its files, how it was packaged, and the language of the environment.
 //
 // Everything is read from the environment, afresh on every call. Nothing here reports errors: a
 // directory that cannot be created shows up as a failed open where it is used. Threads: any, as
@@ -9,11 +9,18 @@
 
 namespace paths {
 
-// The configuration directory, without a trailing "/": $XDG_CONFIG_HOME/Velmora, else
-// $HOME/.config/Velmora, else
-// ".Velmora" in the current directory. It is created, missing ancestors included, readable by the
-// user alone. The first call in a process also moves the directory of the program's earlier name
-// ("Tarsel") to the new name.
+// The configuration directory, without a trailing "/", created with its missing ancestors, for the
+// user alone. The first of these that has its variable set:
+//
+// clang-format off
+//   $XDG_CONFIG_HOME/Velmora
+//   $HOME/.config/Velmora
+//   .Velmora in the current directory, unless others can enter it: then a path where nothing can be
+//            read or written
+// clang-format on
+//
+// The first call in a process also moves the directory of the program's earlier name ("Tarsel") to
+// the new name.
 std::string config_dir();
 
 // How the program was packaged: "snap", "flatpak", "appimage" or "plain".

@@ -1,7 +1,7 @@
 // Everything that Velmora remembers between runs, and the file that holds it.
 //
 // One record lives for the whole run: start-up loads it, the interface edits it through a pointer,
-// and it is saved after changes and at the end. It is a plain value; copies are independent.
+// and it is saved after changes and at the end.
 //
 // On disk it is a small key=value text (settings_text.h), sealed before it is written
 // (save_crypt.h), in "settings.dat" in the configuration directory. Thread: the main thread owns
@@ -51,15 +51,25 @@ struct Settings {
 
 namespace settings {
 
-// Reads the file. Never fails: a missing or empty file gives the initial values. So does a damaged
-// or unreadable one, which is moved aside (".manipuliert" is appended to its name) so that the next
-// save does not destroy it.
+// Reads the file. Never fails: a missing or empty file gives the initial values. So does
+//  - a damaged file, which is moved aside (".manipuliert" is appended to its name);
+//  - a file that cannot be read, which stays where it is. Unless the user changes something, save
+//    does not replace it in this run; if the user does, it is kept under a name of its own, which
+//    the log gives.
 Settings load();
 
-// Replaces the file. After a crash, a loss of power or on a full disk the old or the new content is
+// Replaces the file. After a crash, a power failure or on a full disk the old or the new content is
 // there, never anything else. Returns false, after logging why, when the new file is not in place.
-// Does not create the directory.
+// Does not create the directory. While the saver runs, only takes a copy and returns true.
 bool save(const Settings& s);
+
+// Lets a thread do the saving: it always writes the newest record, and tries again a minute after a
+// failure. Where no thread can be had, save goes on writing by itself.
+void start_saver();
+
+// Waits until the last record is written, or has failed once more, and ends the thread. No-op when
+// none runs.
+void stop_saver();
 
 // Where the file is.
 std::string file_path();

@@ -1,4 +1,4 @@
-// The one place that states which release this is.
+// The release, as the program reports it. The build, the packages and the changelog state it, too.
 #pragma once
 
 inline constexpr const char* kVersion = "1.0.2";

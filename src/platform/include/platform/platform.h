@@ -9,11 +9,13 @@ struct Settings;
 
 namespace platform {
 
-// From here on SIGINT, SIGTERM and SIGHUP (the terminal was closed) end the program in order and
-// SIGUSR1 raises its window; a SIGHUP that was ignored stays so. Start-up calls this before it
-// brings anything up: a signal that arrives in the meantime takes effect when run_gui starts.
-// Threads started afterwards never receive these signals.
-void install_signal_handlers();
+// Sets the environment variables that the window needs. Call it before there are threads.
+void prepare_environment();
+
+// Ask run_gui to end, or to bring the window to the front. A request that comes before run_gui
+// takes effect when it starts. Thread: any; also from a signal handler.
+void request_quit();
+void request_raise();
 
 // Milliseconds since some moment at the start; never runs backwards.
 std::uint64_t ticks_ms();
@@ -39,7 +41,7 @@ void open_uri(const std::string& address);
 
 }  // namespace platform
 
-// Shows the window until the person or a signal ends the program. `settings` is edited in place and
+// Shows the window until the user or a signal ends the program. `settings` is edited in place and
 // must outlive the call. Returns 0 after a normal end, 1 after logging what was missing when there
 // can be no window.
 int run_gui(Settings* settings);
