@@ -20,13 +20,13 @@ using audio::Resampler;
 
 constexpr double kBlock = 0.01;  // s
 
-// Stereo, the right channel a quarter of a period behind.
+// Stereo, the right channel half as loud and a quarter of a period behind.
 std::vector<float> tone(double hz, int frames) {
   std::vector<float> samples;
   for (int i = 0; i < frames; ++i) {
     const double phase = 2 * std::numbers::pi * hz * i / 48000;
     samples.push_back(static_cast<float>(0.5 * std::sin(phase)));
-    samples.push_back(static_cast<float>(-0.5 * std::cos(phase)));
+    samples.push_back(static_cast<float>(-0.25 * std::cos(phase)));
   }
   return samples;
 }
@@ -73,6 +73,11 @@ TEST(Resampler, keeps_tones_pure_at_any_speed) {
       result.resize(std::size_t{2} * 96000);
       for (const std::size_t channel : {0U, 1U})
         EXPECT_LT(impurity_db(result, hz, channel), -90) << hz << " Hz at " << speed;
+      EXPECT_NEAR(std::ranges::max(result), 0.5F, 0.01F);
+      double energy[2]{};
+      for (std::size_t i = 0; i < result.size(); ++i)
+        energy[i % 2] += static_cast<double>(result[i]) * static_cast<double>(result[i]);
+      EXPECT_NEAR(energy[0] / energy[1], 4, 0.01);
     }
   }
 }

@@ -105,6 +105,9 @@ TEST_F(Capture, an_overflow_of_the_stack_is_reported_on_any_prepared_thread) {
     const int status = crash([on_main] {
       if (on_main) overflow(0);
       std::thread([] {
+        sigset_t all;  // as some libraries do on their threads
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, nullptr);
         faultline::prepare_thread();
         overflow(0);
       }).join();
@@ -147,23 +150,29 @@ TEST_F(Capture, a_crash_inside_the_allocator_or_an_update_still_reports_whole_te
 }
 
 TEST_F(Capture, an_early_report_is_collected_once_the_directory_is_known) {
-  setenv("XDG_RUNTIME_DIR", dir_.path().c_str(), 1);
-  const int status = in_child([] {
-    faultline::install(kTester);
-    raise(SIGABRT);
-  });
-  EXPECT_TRUE(ended_by(SIGABRT, status));
-  EXPECT_THAT(read_file(path("Tester_crash.txt")), HasSubstr("SIGABRT"));
-  EXPECT_EQ(in_child([&] {
-              faultline::install(kTester);
-              std::filesystem::create_directory(path("home"));
-              faultline::set_report_dir(path("home"));
-              std::string text;
-              EXPECT_TRUE(faultline::pending(&text));
-              EXPECT_THAT(text, HasSubstr("SIGABRT"));
-            }),
-            0);
-  EXPECT_FALSE(std::filesystem::exists(path("Tester_crash.txt")));
+  std::filesystem::create_directory(path("home"));
+  // Where the runtime directory is a file system of its own, too.
+  std::string other = "/dev/shm/velmora-XXXXXX";
+  ASSERT_NE(mkdtemp(other.data()), nullptr);
+  for (const std::string& early : {dir_.path().string(), other}) {
+    setenv("XDG_RUNTIME_DIR", early.c_str(), 1);
+    const int status = in_child([] {
+      faultline::install(kTester);
+      raise(SIGABRT);
+    });
+    EXPECT_TRUE(ended_by(SIGABRT, status));
+    EXPECT_THAT(read_file(early + "/Tester_crash.txt"), HasSubstr("SIGABRT"));
+    EXPECT_EQ(in_child([&] {
+                faultline::install(kTester);
+                faultline::set_report_dir(path("home"));
+                std::string text;
+                EXPECT_TRUE(faultline::pending(&text));
+                EXPECT_THAT(text, HasSubstr("SIGABRT"));
+              }),
+              0);
+    EXPECT_FALSE(std::filesystem::exists(early + "/Tester_crash.txt"));
+  }
+  std::filesystem::remove_all(other);
 }
 
 // The early place is shared: anybody may leave something there under the report's name.
@@ -248,6 +257,27 @@ TEST_F(Capture, the_next_starts_find_the_report_and_keep_the_log_of_the_crashed_
               0)
         << log_line;
   }
+  EXPECT_EQ(in_child([&] {
+              faultline::install(kTester);
+              faultline::set_report_dir(dir_.path().string());
+              faultline::discard();
+            }),
+            0);
+  EXPECT_FALSE(std::filesystem::exists(report_path_));
+  EXPECT_FALSE(std::filesystem::exists(path("crash_log.txt")));
+}
+
+TEST_F(Capture, sound_devices_are_logged_once_until_they_change) {
+  EXPECT_EQ(in_child([] {
+              static int lines = 0;
+              faultline::App app = kTester;
+              app.log = [](const char*, const std::string&) { ++lines; };
+              faultline::install(app);
+              for (const char* const device : {"a sink", "a sink", "another", "a sink"})
+                faultline::record_audio({device});
+              EXPECT_EQ(lines, 3);
+            }),
+            0);
 }
 
 }  // namespace

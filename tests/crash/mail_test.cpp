@@ -158,6 +158,11 @@ class Mail : public testing::Test {
         return !logged().empty() && logged().back().find("Crash report: ") != std::string::npos;
       }));
       look();
+      for (const auto& fd : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code closed_meanwhile;
+        const std::string file = std::filesystem::read_symlink(fd, closed_meanwhile);
+        EXPECT_THAT(file, Not(StartsWith(conf_))) << "left open";
+      }
     });
     EXPECT_EQ(status, 0);
     EXPECT_EQ(read_file(conf_ + "/crash_report-sent.txt"), report_text_);

@@ -47,6 +47,27 @@ TEST(peak_meter, rises_at_once_falls_steadily_and_keeps_the_peak_for_a_while) {
   EXPECT_EQ(meter.peak, kFloorDb);
 }
 
+TEST(peaks, are_never_below_the_level_and_hold_for_a_time_of_their_own) {
+  analyzer::Ballistics b;
+  analyzer::PeakMeter meter;
+  std::vector<float> bars(analyzer::kBars, -10.0F);
+  for (int i = 0; i < 400; ++i) {
+    b.update(bars.data(), 0.01F);
+    meter.update(-10.0F, 0.01F);
+    ASSERT_GE(b.peak[0], b.level[0]) << i;
+    ASSERT_GE(meter.peak, meter.level) << i;
+  }
+  // Seconds until the peak has begun to fall.
+  const auto held = [](auto&& decay, const float& peak) {
+    int steps = 0;
+    for (const float before = peak; peak == before && steps < 1000; ++steps)
+      decay(0.01F);
+    return steps * 0.01;
+  };
+  EXPECT_NEAR(held([&](float dt) { b.decay(dt); }, b.peak[0]), 0.8, 0.03);
+  EXPECT_NEAR(held([&](float dt) { meter.update(-140.0F, dt); }, meter.peak), 1.2, 0.03);
+}
+
 TEST(levels, that_are_no_numbers_do_not_last) {
   using Limits = std::numeric_limits<float>;
   for (const float broken : {Limits::quiet_NaN(), Limits::infinity(), -Limits::infinity()}) {

@@ -49,6 +49,10 @@ TEST_F(panel, autostart_switch_shows_what_could_be_done) {
     EXPECT_EQ(ui::state().look.autostart, on);
     EXPECT_EQ(autostart::enabled(), on);
   }
+  press(ui::kHitAutostart);
+  std::filesystem::remove_all(home_.path() / ".config");
+  ui::open_settings();
+  EXPECT_FALSE(ui::state().look.autostart) << "somebody else removed the entry";
   std::filesystem::remove_all(home_.path() / ".config");
   write_file(home_.path() / ".config", "no directory");
   press(ui::kHitAutostart);
@@ -124,6 +128,30 @@ TEST_F(views, unknown_position_is_neither_stored_nor_built_upon) {
   EXPECT_EQ(s_.mini_x, -1);
 }
 
+TEST_F(views, keep_a_place_and_a_size_each_and_are_hit_no_longer_once_left) {
+  s_.mini_x = 7;
+  int n = 100;
+  for (const bool compact : {true, false, true}) {
+    Settings expected = s_;
+    for (std::int32_t Settings::*const field :
+         compact
+             ? std::array{&Settings::win_x, &Settings::win_y, &Settings::win_w, &Settings::win_h}
+             : std::array{&Settings::mini_x, &Settings::mini_y, &Settings::mini_w,
+                          &Settings::mini_h})
+      expected.*field = ++n;
+    expected.compact = compact;
+    fakes::desktop.x = n - 3;
+    fakes::desktop.y = n - 2;
+    fakes::desktop.w = n - 1;
+    fakes::desktop.h = n;
+    const gfx::Rect left = at(compact ? ui::kHitPower : ui::kHitBack);
+    ui::set_compact(compact);
+    EXPECT_TRUE(s_ == expected) << n;
+    EXPECT_EQ(code_at(left), ui::kHitNone) << "not painted yet";
+    paint();
+  }
+}
+
 TEST_F(views, compact_strip_closes_and_the_panel_opens_in_the_full_view) {
   s_.compact = true;
   paint();
@@ -162,6 +190,9 @@ TEST_F(views, what_lies_above_takes_all_input) {
     EXPECT_TRUE(s_.active);
     ui::on_key(ui::Key::Escape);  // the last one has no key
   }
+  ui::state().look.settings_open = true;
+  ui::on_key(ui::Key::Escape);
+  EXPECT_TRUE(ui::state().look.settings_open) << "below the note";
 }
 
 // ---- Notes

@@ -70,6 +70,9 @@ TEST_F(presets, are_chosen_from_the_menu_and_own_ones_deleted_at_the_end_of_thei
     EXPECT_EQ(list().hover, hover);
     EXPECT_EQ(list().hover_delete, deletes);
   }
+  ui::on_mouse_move(end - 5, mine.y + 5);
+  ui::on_mouse_leave();
+  EXPECT_TRUE(list().hover == -1 && !list().hover_delete);
   press(end - 10, mine.y + 14);
   ASSERT_EQ(own().size(), 1U);
   EXPECT_EQ(own()[0].name, "A\n");
@@ -87,6 +90,9 @@ TEST_F(presets, long_list_scrolls_within_its_ends_and_stays_within_the_window) {
   for (const auto& [steps, first] : {std::pair{3, 3}, {-10, 0}, {1000, last}}) {
     ui::on_wheel(20, 600, steps);
     EXPECT_EQ(shown().first, first);
+    const gfx::Rect& r = shown().rect;
+    ui::on_mouse_move(r.x + 20, r.y + r.h - 1);
+    EXPECT_EQ(list().hover, -1) << "below the last row";
   }
   paint();
   press(row(kOwn + 59));
