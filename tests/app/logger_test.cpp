@@ -53,7 +53,7 @@ TEST_F(Logger, a_line_is_time_level_and_message_and_stays_one_line) {
   EXPECT_EQ(logger::file_path(), file_.string());
   logger::info("up");
   logger::warn("100 %s %n %d");
-  logger::error("a\nERROR b\r\nc \x1b[31m \xff \u202e\u2028d");
+  logger::error("a\nERROR b\r\nc \x1b[31m\x7f\xff \u202e\u2028d");
   // Complete on disk while the file is still open.
   EXPECT_THAT(lines_of(file_), ElementsAre(MatchesRegex("..:..:.. INFO  up"),
                                            MatchesRegex("..:..:.. WARN  100 %s %n %d"),

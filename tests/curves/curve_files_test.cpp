@@ -123,6 +123,7 @@ TEST(Reading, a_preset_of_easyeffects_is_its_equalizer) {
     EXPECT_EQ(import.curve.preamp, -3.5F) << text;
     EXPECT_THAT(import.left_out, ElementsAre("limiter#0"));
   }
+  EXPECT_EQ(imported(easyeffects("\"output-gain\":-2.5," + left)).curve.preamp, -4.5F);
   const Import other_mode =
       imported(easyeffects("\"left\":{" + bell(0, ",\"mode\":\"RLC (BT)\"") + "}"));
   EXPECT_EQ(curves::description(other_mode),

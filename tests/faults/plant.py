@@ -36,6 +36,8 @@ UNIT = {
     "crash": "crash|cli",
     "curves": "curves|ui",
     "i18n": "i18n|ui|gfx|cli",
+    "posix": "posix|app|crash|cli|audio",
+    "desktop": "desktop|ui|cli",
 }
 SERVER = ("audio", "dsp", "app", "crash")  # the others are not asked: no server test shows the window
 
@@ -114,7 +116,7 @@ class Lab:
         """The test that finds the fault, or an empty string."""
         steps = [self.options.tests or "."]
         if label == "unit" and not self.options.tests:
-            steps = [rf"^({first})\." for first in (fault.area, UNIT[fault.area])]
+            steps = [rf"^({first})\." for first in (fault.area, UNIT.get(fault.area, fault.area))]
         skip = list(skip)
         for only in steps:
             while failed := self.failures(label, only, skip):
