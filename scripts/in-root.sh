@@ -8,7 +8,8 @@
 #   scripts/in-root.sh --fresh 12 ./test.sh              the same where nothing is installed yet
 #   scripts/in-root.sh trixie                            a shell there
 #
-#   --fresh        a minimal Debian; otherwise everything that scripts/install-deps.sh --ci installs
+#   --fresh        a minimal Debian; otherwise with everything that scripts/install-deps.sh installs
+#                  for tests and packages
 #   --ccache       compile through ccache; its cache is kept beside the roots
 #   --keep NAME    the copy stays, with what was built in it, for the next run of that name; only one
 #                  at a time. Leave it out, and the copy is gone when the command ends
@@ -170,7 +171,7 @@ bootstrap() {
 add_packages() {
   mkdir "$unfinished/packages"
   cp "$checkout/scripts/install-deps.sh" "$unfinished/packages/"
-  local commands="/packages/install-deps.sh --ci && apt-get clean"
+  local commands="/packages/install-deps.sh --tests --package && apt-get clean"
   if [[ -n $ccache ]]; then
     commands+=" && apt-get -qq install --yes --no-install-recommends ccache </dev/null"
   fi

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Makes the Debian package from build/, and checks what is installed with it.
+# Builds the program, makes the Debian package, and checks what is installed with it.
 #
 #   scripts/package.sh             the package, in build/package, and checks that need no rights
 #   scripts/package.sh --install   also installs it on this machine, uses it, installs it over itself
 #                                  while it runs, removes and purges it (as root; for test machines)
 #
-# Needs what scripts/install-deps.sh --ci installs, and ./test.sh or ./run.sh to have built.
+# Installs what is missing for that, as ./run.sh does.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=$root/build
@@ -25,7 +25,6 @@ quietly() {
 }
 
 make_package() {
-  cmake --build "$build" >/dev/null
   rm -rf "$build/package"
   # So that nothing in the package is younger than its last change.
   (cd "$build" && SOURCE_DATE_EPOCH=$(git -C "$root" log -1 --format=%ct 2>/dev/null || date +%s) \
@@ -113,9 +112,8 @@ use_package() {
   [[ -f $work/config/Velmora/settings.dat ]] || fail "the person's settings are gone"
 }
 
-for program in cpack lintian desktop-file-validate appstreamcli man file; do
-  command -v "$program" >/dev/null || fail "$program is missing; scripts/install-deps.sh --ci installs it"
-done
+"$root/scripts/install-deps.sh" --package
+"$root/scripts/build.sh" release Velmora velmora_menu_entry
 make_package
 enter_private_session
 check_prefix
