@@ -22,6 +22,10 @@ if(VELMORA_SANITIZE)
 else()
   target_compile_options(velmora_options INTERFACE
     -fstack-protector-strong
+    -fstack-clash-protection
+    -fcf-protection
+    # Indices out of a container's bounds end the program instead of reading on.
+    -D_GLIBCXX_ASSERTIONS
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>
     $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
   target_link_options(velmora_options INTERFACE -Wl,-z,relro,-z,now)

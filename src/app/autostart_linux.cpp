@@ -82,8 +82,7 @@ std::string icon() {
   return "velmora";
 }
 
-// The comment is German whatever the language of the interface: the entry outlives a change of
-// language.
+// The comment is always German: the entry outlives a change of the interface's language.
 std::string entry(const std::string& args) {
   return "[Desktop Entry]\n"
          "Type=Application\n"

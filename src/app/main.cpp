@@ -1,6 +1,6 @@
 // DESIGN: start-up is one list, read from top to bottom, because its order matters: the guard is
 // forked before there are threads, locks or blocked signals to inherit; the lock is taken before
-// the previous run's log is touched; the engine has its complete wishes before it starts.
+// the previous run's log is touched; the engine has all its wishes before it starts.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -99,8 +99,7 @@ void wait_for_server() {
 }
 
 int list_devices() {
-  audio::start(false);
-  wait_for_server();
+  if (audio::start(false)) wait_for_server();
   const audio::Status status = audio::status();
   const bool connected = status.state == audio::kRunning;
   if (connected) {

@@ -1,5 +1,5 @@
-// DESIGN: this module is the envelope; the primitives are a library's. Key and plain text are wiped
-// from the buffers made here as soon as they have been used.
+// DESIGN: this module makes the envelope; a library provides the primitives. Key and plain text are
+// wiped from the buffers made here right after use.
 #include "save_crypt.h"
 
 #include <array>
@@ -25,7 +25,7 @@ constexpr std::size_t kMacAt = kNonceAt + kNonceSize;
 constexpr std::size_t kHeaderSize = kMacAt + kMacSize;
 static_assert(kHeaderSize == 45, "files of earlier runs must stay readable");
 
-// Other bytes would make every existing settings file a damaged one.
+// With other bytes, every existing settings file would count as damaged.
 constexpr std::array<std::uint8_t, 32> kSeeds = {
     0xaa, 0x0a, 0x28, 0xa3, 0xd0, 0x6d, 0x0f, 0x93, 0x75, 0xb3, 0xc3, 0xfa, 0x00, 0x52, 0x48, 0xe5,
     0x06, 0x52, 0x32, 0xe1, 0x0d, 0x97, 0x7d, 0x92, 0x2d, 0x54, 0x31, 0x39, 0xef, 0x07, 0x78, 0x57};
@@ -59,8 +59,7 @@ void make_nonce(unsigned char* out24) {
     for (std::size_t k = 0; k < 4; ++k)
       out24[i + k] = static_cast<unsigned char>(value >> (8 * k));
   }
-  // A random device that repeats itself, as on a freshly cloned machine, must not make a nonce
-  // repeat.
+  // A random device may repeat itself, as on a freshly cloned machine; a nonce must not.
   const auto ticks =
       static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
   for (std::size_t k = 0; k < 8; ++k)
@@ -70,11 +69,11 @@ void make_nonce(unsigned char* out24) {
 }  // namespace
 
 std::string encrypt(const std::string& plain) {
-  // The nonce first: should there be none, no key has been made that would have to be wiped.
+  // The nonce first: if that throws, there is no key yet that would have to be wiped.
   std::array<std::uint8_t, kNonceSize> nonce{};
   make_nonce(nonce.data());
   std::array<std::uint8_t, kMacSize> mac{};
-  // A string, because the libraries want an address even for no bytes at all.
+  // A string, because the libraries require an address even for no bytes.
   std::string cipher(plain.size(), '\0');
   std::array<std::uint8_t, kKeySize> key{};
   derive_key(&key);

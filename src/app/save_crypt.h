@@ -1,8 +1,8 @@
-// Sealing: what goes to the settings file is encrypted and authenticated, so that a file edited by
-// hand or damaged on disk is recognised instead of being half understood.
+// Sealing: the settings are encrypted and authenticated, so a file edited by hand or damaged on
+// disk is recognised instead of half understood.
 //
 // The key is derived from constants of this program and is the same on every machine. The seal
-// protects against accidents and tinkering; it keeps no secret from somebody who reads this source.
+// protects against damage and tinkering; it keeps nothing secret from a reader of this source.
 //
 // A sealed text, byte by byte:
 //    0   4  magic "TRSL"
@@ -19,16 +19,15 @@
 
 namespace crypt {
 
-// Seals any bytes. Throws what std::random_device throws when there is no source of random numbers.
+// Seals any bytes. Throws as std::random_device does when there is no source of random numbers.
 std::string encrypt(const std::string& plain);
 
 // Opens a sealed text.
-//   plain   receives the text; emptied on any other result than 0; may be null
-// Returns 0 when opened, 1 when `sealed` is empty, 2 when it is no sealed text of ours or was
-// altered.
+//   plain   receives the text; emptied when the result is not 0; may be null
+// Returns 0 when opened, 1 when `sealed` is empty, 2 when it is not a sealed text or was altered.
 int decrypt(const std::string& sealed, std::string* plain);
 
-// A cheap look at length and magic; says nothing about whether the text can be opened.
+// Checks length and magic only: the text may still not open.
 bool looks_sealed(const std::string& text);
 
 // The name of the linked library that does the work.

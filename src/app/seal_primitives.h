@@ -5,7 +5,7 @@
 // XChaCha20-Poly1305 in the IETF construction, BLAKE2b is BLAKE2b, so both libraries make and open
 // the same bytes.
 //
-// Included by the sealing module only; others ask settings::seal_library().
+// For the sealing module only; others call settings::seal_library().
 #pragma once
 
 #if VELMORA_CRYPTO_MONOCYPHER
@@ -26,9 +26,8 @@ inline constexpr const char* kSealLibrary = "libsodium";
 
 namespace seal_primitives {
 
-// The library asks to be set up before anything else is called; once is enough, from any thread.
-// Its result does not matter: without the set-up the functions used here do the same work, only
-// slower.
+// The library wants to be set up once before other calls, from any thread. The result does not
+// matter: without the set-up, the functions used here do the same work more slowly.
 inline void prepare() {
   [[maybe_unused]] static const int ready = sodium_init();
 }
@@ -47,7 +46,7 @@ inline void crypto_aead_lock(std::uint8_t* cipher_text, std::uint8_t mac[16],
 }
 
 // Opens what crypto_aead_lock made. Returns 0, or -1 when the tag does not match; plain_text is
-// then not the text.
+// then undefined.
 inline int crypto_aead_unlock(std::uint8_t* plain_text, const std::uint8_t mac[16],
                               const std::uint8_t key[32], const std::uint8_t nonce[24],
                               const std::uint8_t* ad, std::size_t ad_size,

@@ -1,6 +1,6 @@
-// DESIGN: the test knows the promises (a gain at a frequency, a limit, a level) and measures them
-// through the same functions that the program plays and draws with. Tolerances are those of the
-// measurement, not of the arithmetic.
+// DESIGN: each check measures a promise (a gain at a frequency, a limit, a level) with the
+// functions that the program plays and draws with. Tolerances are those of the measurement, not of
+// the arithmetic.
 #include "selftest.h"
 
 #include <algorithm>
@@ -37,7 +37,7 @@ struct BandRow {
   float gain_db;
   float freq_hz;
 };
-// The last row measures between two bands, where only the sum of both is right.
+// The last row measures between two bands, where both contribute.
 constexpr std::array kBandRows = {BandRow{5, 6.0F, 1000.0F}, BandRow{0, 12.0F, 31.0F},
                                   BandRow{9, -9.0F, 16000.0F}, BandRow{3, -12.0F, 250.0F},
                                   BandRow{5, 6.0F, 1414.0F}};
@@ -53,7 +53,7 @@ float sine(float freq_hz, int n) {
   return std::sin(kTurn * freq_hz * static_cast<float>(n) / kRate);
 }
 
-// RMS of a test tone after the equalizer. Only the second half counts: by then the filters have
+// RMS of a test tone after the equalizer, over the second half only: by then the filters have
 // settled.
 double rms_after(const eq::Curve& curve, float freq) {
   eq::Processor processor;

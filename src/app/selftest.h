@@ -1,6 +1,6 @@
-// The self-test (--selftest): recomputes offline what the equalizer, the analyzer and the seal
-// promise, and prints one German line per check. It starts and writes nothing: no server, no
-// window, no log, no settings.
+// The self-test (--selftest): checks equalizer, analyzer and seal against what they promise,
+// offline, and prints one German line per check. It starts and writes nothing else: no server,
+// window, log or settings.
 #pragma once
 
 namespace selftest {

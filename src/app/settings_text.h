@@ -12,9 +12,9 @@ namespace settings {
 
 std::string serialize(const Settings& s);
 
-// Reads a text over what *s holds; a key that is missing leaves its field alone, an unknown one is
-// ignored. Any bytes are accepted: gains end up within +/-12 dB, the channel within 0 to 2, presets
-// within their number and length; other numbers are bounded to 32 bits only.
+// Reads a text into *s. A missing key leaves its field alone, an unknown one is ignored. Any bytes
+// are accepted: gains end up within +/-12 dB, the channel within 0 to 2, presets within their
+// number and length; other numbers are bounded to 32 bits only.
 void deserialize(const std::string& text, Settings* s);
 
 }  // namespace settings

@@ -8,7 +8,7 @@ bool is_continuation(char c) {
   return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
 }
 
-// Marks that turn the direction of what follows, up to the end of the line.
+// Marks that turn the direction of the rest of the line.
 bool is_direction_control(char32_t c) {
   return (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
 }

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -29,7 +30,8 @@ constexpr const char* kControlThreadName = "Velq-control";
 constexpr milliseconds kLookAgain{2000};  // of a passive or disconnected engine
 constexpr milliseconds kSettle{60};       // a burst of events is handled in one pass
 constexpr milliseconds kMaxRetry{1000};   // between passes that fail
-constexpr milliseconds kStopLimit{5000};  // for all requests of stop() together
+// For all requests of stop() together: within the five seconds that the program has for its end.
+constexpr milliseconds kStopLimit{4000};
 constexpr std::chrono::seconds kStatsEvery{60};
 
 PriorityMutex g_mtx;  // guards all up to the next comment
@@ -164,6 +166,12 @@ void control_loop() {
   report_totals();
 }
 
+bool not_started(const std::string& why) {
+  logger::error("The audio engine cannot be started: " + why);
+  g_started.store(false);
+  return false;
+}
+
 }  // namespace
 
 void mark_dirty() {
@@ -202,12 +210,14 @@ bool start(bool takeover) {
     g_dirty = true;
   }
   g_patience_ends.store(Clock::time_point::max().time_since_epoch().count());
-  if (!loop_start()) {
-    g_started.store(false);
-    return false;
-  }
+  if (!loop_start()) return not_started("no main loop");
   restart_path();
-  g_thread = std::thread(control_loop);
+  try {
+    g_thread = std::thread(control_loop);
+  } catch (const std::system_error& error) {
+    loop_stop();
+    return not_started(error.what());
+  }
   return true;
 }
 

@@ -1,5 +1,5 @@
-// DESIGN: apart from the rest of the wrapper, because it needs the window's platform, and who only
-// describes the run, as the audio engine does, gets along without.
+// DESIGN: separate from the rest of the wrapper, because only this part needs the window's
+// platform.
 #include "app/addresses.h"
 #include "app/logger.h"
 #include "app/version.h"

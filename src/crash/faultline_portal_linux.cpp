@@ -1,6 +1,6 @@
 // DESIGN: one conversation with the portal, on a main context of the worker's own, within one time
-// limit: whatever does not answer (the bus while connecting, the portal, the user), the next way to
-// a mail gets its turn.
+// limit. If the bus, the portal or the user does not answer in time, the next way to a mail is
+// tried.
 #include <fcntl.h>
 #include <gio/gio.h>
 #include <gio/gunixfdlist.h>

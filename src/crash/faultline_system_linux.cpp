@@ -1,6 +1,6 @@
 // DESIGN: every line has its own small reader, and a reader that finds nothing puts that into its
-// line. Files are read with a limit, and the one program that is asked has two seconds: paths and
-// file contents are data, whatever they hold.
+// line. Files are read with a limit, and the one program that is asked has two seconds. Paths and
+// file contents are only data.
 #include <gio/gio.h>
 #include <gnu/libc-version.h>
 #include <sys/utsname.h>
@@ -53,7 +53,7 @@ std::string trim(const std::string& text) {
 }
 
 bool read_file(const std::string& path, std::string* out, std::size_t limit = kSmallFile) {
-  // Unlike reports, the system's files may be links: /etc/os-release usually is one.
+  // Unlike reports, system files may be links: /etc/os-release usually is one.
   std::array<char, PATH_MAX> resolved{};
   out->clear();
   return realpath((root() + path).c_str(), resolved.data()) != nullptr &&
@@ -90,7 +90,7 @@ Kind package_kind() {
   return Kind::kPlain;
 }
 
-// What follows `key` on the first line that begins with it; `found` says whether there is one.
+// The rest of the first line that begins with `key`; `found` receives whether there is one.
 std::string value_after(const std::string& text, std::string_view key, bool* found = nullptr) {
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) {

@@ -2,7 +2,7 @@
 """Adds a text to every language, in English for the time being: src/i18n/add_text.py KEY "English text"
 
 It goes into additions/; languages/ holds what the programs of all platforms share. The program builds
-then. What is left to do is to translate the entries, which "git diff" shows.
+then. Then translate the entries, which "git diff" shows.
 """
 
 import pathlib

@@ -1,7 +1,7 @@
 // DESIGN: the tables are constants of the program, complete in every language and checked when they
 // are made, so a lookup is one bisection and choosing a language is setting one pointer. Returned
 // texts outlive everything. Nothing is chosen before the first set_language() or T(), so that the
-// environment is read once the program has had its say about it.
+// environment is read after the program has set it up.
 #include "i18n/i18n.h"
 
 #include <algorithm>

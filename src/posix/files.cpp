@@ -1,6 +1,6 @@
 // DESIGN: plain POSIX calls, because std::filesystem and streams follow symbolic links, wait for
-// pipes, and report neither fsync nor close. One function opens, and refuses what it must; whatever
-// it truncates, it has looked at first.
+// pipes, and report neither fsync nor close. One function opens and decides what to refuse;
+// whatever it truncates, it has looked at first.
 #include "posix/files.h"
 
 #include <fcntl.h>

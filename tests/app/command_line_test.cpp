@@ -220,6 +220,18 @@ TEST_F(CommandLine, a_request_to_end_is_followed_in_order_from_the_start_on) {
   }));
 }
 
+TEST_F(CommandLine, an_engine_that_cannot_have_a_thread_is_reported) {
+  // No thread can have a stack of this size, in KiB.
+  Process process =
+      start_as({"sh", "-c", R"(ulimit -s 68719476736 && exec "$0" --devices)", VELMORA_EXECUTABLE});
+  const std::optional<ExitStatus> status = process.wait(kLimit);
+  if (process.output().find("ulimit") != std::string::npos) GTEST_SKIP() << process.output();
+  EXPECT_EQ(status, (ExitStatus{1, 0}));
+  EXPECT_EQ(process.output(), "Kein Tonserver erreichbar.\n");
+  EXPECT_THAT(read_file(home_.config() / "Velmora-devices.log"),
+              HasSubstr(" ERROR The audio engine cannot be started: "));
+}
+
 TEST_F(CommandLine, one_that_is_to_outlive_its_terminal_does) {
   Process process = start_as({"sh", "-c", R"(trap "" HUP; exec "$0")", VELMORA_EXECUTABLE});
   ASSERT_TRUE(wait_until_up(process));

@@ -1,5 +1,5 @@
 // A home of a test's own: a temporary directory that HOME and XDG_CONFIG_HOME lead to, with every
-// other variable that could tell the program where and how it runs taken out. The environment is
+// other variable that affects where and how the program runs removed. The environment is
 // put back afterwards.
 //
 // Thread: main thread, while no other thread reads the environment.

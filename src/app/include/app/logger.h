@@ -1,12 +1,12 @@
-// The log of this run: what happened, for a person who looks into a problem.
+// The log of this run, for whoever looks into a problem.
 //
 // A line is "HH:MM:SS LEVEL message" in local time, LEVEL being "INFO ", "WARN " or "ERROR".
-// Messages are English, one line each, whatever they hold (see utf8::one_line). Every line is
-// written at once, so the file is complete even when the process dies right after.
+// Messages are English and become one line each (utf8::one_line). Every line is written at once, so
+// the file is complete even when the process dies right after.
 //
-// The newest 500 lines are also kept in memory. Lines that were logged before the file was opened,
-// or while the disk was full, are written to it as soon as that can be done, so nothing is missing
-// from the file.
+// The newest 500 lines are also kept in memory. Those logged before the file was opened, or while
+// the disk was full, are written as soon as possible. A log that nothing can be written to, or more
+// than 500 lines behind, has a gap.
 //
 // Threads: every function may be called from any thread. A mutex that cannot be taken raises
 // std::system_error.
@@ -18,8 +18,8 @@
 
 namespace logger {
 
-// Opens dir + "/" + name + ".log", replacing what is there. Does nothing while a log file is open.
-// A file that cannot be opened is not reported: lines are then kept in memory only.
+// Opens dir + "/" + name + ".log", replacing its content. No-op while a log file is open. Where it
+// cannot be opened, which is not reported, lines are kept in memory only.
 void init(const std::string& dir, const std::string& name);
 
 // Append one line each. The message is never a format.
@@ -30,8 +30,7 @@ void error(const std::string& msg);
 // The path given to the last init; empty before.
 std::string file_path();
 
-// The newest n lines without their line ends, oldest first; fewer when fewer are held (at most
-// 500).
+// The newest n lines without their line ends, oldest first; fewer when there are fewer.
 std::vector<std::string> tail(std::size_t n);
 
 // Closes the file. Later lines are kept in memory only.

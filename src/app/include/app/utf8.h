@@ -1,5 +1,5 @@
-// Text in UTF-8 that comes from outside (names of devices and presets, answers of servers) and may
-// hold anything. Any thread; no errors: what is no character is one byte of U+FFFD.
+// UTF-8 text from outside (names of devices and presets, answers of servers), which may hold any
+// bytes. Threads: any. No errors: every invalid byte counts as one U+FFFD.
 #pragma once
 
 #include <cstddef>
@@ -10,17 +10,17 @@ namespace utf8 {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-// Decodes the character that begins at byte `*at` (which must be inside) and moves past it. Where
-// none begins, one byte is passed, *valid becomes false and the result is kReplacement.
+// Decodes the character that begins at byte `*at`, which must be inside the text, and moves past
+// it. An invalid byte is skipped: *valid becomes false and the result is kReplacement.
 char32_t next(std::string_view text, std::size_t* at, bool* valid);
 
 bool valid(std::string_view text);
 int count(std::string_view text);  // characters
 void remove_last(std::string* text);
 
-// Made fit to stand in one line, in a window, a log or a terminal: invalid bytes are U+FFFD,
-// control characters and line ends blanks, marks that turn the direction of writing are left out.
-// At most `max_chars` characters.
+// The text as one line for a window, a log or a terminal, at most `max_chars` characters: invalid
+// bytes become U+FFFD, control characters and line ends become blanks, and marks that turn the
+// direction of writing are left out.
 std::string one_line(std::string_view text, std::size_t max_chars = std::string_view::npos);
 
 }  // namespace utf8

@@ -1,5 +1,5 @@
 // The program's side of crash reporting: start-up, the window platform and the audio engine
-// describe the run here, so that a report can tell what it looked like.
+// describe the run here, for a report.
 #pragma once
 
 #include <string>
@@ -7,26 +7,24 @@
 
 namespace crash_handler {
 
-// Makes the process ready to report a crash. Called first of all, before the arguments are looked
-// at.
+// Makes the process ready to report a crash. Call it before anything else.
 void install();
 
-// Lets the calling thread report its crash, an overflow of its stack included; every thread of ours
-// calls it first. Thread: the one to prepare; not for use in time-critical code (system calls).
+// Lets the calling thread report its crash, including a stack overflow. Every thread of the program
+// calls it first. Not for time-critical code: it makes system calls.
 void prepare_thread();
 
-// Keeps the log of the previous run: renames `path` to `path` + ".1". A missing file is no error.
+// Keeps the previous run's log: renames `path` to `path` + ".1". A missing file is no error.
 void rotate_log(const std::string& path);
 
-// The log file whose end goes into a report.
+// Sets the log file whose last lines go into a report.
 void set_log_path(const std::string& path);
 
-// The report is kept in the folder of `path` (the configuration directory where `path` has no
-// folder).
+// Reports are kept in the folder of `path`; without one, in the configuration directory.
 void set_report_path(const std::string& path);
 std::string report_path();
 
-// Describes the machine for reports and in the log.
+// Describes the machine, for reports and in the log.
 void record_system();
 
 // Describes the sound server's devices for reports. The lines are logged, each as "Audio: " + line,
@@ -37,11 +35,11 @@ void record_audio(const std::vector<std::string>& lines);
 // logged, each as "Graphics: " + line. Main thread.
 void record_graphics(const std::vector<std::string>& lines);
 
-// Whether a report of an earlier run waits; its text goes to `text` when that is not null.
+// Whether a report of an earlier run waits. `text` receives it; may be null.
 bool pending_report(std::string* text);
 
-// Hands the waiting report to the person's mail program, and returns at once. The report is not
-// offered again, whatever comes of it.
+// Hands the waiting report to the user's mail program, and returns at once. The report is not
+// offered again, even if that fails later.
 void send_report();
 
 // Deletes the waiting report.

@@ -3,7 +3,7 @@
 // The tables are made when the program is built: from languages/<code>.po the texts that the
 // programs of all platforms share, from additions/<code>.po those of this one. Texts are UTF-8,
 // live for ever and may hold printf placeholders, the same ones in every language. Thread: the
-// interface's only. Nothing fails: what is not known falls back to English, or to the key itself.
+// interface's only. Nothing fails: an unknown language gives English, an unknown key itself.
 #pragma once
 
 #include <string>

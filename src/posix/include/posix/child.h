@@ -1,4 +1,4 @@
-// Child processes. A child starts with nothing of ours: default signal dispositions, no blocked
+// Child processes. A child inherits nothing of the program: default signal dispositions, no blocked
 // signals, no descriptors but the standard ones, standard input from /dev/null. No shell is
 // involved: arguments are passed as they are, and the program is searched for in PATH. Threads:
 // any.
