@@ -133,17 +133,25 @@ void start_audio(const Settings& s, const command_line::Start& start) {
 
 bool g_window_runs = false;
 
-// Safe to call twice, and from two threads: the second one waits for the first.
-void restore_sound() {
-  static auto* const mutex = new std::mutex;
-  const std::lock_guard lock(*mutex);
+// Held while the sound is restored. Never destroyed: the process may end meanwhile.
+std::mutex& g_restoring = *new std::mutex;
+
+void restore_sound_locked() {
   audio::stop();
   guard::stop();
 }
 
+// Safe to call twice, and from two threads: the second one waits for the first.
+void restore_sound() {
+  const std::lock_guard lock(g_restoring);
+  restore_sound_locked();
+}
+
 void rescue_sound() {
+  const std::unique_lock lock(g_restoring, std::try_to_lock);
+  if (!lock) return;  // the orderly end is at it
   logger::warn("The end takes long - restoring the sound meanwhile");
-  restore_sound();
+  restore_sound_locked();
 }
 
 // Also for an end that does not come back here: the X11 library calls exit when its display is
