@@ -33,10 +33,22 @@ make_package() {
   [[ -f $package ]] || fail "cpack made no package"
 }
 
+# bash_completes FILE WANTED WORD...: WANTED is offered at the last word.
+bash_completes() (
+  # shellcheck disable=SC1090
+  source "$1"
+  wanted=$2
+  shift 2
+  # shellcheck disable=SC2034
+  COMP_WORDS=(velmora "$@") COMP_CWORD=$#
+  _velmora
+  [[ " ${COMPREPLY[*]} " == *" $wanted "* ]]
+)
+
 check_prefix() {
   local prefix=$work/prefix size
   quietly cmake --install "$build" --prefix "$prefix"
-  [[ $("$prefix/bin/Velmora" --version) == "$("$build/Velmora" --version)" ]] ||
+  [[ $("$prefix/bin/velmora" --version) == "$("$build/Velmora" --version)" ]] ||
     fail "the installed program does not start"
   desktop-file-validate "$prefix/share/applications/Velmora.desktop"
   [[ $(grep -c '^Comment\[de\]=Equalizer\|^GenericName\[fr\]=Égaliseur\|^Keywords\[fr\]=Égaliseur;' \
@@ -44,18 +56,25 @@ check_prefix() {
     fail "the menu entry lacks its languages"
   quietly appstreamcli validate --no-net --pedantic "$prefix"/share/metainfo/*.metainfo.xml
   local complaints
-  complaints=$(MANWIDTH=80 man --warnings -l "$prefix/share/man/man1/Velmora.1.gz" 2>&1 >/dev/null)
+  complaints=$(MANWIDTH=80 man --warnings -l "$prefix/share/man/man1/velmora.1.gz" 2>&1 >/dev/null)
   [[ -z $complaints ]] || fail "the man page: $complaints"
   for size in 16 22 24 32 48 64 128 256 512; do
     [[ $(file -b "$prefix/share/icons/hicolor/${size}x$size/apps/velmora.png") == *" $size x $size,"* ]] ||
       fail "the icon of $size pixels is missing or of another size"
   done
-  # Every switch that the program knows is on its page.
+  # Every switch that the program knows is on its page, which the shells' completions are made from.
   local switch
   for switch in $("$build/Velmora" --help | grep -o -- '--[a-z-]*' | sort -u); do
     zgrep -q -- "${switch//-/\\\\-}" "$prefix/share/man/man1/Velmora.1.gz" ||
       fail "the man page does not mention $switch"
+    grep -q -- "'$switch\\[" "$prefix"/share/zsh/*/_velmora || fail "zsh does not complete $switch"
+    grep -q -- " -l ${switch#--} " "$prefix/share/fish/vendor_completions.d/Velmora.fish" ||
+      fail "fish does not complete $switch"
+    bash_completes "$prefix/share/bash-completion/completions/Velmora" "$switch" "$switch" ||
+      fail "bash does not complete $switch"
   done
+  bash_completes "$prefix/share/bash-completion/completions/velmora" light --theme l ||
+    fail "bash does not complete --theme l"
 }
 
 check_package() {
