@@ -67,6 +67,8 @@ make_devices() {
 enter() {
   local root=$1
   shift
+  # What becomes the root has to be a mount.
+  mount --bind "$root" "$root"
   make_devices "$root"
   mount -t proc proc "$root/proc"
   mount -t sysfs -o ro sysfs "$root/sys"
@@ -90,9 +92,14 @@ enter() {
     mkdir -p "$root/share"
     mount --bind "$velmora_root_share" "$root/share"
   fi
+  # Not chroot, in which nobody may make a namespace for users, as browsers and tests do.
+  cd "$root"
+  pivot_root . mnt
+  hash -r
+  umount --lazy /mnt
   # A command that is not there gives 127, as in a shell.
   # shellcheck disable=SC2016  # for the inner shell
-  env -i "${variables[@]}" chroot "$root" /bin/bash -c 'cd "$HOME/Velmora" 2>/dev/null || cd; "$@"' bash "$@"
+  env -i "${variables[@]}" /bin/bash -c 'cd "$HOME/Velmora" 2>/dev/null || cd; "$@"' bash "$@"
 }
 
 # run_inside LOWER DIRECTORY COMMAND...: what is written goes to DIRECTORY, LOWER stays as it is.
