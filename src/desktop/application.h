@@ -3,15 +3,11 @@
 // Thread: the bus thread only.
 #pragma once
 
-#include <functional>
 #include <string>
 
 #include "bus.h"
 
 namespace desktop::application {
-
-// Takes a command over; false when there are too many.
-using Submit = std::function<bool(Command)>;
 
 // Exports the objects, then asks for the name.
 //   directory  of the settings: who means a copy with other ones is sent away

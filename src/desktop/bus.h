@@ -3,12 +3,15 @@
 //   desktop.cpp          the bus thread, the queue of commands, the state
 //   application.cpp      what is exported under the application's name
 //   actions.cpp          the table of actions, and what a call of one means; pure
+//   tray.cpp             the icon in the tray
+//   tray_menu.cpp        its menu
 //   single_instance.cpp  the lock, and calling the copy that has it
 //   bus.cpp              address, connecting, names
 #pragma once
 
 #include <gio/gio.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -29,6 +32,9 @@ struct Release {
 };
 template <typename T>
 using Owned = std::unique_ptr<T, Release>;
+
+// Takes a command over on the bus thread; false when there are too many.
+using Submit = std::function<bool(Command)>;
 
 inline constexpr const char* kApplication = "org.freedesktop.Application";
 

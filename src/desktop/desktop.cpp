@@ -21,6 +21,7 @@
 #include "app/paths.h"
 #include "application.h"
 #include "bus.h"
+#include "tray.h"
 
 namespace desktop {
 
@@ -67,7 +68,9 @@ State current_state() {
 // ------------------------------------------------------------------------------------------------
 
 gboolean on_new_state(void*) {
-  application::set_state(current_state());
+  const State state = current_state();
+  application::set_state(state);
+  tray::set_state(state);
   return G_SOURCE_REMOVE;
 }
 
@@ -88,8 +91,10 @@ void run(std::unique_ptr<Bus> bus) {
   // One that has closed before says so no more.
   if (g_dbus_connection_is_closed(bus->connection.get()) == FALSE &&
       application::begin(bus->connection.get(), bus->directory, current_state(), submit)) {
+    tray::begin(bus->connection.get(), current_state(), submit);
     g_main_loop_run(bus->loop.get());
   }
+  tray::end();
   application::end();
   g_signal_handler_disconnect(bus->connection.get(), closed);
   g_main_context_pop_thread_default(bus->context.get());

@@ -5,6 +5,7 @@
 
 #include "app/logger.h"
 #include "app/settings.h"
+#include "i18n/i18n.h"
 #include "platform_private.h"
 #include "ui/commands.h"
 
@@ -13,41 +14,69 @@ namespace {
 using desktop::Command;
 using desktop::Verb;
 
+constexpr const char* kName = "Velmora";
+// A panel may take the keyboard from the window by the very click on its icon.
+constexpr std::uint64_t kStillInFrontMs = 400;
+
 const Settings* g_settings = nullptr;  // not owned
+std::uint64_t g_in_front_at = 0;       // when the window last had the keyboard
 
 // What the published state was made of.
 struct Sources {
-  std::string language;
+  std::string language;  // "" before the first time
   std::vector<std::string> own_presets;
 };
 Sources g_sources;
 desktop::State g_state;
 
 bool names_are_current() {
-  return g_settings->language == g_sources.language &&
+  return i18n::effective_language() == g_sources.language &&
          std::ranges::equal(g_settings->user_presets, g_sources.own_presets, {}, &UserPreset::name);
 }
 
 void refresh_names() {
-  g_sources.language = g_settings->language;
+  g_sources.language = i18n::effective_language();
   g_sources.own_presets.clear();
   for (const UserPreset& preset : g_settings->user_presets)
     g_sources.own_presets.push_back(preset.name);
   g_state.presets.clear();
   for (ui::NamedPreset& preset : ui::presets())
     g_state.presets.push_back({std::move(preset.id), std::move(preset.name)});
+  const auto with_name = [](std::string text) {
+    const std::size_t place = text.find("%s");
+    return place == std::string::npos ? text : text.replace(place, 2, kName);
+  };
+  g_state.texts = {i18n::T("power_on"),
+                   i18n::T("preset"),
+                   i18n::T("compact"),
+                   i18n::T("settings"),
+                   with_name(i18n::T("menu_hide")),
+                   with_name(i18n::T("menu_quit")),
+                   i18n::rtl()};
 }
 
 const desktop::State& current_state() {
   g_state.on = g_settings->active;
   g_state.preset = g_settings->preset;
-  if (!names_are_current() || g_state.presets.empty()) refresh_names();
+  g_state.compact = g_settings->compact;
+  g_state.hidden = platform::window_has(SDL_WINDOW_HIDDEN);
+  if (!names_are_current()) refresh_names();
   return g_state;
 }
 
+// The window first: a hidden one comes back where it was, not where the other view was.
 void change_view(bool compact, const desktop::Activation& activation) {
-  ui::show_compact(compact);
   platform::raise_window(activation);
+  ui::show_compact(compact);
+}
+
+void note_front() {
+  if (platform::window_has(SDL_WINDOW_INPUT_FOCUS)) g_in_front_at = platform::ticks_ms();
+}
+
+bool in_front() {
+  return !platform::window_has(SDL_WINDOW_HIDDEN | SDL_WINDOW_MINIMIZED) && g_in_front_at != 0 &&
+         platform::ticks_ms() - g_in_front_at < kStillInFrontMs;
 }
 
 void carry_out(const Command& command) {
@@ -67,11 +96,17 @@ void carry_out(const Command& command) {
     case Verb::kFull:
       return change_view(command.verb == Verb::kCompact, command.activation);
     case Verb::kSettings:
-      ui::open_settings();
-      return platform::raise_window(command.activation);
+      platform::raise_window(command.activation);
+      return ui::open_settings();
     case Verb::kQuit:
       logger::info("Asked over the session bus to end");
       return platform::quit();
+    case Verb::kRaiseOrHide:
+      return in_front() ? platform::hide_window() : platform::raise_window(command.activation);
+    case Verb::kHide:
+      return platform::hide_window();
+    case Verb::kShow:
+      if (platform::window_has(SDL_WINDOW_HIDDEN)) platform::raise_window({});
   }
 }
 
@@ -85,6 +120,7 @@ void begin_calls(const Settings* settings) {
 }
 
 void answer_calls() {
+  note_front();
   Command command;
   while (desktop::take(&command))
     carry_out(command);

@@ -51,6 +51,9 @@ void destroy_window();
 // Null while there is none.
 SDL_Window* window();
 
+// Whether the window has any of these flags of SDL's.
+bool window_has(Uint32 flags);
+
 bool video_driver_is(std::string_view name);
 
 // Whether the settings say compact.
@@ -79,6 +82,9 @@ std::optional<Area> usable_area(int display);
 // Brings the window to the front and gives it the keyboard, also from the icons.
 //   activation  what a launcher gave who asks for it; may be empty
 void raise_window(const desktop::Activation& activation);
+
+// Takes the window from the screen, icons and lists of windows, until it is raised.
+void hide_window();
 
 // aspect.cpp
 // ----------------------------------------------------------------------------------------------------------

@@ -96,21 +96,35 @@ bool activate_as_pager(SDL_Window*) {
 
 #endif
 
+platform::Point g_place;  // of the hidden window
+
+// Window managers treat a window that is shown again as a new one, and place it anew.
+void show_again(const desktop::Activation& activation) {
+  SDL_Window* window = platform::window();
+  if (!activation.token.empty()) setenv("XDG_ACTIVATION_TOKEN", activation.token.c_str(), 1);
+  SDL_ShowWindow(window);
+  if (!platform::video_driver_is("x11")) return;
+  SDL_PumpEvents();
+  SDL_SetWindowPosition(window, g_place.x, g_place.y);
+}
+
 }  // namespace
 
 namespace platform {
 
 void raise_window(const desktop::Activation& activation) {
   SDL_Window* window = platform::window();
-  const Uint32 flags = SDL_GetWindowFlags(window);
-  if ((flags & SDL_WINDOW_HIDDEN) != 0) {
-    if (!activation.token.empty()) setenv("XDG_ACTIVATION_TOKEN", activation.token.c_str(), 1);
-    SDL_ShowWindow(window);
-  }
+  if (window_has(SDL_WINDOW_HIDDEN)) show_again(activation);
   // Restoring a maximized window would shrink it.
-  if ((flags & SDL_WINDOW_MINIMIZED) != 0) SDL_RestoreWindow(window);
+  if (window_has(SDL_WINDOW_MINIMIZED)) SDL_RestoreWindow(window);
   SDL_RaiseWindow(window);
   activate_as_pager(window);
+}
+
+void hide_window() {
+  if (window_has(SDL_WINDOW_HIDDEN)) return;
+  platform::window_pos(&g_place.x, &g_place.y);
+  SDL_HideWindow(platform::window());
 }
 
 }  // namespace platform

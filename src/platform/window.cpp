@@ -33,10 +33,6 @@ void place(int x, int y, int w, int h) {
   SDL_SetWindowPosition(g_window, p.x, p.y);
 }
 
-bool has_flag(Uint32 flag) {
-  return (SDL_GetWindowFlags(g_window) & flag) != 0;
-}
-
 bool has_frame() {
   int top = 0;
   int left = 0;
@@ -58,9 +54,9 @@ void await_frame(bool wanted) {
 }
 
 void set_frame(bool compact) {
-  const bool changes = has_flag(SDL_WINDOW_BORDERLESS) != compact;
+  const bool changes = platform::window_has(SDL_WINDOW_BORDERLESS) != compact;
   SDL_SetWindowBordered(g_window, compact ? SDL_FALSE : SDL_TRUE);
-  if (changes && !has_flag(SDL_WINDOW_HIDDEN)) await_frame(!compact);
+  if (changes && !platform::window_has(SDL_WINDOW_HIDDEN)) await_frame(!compact);
   const int refused =
       SDL_SetWindowHitTest(g_window, compact ? platform::on_hit_test : nullptr, nullptr);
   if (refused != 0 && compact) {
@@ -91,6 +87,10 @@ SDL_Window* window() {
   return g_window;
 }
 
+bool window_has(Uint32 flags) {
+  return g_window != nullptr && (SDL_GetWindowFlags(g_window) & flags) != 0;
+}
+
 bool video_driver_is(std::string_view name) {
   const char* driver = SDL_GetCurrentVideoDriver();
   return driver != nullptr && name == driver;
@@ -112,7 +112,7 @@ void apply_mode(bool compact, bool on_top) {
   const Size size = mode_size(compact, s.collapsed, saved, usable_area(0));
   const Size minimum = mode_minimum(compact, s.collapsed);
   // Most window managers give a maximized window no other size: the strip would fill the screen.
-  if (compact && has_flag(SDL_WINDOW_MAXIMIZED)) SDL_RestoreWindow(g_window);
+  if (compact && platform::window_has(SDL_WINDOW_MAXIMIZED)) SDL_RestoreWindow(g_window);
   set_frame(compact);
   adopt_aspect();
   SDL_SetWindowMinimumSize(g_window, minimum.w, minimum.h);

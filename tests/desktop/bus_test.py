@@ -18,6 +18,7 @@ from lab.session import Process, Skipped, becomes, check, clean_environment, req
 from lab.velmora import Velmora  # noqa: E402
 
 NAME, PATH, ACTIONS = "org.velmora.Velmora", "/org/velmora/Velmora", "org.gtk.Actions"
+WATCHER = Path(__file__).parent / "watcher.py"
 RUNS_ALREADY = "Velmora laeuft bereits — Fenster nach vorn geholt.\n"
 
 
@@ -131,6 +132,56 @@ def test_a_second_start_is_answered_over_the_bus_by_the_copy_with_its_settings()
     check(beside.stop(5) == 0, "it ends in order without its bus")
     for copy in (program, beside):
         copy.check_remains(regular=True)
+
+
+def test_the_tray_finds_it_drives_it_and_never_keeps_its_window():
+    session = Session(bus=True)
+    program = session.start("--preset", "flat", expect=["No sound server"])
+    becomes("it is found by its name", session.states, "on=true preset=flat")
+    item, menu = "org.kde.StatusNotifierItem", "com.canonical.dbusmenu"
+    check("GDBus.Error" in session.call("org.freedesktop.DBus.Properties.GetAll", item, path="/StatusNotifierItem"),
+          "without a tray there is no icon")
+    watcher = Process([WATCHER], session.environment(), session.directory / "watcher")
+    becomes("the late tray hears of it", watcher.output)
+
+    def call(method, *arguments, path="/StatusNotifierItem"):
+        return session.call(method, *arguments, path=path)
+
+    def properties():
+        return call("org.freedesktop.DBus.Properties.GetAll", item)
+    listener = Process(["gdbus", "monitor", "--session", f"--dest={NAME}"], session.environment(),
+                       session.directory / "signals")
+    becomes("it listens", lambda: "is owned by" in listener.output())
+    bright = properties()
+    check(all(f"'{name}'" in bright for name in ("IconName", "IconPixmap", "ToolTip", "Menu", "AttentionMovieName",
+                                                 "OverlayIconPixmap")), f"every property is there: {bright[:300]}")
+    call(f"{item}.Scroll", "120", "Vertical")
+    call(f"{item}.SecondaryActivate", "0", "0")
+    becomes("the middle button has switched it off", session.states, "on=false preset=flat")
+    becomes("the tray hears of that", lambda: all(
+        part in listener.output() for part in (".NewIcon ()", "{'toggle-state': <0>}")))
+    check(properties() != bright, "the icon is dimmed")
+
+    layout = call(f"{menu}.GetLayout", "0", "int32 -1", "[]", path="/Menu")
+    entries = {label: number for number, label in re.findall(r"<\((\d+), {[^}]*'label': <'([^']*)'>", layout)}
+    check(list(entries)[:4] == ["On", "Preset", "Standard", "Flat"] and list(entries)[-2:] == ["Hide Velmora", "Quit Velmora"],
+          f"the menu has {list(entries)}: {layout}")
+
+    def click(label):
+        return call(f"{menu}.EventGroup", f"[({entries[label]}, 'closed', <0>, 0), ({entries[label]}, 'clicked', <0>, 0),"
+                    " (999, 'clicked', <0>, 0)]", path="/Menu")
+    check(click("Rock") == "([999],)", "only the unknown entry is refused")
+    becomes("the menu has chosen", session.states, "on=false preset=rock")
+    for number, back in enumerate((lambda: call(f"{item}.Activate", "0", "0"), session.second, watcher.kill), 1):
+        click("Hide Velmora")
+        becomes("the window is hidden", lambda: program.count("Window not visible"), number)
+        back()
+        becomes("the window is back", lambda: program.count("Window visible again"), number)
+    session.action("quit")
+    check(program.wait() == 0, "it ends in order")
+    program.check_remains(regular=True)
+    listener.kill()
+    session.daemon.kill()
 
 
 # A server that accepts and never answers; with authentication, one that does not know what comes after it.

@@ -1,8 +1,10 @@
-// The program as the desktop sees it, over the session bus: a name, and actions by which shortcuts,
-// launchers and a second start reach the copy that runs.
+// The program as the desktop sees it, over the session bus: a name, actions by which shortcuts,
+// launchers and a second start reach the copy that runs, and an icon in the tray where there is
+// one.
 //
 // Vocabulary: a *command* is what somebody outside the window asks for, already checked; the
-// *state* is what they may know. A *preset* is named by its identifier, as in the settings.
+// *state* is what they may know. A *preset* is named by its identifier, as in the settings. A
+// *tray* is the part of a panel that shows the icons of programs.
 //
 // Lifecycle: connect at start-up; start once the window is there; take and publish once a frame;
 // stop at the end. Threads: all functions from the main thread, and none but connect waits for the
@@ -15,7 +17,22 @@
 
 namespace desktop {
 
-enum class Verb { kRaise, kToggle, kOn, kOff, kMute, kPreset, kCompact, kFull, kSettings, kQuit };
+enum class Verb {
+  kRaise,
+  kToggle,
+  kOn,
+  kOff,
+  kMute,
+  kPreset,
+  kCompact,
+  kFull,
+  kSettings,
+  kQuit,
+  // From the tray alone
+  kRaiseOrHide,  // the icon was clicked: to the front, or away if it is there
+  kHide,
+  kShow,  // if it is hidden: the tray that could bring it back is gone
+};
 
 // What proves to the window manager that the user asked for the window; either may be empty.
 struct Activation {
@@ -35,10 +52,25 @@ struct Preset {
   bool operator==(const Preset&) const = default;
 };
 
+// Texts of the tray's menu, in the language in use.
+struct Texts {
+  std::string on;
+  std::string presets;
+  std::string compact;
+  std::string settings;
+  std::string hide;
+  std::string quit;
+  bool rtl = false;  // they are written from right to left
+  bool operator==(const Texts&) const = default;
+};
+
 struct State {
   bool on = false;              // the equalizer
   std::string preset;           // the chosen one's identifier; it may name none
   std::vector<Preset> presets;  // the built-in ones, then the user's own
+  bool compact = false;         // the view
+  bool hidden = false;          // the window, as by kHide
+  Texts texts;
   bool operator==(const State&) const = default;
 };
 
@@ -47,7 +79,8 @@ struct State {
 // read the environment.
 void connect();
 
-// Takes the application's name on the bus. A name that another copy has is waited for.
+// Takes the application's name on the bus; a name that another copy has is waited for. Shows the
+// icon wherever there is a tray, now or later.
 void start(const State& state);
 
 // The next command in order of arrival. Returns false when there is none. At most 64 wait; further
