@@ -18,7 +18,8 @@ constexpr float kText = 12.0F;
 
 void background(float w, float h) {
   const theme::Colors& c = *theme::colors();
-  const bool active = state().settings->active;
+  const State& s = state();
+  const bool active = s.settings->active && s.look.status.active;
   gfx::fill_rect_vgrad({0.0F, 0.0F, w, h}, c.panel, c.recessed);
   gfx::stroke_round_rect({0.0F, 0.0F, w, h}, 0.0F,
                          active ? theme::with_alpha(c.accent, 0.55F) : c.border, 1.0F);
@@ -52,14 +53,16 @@ void power() {
   const bool over = hovered(kHitMiniPower);
   const float cx = r.x + 22.0F;
   const float cy = r.y + 22.0F;
+  // Amber where it is switched on and does not work: there is no status line to say so.
+  const unsigned on = state().look.status.active ? c.on : c.warning;
   if (active) {
-    gfx::fill_circle(cx, cy, 21.0F, theme::with_alpha(c.on, over ? 0.26F : 0.16F));
-    gfx::stroke_circle(cx, cy, 21.0F, c.on, 1.5F);
+    gfx::fill_circle(cx, cy, 21.0F, theme::with_alpha(on, over ? 0.26F : 0.16F));
+    gfx::stroke_circle(cx, cy, 21.0F, on, 1.5F);
   } else {
     gfx::fill_circle(cx, cy, 21.0F, c.button);
     gfx::stroke_circle(cx, cy, 21.0F, over ? c.text : c.border, 1.5F);
   }
-  const unsigned symbol = active ? c.on : c.text_secondary;
+  const unsigned symbol = active ? on : c.text_secondary;
   gfx::stroke_arc(cx, cy + 1.0F, 8.5F, 40.0F, 320.0F, symbol, 2.4F);
   gfx::line(cx, cy - 9.0F, cx, cy - 0.7F, symbol, 2.4F);
   const std::string text = i18n::T(active ? "power_on" : "power_off");

@@ -14,6 +14,7 @@ namespace {
 
 constexpr float kLongestStep = 0.2F;  // s
 constexpr float kDefaultRate = 48000.0F;
+constexpr std::uint64_t kDevicesMs = 500;
 
 float g_left[analyzer::kFftSize];
 float g_right[analyzer::kFftSize];
@@ -26,6 +27,20 @@ void poll_status() {
   audio::read_status(&status);
   if (!status.follow.empty() && status.follow != s.settings->last_default)
     s.settings->last_default = status.follow;
+}
+
+// Whether the chosen device is there. The list is copied only while one is chosen: when the status
+// has changed, and now and then.
+void poll_devices(std::uint64_t now) {
+  State& s = state();
+  const std::string& output = s.settings->output;
+  const bool known = s.look.chosen.name == output;
+  if (known &&
+      (output.empty() || (now < s.devices_at + kDevicesMs && s.look.status == s.drawn_look.status)))
+    return;
+  s.devices_at = now;
+  find_chosen(output, output.empty() ? std::vector<audio::Device>{} : audio::devices(),
+              &s.look.chosen);
 }
 
 void mix_channels(std::int32_t channel) {
@@ -90,6 +105,7 @@ bool on_frame() {
   if (advance_glide(now)) save_later();
   blink_caret(now);
   poll_status();
+  poll_devices(now);
   follow_settings();
   analyse(dt);
   measure_peaks(dt);

@@ -20,8 +20,6 @@ namespace {
 constexpr float kSmall = 10.5F;
 constexpr float kLabel = 12.0F;
 constexpr float kText = 14.0F;
-constexpr const char* kDot = "  ·  ";
-constexpr const char* kDash = " — ";
 
 Rect at(int code) {
   return state().view.layer.at(code);
@@ -203,19 +201,9 @@ void slider_panel() {
 
 // ---- Bottom strip
 
-// The text of the chosen device. `missing` receives whether it is not there.
-std::string device_text(bool* missing) {
-  const std::string& output = state().settings->output;
-  *missing = false;
-  if (output.empty()) return i18n::T("device_follow");
-  const std::vector<audio::Device> devices = audio::devices();
-  const auto found = std::find_if(devices.begin(), devices.end(),
-                                  [&](const audio::Device& d) { return d.name == output; });
-  *missing = found == devices.end();
-  return one_line(*missing ? output : found->label);
-}
-
-void device_button(const std::string& name) {
+void device_button() {
+  const ChosenDevice& chosen = state().look.chosen;
+  const std::string name = chosen.name.empty() ? i18n::T("device_follow") : chosen.label;
   const theme::Colors& c = *theme::colors();
   const Rect r = at(kHitDevice);
   const bool over = hovered(kHitDevice);
@@ -229,28 +217,7 @@ void device_button(const std::string& name) {
   icon_chevron(r.x + r.w - 20.0F, r.y + r.h * 0.5F, true, c.text);
 }
 
-struct StatusText {
-  std::string text;
-  unsigned colour = 0;
-};
-
-StatusText status_text(const std::string& device, bool missing) {
-  const audio::Status& s = state().look.status;
-  const theme::Colors& c = *theme::colors();
-  if (const char* key = status_note_key()) {
-    const bool waiting = s.state == audio::kConnecting || s.state == audio::kRunning;
-    return {i18n::T(key), waiting ? c.warning : c.danger};
-  }
-  const bool running = s.state == audio::kRunning;
-  if (running && missing)
-    return {i18n::T("err_no_device") + std::string(kDash) + isolated(device), c.warning};
-  const bool active = state().settings->active;
-  std::string text = i18n::T(active ? "status_active" : "status_bypass");
-  if (running && !s.target_label.empty()) text += kDot + isolated(one_line(s.target_label));
-  return {text, active ? c.on : c.off};
-}
-
-void status_line(const StatusText& status) {
+void status_line(const StatusView& status) {
   const theme::Colors& c = *theme::colors();
   const Rect& r = state().view.status;
   const bool rtl = start_align() == Align::Right;
@@ -258,18 +225,16 @@ void status_line(const StatusText& status) {
   constexpr float kGap = 10.0F;
   const float cy = r.y + r.h * 0.5F;
   const float dot = rtl ? r.x + r.w - kDotRadius : r.x + kDotRadius;
-  gfx::fill_circle(dot, cy, kDotRadius, status.colour);
+  gfx::fill_circle(dot, cy, kDotRadius, tone_colour(status.tone));
   const float taken = 2.0F * kDotRadius + kGap;
   const Rect text{rtl ? r.x : r.x + taken, r.y, std::max(r.w - taken, 0.0F), r.h};
-  gfx::text(text, shorten(directed(status.text), kLabel, text.w), kLabel, c.text, start_align(),
+  gfx::text(text, shorten(directed(status.line), kLabel, text.w), kLabel, c.text, start_align(),
             false, true);
 }
 
 void bottom_strip() {
-  bool missing = false;
-  const std::string device = device_text(&missing);
-  device_button(device);
-  status_line(status_text(device, missing));
+  device_button();
+  status_line(status_view());
 }
 
 void collapse_button() {

@@ -44,7 +44,7 @@ void open_presets() {
   rows.push_back(heading("presets_builtin"));
   for (const eq::PresetDef& preset : eq::kPresets)
     rows.push_back({i18n::T(preset.key), preset.key, s.preset == std::string("b:") + preset.key,
-                    choose_builtin, nullptr});
+                    choose_builtin, nullptr, false});
   if (!s.user_presets.empty()) rows.push_back(heading("presets_user"));
   for (const UserPreset& preset : s.user_presets)
     rows.push_back({one_line(preset.name), preset.name, s.preset == "u:" + preset.name, choose_user,
@@ -53,21 +53,31 @@ void open_presets() {
 }
 
 void open_devices() {
-  const std::string& output = state().settings->output;
+  ChosenDevice& chosen = state().look.chosen;
+  const std::vector<audio::Device> devices = audio::devices();
+  find_chosen(state().settings->output, devices, &chosen);
+  const auto row = [&](const std::string& label, const std::string& name) {
+    return PopupRow{label, name, name == chosen.name, choose_device, nullptr, false};
+  };
   std::vector<PopupRow> rows;
-  rows.push_back({i18n::T("device_follow"), "", output.empty(), choose_device, nullptr});
-  for (const audio::Device& device : audio::devices())
-    rows.push_back(
-        {one_line(device.label), device.name, device.name == output, choose_device, nullptr});
+  rows.push_back(row(i18n::T("device_follow"), ""));
+  for (const audio::Device& device : devices)
+    rows.push_back(row(one_line(device.label), device.name));
+  // A chosen one that is unplugged is still the choice.
+  if (!chosen.present) {
+    rows.push_back(row(chosen.label, chosen.name));
+    rows.back().faint = true;
+  }
   open_popup(kHitDevice, std::move(rows));
 }
 
 void open_languages() {
   const std::string& language = state().settings->language;
   std::vector<PopupRow> rows;
-  rows.push_back({i18n::T("language_auto"), "auto", language == "auto", choose_language, nullptr});
+  rows.push_back(
+      {i18n::T("language_auto"), "auto", language == "auto", choose_language, nullptr, false});
   for (const i18n::Language& l : i18n::languages())
-    rows.push_back({l.name, l.code, language == l.code, choose_language, nullptr});
+    rows.push_back({l.name, l.code, language == l.code, choose_language, nullptr, false});
   open_popup(kHitLanguage, std::move(rows));
 }
 

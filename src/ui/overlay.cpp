@@ -17,21 +17,15 @@ namespace {
 constexpr float kText = 14.0F;
 constexpr float kButtonText = 13.0F;
 
-// Whether a press on the note helps.
-bool can_be_set_up() {
-  const audio::Status& s = state().look.status;
-  return s.state == audio::kRunning && (s.setup_needed || s.permission_needed);
-}
-
-void draw_status_note() {
+void draw_status_note(const StatusView& status) {
   const Rect& card = state().note;
   const theme::Colors& c = *theme::colors();
-  const bool over = can_be_set_up() && hovered(kHitNote);
+  const bool over = hovered(kHitNote);
   gfx::fill_round_rect(card, 8.0F, theme::with_alpha(c.panel, 0.94F));
   if (over) gfx::fill_round_rect(card, 8.0F, theme::with_alpha(c.accent, 0.35F));
   gfx::stroke_round_rect(card, 8.0F, over ? c.accent : c.border, 1.0F);
-  gfx::text_wrapped({card.x + 16.0F, card.y + 9.0F, card.w - 32.0F, card.h - 18.0F},
-                    i18n::T(status_note_key()), kText, c.text, Align::Center);
+  gfx::text_wrapped({card.x + 16.0F, card.y + 9.0F, card.w - 32.0F, card.h - 18.0F}, status.note,
+                    kText, c.text, Align::Center);
 }
 
 // ---- The note about a crash
@@ -87,27 +81,15 @@ void draw_crash_note(float w, float h) {
 
 }  // namespace
 
-const char* status_note_key() {
-  const audio::Status& s = state().look.status;
-  if (s.state == audio::kConnecting) return "status_connecting";
-  if (s.state == audio::kNoServer) return "status_no_server";
-  if (s.state == audio::kPassive) return "status_other_instance";
-  if (state().settings->active && s.select_output) return "status_select_output";
-  if (s.setup_needed) return "status_setup_needed";
-  if (s.permission_needed) return "status_permission_needed";
-  return nullptr;
-}
-
 void place_note() {
   State& s = state();
+  const StatusView status = status_view();
   s.note = {};
-  const char* key = status_note_key();
-  if (key == nullptr) return;
+  if (status.note.empty()) return;
   const Rect& area = s.settings->compact ? s.view.bars : s.view.spectrum;
-  const std::string text = i18n::T(key);
-  const float width = note_width(area, gfx::text_width(text, kText, false));
-  s.note = note_card(area, width, gfx::wrapped_height(text, kText, width - 32.0F));
-  if (can_be_set_up()) s.view.layer.add_on_top(kHitNote, s.note);
+  const float width = note_width(area, gfx::text_width(status.note, kText, false));
+  s.note = note_card(area, width, gfx::wrapped_height(status.note, kText, width - 32.0F));
+  if (status.pressable) s.view.layer.add_on_top(kHitNote, s.note);
 }
 
 bool draw_overlay(int w, int h) {
@@ -116,9 +98,10 @@ bool draw_overlay(int w, int h) {
   const auto width = static_cast<float>(w);
   const auto height = static_cast<float>(h);
   const bool full = !s.settings->compact;
-  const bool note = status_note_key() != nullptr;
+  const StatusView status = status_view();
+  const bool note = !status.note.empty();
   const bool crash = look.crash_note && full;
-  if (note) draw_status_note();
+  if (note) draw_status_note(status);
   if (full) draw_settings_panel(width, height);
   draw_save_dialog(width, height);
   draw_popup(width, height);

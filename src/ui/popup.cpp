@@ -52,8 +52,9 @@ void draw_row(const PopupRow& row, const Rect& r, bool over, bool over_delete) {
   const Rect text{r.x + kRowStart, r.y, r.w - kRowStart - kDeleteZone, r.h};
   if (over) gfx::fill_round_rect(r, 6.0F, c.button_hover);
   if (row.chosen) icon_check(r.x + 15.0F, r.y + r.h * 0.5F, c.accent);
-  gfx::text(text, shorten(row.text, kTextSize, text.w), kTextSize, over ? c.text_strong : c.text,
-            start_align(), false, true);
+  const unsigned colour = row.faint ? c.text_secondary : over ? c.text_strong : c.text;
+  gfx::text(text, shorten(row.text, kTextSize, text.w), kTextSize, colour, start_align(), false,
+            true);
   if (over && row.erase != nullptr) {
     icon_cross(r.x + r.w - kDeleteZone * 0.5F + 2.0F, r.y + r.h * 0.5F, 8.0F,
                over_delete ? c.danger : c.text_secondary);

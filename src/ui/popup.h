@@ -14,6 +14,7 @@ struct PopupRow {
   bool chosen = false;                                 // marked
   void (*choose)(const std::string& value) = nullptr;  // null: a heading
   void (*erase)(const std::string& value) = nullptr;   // null: the row cannot be deleted
+  bool faint = false;                                  // what it stands for is not there
 
   bool operator==(const PopupRow&) const = default;
 };

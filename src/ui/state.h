@@ -15,6 +15,7 @@
 //   save_dialog.cpp     the dialog for a preset's name
 //   import.cpp          equalizer files of other programs, and the notice about a refused one
 //   settings_panel.cpp
+//   status_view.cpp     what is said about the engine
 //   overlay.cpp         what lies above the bars: notes, then panel, dialog, list
 #pragma once
 
@@ -29,6 +30,7 @@
 #include "layout.h"
 #include "popup.h"
 #include "save_dialog.h"
+#include "status_view.h"
 #include "ui/ui.h"
 
 namespace ui {
@@ -45,6 +47,7 @@ struct Look {
   bool settings_open = false;
   bool autostart = false;  // as the settings panel shows it
   audio::Status status;
+  ChosenDevice chosen;
 
   bool operator==(const Look&) const = default;
 };
@@ -63,6 +66,7 @@ struct State {
   bool stale = true;          // or nothing yet
   std::uint64_t save_at = 0;  // ms, 0: nothing to save
   std::uint64_t last_frame = 0;
+  std::uint64_t devices_at = 0;  // when the device list was looked at
   float pixel_scale = 1.0F;
 
   // As last painted

@@ -16,7 +16,4 @@ void fit_segments(Layout* layout, bool compact);
 // Finds the place of the note about the engine's state, above the view just painted.
 void place_note();
 
-// Why the equalizer does not work, as the status line and the note say it; null where it does.
-const char* status_note_key();
-
 }  // namespace ui

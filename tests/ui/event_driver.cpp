@@ -101,7 +101,9 @@ void change_status(Bytes* bytes) {
   s.select_output = (bits & 16U) != 0;
   s.setup_needed = (bits & 32U) != 0;
   s.permission_needed = (bits & 64U) != 0;
+  s.target = bytes->text(1);
   s.target_label = bytes->text(6);
+  s.active = bytes->flag();
   s.follow = bytes->text(2);
   fakes::sound.devices.clear();
   for (int n = bytes->below(4); n > 0; --n)
@@ -224,6 +226,8 @@ const char* broken() {
     return "the strip has no dialogs";
   if (s.look.popup.open && s.look.popup.hover >= static_cast<int>(s.look.popup.rows.size()))
     return "the hovered row exists";
+  const bool silent = !s.look.status.active || s.look.status.target.empty();
+  if (silent && ui::status_view().tone == ui::Tone::Good) return "green only where it works";
   if (!good_name(s.look.save.name)) return "the name in the field is short, clean UTF-8";
   return broken_preset_list();
 }
@@ -243,7 +247,6 @@ void begin(Bytes* bytes) {
     g_settings.user_presets.push_back({std::to_string(i), {{static_cast<float>(i % 12)}, -3}});
   fakes::sound.curve = g_settings.curve;
   fakes::sound.active = g_settings.active;
-  fakes::sound.status.state = audio::kRunning;
   ui::state().look.crash_note = false;
   ui::set_pixel_scale(1);
   ui::init(&g_settings, false);

@@ -10,8 +10,17 @@
 
 namespace fakes {
 
+// The engine's status while all is well.
+inline audio::Status at_work() {
+  audio::Status s;
+  s.state = audio::kRunning;
+  s.active = true;
+  s.target = "alsa_output.speakers";
+  return s;
+}
+
 struct Audio {
-  audio::Status status;
+  audio::Status status = at_work();
   std::vector<audio::Device> devices;
   bool has_sound = false;  // whether tap has anything to give
   float left = 0.0F;       // every sample of the channel

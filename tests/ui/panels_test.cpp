@@ -199,24 +199,23 @@ TEST_F(views, what_lies_above_takes_all_input) {
 
 using notes = Window;
 
-TEST_F(notes, tell_the_first_thing_that_is_wrong_and_are_pressed_where_that_helps) {
+TEST_F(notes, say_the_first_thing_that_is_wrong_and_are_pressed_where_that_helps) {
   audio::Status& s = fakes::sound.status;
   const auto card = [] { return ui::state().view.layer.at(ui::kHitNote); };
   s.select_output = s.setup_needed = s.permission_needed = true;
-  const auto key = [&](std::int32_t state) {
+  const auto says = [&](std::int32_t state, const char* key) {
     s.state = state;
     frame(10);
     paint();
-    const char* const shown = ui::status_note_key();
-    return std::string(shown != nullptr ? shown : "");
+    EXPECT_EQ(ui::status_view().note, i18n::T(key));
   };
-  EXPECT_EQ(key(audio::kConnecting), "status_connecting");
-  EXPECT_EQ(key(audio::kNoServer), "status_no_server");
-  EXPECT_EQ(key(audio::kPassive), "status_other_instance");
+  says(audio::kConnecting, "status_connecting");
+  says(audio::kNoServer, "status_no_server");
+  says(audio::kPassive, "status_other_instance");
   EXPECT_EQ(card(), gfx::Rect{});
-  EXPECT_EQ(key(audio::kRunning), "status_select_output");
+  says(audio::kRunning, "status_select_output");
   s_.active = false;
-  EXPECT_EQ(key(audio::kRunning), "status_setup_needed");
+  says(audio::kRunning, "status_setup_needed");
   press(card());
   EXPECT_EQ(calls(), Calls{"setup_devices"});
   for (void (*open)() : {ui::open_save, ui::open_settings}) {
@@ -228,10 +227,66 @@ TEST_F(notes, tell_the_first_thing_that_is_wrong_and_are_pressed_where_that_help
     paint();
   }
   s.setup_needed = false;
-  EXPECT_EQ(key(audio::kRunning), "status_permission_needed");
+  says(audio::kRunning, "status_permission_needed");
   s.permission_needed = false;
-  EXPECT_EQ(key(audio::kRunning), "");
+  says(audio::kRunning, "");
   EXPECT_EQ(card(), gfx::Rect{});
+}
+
+TEST_F(notes, the_status_follows_the_engine_and_never_the_switch) {
+  using ui::Tone;
+  const std::string none = i18n::T("err_no_device");
+  const std::string active = i18n::T("status_active");
+  const std::string bypass = i18n::T("status_bypass");
+  const std::string on_speakers = "  ·  Speakers";
+  const std::string usb = "alsa_output.usb-Maker_Headset_of_many_words-00.analog-stereo";
+  const std::string short_usb = "…many_words-00.analog-stereo";
+  using Devices = std::vector<audio::Device>;
+  const Devices both = {{"s", "Speakers"}, {usb, "Head\nset"}};
+  const Devices one = {{"s", "Speakers"}};
+  struct Case {
+    bool wanted, active;
+    std::string target, output;
+    Devices devices;
+    std::string line;
+    Tone tone;
+  };
+  const Case cases[] = {
+      {true, true, "s", "", both, active + on_speakers, Tone::Good},
+      {false, false, "s", "", both, bypass + on_speakers, Tone::Off},
+      {true, false, "s", "", both, bypass + on_speakers, Tone::Warning},
+      {true, false, "", "", {}, none, Tone::Warning},
+      {true, true, "s", usb, one, none + " — " + short_usb + on_speakers, Tone::Warning},
+      {true, true, "s", usb, both, active + on_speakers, Tone::Good},
+      {true, true, "s", usb, one, none + " — Head set" + on_speakers, Tone::Warning},
+  };
+  audio::Status& s = fakes::sound.status;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.line);
+    s_.active = c.wanted;
+    s_.output = c.output;
+    s.active = c.active;
+    s.target = c.target;
+    s.target_label = c.target.empty() ? "" : "Speakers";
+    fakes::sound.devices = c.devices;
+    frame(500);
+    for (const bool collapsed : {false, true}) {
+      s_.collapsed = collapsed;
+      paint();
+      const ui::StatusView view = ui::status_view();
+      EXPECT_EQ(view.line, c.line);
+      EXPECT_EQ(view.tone, c.tone);
+      EXPECT_EQ(view.note, collapsed && c.tone == Tone::Warning ? c.line : "")
+          << "where there is no status line";
+    }
+  }
+  // The chosen one that is not there stays in the list.
+  s_.collapsed = false;
+  paint();
+  press(ui::kHitDevice);
+  ASSERT_EQ(list().rows.size(), 3U);
+  const ui::PopupRow& gone = list().rows[2];
+  EXPECT_TRUE(gone.text == "Head set" && gone.chosen && gone.faint);
 }
 
 // ---- What a frame takes from the engine

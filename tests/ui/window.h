@@ -16,6 +16,7 @@
 #include "ui/lists.h"
 #include "ui/presets.h"
 #include "ui/state.h"
+#include "ui/status_view.h"
 #include "ui/text.h"
 #include "ui/theme.h"
 #include "ui/views.h"
@@ -24,7 +25,6 @@ class Window : public testing::Test {
  protected:
   Window() {
     fakes::reset();
-    fakes::sound.status.state = audio::kRunning;
     std::filesystem::create_directories(home_.config());
     gfx::init(nullptr);
     i18n::set_language("en");

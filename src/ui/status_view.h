@@ -1,0 +1,43 @@
+// What is said about the engine: the status line, the dot before it, and the note over the bars.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "audio/audio.h"
+
+namespace ui {
+
+// The output device that the settings name.
+struct ChosenDevice {
+  std::string name;     // empty: none, the system's default is followed
+  std::string label;    // the last one known; else its name, made short
+  bool present = true;  // in the device list
+
+  bool operator==(const ChosenDevice&) const = default;
+};
+
+// Looks for `name` in the list. A label that is known of it stays when it goes.
+void find_chosen(const std::string& name, const std::vector<audio::Device>& devices,
+                 ChosenDevice* chosen);
+
+enum class Tone { Good, Off, Warning, Danger };
+
+struct StatusView {
+  std::string line;  // directed parts, not shortened
+  Tone tone = Tone::Off;
+  std::string note;        // for the middle of the bars; empty: nothing to explain
+  bool pressable = false;  // a press on the note helps
+};
+
+//   wanted   the settings say that the equalizer is on
+//   no_line  the view has no status line: its warnings are notes, too
+StatusView status_view(const audio::Status& status, const ChosenDevice& chosen, bool wanted,
+                       bool no_line);
+
+// For the interface as it is now.
+StatusView status_view();
+
+unsigned tone_colour(Tone tone);
+
+}  // namespace ui
