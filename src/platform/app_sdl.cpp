@@ -22,11 +22,9 @@ using platform::ticks_ms;
 
 constexpr int kFirstTimeoutMs = 1;
 constexpr int kAnimatingTimeoutMs = 1;
-constexpr int kIdleTimeoutMs = 20;
-constexpr int kIdleCompactTimeoutMs = 50;
 constexpr std::uint64_t kFocusedFrameMs = 16;
 constexpr std::uint64_t kUnfocusedFrameMs = 33;
-constexpr std::uint64_t kLongestFrameMs = 49;  // in the full view, whose spectrum never rests
+constexpr std::uint64_t kRepeatMs = 500;
 constexpr int kIconPixels = 64;
 constexpr int kKeptBytes = 32 << 20;  // the most that the library takes for a threshold
 
@@ -39,6 +37,7 @@ struct Loop {
   bool visible = true;
   bool animating = false;
   bool first_frame = true;
+  std::uint64_t repeat_until = 0;
 };
 
 // Set-up
@@ -123,10 +122,22 @@ void show_window(const Settings& s) {
 // Frames
 // --------------------------------------------------------------------------------------------------------------
 
-void handle_events(int timeout_ms) {
+bool changes_window(const SDL_Event& event) {
+  return event.type == SDL_WINDOWEVENT && event.window.event != SDL_WINDOWEVENT_ENTER &&
+         event.window.event != SDL_WINDOWEVENT_LEAVE;
+}
+
+// A picture that is presented while the window's frame or size changes can be lost without a word,
+// so whole pictures are repeated for a while.
+void repeat_frames(Loop& loop) {
+  loop.repeat_until = ticks_ms() + kRepeatMs;
+}
+
+void handle_events(Loop& loop, int timeout_ms) {
   SDL_Event event;
   if (SDL_WaitEventTimeout(&event, timeout_ms) == 0) return;
   do {
+    if (changes_window(event)) repeat_frames(loop);
     platform::handle(event);
   } while (SDL_PollEvent(&event) != 0);
 }
@@ -160,7 +171,7 @@ void pace(const Loop& loop) {
 }
 
 void present(Loop& loop) {
-  platform::compose();
+  platform::compose(static_cast<double>(ticks_ms()) / 1000.0);
   loop.presented_at = ticks_ms();
   if (!loop.first_frame) return;
   loop.first_frame = false;
@@ -173,7 +184,10 @@ void show_frame(Loop& loop) {
   platform::adopt_aspect();
   platform::correct_aspect();
   platform::update_scale();
-  const bool due = !platform::compact() && ticks_ms() - loop.presented_at > kLongestFrameMs;
+  const bool repeating = ticks_ms() < loop.repeat_until;
+  if (repeating) platform::invalidate_frame();
+  const bool due = (repeating || !platform::compact()) &&
+                   ticks_ms() - loop.presented_at > platform::kLongestFrameMs;
   if (ui::take_dirty() || !platform::layers_ready()) {
     const platform::stats::Scope scope(platform::stats::Phase::Draw);
     platform::draw_layers();
@@ -183,26 +197,25 @@ void show_frame(Loop& loop) {
   present(loop);
 }
 
-int idle_timeout_ms() {
-  return platform::compact() ? kIdleCompactTimeoutMs : kIdleTimeoutMs;
-}
-
 void run_loop(std::uint64_t started_at) {
   Loop loop;
   loop.started_at = started_at;
   int timeout_ms = kFirstTimeoutMs;
   for (;;) {
-    handle_events(timeout_ms);
+    handle_events(loop, timeout_ms);
     handle_signals();
     platform::answer_calls();
     if (!g_running || !platform::recover_renderer()) return;
-    if (update_visibility(loop)) {
+    const bool visible = update_visibility(loop);
+    if (visible) {
       show_frame(loop);
-      timeout_ms = loop.animating ? kAnimatingTimeoutMs : idle_timeout_ms();
     } else {
       loop.animating = on_frame();
-      timeout_ms = idle_timeout_ms();
+      loop.presented_at = ticks_ms();  // nothing is due
     }
+    timeout_ms = visible && loop.animating
+                     ? kAnimatingTimeoutMs
+                     : platform::idle_wait_ms(platform::compact(), ticks_ms() - loop.presented_at);
   }
 }
 

@@ -1,6 +1,10 @@
 // DESIGN: a frame is nothing but copies of textures: base, bars, meters, glass, title, overlay. No
 // drawing happens here except when a strip is missing, and nothing is allocated while everything is
 // in place. What is lit in a column is contiguous, so it is one copy however many segments it has.
+//
+// A graphics card puts whole frames together. Without one, only the places whose segments or title
+// have changed are put together again, from all that lies there, and only they are sent to the
+// screen.
 
 #include <algorithm>
 #include <array>
@@ -10,31 +14,43 @@
 
 namespace {
 
+using platform::Column;
 using platform::Strip;
 using Strips = std::array<Strip, ui::kModes>;
-
-Strips g_bars;
-Strips g_meters;
-Strip g_glass;
 
 struct GlyphStrip {
   std::string text;
   Strip strip;
+  unsigned colour = 0;  // as shown
 };
-std::vector<GlyphStrip> g_title;
 
-constexpr double kMsPerSecond = 1000.0;
+// Columns of segments: where they are, their pictures, what they show and what they are to show.
+struct Group {
+  gfx::Rect area;
+  ui::SegmentGeom geom;
+  Strips strips;
+  std::array<Column, ui::kBars> shown;
+  std::array<Column, ui::kBars> now;
+};
+
+Group g_bars;
+Group g_meters;
+Strip g_glass;
+gfx::Rect g_glass_area;
+std::vector<GlyphStrip> g_title;
+std::vector<SDL_Rect> g_changed;  // kept for its memory
+bool g_whole = true;              // the screen shows nothing that can be built upon
 
 SDL_Rect sdl_rect(const platform::Area& a) {
   return {a.x, a.y, a.w, a.h};
 }
 
 // Copies the logical rectangle (x, y, w, h) of a strip whose origin is at (ox, oy) on the screen.
-void copy_part(SDL_Texture* texture, float x, float y, float w, float h, float ox, float oy) {
+void copy_part(SDL_Texture* texture, const gfx::Rect& r, float ox, float oy) {
   platform::Size size;
   if (texture == nullptr || SDL_QueryTexture(texture, nullptr, nullptr, &size.w, &size.h) != 0)
     return;
-  const auto part = platform::part_of(size, platform::pixel_scale(), x, y, w, h, ox, oy);
+  const auto part = platform::part_of(size, platform::pixel_scale(), r.x, r.y, r.w, r.h, ox, oy);
   if (!part) return;
   const SDL_Rect from = sdl_rect(part->from);
   const SDL_Rect to = sdl_rect(part->to);
@@ -45,119 +61,229 @@ bool shown(const gfx::Rect& r) {
   return r.w > 0.0F && r.h > 0.0F;
 }
 
+// ---- Columns
+
 // Fetching one strip may empty the cache and so take another one away; the second round finds room.
 template <typename Paint>
-void prepare(Strips& strips, const char* name, const gfx::Rect& area, Paint paint) {
+void prepare(Group& group, const char* name, Paint paint) {
   for (int round = 0; round < 2; ++round) {
     for (int n = 0; n < ui::kModes; ++n) {
-      Strip& strip = strips[static_cast<std::size_t>(n)];
-      if (!platform::is_current(strip, area.w, area.h))
-        platform::fetch(strip, name, n, area.w, area.h, [&] { paint(n); });
+      Strip& strip = group.strips[static_cast<std::size_t>(n)];
+      if (!platform::is_current(strip, group.area.w, group.area.h))
+        platform::fetch(strip, name, n, group.area.w, group.area.h, [&] { paint(n); });
     }
   }
 }
 
-void copy_columns(const Strips& strips, const gfx::Rect& area, const ui::SegmentGeom& g,
-                  const int* lit, const int* peak) {
-  SDL_Texture* bright = strips[ui::kPeak].texture;
-  const auto top_of = [&](int segment) {
-    return area.h - static_cast<float>(segment) * g.pitch - g.segment_height;
+template <int Count>
+void read_columns(Group& group, void (*segments)(int, int*, int*)) {
+  std::array<int, Count> lit{};
+  std::array<int, Count> peak{};
+  segments(group.geom.segments, lit.data(), peak.data());
+  for (std::size_t i = 0; i < Count; ++i)
+    group.now[i] = {std::clamp(lit[i], 0, group.geom.segments), peak[i]};
+}
+
+void read_bars(const ui::BarView& view) {
+  g_bars.area = view.bars;
+  g_meters.area = view.meters;
+  if (shown(view.bars)) {
+    prepare(g_bars, "bars",
+            [&](int n) { ui::paint_bars(n, view.bars.w, view.bars.h, view.compact); });
+    g_bars.geom = ui::bar_geom(view.bars.w, view.bars.h, view.compact);
+    read_columns<ui::kBars>(g_bars, ui::bar_segments);
+  }
+  if (shown(view.meters)) {
+    prepare(g_meters, "meters", [&](int n) { ui::paint_meters(n, view.meters.w, view.meters.h); });
+    g_meters.geom = ui::meter_geom(view.meters.w, view.meters.h);
+    read_columns<ui::kMeters>(g_meters, ui::meter_segments);
+  }
+}
+
+// The place of the segments first to last of a column, counted from the bottom, within its area.
+gfx::Rect segments_of(const Group& group, int column, int first, int last) {
+  const ui::SegmentGeom& g = group.geom;
+  const auto top = [&](int segment) {
+    return group.area.h - static_cast<float>(segment) * g.pitch - g.segment_height;
   };
-  copy_part(strips[ui::kUnlit].texture, 0.0F, 0.0F, area.w, area.h, area.x, area.y);
-  for (int i = 0; i < g.columns; ++i) {
-    const float x = static_cast<float>(i) * (g.column_width + g.gap);
-    const int n = std::min(g.segments, lit[i]);
-    if (n > 1) {
-      const float y = top_of(n - 2);
-      copy_part(strips[ui::kLit].texture, x, y, g.column_width, area.h - y, area.x, area.y);
+  const float y = top(last);
+  return {static_cast<float>(column) * (g.column_width + g.gap), y, g.column_width,
+          top(first) + g.segment_height - y};
+}
+
+void copy_column(const Group& group, int i) {
+  const gfx::Rect& area = group.area;
+  const Column& c = group.now[static_cast<std::size_t>(i)];
+  const auto copy = [&](int mode, int first, int last) {
+    copy_part(group.strips[static_cast<std::size_t>(mode)].texture,
+              segments_of(group, i, first, last), area.x, area.y);
+  };
+  if (c.lit > 1) copy(ui::kLit, 0, c.lit - 2);
+  if (c.lit > 0) copy(ui::kPeak, c.lit - 1, c.lit - 1);
+  if (c.peak >= c.lit) copy(ui::kPeak, c.peak, c.peak);
+}
+
+void copy_unlit(const Group& group) {
+  copy_part(group.strips[ui::kUnlit].texture, {0.0F, 0.0F, group.area.w, group.area.h},
+            group.area.x, group.area.y);
+}
+
+// ---- Glass and title
+
+void read_glass(const ui::BarView& view) {
+  g_glass_area = view.show_glass ? view.glass : gfx::Rect{};
+  const gfx::Rect& a = g_glass_area;
+  if (shown(a) && !platform::is_current(g_glass, a.w, a.h))
+    platform::fetch(g_glass, "glass", 0, a.w, a.h, [&] { ui::paint_glass(a.w, a.h); });
+}
+
+void copy_glass() {
+  if (!shown(g_glass_area)) return;
+  copy_part(g_glass.texture, {0.0F, 0.0F, g_glass_area.w, g_glass_area.h}, g_glass_area.x,
+            g_glass_area.y);
+}
+
+gfx::Rect glyph_area(const ui::TitleView& title, const ui::TitleGlyph& glyph) {
+  return {title.x + glyph.x - ui::kGlyphMargin / 2.0F, title.y, glyph.width + ui::kGlyphMargin,
+          title.height};
+}
+
+// Returns whether the title has other colours than before.
+bool read_title(double t) {
+  const ui::TitleView& title = ui::title_view();
+  bool changed = g_title.size() != title.glyphs.size();
+  g_title.resize(title.glyphs.size());
+  for (std::size_t i = 0; i < title.glyphs.size(); ++i) {
+    const ui::TitleGlyph& glyph = title.glyphs[i];
+    GlyphStrip& entry = g_title[i];
+    const float w = glyph.width + ui::kGlyphMargin;
+    if (entry.text != glyph.text || !platform::is_current(entry.strip, w, title.height)) {
+      entry.text = glyph.text;
+      platform::fetch(entry.strip, "glyph-" + glyph.text, 0, w, title.height,
+                      [&] { ui::paint_glyph(glyph.text, title.size, glyph.width, title.height); });
     }
-    if (n > 0)
-      copy_part(bright, x, top_of(n - 1), g.column_width, g.segment_height, area.x, area.y);
-    if (peak[i] >= std::max(n, 0))
-      copy_part(bright, x, top_of(peak[i]), g.column_width, g.segment_height, area.x, area.y);
+    const unsigned colour =
+        ui::title_color(static_cast<int>(i), static_cast<int>(title.glyphs.size()), t);
+    changed = changed || entry.colour != colour;
+    entry.colour = colour;
   }
-}
-
-void copy_bars(const ui::BarView& bars) {
-  const gfx::Rect& area = bars.bars;
-  if (!shown(area)) return;
-  prepare(g_bars, "bars", area, [&](int n) { ui::paint_bars(n, area.w, area.h, bars.compact); });
-  const ui::SegmentGeom geom = ui::bar_geom(area.w, area.h, bars.compact);
-  std::array<int, ui::kBars> lit{};
-  std::array<int, ui::kBars> peak{};
-  ui::bar_segments(geom.segments, lit.data(), peak.data());
-  copy_columns(g_bars, area, geom, lit.data(), peak.data());
-}
-
-void copy_meters(const gfx::Rect& area) {
-  if (!shown(area)) return;
-  prepare(g_meters, "meters", area, [&](int n) { ui::paint_meters(n, area.w, area.h); });
-  const ui::SegmentGeom geom = ui::meter_geom(area.w, area.h);
-  std::array<int, ui::kMeters> lit{};
-  std::array<int, ui::kMeters> peak{};
-  ui::meter_segments(geom.segments, lit.data(), peak.data());
-  copy_columns(g_meters, area, geom, lit.data(), peak.data());
-}
-
-void copy_glass(const gfx::Rect& area) {
-  if (!shown(area)) return;
-  if (!platform::is_current(g_glass, area.w, area.h))
-    platform::fetch(g_glass, "glass", 0, area.w, area.h, [&] { ui::paint_glass(area.w, area.h); });
-  copy_part(g_glass.texture, 0.0F, 0.0F, area.w, area.h, area.x, area.y);
-}
-
-SDL_Texture* glyph_texture(GlyphStrip& entry, const ui::TitleView& title,
-                           const ui::TitleGlyph& glyph) {
-  const float w = glyph.width + ui::kGlyphMargin;
-  if (entry.text != glyph.text || !platform::is_current(entry.strip, w, title.height)) {
-    entry.text = glyph.text;
-    platform::fetch(entry.strip, "glyph-" + glyph.text, 0, w, title.height,
-                    [&] { ui::paint_glyph(glyph.text, title.size, glyph.width, title.height); });
-  }
-  return entry.strip.texture;
+  return changed;
 }
 
 void copy_title() {
   const ui::TitleView& title = ui::title_view();
-  g_title.resize(title.glyphs.size());
-  const double t = static_cast<double>(platform::ticks_ms()) / kMsPerSecond;
   for (std::size_t i = 0; i < title.glyphs.size(); ++i) {
-    const ui::TitleGlyph& glyph = title.glyphs[i];
-    if (glyph.text == " ") continue;
-    SDL_Texture* texture = glyph_texture(g_title[i], title, glyph);
-    if (texture == nullptr) continue;
-    const unsigned c =
-        ui::title_color(static_cast<int>(i), static_cast<int>(title.glyphs.size()), t);
+    SDL_Texture* texture = g_title[i].strip.texture;
+    if (texture == nullptr || title.glyphs[i].text == " ") continue;
+    const unsigned c = g_title[i].colour;
     SDL_SetTextureColorMod(texture, static_cast<Uint8>(c >> 16U), static_cast<Uint8>(c >> 8U),
                            static_cast<Uint8>(c));
-    copy_part(texture, 0.0F, 0.0F, glyph.width + ui::kGlyphMargin, title.height,
-              title.x + glyph.x - ui::kGlyphMargin / 2.0F, title.y);
+    const gfx::Rect area = glyph_area(title, title.glyphs[i]);
+    copy_part(texture, {0.0F, 0.0F, area.w, area.h}, area.x, area.y);
   }
 }
 
-void draw_frame() {
-  const platform::stats::Scope scope(platform::stats::Phase::Compose);
+// ---- Frames
+
+void draw_whole() {
+  SDL_RenderSetClipRect(platform::renderer(), nullptr);
   SDL_SetRenderDrawColor(platform::renderer(), 0, 0, 0, SDL_ALPHA_OPAQUE);
   SDL_RenderClear(platform::renderer());
   platform::copy_base();
-  const ui::BarView bars = ui::bar_view();
-  copy_bars(bars);
-  copy_meters(bars.meters);
-  if (bars.show_glass) copy_glass(bars.glass);
+  for (const Group* group : {&g_bars, &g_meters}) {
+    if (!shown(group->area)) continue;
+    copy_unlit(*group);
+    for (int i = 0; i < group->geom.columns; ++i)
+      copy_column(*group, i);
+  }
+  copy_glass();
   copy_title();
   platform::copy_overlay();
-  // Copies are only noted down so far; in the statistics they belong to this phase.
-  if constexpr (platform::stats::kEnabled) SDL_RenderFlush(platform::renderer());
+}
+
+// Notes a logical rectangle as changed, and limits drawing to it. False where it is not to be seen.
+bool begin_part(const gfx::Rect& r) {
+  const platform::Size size = platform::output_size();
+  const auto part =
+      platform::part_of(size, platform::pixel_scale(), r.x, r.y, r.w, r.h, 0.0F, 0.0F);
+  if (!part) return false;
+  g_changed.push_back(sdl_rect(part->to));
+  SDL_RenderSetClipRect(platform::renderer(), &g_changed.back());
+  return true;
+}
+
+void draw_changed_columns(Group& group) {
+  if (!shown(group.area)) return;
+  for (int i = 0; i < group.geom.columns; ++i) {
+    const auto n = static_cast<std::size_t>(i);
+    for (const platform::Span& span : platform::changed_segments(group.shown[n], group.now[n])) {
+      gfx::Rect r = segments_of(group, i, span.first, span.last);
+      r.x += group.area.x;
+      r.y += group.area.y;
+      if (span.last < span.first || !begin_part(r)) continue;
+      platform::copy_base();
+      copy_unlit(group);
+      copy_column(group, i);
+      copy_glass();
+      platform::copy_overlay();
+    }
+  }
+}
+
+void draw_changed_title() {
+  const ui::TitleView& title = ui::title_view();
+  if (title.glyphs.empty()) return;
+  const gfx::Rect first = glyph_area(title, title.glyphs.front());
+  const gfx::Rect last = glyph_area(title, title.glyphs.back());
+  if (!begin_part({first.x, first.y, last.x + last.w - first.x, first.h})) return;
+  platform::copy_base();
+  copy_title();
+  platform::copy_overlay();
+}
+
+// Sends what was drawn to the screen; `rects` is empty for all of it.
+void show(const std::vector<SDL_Rect>& rects) {
+  SDL_RenderSetClipRect(platform::renderer(), nullptr);
+  SDL_RenderFlush(platform::renderer());
+  if (SDL_UpdateWindowSurfaceRects(platform::window(), rects.data(),
+                                   static_cast<int>(rects.size())) != 0)
+    SDL_RenderPresent(platform::renderer());
 }
 
 }  // namespace
 
 namespace platform {
 
-void compose() {
-  draw_frame();
-  const platform::stats::Scope scope(platform::stats::Phase::Present);
-  SDL_RenderPresent(renderer());
+void invalidate_frame() {
+  g_whole = true;
+}
+
+void compose(double t) {
+  stats::Scope scope(stats::Phase::Compose);
+  const ui::BarView view = ui::bar_view();
+  read_bars(view);
+  read_glass(view);
+  const bool title_changed = read_title(t);
+  const bool whole = g_whole || !draws_in_software();
+  g_changed.clear();
+  if (whole) {
+    draw_whole();
+  } else {
+    draw_changed_columns(g_bars);
+    draw_changed_columns(g_meters);
+    if (title_changed) draw_changed_title();
+  }
+  g_bars.shown = g_bars.now;
+  g_meters.shown = g_meters.now;
+  g_whole = false;
+  // Copies are only noted down so far; in the statistics they belong to this phase.
+  if constexpr (stats::kEnabled) SDL_RenderFlush(renderer());
+  scope.next(stats::Phase::Present);
+  if (whole) {
+    SDL_RenderPresent(renderer());
+  } else if (!g_changed.empty()) {
+    show(g_changed);
+  }
 }
 
 }  // namespace platform

@@ -57,17 +57,27 @@ class Scope {
       start_ = Clock::now();
     }
   }
-  ~Scope() {
+  ~Scope() { end(); }
+  // Ends the phase and begins the next.
+  void next([[maybe_unused]] Phase phase) {
     if constexpr (kEnabled) {
-      totals().spent[static_cast<std::size_t>(phase_)] += Clock::now() - start_;
-      if (phase_ == Phase::Present) ++totals().frames;
-      report();
+      end();
+      phase_ = phase;
+      start_ = Clock::now();
     }
   }
   Scope(const Scope&) = delete;
   Scope& operator=(const Scope&) = delete;
 
  private:
+  void end() const {
+    if constexpr (kEnabled) {
+      totals().spent[static_cast<std::size_t>(phase_)] += Clock::now() - start_;
+      if (phase_ == Phase::Present) ++totals().frames;
+      report();
+    }
+  }
+
   Phase phase_{};
   Clock::time_point start_{};
 };

@@ -84,6 +84,7 @@ void draw_layers() {
   g_base.ready = true;
 
   layer_size(g_over, size.w, size.h, false);
+  invalidate_frame();
   g_over.ready = redraw(g_over, ui::draw_overlay);
   if (!g_over.ready) return;
   adapt_alpha(g_over.surface);

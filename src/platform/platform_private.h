@@ -113,6 +113,9 @@ void destroy_renderer();
 // Null while there is none.
 SDL_Renderer* renderer();
 
+// Whether it draws on the processor.
+bool draws_in_software();
+
 // Size of the renderer's picture in device pixels.
 Size output_size();
 
@@ -170,8 +173,12 @@ void clear_cache();
 // compose.cpp
 // ---------------------------------------------------------------------------------------------------------
 
-// Puts a frame together from what is already drawn, and presents it.
-void compose();
+// Puts a frame together from what is already drawn, and presents it. In software only what has
+// changed since the last one. `t`: the time in seconds, which the title's colours depend on.
+void compose(double t);
+
+// The next frame is a whole one.
+void invalidate_frame();
 
 // input.cpp
 // -----------------------------------------------------------------------------------------------------------

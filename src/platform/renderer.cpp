@@ -3,6 +3,9 @@
 // premultiplied alpha, which the accelerated renderers blend as it is; for those that cannot, the
 // pictures are converted when they are uploaded.
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <vector>
@@ -15,6 +18,7 @@ namespace {
 
 SDL_Renderer* g_renderer = nullptr;
 SDL_BlendMode g_premul = SDL_BLENDMODE_BLEND;
+bool g_software = false;  // no graphics card draws
 bool g_device_lost = false;
 std::uint64_t g_retry_at = 0;  // a later attempt, in ticks_ms(); nothing asks for one so far
 
@@ -81,15 +85,63 @@ std::string versions_line(const SDL_RendererInfo& info) {
          std::to_string(info.max_texture_height);
 }
 
-// Empty when the driver offers no such question.
+bool is_opengl(const SDL_RendererInfo& info) {
+  const std::string name = or_question_mark(info.name);
+  return name == "opengl" || name.starts_with("opengles");
+}
+
+using GetString = const unsigned char* (*)(unsigned);
+
+// Null when the driver offers no such question.
+GetString opengl_question() {
+  return reinterpret_cast<GetString>(SDL_GL_GetProcAddress("glGetString"));
+}
+
+std::string opengl_text(GetString get, unsigned name) {
+  return or_question_mark(reinterpret_cast<const char*>(get(name)));
+}
+
+// Empty when the driver says nothing.
 std::string opengl_line() {
-  using GetString = const unsigned char* (*)(unsigned);
-  const auto get = reinterpret_cast<GetString>(SDL_GL_GetProcAddress("glGetString"));
+  const GetString get = opengl_question();
   if (get == nullptr) return {};
-  const auto text = [get](unsigned name) {
-    return or_question_mark(reinterpret_cast<const char*>(get(name)));
-  };
-  return "OpenGL: " + text(kGlRenderer) + " | " + text(kGlVersion) + " | " + text(kGlVendor);
+  return "OpenGL: " + opengl_text(get, kGlRenderer) + " | " + opengl_text(get, kGlVersion) + " | " +
+         opengl_text(get, kGlVendor);
+}
+
+// Whether the environment asks for a driver by name. It gets it, whatever it is.
+bool named_driver() {
+  const char* wanted = SDL_GetHint(SDL_HINT_RENDER_DRIVER);
+  return wanted != nullptr && *wanted != '\0';
+}
+
+// OpenGL on the processor takes three times the time and the memory of drawing in software, with
+// threads of its own.
+bool suitable(const SDL_RendererInfo& info) {
+  if (named_driver() || !is_opengl(info)) return true;
+  const GetString get = opengl_question();
+  return get == nullptr || !platform::is_software_rasterizer(opengl_text(get, kGlRenderer));
+}
+
+// Without the kernel's access to a graphics card OpenGL could only compute on the processor. To
+// find that out from OpenGL itself would cost 200 ms and 60 MB, which stay.
+bool has_graphics_card() {
+  constexpr std::array kAccess{"/dev/dri", "/dev/nvidiactl", "/dev/dxg", "/dev/mali0",
+                               "/dev/kgsl-3d0"};
+  if (named_driver()) return true;
+  return std::any_of(kAccess.begin(), kAccess.end(),
+                     [](const char* path) { return access(path, F_OK) == 0; });
+}
+
+// The first driver that a graphics card stands behind; null when there is none.
+SDL_Renderer* accelerated_renderer() {
+  if (!has_graphics_card()) return nullptr;
+  SDL_Renderer* found = SDL_CreateRenderer(platform::window(), -1,
+                                           SDL_RENDERER_ACCELERATED | SDL_RENDERER_PRESENTVSYNC);
+  SDL_RendererInfo info{};
+  if (found == nullptr || SDL_GetRendererInfo(found, &info) != 0 || suitable(info)) return found;
+  SDL_DestroyRenderer(found);
+  return nullptr;
 }
 
 std::string display_line(int i) {
@@ -108,8 +160,7 @@ std::string display_line(int i) {
 
 std::vector<std::string> graphics_lines(const SDL_RendererInfo& info) {
   std::vector<std::string> lines{versions_line(info)};
-  const std::string name = or_question_mark(info.name);
-  if (name == "opengl" || name.starts_with("opengles")) {
+  if (is_opengl(info)) {
     if (std::string line = opengl_line(); !line.empty()) lines.push_back(std::move(line));
   }
   for (int i = 0; i < SDL_GetNumVideoDisplays(); ++i)
@@ -123,14 +174,15 @@ namespace platform {
 
 bool create_renderer() {
   log_available();
-  g_renderer =
-      SDL_CreateRenderer(window(), -1, SDL_RENDERER_ACCELERATED | SDL_RENDERER_PRESENTVSYNC);
+  g_renderer = accelerated_renderer();
   if (g_renderer == nullptr) g_renderer = SDL_CreateRenderer(window(), -1, SDL_RENDERER_SOFTWARE);
   if (g_renderer == nullptr) {
     logger::error(std::string("SDL_CreateRenderer: ") + SDL_GetError());
     return false;
   }
   const SDL_RendererInfo info = renderer_info();
+  g_software = !accelerated(info);
+  invalidate_frame();
   log_chosen(info);
   g_premul = choose_blend_mode();
   crash_handler::record_graphics(graphics_lines(info));
@@ -144,6 +196,10 @@ void destroy_renderer() {
 
 SDL_Renderer* renderer() {
   return g_renderer;
+}
+
+bool draws_in_software() {
+  return g_software;
 }
 
 Size output_size() {

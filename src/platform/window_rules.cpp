@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 
@@ -61,6 +62,14 @@ std::uint64_t widen(WideTicks& ticks, std::uint32_t reading) {
   if (reading < ticks.last) ticks.high += std::uint64_t{1} << 32U;
   ticks.last = reading;
   return ticks.high + reading;
+}
+
+int idle_wait_ms(bool compact, std::uint64_t passed_ms) {
+  constexpr std::uint64_t kIdleMs = 20;
+  constexpr int kIdleCompactMs = 50;
+  if (compact) return kIdleCompactMs;
+  const std::uint64_t left = kLongestFrameMs + 1 - std::min(passed_ms, kLongestFrameMs);
+  return static_cast<int>(std::min(left, kIdleMs));
 }
 
 Size mode_reference(bool compact, bool collapsed) {
@@ -190,6 +199,30 @@ std::optional<Part> part_of(Size texture_pixels, double k, float x, float y, flo
   part.to.h = part.from.h;
   if (part.from.w <= 0 || part.from.h <= 0) return std::nullopt;
   return part;
+}
+
+std::array<Span, 2> changed_segments(const Column& before, const Column& now) {
+  std::array<Span, 2> spans;
+  // The topmost lit one is brighter: it changes, too.
+  if (before.lit != now.lit) {
+    spans[0] = {std::max(0, std::min(before.lit, now.lit) - 1), std::max(before.lit, now.lit) - 1};
+  }
+  if (before.peak != now.peak) {
+    const auto [low, high] = std::minmax({before.peak, now.peak});
+    spans[1] = {low < 0 ? high : low, high};
+  }
+  return spans;
+}
+
+bool is_software_rasterizer(std::string_view name) {
+  constexpr std::array<std::string_view, 5> kNames{"llvmpipe", "softpipe", "swrast", "lavapipe",
+                                                   "software rasterizer"};
+  std::string lower(name);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return name.starts_with("SWR") ||
+         std::any_of(kNames.begin(), kNames.end(),
+                     [&](std::string_view n) { return lower.find(n) != std::string::npos; });
 }
 
 void to_straight_alpha(std::uint32_t* pixels, std::size_t n) {

@@ -5,10 +5,12 @@
 // least 1 x 1.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace platform {
@@ -45,6 +47,13 @@ struct WideTicks {
   std::uint32_t last = 0;
 };
 std::uint64_t widen(WideTicks& ticks, std::uint32_t reading);
+
+// In the full view, whose title never rests, a frame is due when the last one is older.
+inline constexpr std::uint64_t kLongestFrameMs = 49;
+
+// How long to wait for an event while nothing moves, when the last frame is `passed_ms` old: not
+// beyond the next one that is due. At least 1.
+int idle_wait_ms(bool compact, std::uint64_t passed_ms);
 
 // Modes
 // ---------------------------------------------------------------------------------------------------------------
@@ -117,6 +126,32 @@ struct Part {
 // texture. Empty when nothing of it is left.
 std::optional<Part> part_of(Size texture_pixels, double k, float x, float y, float w, float h,
                             float ox, float oy);
+
+// What a column of segments shows: how many are lit from the bottom, and the segment of the peak
+// cap, -1 for none.
+struct Column {
+  int lit = 0;
+  int peak = -1;
+
+  bool operator==(const Column&) const = default;
+};
+
+// Segments from first to last, counted from the bottom; none where last < first.
+struct Span {
+  int first = 0;
+  int last = -1;
+
+  bool operator==(const Span&) const = default;
+};
+
+// Which segments look different: around the height of the lit ones, and at the peak cap.
+std::array<Span, 2> changed_segments(const Column& before, const Column& now);
+
+// Renderers
+// ------------------------------------------------------------------------------------------------
+
+// Whether what OpenGL calls its renderer (GL_RENDERER) computes on the processor.
+bool is_software_rasterizer(std::string_view name);
 
 // Turns n pixels with premultiplied alpha (0xAARRGGBB) into pixels with straight alpha.
 void to_straight_alpha(std::uint32_t* pixels, std::size_t n);

@@ -24,6 +24,12 @@ TEST(Ticks, go_on_where_the_counter_wraps_around) {
   EXPECT_EQ(widen(ticks, 4), (std::uint64_t{2} << 32U) + 4);
 }
 
+TEST(Idle, waits_end_when_the_next_of_twenty_frames_a_second_is_due) {
+  for (const auto& [passed, wait] : {std::pair{0, 20}, {29, 20}, {31, 19}, {49, 1}, {5000, 1}})
+    EXPECT_EQ(idle_wait_ms(false, static_cast<std::uint64_t>(passed)), wait) << passed;
+  EXPECT_EQ(idle_wait_ms(true, 40), 50);
+}
+
 TEST(ModeSize, is_a_sensible_saved_one_in_the_views_shape_that_fits_the_display) {
   const auto expect_sizes = [](bool compact, bool collapsed, std::optional<Area> display,
                                std::initializer_list<std::pair<Size, Size>> sizes) {
@@ -107,6 +113,26 @@ TEST(Part, is_rounded_to_device_pixels_and_cut_to_the_texture_without_being_stre
   EXPECT_EQ(cut->to, (Area{30, 75, 6, 5}));
   EXPECT_FALSE(part_of({100, 50}, 1.0, 100.0F, 0.0F, 5.0F, 5.0F, 0.0F, 0.0F));
   EXPECT_FALSE(part_of({100, 50}, 0.25, 0.0F, 0.0F, 1.0F, 40.0F, 0.0F, 0.0F));
+}
+
+TEST(Segments, that_look_different_are_around_the_top_and_at_the_cap) {
+  constexpr Span kNone;
+  const std::tuple<Column, Column, Span, Span> cases[] = {
+      {{3, 5}, {3, 5}, kNone, kNone},  {{3, 5}, {6, 5}, {2, 5}, kNone},
+      {{6, 7}, {3, 7}, {2, 5}, kNone}, {{0, -1}, {1, 0}, {0, 0}, {0, 0}},
+      {{2, 9}, {2, 8}, kNone, {8, 9}}, {{2, 4}, {2, -1}, kNone, {4, 4}}};
+  for (const auto& [before, now, lit, cap] : cases)
+    EXPECT_EQ(changed_segments(before, now), (std::array{lit, cap}));
+}
+
+TEST(Renderer, of_opengl_without_a_graphics_card_is_known_by_its_name) {
+  for (const char* name : {"llvmpipe (LLVM 15.0.6, 256 bits)", "softpipe", "Software Rasterizer",
+                           "SWR (LLVM 11.0, 256 bits)", "zink (lavapipe)", "Mesa DRI swrast"})
+    EXPECT_TRUE(is_software_rasterizer(name)) << name;
+  for (const char* name :
+       {"Mesa Intel(R) UHD Graphics 620", "AMD Radeon RX 6600 (radeonsi, LLVM 15)",
+        "NVIDIA GeForce GTX 1060/PCIe/SSE2", "SVGA3D; build: RELEASE; LLVM;", ""})
+    EXPECT_FALSE(is_software_rasterizer(name)) << name;
 }
 
 TEST(StraightAlpha, restores_the_colour_of_translucent_pixels) {
