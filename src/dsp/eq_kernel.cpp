@@ -8,13 +8,15 @@
 // many lanes there are. Where the wave enters and leaves a block, some bands have no sample; there
 // the memory of their lanes is kept as it was.
 //
-// A block is widened to doubles before and narrowed after, by loops that the compiler turns into
-// vectors by itself. With two lanes the cascade takes two turns of five bands, because the memory
-// of more does not fit into the registers of the baseline.
+// The steps wait for each other's results, so widening a frame to doubles before the first band and
+// narrowing it after the last one costs next to nothing in between. With two lanes the cascade
+// takes two turns of five bands, because the memory of more does not fit into the registers of the
+// baseline.
 #include "eq_kernel.h"
 
 #include <algorithm>
 #include <bit>
+#include <chrono>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -22,18 +24,17 @@
 #include <iterator>
 #include <utility>
 
+#include "eq_cascade.h"
+
 namespace eq {
 namespace {
 
-constexpr int kStereo = 2;
+using namespace cascade;
+
 constexpr int kBlockFrames = 512;
 
 // The wave must be all in before it begins to leave.
 constexpr int kFewestFrames = kBands - 1;
-
-// Frames that a step may read before the first and after the last frame of a block.
-constexpr std::ptrdiff_t kLeadFrames = 3;
-constexpr std::ptrdiff_t kTailFrames = 2 * std::ptrdiff_t{kBands - 1};
 
 constexpr std::uint32_t kMagnitudeBits = 0x7fffffffU;
 constexpr std::uint32_t kInfinityBits = 0x7f800000U;
@@ -44,225 +45,116 @@ double finite_or_silence(float sample) {
   return std::bit_cast<float>(bits & keep);
 }
 
-// What a turn of the cascade consists of: groups of bands, one vector each.
-template <int Lanes>
-struct Shape;
+// Where a turn gets its frames from and where it puts them
+// ------------------------------------------------------------------------------------------------------
 
-template <>
-struct Shape<2> {
-  using Vector [[gnu::vector_size(16)]] = double;
-  using Mask [[gnu::vector_size(16)]] = std::int64_t;
-  static constexpr int kGroups = 5;
-  static constexpr int kTurnBands = 5;
-};
+using Four [[gnu::vector_size(16)]] = float;  // two frames
+using FourBits [[gnu::vector_size(16)]] = std::uint32_t;
+using FourWide [[gnu::vector_size(32)]] = double;
 
-template <>
-struct Shape<4> {
-  using Vector [[gnu::vector_size(32)]] = double;
-  using Mask [[gnu::vector_size(32)]] = std::int64_t;
-  static constexpr int kGroups = 5;
-  static constexpr int kTurnBands = 10;
-};
-
-// The upper half of the last group has no band to work on.
-template <>
-struct Shape<8> {
-  using Vector [[gnu::vector_size(64)]] = double;
-  using Mask [[gnu::vector_size(64)]] = std::int64_t;
-  static constexpr int kGroups = 3;
-  static constexpr int kTurnBands = 10;
-};
-
-// Masks of the lanes that have a sample of the block, as a window that moves by one band per step:
-// at first over the border between "inside" and "not yet", at last between "no more" and "inside".
-constexpr std::ptrdiff_t kWindowBands = 12;
-struct Window {
-  std::int64_t lanes[3 * kWindowBands * kStereo] = {};
-};
-constexpr Window kWindow = [] {
-  Window w;
-  for (std::ptrdiff_t i = 0; i < kWindowBands * kStereo; ++i) {
-    w.lanes[i] = -1;
-    w.lanes[2 * kWindowBands * kStereo + i] = -1;
+// A frame in the last two lanes.
+template <int Lanes, int From, typename Vector>
+[[gnu::always_inline]] inline void place(const FourWide& frames, Vector& out) {
+  constexpr int kTo = From + 1;
+  if constexpr (Lanes == 2) {
+    out = __builtin_shufflevector(frames, frames, From, kTo);
+  } else if constexpr (Lanes == 4) {
+    out = __builtin_shufflevector(frames, frames, From, kTo, From, kTo);
+  } else {
+    out = __builtin_shufflevector(frames, frames, From, kTo, From, kTo, From, kTo, From, kTo);
   }
-  return w;
-}();
-
-// One turn of the cascade through a block. Vectors are passed by reference only: by value, their
-// calling convention depends on the instruction set.
-template <int Lanes>
-struct Turn : Shape<Lanes> {
-  using typename Shape<Lanes>::Vector;
-  using typename Shape<Lanes>::Mask;
-  using Shape<Lanes>::kGroups;
-  using Shape<Lanes>::kTurnBands;
-  static constexpr int kGroupBands = Lanes / kStereo;
-  // The last band's output is that many frames behind the first band's input.
-  static constexpr int kDelay = kTurnBands - 1;
-
-  Vector b0[kGroups];
-  Vector b1[kGroups];
-  Vector b2[kGroups];
-  Vector a1[kGroups];
-  Vector a2[kGroups];
-  Vector z1[kGroups];
-  Vector z2[kGroups];
-  Vector out[kGroups];  // of the step before
-
-  [[gnu::always_inline]] Turn(const Processor& p, int first_band) {
-    fill(out, [](int, int) { return 0.0; });
-    fill(z2, [&](int c, int i) { return p.z2[c][first_band + i]; });
-    fill(z1, [&](int c, int i) { return p.z1[c][first_band + i]; });
-    fill(a2, [&](int, int i) { return p.bands[first_band + i].a2; });
-    fill(a1, [&](int, int i) { return p.bands[first_band + i].a1; });
-    fill(b2, [&](int, int i) { return p.bands[first_band + i].b2; });
-    fill(b1, [&](int, int i) { return p.bands[first_band + i].b1; });
-    fill(b0, [&](int, int i) { return p.bands[first_band + i].b0; });
-  }
-
-  // Sets every lane to value(channel, band of this turn).
-  template <typename Value>
-  [[gnu::always_inline]] static void fill(Vector (&vectors)[kGroups], Value value) {
-    for (int g = 0; g < kGroups; ++g) {
-      double lanes[Lanes];
-      for (int lane = 0; lane < Lanes; ++lane) {
-        const int i = g * kGroupBands + lane / kStereo;
-        lanes[lane] = i < kTurnBands ? value(lane % kStereo, i) : 0.0;
-      }
-      std::memcpy(&vectors[g], lanes, sizeof(lanes));
-    }
-  }
-
-  [[gnu::always_inline]] void store_memory(Processor& p, int first_band) const {
-    for (int i = 0; i < kTurnBands; ++i) {
-      for (int c = 0; c < kStereo; ++c) {
-        const int lane = i % kGroupBands * kStereo + c;
-        p.z2[c][first_band + i] = z2[i / kGroupBands][lane];
-        p.z1[c][first_band + i] = z1[i / kGroupBands][lane];
-      }
-    }
-  }
-
-  // Every band gets the output of the band before it: all pairs of lanes move up by one band.
-  [[gnu::always_inline]] static void advance(const Vector& before, const Vector& own, Vector& x) {
-    if constexpr (Lanes == 2) {
-      x = before;
-    } else if constexpr (Lanes == 4) {
-      x = __builtin_shufflevector(before, own, 2, 3, 4, 5);
-    } else {
-      x = __builtin_shufflevector(before, own, 6, 7, 8, 9, 10, 11, 12, 13);
-    }
-  }
-
-  [[gnu::always_inline]] static void replace(const Mask& inside, const Vector& fresh,
-                                             Vector& kept) {
-    kept = reinterpret_cast<Vector>((reinterpret_cast<Mask>(fresh) & inside) |
-                                    (reinterpret_cast<Mask>(kept) & ~inside));
-  }
-
-  // Takes one frame in and puts one out. With Ramp, only the lanes inside change their memory.
-  template <bool Ramp>
-  [[gnu::always_inline]] void step(const double* in_frame, double* out_frame,
-                                   const std::int64_t* inside) {
-    // From the last group down, because a group's input is what its predecessor put out before.
-#pragma GCC unroll 5
-    for (int g = kGroups - 1; g >= 0; --g) {
-      Vector before;
-      if (g > 0) {
-        before = out[g - 1];
-      } else {
-        // Only the last two lanes count, and they are the frame.
-        std::memcpy(&before, in_frame + kStereo - Lanes, sizeof(before));
-      }
-      Vector x;
-      advance(before, out[g], x);
-
-      // Written in an order for which compilers find enough registers.
-      const Vector y = b0[g] * x + z1[g];
-      const Vector from_x1 = b1[g] * x;
-      const Vector from_x2 = b2[g] * x;
-      const Vector from_y1 = a1[g] * y;
-      const Vector from_y2 = a2[g] * y;
-      const Vector new_z1 = from_x1 - from_y1 + z2[g];
-      const Vector new_z2 = from_x2 - from_y2;
-      if constexpr (Ramp) {
-        Mask mask;
-        std::memcpy(&mask, inside + static_cast<std::ptrdiff_t>(g) * Lanes, sizeof(mask));
-        replace(mask, new_z1, z1[g]);
-        replace(mask, new_z2, z2[g]);
-      } else {
-        z1[g] = new_z1;
-        z2[g] = new_z2;
-      }
-      out[g] = y;
-    }
-    constexpr int kLast = kDelay % kGroupBands * kStereo;
-    const Vector& last = out[kGroups - 1];
-    const Shape<2>::Vector frame = __builtin_shufflevector(last, last, kLast, kLast + 1);
-    std::memcpy(out_frame, &frame, sizeof(frame));
-  }
-
-  // Reads `frames` frames and kDelay more of no meaning; writes kDelay frames of no meaning and
-  // then `frames` frames.
-  [[gnu::always_inline]] void run(const double* in, double* out_frames, int frames) {
-    const std::int64_t* const entering = kWindow.lanes + kStereo * (kWindowBands - 1);
-    const std::int64_t* const leaving = kWindow.lanes + kStereo * (2 * kWindowBands - 1);
-    const std::ptrdiff_t count = frames;
-    for (std::ptrdiff_t t = 0; t < kDelay; ++t) {
-      step<true>(in + kStereo * t, out_frames + kStereo * t, entering - kStereo * t);
-    }
-    for (std::ptrdiff_t t = kDelay; t < count; ++t) {
-      step<false>(in + kStereo * t, out_frames + kStereo * t, nullptr);
-    }
-    for (std::ptrdiff_t t = count; t < count + kDelay; ++t) {
-      step<true>(in + kStereo * t, out_frames + kStereo * t, leaving - kStereo * (t - count));
-    }
-  }
-};
-
-[[gnu::always_inline]] inline void widen(const float* samples, double* out, int count) {
-  for (int i = 0; i < count; ++i)
-    out[i] = finite_or_silence(samples[i]);
 }
 
-[[gnu::always_inline]] inline void narrow(const double* in, double factor, float* samples,
-                                          int count) {
-  // Most blocks stay below the knee, so the limiter's branches wait for one that does not. In this
-  // order of bits, infinities and NaNs are above the knee.
-  bool above = false;
-  for (int i = 0; i < count; ++i) {
-    samples[i] = static_cast<float>(factor * in[i]);
-    above |= (std::bit_cast<std::uint32_t>(samples[i]) & kMagnitudeBits) >
-             std::bit_cast<std::uint32_t>(kLimiterKnee);
+// The caller's samples; what is not finite counts as silence.
+template <int Lanes>
+struct Samples {
+  using Vector = typename Shape<Lanes>::Vector;
+  const float* samples;
+
+  [[gnu::always_inline]] void read(std::ptrdiff_t frame, Vector& out) const {
+    const float* const at = samples + kStereo * frame;
+    place<Lanes, 0>(FourWide{finite_or_silence(at[0]), finite_or_silence(at[1])}, out);
   }
-  if (!above) return;
-  for (int i = 0; i < count; ++i)
-    samples[i] = soft_limit(samples[i]);
-}
+  [[gnu::always_inline]] void read_two(std::ptrdiff_t frame, Vector& first, Vector& second) const {
+    FourBits bits;
+    std::memcpy(&bits, samples + kStereo * frame, sizeof(bits));
+    bits &= ~reinterpret_cast<FourBits>((bits & kInfinityBits) == kInfinityBits);
+    const FourWide wide = __builtin_convertvector(reinterpret_cast<Four>(bits), FourWide);
+    place<Lanes, 0>(wide, first);
+    place<Lanes, 2>(wide, second);
+  }
+};
+
+// The caller's samples, after the preamp. Most blocks stay below the limiter's knee, so its
+// branches wait for one that does not. Infinities and NaNs do not.
+struct Output {
+  float* samples;
+  double factor;
+  FourBits within = ~FourBits{};  // all ones where no sample was above the knee
+
+  [[gnu::always_inline]] void write(std::ptrdiff_t frame, const Frame& in) {
+    Four narrow = {static_cast<float>(factor * in[0]), static_cast<float>(factor * in[1])};
+    check(narrow);
+    std::memcpy(samples + kStereo * frame, &narrow, sizeof(float) * kStereo);
+  }
+  [[gnu::always_inline]] void write_two(std::ptrdiff_t frame, const Frame& first,
+                                        const Frame& second) {
+    const FourWide wide = __builtin_shufflevector(first, second, 0, 1, 2, 3);
+    Four narrow = __builtin_convertvector(factor * wide, Four);
+    check(narrow);
+    std::memcpy(samples + kStereo * frame, &narrow, sizeof(narrow));
+  }
+  [[gnu::always_inline]] void check(const Four& narrow) {
+    const Four size = reinterpret_cast<Four>(reinterpret_cast<FourBits>(narrow) & kMagnitudeBits);
+    within &= reinterpret_cast<FourBits>(size <= kLimiterKnee);
+  }
+  [[gnu::always_inline]] void limit(int count) {
+    if ((within[0] & within[1] & within[2] & within[3]) != 0) return;
+    for (int i = 0; i < count; ++i)
+      samples[i] = soft_limit(samples[i]);
+  }
+};
+
+// Between two turns.
+struct Between {
+  double* frames;
+
+  [[gnu::always_inline]] void read(std::ptrdiff_t frame, Frame& out) const {
+    std::memcpy(&out, frames + kStereo * frame, sizeof(out));
+  }
+  [[gnu::always_inline]] void write(std::ptrdiff_t frame, const Frame& in) const {
+    std::memcpy(frames + kStereo * frame, &in, sizeof(in));
+  }
+  [[gnu::always_inline]] void read_two(std::ptrdiff_t frame, Frame& first, Frame& second) const {
+    read(frame, first);
+    read(frame + 1, second);
+  }
+  [[gnu::always_inline]] void write_two(std::ptrdiff_t frame, const Frame& first,
+                                        const Frame& second) const {
+    write(frame, first);
+    write(frame + 1, second);
+  }
+};
 
 template <int Lanes>
 [[gnu::always_inline]] inline void process_block(Processor& p, float* samples, int frames) {
-  constexpr std::ptrdiff_t kRoom = kStereo * (kLeadFrames + kBlockFrames + kTailFrames);
-  constexpr std::ptrdiff_t kDelaySamples = kStereo * Turn<Lanes>::kDelay;
-  double first[kRoom];
-  double second[kRoom];
-  const int count = kStereo * frames;
-
-  double* from = first + kStereo * kLeadFrames;
-  double* to = second;
-  std::fill_n(first, kStereo * kLeadFrames, 0.0);
-  widen(samples, from, count);
-  // What the steps read after the last frame, here and, if there is another turn, there.
-  std::fill_n(from + count, kDelaySamples, 0.0);
-  std::fill_n(to + kDelaySamples + count, kDelaySamples, 0.0);
-
-  for (int band = 0; band < kBands; band += Turn<Lanes>::kTurnBands) {
-    Turn<Lanes> turn(p, band);
-    turn.run(from, to, frames);
-    turn.store_memory(p, band);
-    from = std::exchange(to, from) + kDelaySamples;
+  Samples<Lanes> source{samples};
+  Output output{samples, p.pre_gain};
+  if constexpr (Turn<Lanes>::kTurnBands == kBands) {
+    Turn<Lanes> turn(p, 0);
+    turn.run(source, output, frames);
+    turn.store_memory(p, 0);
+  } else {
+    double room[kStereo * kBlockFrames];
+    Between between{room};
+    Turn<Lanes> first(p, 0);
+    first.run(source, between, frames);
+    first.store_memory(p, 0);
+    Turn<Lanes> second(p, Turn<Lanes>::kTurnBands);
+    second.run(between, output, frames);
+    second.store_memory(p, Turn<Lanes>::kTurnBands);
   }
-  narrow(from, p.pre_gain, samples, count);
+  output.limit(kStereo * frames);
 }
 
 template <int Lanes>
@@ -285,11 +177,47 @@ template <int Lanes>
   process_blocks<4>(p, samples, frames);
 }
 
-[[gnu::target("avx512f")]] void process_eight_lanes(Processor& p, float* samples, int frames) {
+[[gnu::target("avx512f,avx512vl,avx512dq,avx512bw")]] void process_eight_lanes(Processor& p,
+                                                                               float* samples,
+                                                                               int frames) {
   process_blocks<8>(p, samples, frames);
 }
 
 #endif
+
+}  // namespace
+
+namespace {
+
+// Some processors are slower with the widest vectors, because they halve them or lower their clock.
+// Which ones cannot be told from their features, so all widths are tried, for a fifth of a
+// millisecond.
+int measured_lanes() {
+  using Clock = std::chrono::steady_clock;
+  constexpr int kRounds = 20;
+  Processor p;
+  for (Band& band : p.bands) {
+    // A gentle filter whose output stays of the size of its input.
+    band = {.b0 = 1.0, .b1 = -1.8, .b2 = 0.81, .a1 = -1.8, .a2 = 0.81, .active = true};
+  }
+  float samples[kStereo * kBlockFrames];
+  int best = kLaneChoices[0];
+  auto shortest = Clock::duration::max();
+  for (const int lanes : kLaneChoices) {
+    if (!has_lanes(lanes)) continue;
+    for (int round = 0; round < kRounds; ++round) {
+      std::fill_n(samples, std::size(samples), 0.25F);
+      const auto began = Clock::now();
+      process_stereo(p, samples, kBlockFrames, lanes);
+      const auto taken = Clock::now() - began;
+      if (taken < shortest) {
+        shortest = taken;
+        best = lanes;
+      }
+    }
+  }
+  return best;
+}
 
 }  // namespace
 
@@ -325,9 +253,8 @@ bool has_lanes(int lanes) {
     case 4:
       return __builtin_cpu_supports("avx2") != 0;
     case 8:
-      // The second one is not used. It tells the chips that run at full speed with vectors of this
-      // width from the first ones, which lower their clock.
-      return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vbmi") != 0;
+      return __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512vl") != 0 &&
+             __builtin_cpu_supports("avx512dq") != 0 && __builtin_cpu_supports("avx512bw") != 0;
     default:
       return false;
   }
@@ -356,11 +283,14 @@ void process_stereo(Processor& p, float* samples, int frames, int) {
 
 #endif
 
+int fastest_lanes() {
+  static const int lanes = measured_lanes();
+  return lanes;
+}
+
 void process_best(Processor& p, float* samples, int frames) {
   if (!fits_stereo(p)) return process_plain(p, samples, frames);
-  const auto* const best =
-      std::find_if(std::rbegin(kLaneChoices), std::rend(kLaneChoices), has_lanes).base() - 1;
-  process_stereo(p, samples, frames, *best);
+  process_stereo(p, samples, frames, fastest_lanes());
 }
 
 }  // namespace eq
