@@ -3,6 +3,7 @@
 // sound gets another thread.
 #include "ending.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -17,6 +18,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
+constexpr const char* kThreadName = "Velq-end";
 constexpr milliseconds kRescueAfter{2000};
 constexpr milliseconds kLeaveAfter{5000};
 
@@ -47,7 +49,10 @@ void on_signal(int sig) {
 // In the background: the clock goes on.
 void rescue() {
   try {
-    std::thread(g_watch.rescue).detach();
+    std::thread([] {
+      g_watch.prepare();
+      g_watch.rescue();
+    }).detach();
   } catch (const std::system_error&) {
     // The guard does it once this process is gone.
   }
@@ -74,6 +79,8 @@ void run_clock(const sigset_t& signals) {
 }
 
 void wait_for_signals(sigset_t signals) {
+  pthread_setname_np(pthread_self(), kThreadName);
+  g_watch.prepare();
   for (;;) {
     int sig = 0;
     if (sigwait(&signals, &sig) != 0) continue;

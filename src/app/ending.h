@@ -13,6 +13,7 @@ struct Watch {
   void (*on_end)() = nullptr;    // somebody asks for the end; may be called by a signal handler
   void (*on_raise)() = nullptr;  // SIGUSR1; likewise
   void (*rescue)() = nullptr;    // 2 s after the request; may take any time
+  void (*prepare)() = nullptr;   // first of all, on each thread
 };
 
 // From here on SIGINT, SIGTERM, SIGHUP (unless it is ignored) and SIGUSR1 are blocked on this

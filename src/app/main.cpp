@@ -177,7 +177,7 @@ int run_window(const Args& args, Settings* s) {
   desktop::connect();
   start_audio(*s, start);
   std::atexit(stop_at_exit);
-  settings::start_saver();
+  settings::start_saver(crash_handler::prepare_thread);
 
   g_window_runs = true;
   const int exit_code = run_gui(s);
@@ -202,7 +202,8 @@ int start_up(const Args& args) {
     platform::prepare_environment();
     ending::watch({.on_end = platform::request_quit,
                    .on_raise = platform::request_raise,
-                   .rescue = rescue_sound});
+                   .rescue = rescue_sound,
+                   .prepare = crash_handler::prepare_thread});
   }
   Settings s = settings::load();
   i18n::set_language(s.language);

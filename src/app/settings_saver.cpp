@@ -1,5 +1,7 @@
 // DESIGN: while the window is open, a thread writes, so no frame waits for a disk. It takes the
 // newest record, and only that one.
+#include <pthread.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -16,6 +18,7 @@
 namespace settings {
 namespace {
 
+constexpr const char* kThreadName = "Velq-saver";
 constexpr std::chrono::minutes kSaveAgain{1};  // after a save that failed
 
 struct Saver {
@@ -60,11 +63,15 @@ bool save(const Settings& s) {
   return write_file(s);
 }
 
-void start_saver() {
+void start_saver(void (*prepare)()) {
   const std::lock_guard lock(g_saver.mutex);
   if (g_saver.running) return;
   try {
-    g_saver.thread = std::thread(save_until_stopped);
+    g_saver.thread = std::thread([prepare] {
+      pthread_setname_np(pthread_self(), kThreadName);
+      prepare();
+      save_until_stopped();
+    });
     g_saver.running = true;
   } catch (const std::system_error& error) {
     logger::warn(std::string("Settings are saved without a thread: ") + error.what());

@@ -37,10 +37,14 @@ TEST(Ending, restores_the_sound_after_2_s_and_is_over_after_5_whatever_hangs) {
   const pid_t program = fork();
   if (program == 0) {
     alarm(60);
-    ending::watch({.on_end = note<'e'>, .on_raise = note<'r'>, .rescue = [] {
-                     note<'s'>();
-                     pause();  // the sound server hangs, too
-                   }});
+    ending::watch({.on_end = note<'e'>,
+                   .on_raise = note<'r'>,
+                   .rescue =
+                       [] {
+                         note<'s'>();
+                         pause();  // the sound server hangs, too
+                       },
+                   .prepare = [] {}});
     note<'b'>();
     for (;;)
       pause();

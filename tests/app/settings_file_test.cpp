@@ -157,7 +157,7 @@ TEST_F(SettingsFile, a_save_that_fails_leaves_the_old_file_to_the_byte) {
 TEST_F(SettingsFile, is_written_by_a_thread_that_takes_the_newest_record_and_keeps_nobody_waiting) {
   g_disk.syncs = 0;
   g_disk.slow = true;
-  settings::start_saver();
+  settings::start_saver([] {});
   Settings s;
   for (int width = 1; width <= 3; ++width) {
     s.win_w = width;

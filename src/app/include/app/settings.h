@@ -65,7 +65,8 @@ bool save(const Settings& s);
 
 // Lets a thread do the saving: it always writes the newest record, and tries again a minute after a
 // failure. Where no thread can be had, save goes on writing by itself.
-void start_saver();
+//   prepare   is called first on that thread
+void start_saver(void (*prepare)());
 
 // Waits until the last record is written, or has failed once more, and ends the thread. No-op when
 // none runs.
