@@ -118,7 +118,7 @@ void watch(const Watch& watch) {
 }
 
 void begin() {
-  if (g_watching) pthread_kill(g_thread, SIGTERM);
+  if (g_watching) pthread_kill(g_thread, SIGINT);
 }
 
 }  // namespace ending

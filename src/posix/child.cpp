@@ -30,6 +30,7 @@ constexpr milliseconds kPoll{5};
 // Returns 0 when the program cannot be started.
 pid_t spawn(std::vector<std::string> arguments, int output) {
   std::vector<char*> argv;
+  argv.reserve(arguments.size() + 1);
   for (std::string& argument : arguments)
     argv.push_back(argument.data());
   argv.push_back(nullptr);
