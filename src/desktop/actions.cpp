@@ -89,20 +89,16 @@ Meaning change_of(const State& state, const std::string& name, GVariant* value) 
 }
 
 std::string preset_meant(const State& state, const std::string& text) {
-  const auto named = [&](auto matches) {
-    const auto found = std::find_if(state.presets.begin(), state.presets.end(), matches);
-    return found != state.presets.end() ? found->id : "";
+  const auto first = [&](auto matches) {
+    return std::find_if(state.presets.begin(), state.presets.end(), matches);
   };
-  for (const std::string& id : {text, kBuiltinShort + text, kBuiltin + text}) {
-    if (const std::string found = named([&](const Preset& p) { return p.id == id; });
-        !found.empty())
-      return found;
-  }
   // Own names before translated ones: the user cannot change the latter.
-  if (const std::string own = named([&](const Preset& p) { return p.id == kUser + text; });
-      !own.empty())
-    return own;
-  return named([&](const Preset& p) { return p.name == text; });
+  for (const std::string& id : {text, kBuiltinShort + text, kBuiltin + text, kUser + text}) {
+    const auto found = first([&](const Preset& p) { return p.id == id; });
+    if (found != state.presets.end()) return found->id;
+  }
+  const auto found = first([&](const Preset& p) { return p.name == text; });
+  return found != state.presets.end() ? found->id : "";
 }
 
 GVariant* state_of(const Action& action, const State& state) {

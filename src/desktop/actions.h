@@ -27,9 +27,9 @@ struct Meaning {
 };
 
 //   parameter  null where the caller gave none
-Meaning activation_of(const State& state, const std::string& action, GVariant* parameter);
+Meaning activation_of(const State& state, const std::string& name, GVariant* parameter);
 // Setting an action's state to a value.
-Meaning change_of(const State& state, const std::string& action, GVariant* value);
+Meaning change_of(const State& state, const std::string& name, GVariant* value);
 
 // The preset that a text means, by identifier, key, or name: an identifier, or "" for none. A key
 // may lack its "preset_".

@@ -88,7 +88,7 @@ fs::path installed_icons() {
   if (paths::is_sandboxed()) return {};
   std::error_code error;
   const fs::path program = fs::read_symlink("/proc/self/exe", error);
-  const fs::path icons = program.parent_path().parent_path() / "share/icons";
+  fs::path icons = program.parent_path().parent_path() / "share/icons";
   for (const char* name : {kIconOn, kIconOff}) {
     const fs::path icon = icons / "hicolor/symbolic/apps" / (std::string(name) + ".svg");
     if (error || !fs::exists(icon, error)) return {};

@@ -14,6 +14,7 @@ from pathlib import Path
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(Path(__file__).parent.parent))
+from lab.probe import write_settings  # noqa: E402
 from lab.session import Process, Skipped, becomes, check, clean_environment, require_programs, temp_dir  # noqa: E402
 from lab.velmora import Velmora  # noqa: E402
 
@@ -76,13 +77,17 @@ def refused(answer):
 
 def test_shortcuts_reach_the_copy_that_runs_and_nonsense_is_refused():
     session = Session(bus=True)
+    write_settings(session.directory / "config", user_presets=2, up0_name="rock", up1_name="My_own",
+                   **{f"up{i}": ",".join(11 * ["1"]) for i in (0, 1)})
     program = session.start("--preset", "flat", expect=["No sound server"])
     becomes("it is found by its name", session.states, "on=true preset=flat")
     for words, states in ((["toggle"], "on=false preset=flat"), (["on"], "on=true preset=flat"),
                           (["on"], "on=true preset=flat"), (["off"], "on=false preset=flat"),
                           (["preset", "'rock'"], "on=false preset=rock"),
                           (["preset", "'Bass boost'"], "on=false preset=bass"),
-                          (["preset", "'b:preset_jazz'"], "on=false preset=jazz")):
+                          (["preset", "'b:preset_jazz'"], "on=false preset=jazz"),
+                          (["preset", "'My_own'"], "on=false preset=My_own"),
+                          (["preset", "'u:rock'"], "on=false preset=u:rock")):
         answer = session.action(*words)
         check(answer == "", f"{words}: {answer}")
         becomes(f"{words} is done", session.states, states)
