@@ -19,7 +19,7 @@ def test_everything_returns_when_killed_or_ended_at_any_moment(lab, seed=0):
     lab.play()
     for way, times, longest_s in (("killed", 14, 0.9), ("killed at its end", 6, 0.3), ("ended", 8, 0.3)):
         for _ in range(times):
-            program = lab.launch(expect=["Audio path"])
+            program = lab.launch("--preset", "flat", expect=["Audio path"])
             if way == "killed at its end":
                 lab.routed_to("speakers")
                 program.signal(signal.SIGTERM)
@@ -47,7 +47,7 @@ test_a_suspended_sink_is_woken_and_heard_again.SERVERS = [PULSEAUDIO]  # the oth
 # Every connection is as good as the first, and none leaves anything open.
 def test_waits_for_a_server_and_comes_back_after_a_restart(lab):
     lab.server.stop()
-    program = lab.launch(expect=["No sound server reachable"])
+    program = lab.launch("--preset", "flat", expect=["No sound server reachable"])
     for lost, end in enumerate((lab.server.stop, lab.server.kill, lab.server.kill, None), 1):
         becomes("the loss is logged, once", lambda: program.count("No sound server reachable"), lost)
         lab.server.start()

@@ -107,8 +107,8 @@ def test_what_was_turned_down_does_not_come_back_loud(lab):
 def test_of_two_copies_one_stays_passive_until_the_other_goes(lab):
     lab.play()
     for together in (False, True, True, True, True):
-        first = lab.launch(expect=SURPRISES) if together else lab.start(expect=SURPRISES)
-        second = lab.launch(expect=SURPRISES)
+        first = lab.launch("--preset", "flat", expect=SURPRISES) if together else lab.start(expect=SURPRISES)
+        second = lab.launch("--preset", "flat", expect=SURPRISES)
         becomes("one is passive", lambda: first.count(PASSIVE) + second.count(PASSIVE), 1)
         lab.routed_to("speakers")
         lab.hears("speakers")

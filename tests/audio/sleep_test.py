@@ -31,7 +31,7 @@ def test_the_first_sound_is_heard_from_its_beginning(lab):
     start, per_frame = 0.1, 0.5 / (2 * RATE)
     few_ms = 0.006 * RATE * per_frame
     recorder = Recorder(lab.server, "speakers.monitor")  # keeps the device awake
-    lab.launch()
+    lab.launch("--preset", "flat")
     for awake in (True, False):
         becomes("our stream " + ("plays" if awake else "sleeps"), lambda: uncorked(lab, "sink-inputs"), [awake], limit=40)
     first = recorder.frames

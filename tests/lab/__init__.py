@@ -3,7 +3,7 @@
 # A case is a function test_NAME(lab) in a *_test.py beside its subject; its name is a promise. ctest
 # knows it as FOLDER.FILE.NAME.SERVER. After a change of names run cmake again (building does). By hand:
 #
-#   VELMORA=build-dev/Velmora tests/lab/run.py tests/audio/routing_test.py NAME --server pipewire
+#   tests/lab/run.py tests/audio/routing_test.py NAME --server pipewire
 #
 #   def test_follows_when_the_user_switches_the_default(lab):
 #       lab.play()                            # another program plays TONES, on the default device
@@ -19,4 +19,4 @@
 # were at the last play() or remember(), but for what choose() and expect() have announced.
 #
 # Wait with becomes(what, look, wanted), never for a time. A file may set SERVERS, DEVICES and SUSPEND_S;
-# a case of its own server sets them as attributes. On the screen: lab.window(), see screen.py.
+# a case of its own server sets them as attributes. On a screen: lab.open(), see screen.py.

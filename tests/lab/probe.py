@@ -1,16 +1,14 @@
 # The engine without the rest of the program, and the sealed settings file as text: see probe.cpp.
-import os
 import subprocess
 
-from .session import check, clean_environment, temp_dir
+from .session import check, clean_environment, temp_dir, tool
 from .sound import np
 
-EXECUTABLE = os.environ.get("LAB_PROBE", "")
 
 
 # The settings in a home (XDG_CONFIG_HOME), as texts by key; defaults where there is no file.
 def settings(home, *mode, text=""):
-    done = subprocess.run([EXECUTABLE, "settings", *mode], input=text, text=True, stdout=subprocess.PIPE, check=True,
+    done = subprocess.run([tool("lab_probe"), "settings", *mode], input=text, text=True, stdout=subprocess.PIPE, check=True,
                           env=clean_environment(XDG_CONFIG_HOME=str(home), HOME=str(home)), timeout=20)
     return dict(line.split("=", 1) for line in done.stdout.splitlines())
 
@@ -23,7 +21,7 @@ def write_settings(home, **fields):
 class Engine:
     def __init__(self, server):
         self.process = subprocess.Popen(
-            ["setpriv", "--pdeathsig", "KILL", EXECUTABLE], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
+            ["setpriv", "--pdeathsig", "KILL", tool("lab_probe")], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
             env={**server.environment(), "XDG_CONFIG_HOME": str(temp_dir())})
 
     # Sends a command and returns its answer.

@@ -4,18 +4,24 @@
 #   run.py FILE CASE [--server pulseaudio|pipewire] [NAME=NUMBER ...]
 #   run.py --list FILE ...
 #
+# VELMORA is the program, as built; LAB_TOOLS the directory tests/lab of the build. By default both are
+# those of build-dev.
 # A case is a function test_NAME(lab, ...) of a file; further arguments are its own, with defaults.
 # Exit status 0 when it passed, 1 when not, 77 when something it needs is not installed; with CI=true
 # that is a failure, too.
 import importlib.util
 import inspect
 import os
+import shutil
 import signal
 import sys
 import traceback
 from pathlib import Path
 
 sys.dont_write_bytecode = True
+build = Path(__file__).parents[2] / "build-dev"
+os.environ.setdefault("VELMORA", str(build / "Velmora"))
+os.environ.setdefault("LAB_TOOLS", str(build / "tests/lab"))
 sys.path.insert(0, str(Path(__file__).parent.parent))
 from lab.server import PIPEWIRE, PROGRAMS, PULSEAUDIO, Server  # noqa: E402
 from lab.session import Skipped, require_programs  # noqa: E402
@@ -41,7 +47,10 @@ def setting(module, case, name, default):
     return getattr(case, name, getattr(module, name, default))
 
 
+# "any": whichever of the two is installed.
 def run(module, case, kind, arguments):
+    if kind == "any":
+        kind = PULSEAUDIO if shutil.which(PULSEAUDIO) else PIPEWIRE
     require_programs(*PROGRAMS[kind], *getattr(module, "PROGRAMS", ()))
     lab = Lab(Server(kind, setting(module, case, "DEVICES", ("speakers", "headset")),
                      setting(module, case, "SUSPEND_S", 0)))
@@ -70,7 +79,6 @@ def main(words):
     arguments = {key: float(value) if "." in value else int(value)
                  for key, value in (word.split("=") for word in rest if "=" in word)}
     signal.signal(signal.SIGHUP, signal.SIG_DFL)
-    os.environ.setdefault("VELMORA", "build/Velmora")
     module = load(path)
     try:
         run(module, cases(module)[name], kind, arguments)

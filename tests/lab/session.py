@@ -51,6 +51,11 @@ def becomes(what, look, wanted=bool, limit=PATIENCE):
         time.sleep(0.02)
 
 
+# A program of the lab's own; see LAB_TOOLS in tests/CMakeLists.txt.
+def tool(name):
+    return f"{os.environ['LAB_TOOLS']}/{name}"
+
+
 def check(good, what):
     if not good:
         raise AssertionError(what)

@@ -8,6 +8,7 @@ from pathlib import Path
 
 from .probe import Engine, settings
 from .server import difference
+from .screen import Screen, Window
 from .session import (PATIENCE, Process, becomes, check, children_of, descriptors, memory, processes_with,
                       temp_dir)
 from .sound import FLAT, Player, Recorder, Stream, level_db, sines, through
@@ -15,6 +16,7 @@ from .sound import FLAT, Player, Recorder, Stream, level_db, sines, through
 SINK, MONITOR, OURS, MUSIC = "velmora", "velmora.monitor", "Velmora", "Test player"
 TONES = ((1000, -20, "left"), (1500, -23, "right"))
 EXECUTABLE = os.environ.get("VELMORA", "")
+FLAT_SWITCHES = ("--preset", "flat")
 NO_SCREEN = {"SDL_VIDEODRIVER": "dummy"}
 LOG_LINE = re.compile(r"\d\d:\d\d:\d\d (INFO |WARN |ERROR) .*")
 OWN_FILES = {"settings.dat", "Velmora.lock", "Velmora.log", "Velmora.log.1", "volume.txt"}
@@ -28,6 +30,7 @@ class Velmora(Process):
         self.home = Path(home or temp_dir())
         self.folder = self.home / "Velmora"
         self.expect = list(expect)
+        self.keeps = set(OWN_FILES)
         self.previous = self.inode()
         self.calm = None
         super().__init__([EXECUTABLE, *switches],
@@ -70,7 +73,7 @@ class Velmora(Process):
     def check_remains(self, regular):
         becomes("no process is left", lambda: processes_with(f"XDG_CONFIG_HOME={self.home}\0"), [])
         files = {path.name for path in self.folder.glob("*")} if self.folder.is_dir() else set()
-        check(files <= OWN_FILES, f"left in its directory: {files - OWN_FILES}")
+        check(files <= self.keeps, f"left in its directory: {files - self.keeps}")
         if (self.folder / "settings.dat").exists():
             check("preset" in settings(self.home), "the settings cannot be opened")
         lines = self.log_text().split("\n")
@@ -90,6 +93,7 @@ class Lab:
         self.engines = []
         self.players = []
         self.screen = None
+        self.home = temp_dir()
         self.before = None
 
     def begin(self):
@@ -98,22 +102,33 @@ class Lab:
 
     # ---- Programs
 
-    # Starts the program without waiting; with a flat curve when there are no switches.
+    # Starts the program without waiting; on the screen where there is one.
     def launch(self, *switches, **options):
         if self.screen:
             options = {"display": self.screen.environment()} | options
-        program = Velmora(self.server, *(switches or ("--preset", "flat")), **options)
+        program = Velmora(self.server, *switches, **options)
         self.programs.append(program)
         return program
+
+    def need_screen(self):
+        self.screen = self.screen or Screen()
+
+    # Starts it on a screen and waits for its first frame; returns it and its window. One settings file for
+    # all of a case's windows.
+    def open(self, *switches, **options):
+        self.need_screen()
+        program = self.launch(*switches, **{"home": self.home} | options)
+        program.wait_for_log("First frame after")
+        return program, Window(self.screen)
 
     # The engine alone; see Engine.
     def engine(self):
         self.engines.append(Engine(self.server))
         return self.engines[-1]
 
-    # Starts it and waits until its routing is in force.
+    # Starts it, with a flat curve where no switches are given, and waits until its routing is in force.
     def start(self, *switches, device="speakers", **options):
-        program = self.launch(*switches, **options)
+        program = self.launch(*(switches or FLAT_SWITCHES), **options)
         self.routed_to(device)
         program.remember()
         return program
@@ -182,6 +197,10 @@ class Lab:
         becomes(f"everything is routed through our sink to {device}",
                 lambda: (self.server.default(), *self.own_streams()), (SINK, (device,), (MONITOR,)))
 
+    # The equalizer is off: the user's device is the default again.
+    def default_is(self, device):
+        becomes(f"{device} is the default again", self.server.default, device)
+
     def music_is_on(self, device):
         becomes(f"the music plays on {device}", lambda: set(self.server.playing(MUSIC)), {device})
 
@@ -232,5 +251,7 @@ class Lab:
         for engine in self.engines:
             engine.process.kill()
         self.server.kill()
+        if self.screen:
+            self.screen.close()
         for stream in list(Stream.opened):
             stream.close()

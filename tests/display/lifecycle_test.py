@@ -1,0 +1,77 @@
+# How the program comes, hides, returns and goes.
+import os
+import signal
+
+from lab.probe import settings
+from lab.screen import AUTOSTART, COLLAPSE, COLLAPSED, Window
+from lab.session import Process, becomes, check, require_programs
+from lab.velmora import SINK
+
+SERVERS = ["any"]
+
+
+def test_a_minimised_window_is_brought_back_by_a_second_start_and_ends_in_order(lab):
+    for stopped in (False, True):
+        program, window = lab.open()
+        lab.routed_to("speakers")
+        before = window.still()
+        window.minimise()
+        program.wait_for_log("Window not visible - display paused")
+        if stopped:
+            lab.end(program)
+            continue
+        second = lab.launch(home=lab.home)
+        check(second.wait() == 0, "the second start fails")
+        lab.programs.remove(second)
+        program.wait_for_log("Window visible again")
+        becomes("the window is back", lambda: window.minimised() or (window.still() != before).any(), False)
+        window.key("alt+F4")
+        lab.ended(program, program.wait())
+
+
+def test_a_screen_that_vanishes_costs_neither_the_sound_nor_the_last_change(lab):
+    lab.play()
+    program, window = lab.open(expect=["screen is gone"])
+    lab.routed_to("speakers")
+    window.click(*COLLAPSE)
+    becomes("folded", window.size, COLLAPSED)
+    lab.screen.crash()  # before the change is saved in its own time
+    check(program.wait() >= 0, "a signal ended it")
+    lab.programs.remove(program)
+    lab.as_before()
+    check(settings(lab.home)["collapsed"] == "1", "the change is lost")
+    check(not (program.folder / "crash_report.txt").exists(), "a crash is reported")
+
+
+def test_the_panels_switch_makes_a_session_start_the_program(lab):
+    require_programs("desktop-file-validate", "gio")
+    entry = lab.server.directory / "home/.config/autostart/Velmora.desktop"
+    program, window = lab.open("--settings")
+    window.click(*AUTOSTART)
+    becomes("there is an entry", entry.exists)
+    lab.end(program)
+    check(lab.screen.run("desktop-file-validate", entry) == "", "the entry is not valid")
+    session = lab.server.environment() | lab.screen.environment() | {"XDG_CONFIG_HOME": str(lab.home)}
+    launcher = Process(["gio", "launch", entry], session, lab.server.directory / "launcher.log")
+    check(launcher.wait() == 0, launcher.output())
+    Window(lab.screen)
+    pid = int((lab.home / "Velmora/Velmora.lock").read_text())
+    lab.routed_to("speakers")
+    os.kill(pid, signal.SIGTERM)
+    lab.as_before()
+    becomes("it is gone", lambda: os.path.exists(f"/proc/{pid}"), False)
+
+
+def test_runs_where_there_is_only_wayland(lab):
+    require_programs("weston")
+    lab.need_screen()
+    # A compositor in a window: without a keyboard and a mouse, SDL of this generation would not start.
+    weston = Process(["weston", "--backend=x11-backend.so", "--use-pixman", "--socket=screen", "--no-config",
+                      "--width=1100", "--height=800"], lab.server.environment() | lab.screen.environment(),
+                     lab.server.directory / "weston.log")
+    becomes("Wayland's socket appears", (lab.server.directory / "run/screen").exists)
+    program = lab.start("--preset", "flat", display={"WAYLAND_DISPLAY": "screen"})
+    program.wait_for_log("First frame after")
+    check(program.count("Video: wayland, ") == 1, "it is not on Wayland")
+    lab.end(program)
+    weston.stop()

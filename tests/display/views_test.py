@@ -1,0 +1,57 @@
+# The window's sizes, places and shapes.
+from lab.probe import write_settings
+from lab.screen import COMPACT, FULL, MINI_BODY, TO_COMPACT
+from lab.session import becomes, check
+
+SERVERS = ["any"]
+
+
+def test_the_window_introduces_itself_and_keeps_its_shape(lab):
+    program, window = lab.open()  # of the class "velmora"
+    check((window.title(), window.size(), window.framed()) == ("Velmora", FULL, True), "title, size or frame")
+    check(program.count("Video: x11, Renderer software (software!)") == program.count("First frame after") == 1, "log")
+    # As under a window manager that does not care for shapes.
+    lab.screen.run("xprop", "-id", window.id, "-remove", "WM_NORMAL_HINTS")
+    window.resize(1200, 640)
+    becomes("it keeps its shape", window.size, (1200, 800))
+
+
+def test_compact_and_full_view_find_their_places_again(lab):
+    def settles_near(window, x, y):
+        seen = [None]
+
+        def rests():
+            seen.append(window.place())
+            return seen[-1] == seen[-2] and abs(seen[-1][0] - x) < 40 and abs(seen[-1][1] - y) < 40
+        becomes(f"the window is near {x}, {y}", rests)
+        return seen[-1]
+    program, window = lab.open()
+    window.move(100, 60)
+    full = settles_near(window, 100, 60)
+    window.click(*TO_COMPACT)
+    becomes("compact", window.size, COMPACT)
+    check(not window.framed(), "the strip has a frame")
+    beside = full[0] + FULL[0] - COMPACT[0], full[1]
+    check(settles_near(window, *beside) == beside, "the strip is not at the window's upper right corner")
+    window.move(300, 500)
+    mini = settles_near(window, 300, 500)
+    lab.end(program)
+    program, window = lab.open()
+    becomes("compact", window.size, COMPACT)
+    check(settles_near(window, *mini) == mini, "the strip is elsewhere")
+    window.double_click(*MINI_BODY)
+    becomes("full", window.size, FULL)
+    check(window.framed(), "no frame")
+    check(settles_near(window, *full) == full, "the window is elsewhere")
+
+
+def test_no_saved_place_or_size_loses_the_window(lab):
+    for compact, x, y, size in ((0, 5000, 5000, 1), (1, -3000, 100, -7), (0, 10, -900, 100000)):
+        write_settings(lab.home, compact=compact, win_x=x, mini_x=x, win_y=y, mini_y=y, win_w=size, win_h=size,
+                       mini_w=size, mini_h=size)
+        program, window = lab.open()
+        least = COMPACT if compact else (480, 320)
+        becomes("the whole window is on the screen", window.geometry, lambda now: all(
+            place >= 0 and place + length <= room and length >= short
+            for place, length, room, short in zip(now[:2], now[2:], lab.screen.size, least)))
+        lab.end(program)
