@@ -18,8 +18,8 @@ PARTS = ["/Velmora(", "\n--- Graphics ---\n", "renderer software", "\n--- Audio 
 
 # As a fault on the thread of this name would.
 def hit(program, thread, number):
-    tid, = [int(task) for task in os.listdir(f"/proc/{program.pid}/task")
-            if proc(program.pid, f"task/{task}/comm").strip() == thread]
+    tid = min(int(task) for task in os.listdir(f"/proc/{program.pid}/task")
+            if proc(program.pid, f"task/{task}/comm").strip() == thread)
     ctypes.CDLL(None).tgkill(program.pid, tid, number)
 
 

@@ -70,7 +70,7 @@ def test_runs_where_there_is_only_wayland(lab):
                       "--width=1100", "--height=800"], lab.server.environment() | lab.screen.environment(),
                      lab.server.directory / "weston.log")
     becomes("Wayland's socket appears", (lab.server.directory / "run/screen").exists)
-    program = lab.start("--preset", "flat", display={"WAYLAND_DISPLAY": "screen"})
+    program = lab.launch("--preset", "flat", display={"WAYLAND_DISPLAY": "screen"})
     program.wait_for_log("First frame after")
     check(program.count("Video: wayland, ") == 1, "it is not on Wayland")
     lab.end(program)

@@ -260,7 +260,7 @@ class Player(Stream):
 class Recorder(Stream):
     def __init__(self, server, source):
         self.source = source
-        self.blocks, self.frames = [], 0
+        self.blocks, self.frames, self.forgotten = [], 0, 0
         self.origin = math.inf  # time.monotonic() of frame 0: the earliest that any arrival allows
         self.mutex = threading.Lock()
         super().__init__(server, RECORDER, "record")
@@ -288,10 +288,15 @@ class Recorder(Stream):
         with self.mutex:
             if len(self.blocks) > 1:
                 self.blocks = [np.concatenate(self.blocks)]
-            return self.blocks[0][first:] if self.blocks else np.zeros((0, 2), np.float32)
+            return self.blocks[0][max(0, first - self.forgotten):] if self.blocks else np.zeros((0, 2), np.float32)
 
     def newest(self, seconds):
         return self.since(max(0, self.frames - round(seconds * RATE)))
+
+    # What was recorded so far is not kept any longer; frames are counted on.
+    def forget(self):
+        with self.mutex:
+            self.forgotten, self.blocks = self.frames, []
 
     # Waits for new sound of this length. Raises AssertionError when a server does not deliver it.
     def next(self, seconds):

@@ -33,9 +33,10 @@ class Velmora(Process):
         self.keeps = set(OWN_FILES)
         self.previous = self.inode()
         self.calm = None
+        self.scratch = temp_dir()
         super().__init__([EXECUTABLE, *switches],
                          {**server.environment(), "XDG_CONFIG_HOME": str(self.home), "TRSL_LANG": "en",
-                          "TMPDIR": str(temp_dir()), **display, **environment},
+                          "TMPDIR": str(self.scratch), **display, **environment},
                          temp_dir() / "console")
 
     def inode(self):
@@ -72,6 +73,7 @@ class Velmora(Process):
     # After its end: nothing is left, and the log holds lines, in order, without surprises.
     def check_remains(self, regular):
         becomes("no process is left", lambda: processes_with(f"XDG_CONFIG_HOME={self.home}\0"), [])
+        check(not list(self.scratch.iterdir()), "a temporary file is left")
         files = {path.name for path in self.folder.glob("*")} if self.folder.is_dir() else set()
         check(files <= self.keeps, f"left in its directory: {files - self.keeps}")
         if (self.folder / "settings.dat").exists():
