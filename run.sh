@@ -17,6 +17,6 @@ can_be_heard() {
 
 if (($# == 0)) && ! can_be_heard; then
   echo "No desktop session with a sound server here: showing Velmora on a private sound server." >&2
-  exec "$root/scripts/demo.sh"
+  exec "$root/scripts/demo.py"
 fi
 exec "$velmora" "$@"

@@ -112,7 +112,7 @@ use_package() {
   fi
   start_server
   start_screen 1280x800
-  start_player noise
+  start_player
   apt install "$package"
   dpkg -L velmora | while read -r path; do [[ -f $path ]] && echo "$path"; done >"$work/files" || true
   start_installed

@@ -184,8 +184,6 @@ streams_on() {
   ask list short sink-inputs | awk -v sink="$index" '$2 == sink { ++n } END { print n + 0 }'
 }
 
-raw_format=(--raw --format=float32le --rate=48000 --channels=2)
-
 # A stream at "speakers", nothing on our sink, because there is none.
 untouched() {
   [[ $(ask get-default-sink) == speakers && $(streams_on speakers) == 1 ]] && ! has_sink velmora
@@ -196,12 +194,12 @@ routed() {
   [[ $(ask get-default-sink) == velmora && $(streams_on velmora) == 1 && $(streams_on speakers) == 1 ]]
 }
 
-# start_player noise|music
+# Another program that plays something, quietly.
 start_player() {
-  pacat --playback "${raw_format[@]}" --latency-msec=100 --client-name=Player \
-    < <("$session_scripts/demo_sound.py" "$1") >"$work/player.log" 2>&1 &
+  pacat --playback --format=s16le --rate=48000 --channels=2 --volume=3000 --latency-msec=100 --client-name=Player \
+    </dev/urandom >"$work/player.log" 2>&1 &
   running+=($!)
-  wait_until "the start of the $1" 20 untouched
+  wait_until "the start of the player" 20 untouched
 }
 
 # ---- The screen
@@ -214,8 +212,7 @@ screen_named() {
 # start_screen WIDTHxHEIGHT
 start_screen() {
   : >"$work/display"
-  # It keeps its picture in a file: no program is needed to photograph it.
-  Xvfb -displayfd 1 -screen 0 "$1x24" -nolisten tcp -noreset -fbdir "$work/screen" \
+  Xvfb -displayfd 1 -screen 0 "$1x24" -nolisten tcp -noreset \
     >"$work/display" 2>"$work/screen.log" &
   running+=($!)
   wait_until "the start of the virtual screen" 20 screen_named
@@ -237,12 +234,4 @@ window() {
 
 has_window() {
   [[ -n $(window) ]] && grep -q 'First frame after' "$work/config/Velmora/Velmora.log"
-}
-
-# Saves what the program's window shows: picture FILE.png [FRAMES]
-picture() {
-  local X Y WIDTH HEIGHT
-  eval "$(xdotool getwindowgeometry --shell "$(window)" | grep -E '^(X|Y|WIDTH|HEIGHT)=[0-9]+$')"
-  mkdir -p "$(dirname "$1")"
-  "$session_scripts/screen_picture.py" "$work/screen/Xvfb_screen0" "$X" "$Y" "$WIDTH" "$HEIGHT" "$@"
 }

@@ -2,6 +2,7 @@
 import os
 import signal
 import time
+import time
 
 from lab.session import becomes, check, temp_dir
 from lab.sound import Player, sines
