@@ -293,10 +293,12 @@ class Recorder(Stream):
     def newest(self, seconds):
         return self.since(max(0, self.frames - round(seconds * RATE)))
 
-    # What was recorded so far is not kept any longer; frames are counted on.
+    # What was recorded so far is not kept any longer; frames are counted on, from a new origin: the old one
+    # is wrong once a server has lost samples. Returns the number of the next frame.
     def forget(self):
         with self.mutex:
-            self.forgotten, self.blocks = self.frames, []
+            self.forgotten, self.blocks, self.origin = self.frames, [], math.inf
+            return self.frames
 
     # Waits for new sound of this length. Raises AssertionError when a server does not deliver it.
     def next(self, seconds):

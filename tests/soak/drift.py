@@ -84,12 +84,11 @@ def test_stays_near_a_device_on_another_clock(lab, minutes=10, ppm=200, settle=0
     time.sleep(settle * 60)
     before, began, delays = troubles(program), time.monotonic(), []
     while time.monotonic() < began + minutes * 60:
-        first, now = sent.frames, time.monotonic()
+        first, now = sent.forget(), time.monotonic()
         sent.next(CLICKS * CLICK_S)
         measured = delays_ms(sent.click_times(first), [t for t in device.click_times() if t > now])
         delays.append(statistics.median(measured) if len(measured) >= CLICKS / 2 else math.nan)
         print(f"{(time.monotonic() - began) / 60:5.1f} min: delay {delays[-1]:6.1f} ms, {memory(program.pid)} kB")
-        sent.forget()
         time.sleep(max(0, min(55, began + minutes * 60 - time.monotonic())))
     program.stop()
     away = max(abs(delay - delays[0]) for delay in delays)
