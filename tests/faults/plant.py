@@ -27,10 +27,10 @@ HERE = pathlib.Path(__file__).resolve().parent
 LABELS = ("unit", "server", "display")
 # Which unit tests can notice a fault of an area; those of its own folder come first.
 UNIT = {
-    "audio": "audio|cli",
+    "audio": "audio",
     "dsp": "dsp|app|cli|ui|audio",
     "gfx": "gfx|ui",
-    "ui": "ui|cli",
+    "ui": "ui",
     "platform": "platform|ui",
     "app": "app|cli|ui|audio",
     "crash": "crash|cli",
