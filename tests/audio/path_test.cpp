@@ -9,10 +9,13 @@
 #include <vector>
 
 #include "../app/home.h"
+#include "app/logger.h"
+#include "audio/audio_private.h"
 #include "audio/equalizer.h"
 #include "audio/fade.h"
 #include "audio/handover.h"
 #include "audio/play_queue.h"
+#include "audio/stream_path.h"
 #include "audio/tap.h"
 
 namespace audio {
@@ -204,6 +207,22 @@ TEST(PlayQueue, is_filled_to_its_target_after_every_pause_and_counts_no_delay_of
       EXPECT_NEAR(static_cast<double>(line.queue.length_us(line.now)), line.fill / 0.048, 1);
     }
   }
+}
+
+TEST(PathStats, report_what_is_new_once) {
+  const auto report = [] {
+    const std::size_t before = logger::tail(500).size();
+    report_stats();
+    const std::vector<std::string> lines = logger::tail(500);
+    return lines.size() == before ? "" : lines.back().substr(15);
+  };
+  EXPECT_EQ(report(), "");
+  count_underrun();
+  count_underrun();
+  EXPECT_EQ(report(), "Audio path last minute: 0x dropped, 2x buffer underrun");
+  EXPECT_EQ(report(), "");
+  count_underrun();
+  EXPECT_EQ(report(), "Audio path last minute: 0x dropped, 1x buffer underrun");
 }
 
 // What of the device's level comes of ours, and what of it is asked back.

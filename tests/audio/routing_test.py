@@ -103,6 +103,14 @@ def test_what_was_turned_down_does_not_come_back_loud(lab):
             becomes("the levels are kept", (home / "Velmora/volume.txt").exists)
             program = lab.start(home=home)
             becomes("the device is as loud as it was", lambda: levels("speakers"), ([80, 40], False))
+        lab.server.set_volume("speakers", 60, 60)  # the user's own wish is not undone
+        lab.server.set_mute("speakers", False)
+        program = lab.start(home=home)
+        lab.settle()
+        check((levels("speakers"), levels(SINK)) == (([60, 60], False), ([100, 100], False)), "undone")
+        lab.end(program)
+        lab.expect(speakers={"volume": [60, 60], "mute": False})
+        lab.as_before()
 
 
 def test_of_two_copies_one_stays_passive_until_the_other_goes(lab):
@@ -190,10 +198,15 @@ def test_recovers_when_its_sink_is_removed_by_others(lab):
         played, recorded = lab.own_streams()
         check(set(played) <= {"speakers"} and set(recorded) <= {MONITOR, ""}, (played, recorded))
         return SINK in lab.server.sinks() and len(played) == len(recorded) == 1 and lab.server.default() == SINK
+    lab.server.set_mute(SINK, True)
+    lab.settle()
     for _ in range(3):
         becomes("the sink is removed", rob)
         becomes("a new sink is in place", is_back)
     lab.music_is_on(SINK)
+    becomes("what was muted stays so", lambda: lab.server.muted(SINK))
+    lab.settle()
+    lab.server.set_mute(SINK, False)
     lab.hears("speakers", gain_db=HALF_DB)  # what was turned down is no louder for it
     lab.settle()
     lab.server.set_volume(SINK, 100)

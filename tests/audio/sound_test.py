@@ -67,7 +67,9 @@ def test_muting_silences_the_device_and_off_gives_everything_back(lab):
     engine.ask("mute", 1)
     check(engine.status()["muted"] == "1", "the button waits for the server")
     becomes("the device is muted", lambda: lab.server.muted("speakers"))
+    lab.server.set_mute("speakers", False)
     lab.server.set_mute(SINK, True)
+    becomes("a mute of our sink is shown", lambda: (lab.server.muted("speakers"), engine.status()["muted"]), (False, "1"))
     engine.ask("mute", 0)
     becomes("device and sink are unmuted, as is shown",
             lambda: (lab.server.muted("speakers"), lab.server.muted(SINK), engine.status()["muted"]), (False, False, "0"))
@@ -82,6 +84,17 @@ def test_muting_silences_the_device_and_off_gives_everything_back(lab):
     engine.ask("active", 1)
     lab.routed_to("speakers")
     lab.hears("speakers", (500, -20, "right"))
+    # What is handed over is not asked of the next sink as well, unless the device is as it was left.
+    lab.settle()
+    lab.server.set_volume(SINK, 50)
+    engine.ask("active", 0)
+    becomes("the device is turned down", lambda: lab.server.volume("speakers"), [50, 50])
+    lab.server.set_volume("speakers", 70)
+    lab.expect(speakers={"volume": [70, 70]})
+    engine.ask("active", 1)
+    lab.routed_to("speakers")
+    lab.settle()
+    check((lab.server.volume(SINK), lab.server.volume("speakers")) == ([100, 100], [70, 70]), "asked twice")
 
 
 def test_the_delay_stays_near_its_target_after_hiccups(lab):
@@ -117,4 +130,11 @@ def test_a_server_that_hangs_holds_no_caller_up(lab):
     engine.ask("output")
     lab.server.thaw()
     lab.routed_to("speakers")
+    lab.hears("speakers")
+    lab.server.freeze()
+    engine.ask("mute", 1)
+    time.sleep(6)  # longer than a request waits
+    lab.server.thaw()
+    becomes("what was wished meanwhile is made up for", lambda: lab.server.muted("speakers"))
+    engine.ask("mute", 0)
     lab.hears("speakers")

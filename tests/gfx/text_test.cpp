@@ -39,6 +39,7 @@ TEST_F(text, stays_in_one_line_where_it_belongs_and_is_cut_at_the_side_away_from
   EXPECT_NEAR(center.x + center.w / 2, 100, 2);
   EXPECT_NEAR(center.y + center.h / 2, 40, 4);
   EXPECT_NEAR(right(bold), 190, 3);
+  EXPECT_GT(bold.w, center.w);
   EXPECT_EQ(ink({10, 10, 30, 60}, "MM MM\nMM", Align::Left, false, false).h, left.h);
 
   // Only the last letter rises above the dots.

@@ -302,6 +302,7 @@ TEST_F(frames, redraw_when_the_status_differs_and_remember_the_device_to_restore
     fakes::sound.status.follow = follow;
     frame(10);
     EXPECT_TRUE(ui::take_dirty());
+    EXPECT_FALSE(ui::take_dirty()) << "once";
     EXPECT_EQ(fakes::sound.restore_hint, "sink.a");
     EXPECT_EQ(s_.last_default, "sink.a");
   }
