@@ -107,7 +107,7 @@ def test_what_was_turned_down_does_not_come_back_loud(lab):
         lab.server.set_mute("speakers", False)
         program = lab.start(home=home)
         lab.settle()
-        check((levels("speakers"), levels(SINK)) == (([60, 60], False), ([100, 100], False)), "undone")
+        becomes("nothing is undone", lambda: (levels("speakers"), levels(SINK)), (([60, 60], False), ([100, 100], False)))
         lab.end(program)
         lab.expect(speakers={"volume": [60, 60], "mute": False})
         lab.as_before()
