@@ -53,7 +53,7 @@ def becomes(what, look, wanted=bool, limit=PATIENCE):
 
 # A program of the lab's own; see LAB_TOOLS in tests/CMakeLists.txt.
 def tool(name):
-    return f"{os.environ['LAB_TOOLS']}/{name}"
+    return f"{os.environ.get('LAB_TOOLS', '')}/{name}"
 
 
 def check(good, what):
