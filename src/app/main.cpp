@@ -213,7 +213,8 @@ int start_up(const Args& args) {
     return list_devices();
   }
   if (!single_instance::claim(paths::config_dir())) {
-    single_instance::call_other(command_line::has(args, "--compact"));
+    single_instance::call_other(command_line::has(args, "--compact"),
+                                command_line::file_argument(args));
     con::print("Velmora laeuft bereits — Fenster nach vorn geholt.\n");
     guard::stop();
     return kExitOk;

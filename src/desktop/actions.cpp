@@ -17,7 +17,7 @@ constexpr std::array kActions = {
     Action{"off", "", "", Verb::kOff},         Action{"mute", "", "", Verb::kMute},
     Action{"preset", "s", "s", Verb::kPreset}, Action{"compact", "", "", Verb::kCompact},
     Action{"full", "", "", Verb::kFull},       Action{"settings", "", "", Verb::kSettings},
-    Action{"quit", "", "", Verb::kQuit},
+    Action{"quit", "", "", Verb::kQuit},       Action{"preset-text", "", "a{ss}", std::nullopt},
 };
 
 // How a preset's identifier begins in the settings.
@@ -45,8 +45,9 @@ Meaning unknown(const std::string& action) {
 }
 
 Meaning meaning_of(const State& state, const Action& action, GVariant* value) {
+  if (!action.verb) return refused("Action \"" + std::string(action.name) + "\" can only be read");
   Command command;
-  command.verb = action.verb;
+  command.verb = *action.verb;
   if (action.verb == Verb::kPreset) {
     const char* text = g_variant_get_string(value, nullptr);
     command.preset = preset_meant(state, text);
@@ -55,13 +56,30 @@ Meaning meaning_of(const State& state, const Action& action, GVariant* value) {
   return {command, ""};
 }
 
-// What the chosen preset is called from outside: in a way that means it when it is handed back.
-std::string preset_called(const State& state) {
+// What a preset is called from outside: in a way that means it when it is handed back.
+std::string preset_called(const State& state, const Preset& preset) {
+  if (preset.id.starts_with(kBuiltin)) return preset.id.substr(std::strlen(kBuiltin));
+  return preset_meant(state, preset.name) == preset.id ? preset.name : preset.id;
+}
+
+std::string chosen_called(const State& state) {
   const auto chosen = std::find_if(state.presets.begin(), state.presets.end(),
                                    [&](const Preset& p) { return p.id == state.preset; });
-  if (chosen == state.presets.end()) return "";
-  if (state.preset.starts_with(kBuiltin)) return state.preset.substr(std::strlen(kBuiltin));
-  return preset_meant(state, chosen->name) == chosen->id ? chosen->name : chosen->id;
+  return chosen != state.presets.end() ? preset_called(state, *chosen) : "";
+}
+
+// A name may hold what the bus does not take.
+Owned<char> valid(const std::string& text) {
+  return Owned<char>(g_utf8_make_valid(text.c_str(), -1));
+}
+
+GVariant* preset_texts(const State& state) {
+  GVariantBuilder texts;
+  g_variant_builder_init(&texts, G_VARIANT_TYPE("a{ss}"));
+  for (const Preset& preset : state.presets)
+    g_variant_builder_add(&texts, "{ss}", valid(preset_called(state, preset)).get(),
+                          preset.text.c_str());
+  return g_variant_builder_end(&texts);
 }
 
 }  // namespace
@@ -85,7 +103,7 @@ Meaning change_of(const State& state, const std::string& name, GVariant* value) 
   if (*action->state == '\0' || !has_type(value, action->state))
     return refused("The state of action \"" + name + "\" cannot be set to that");
   if (action->verb != Verb::kOn) return meaning_of(state, *action, value);
-  return {Command{g_variant_get_boolean(value) != FALSE ? Verb::kOn : Verb::kOff, {}, {}}, ""};
+  return {Command{g_variant_get_boolean(value) != FALSE ? Verb::kOn : Verb::kOff, {}, {}, {}}, ""};
 }
 
 std::string preset_meant(const State& state, const std::string& text) {
@@ -104,9 +122,8 @@ std::string preset_meant(const State& state, const std::string& text) {
 GVariant* state_of(const Action& action, const State& state) {
   if (*action.state == '\0') return nullptr;
   if (action.verb == Verb::kOn) return g_variant_new_boolean(state.on ? TRUE : FALSE);
-  // A name may hold what the bus does not take.
-  const Owned<char> text(g_utf8_make_valid(preset_called(state).c_str(), -1));
-  return g_variant_new_string(text.get());
+  if (action.verb == Verb::kPreset) return g_variant_new_string(valid(chosen_called(state)).get());
+  return preset_texts(state);
 }
 
 }  // namespace desktop

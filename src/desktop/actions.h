@@ -14,9 +14,9 @@ namespace desktop {
 
 struct Action {
   const char* name;
-  const char* parameter;  // its type, "" for none
-  const char* state;      // its type, "" for none
-  Verb verb;
+  const char* parameter;     // its type, "" for none
+  const char* state;         // its type, "" for none
+  std::optional<Verb> verb;  // none: it is only there for its state
 };
 std::span<const Action> actions();
 

@@ -111,6 +111,30 @@ void activate_action(GDBusMethodInvocation* call, GVariant* arguments) {
   answer(call, activation_of(g_exported.state, name, parameter.get()), platform_data);
 }
 
+// One file at a time: the user is asked for its name.
+void open_file(GDBusMethodInvocation* call, GVariant* arguments) {
+  GVariant* uris = nullptr;
+  GVariant* platform_data = nullptr;
+  g_variant_get(arguments, "(@as@a{sv})", &uris, &platform_data);
+  const Owned<GVariant> kept_uris(uris);
+  const Owned<GVariant> kept_data(platform_data);
+  if (g_variant_n_children(uris) != 1) {
+    refuse(call, G_DBUS_ERROR_INVALID_ARGS, "One file can be opened at a time");
+    return;
+  }
+  const char* uri = nullptr;
+  g_variant_get_child(uris, 0, "&s", &uri);
+  const Owned<char> path(g_filename_from_uri(uri, nullptr, nullptr));
+  if (path == nullptr) {
+    refuse(call, G_DBUS_ERROR_INVALID_ARGS, "Only local files can be opened");
+    return;
+  }
+  Command command;
+  command.verb = Verb::kImport;
+  command.path = path.get();
+  answer(call, {command, ""}, platform_data);
+}
+
 void on_application_call(GDBusConnection*, const char*, const char*, const char*,
                          const char* method, GVariant* arguments, GDBusMethodInvocation* call,
                          void*) {
@@ -121,7 +145,7 @@ void on_application_call(GDBusConnection*, const char*, const char*, const char*
   } else if (name == "ActivateAction") {
     activate_action(call, arguments);
   } else {
-    refuse(call, G_DBUS_ERROR_NOT_SUPPORTED, "Files cannot be opened");
+    open_file(call, arguments);
   }
 }
 

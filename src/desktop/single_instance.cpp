@@ -152,8 +152,28 @@ desktop::Activation own_activation() {
   return {variable("DESKTOP_STARTUP_ID"), variable("XDG_ACTIVATION_TOKEN")};
 }
 
+struct Method {
+  const char* name;
+  GVariant* arguments;  // floating
+};
+
+// What is asked of the other copy.
+Method method_for(bool compact, const std::string& file) {
+  GVariant* data = desktop::to_platform_data(own_activation(), g_directory);
+  std::error_code unknown;
+  const Owned<char> uri(
+      file.empty() ? nullptr
+                   : g_filename_to_uri(fs::absolute(file, unknown).c_str(), nullptr, nullptr));
+  if (uri != nullptr) {
+    const char* const uris[] = {uri.get(), nullptr};
+    return {"Open", g_variant_new("(^as@a{sv})", uris, data)};
+  }
+  if (compact) return {"ActivateAction", g_variant_new("(sav@a{sv})", "compact", nullptr, data)};
+  return {"Activate", g_variant_new("(@a{sv})", data)};
+}
+
 // Returns whether the copy with our settings has taken the call.
-bool call_over_bus(bool compact) {
+bool call_over_bus(bool compact, const std::string& file) {
   const std::string address = desktop::session_address();
   if (address.empty()) return false;
   const auto deadline = steady_clock::now() + kBusPatience;
@@ -165,16 +185,14 @@ bool call_over_bus(bool compact) {
   if (connection == nullptr || left.count() <= 0) return false;
 
   const std::string id = desktop::application_id();
-  GVariant* data = desktop::to_platform_data(own_activation(), g_directory);
-  GVariant* arguments = compact ? g_variant_new("(sav@a{sv})", "compact", nullptr, data)
-                                : g_variant_new("(@a{sv})", data);
+  const Method method = method_for(compact, file);
   Call call;
   call.loop.reset(g_main_loop_new(context.get(), FALSE));
   g_main_context_push_thread_default(context.get());
   g_dbus_connection_call(connection.get(), id.c_str(), desktop::application_path(id).c_str(),
-                         desktop::kApplication, compact ? "ActivateAction" : "Activate", arguments,
-                         nullptr, G_DBUS_CALL_FLAGS_NO_AUTO_START, static_cast<int>(left.count()),
-                         nullptr, on_answer, &call);
+                         desktop::kApplication, method.name, method.arguments, nullptr,
+                         G_DBUS_CALL_FLAGS_NO_AUTO_START, static_cast<int>(left.count()), nullptr,
+                         on_answer, &call);
   g_main_loop_run(call.loop.get());
   g_main_context_pop_thread_default(context.get());
   return call.accepted;
@@ -195,8 +213,8 @@ bool claim(const std::string& directory) {
   return errno != EWOULDBLOCK;
 }
 
-void call_other(bool compact) {
-  if (!call_over_bus(compact)) signal_owner_within_patience();
+void call_other(bool compact, const std::string& file) {
+  if (!call_over_bus(compact, file)) signal_owner_within_patience();
 }
 
 }  // namespace single_instance

@@ -138,7 +138,7 @@ GVariant* pictures(bool on) {
 // ------------------------------------------------------------------------------------------------
 
 void submit(Verb verb) {
-  g_tray.submit({verb, "", {"", std::exchange(g_tray.token, "")}});
+  g_tray.submit({verb, "", "", {"", std::exchange(g_tray.token, "")}});
 }
 
 void on_call(GDBusConnection*, const char*, const char*, const char*, const char* method,

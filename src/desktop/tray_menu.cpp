@@ -108,7 +108,7 @@ Exported& g_menu = *new Exported;  // bus thread; in place as long as the proces
 // ------------------------------------------------------------------------------------------------
 
 Command command_of(Verb verb, const std::string& preset = "") {
-  return {verb, preset, {}};
+  return {verb, preset, "", {}};
 }
 
 // In a label an underscore marks the next letter as the entry's key.

@@ -5,6 +5,7 @@
 
 #include "app/logger.h"
 #include "app/settings.h"
+#include "curves/curve_files.h"
 #include "i18n/i18n.h"
 #include "platform_private.h"
 #include "ui/commands.h"
@@ -24,24 +25,23 @@ std::uint64_t g_in_front_at = 0;       // when the window last had the keyboard
 // What the published state was made of.
 struct Sources {
   std::string language;  // "" before the first time
-  std::vector<std::string> own_presets;
+  std::vector<UserPreset> own_presets;
 };
 Sources g_sources;
 desktop::State g_state;
 
-bool names_are_current() {
+bool presets_are_current() {
   return i18n::effective_language() == g_sources.language &&
-         std::ranges::equal(g_settings->user_presets, g_sources.own_presets, {}, &UserPreset::name);
+         g_settings->user_presets == g_sources.own_presets;
 }
 
-void refresh_names() {
-  g_sources.language = i18n::effective_language();
-  g_sources.own_presets.clear();
-  for (const UserPreset& preset : g_settings->user_presets)
-    g_sources.own_presets.push_back(preset.name);
+void refresh_presets() {
+  g_sources = {i18n::effective_language(), g_settings->user_presets};
   g_state.presets.clear();
-  for (ui::NamedPreset& preset : ui::presets())
-    g_state.presets.push_back({std::move(preset.id), std::move(preset.name)});
+  for (ui::NamedPreset& preset : ui::presets()) {
+    g_state.presets.push_back(
+        {std::move(preset.id), std::move(preset.name), curves::apo_text(preset.curve)});
+  }
   const auto with_name = [](std::string text) {
     const std::size_t place = text.find("%s");
     return place == std::string::npos ? text : text.replace(place, 2, kName);
@@ -60,7 +60,7 @@ const desktop::State& current_state() {
   g_state.preset = g_settings->preset;
   g_state.compact = g_settings->compact;
   g_state.hidden = platform::window_has(SDL_WINDOW_HIDDEN);
-  if (!names_are_current()) refresh_names();
+  if (!presets_are_current()) refresh_presets();
   return g_state;
 }
 
@@ -98,6 +98,9 @@ void carry_out(const Command& command) {
     case Verb::kSettings:
       platform::raise_window(command.activation);
       return ui::open_settings();
+    case Verb::kImport:
+      platform::raise_window(command.activation);
+      return ui::import_file(command.path);
     case Verb::kQuit:
       logger::info("Asked over the session bus to end");
       return platform::quit();

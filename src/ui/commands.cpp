@@ -41,9 +41,9 @@ void show_compact(bool compact) {
 std::vector<NamedPreset> presets() {
   std::vector<NamedPreset> all;
   for (const eq::PresetDef& preset : eq::kPresets)
-    all.push_back({std::string("b:") + preset.key, i18n::T(preset.key)});
+    all.push_back({std::string("b:") + preset.key, i18n::T(preset.key), preset.curve});
   for (const UserPreset& preset : state().settings->user_presets)
-    all.push_back({"u:" + preset.name, one_line(preset.name)});
+    all.push_back({"u:" + preset.name, one_line(preset.name), preset.curve});
   return all;
 }
 

@@ -105,7 +105,18 @@ def test_shortcuts_reach_the_copy_that_runs_and_nonsense_is_refused():
                  ["Activate", "preset", "[<'pop'>, <'pop'>]", "{}"], ["SetState", "on", "<1>", "{}"],
                  ["SetState", "off", "<true>", "{}"], ["SetState", "nothing", "<true>", "{}"]):
         check(refused(session.call(f"{ACTIONS}.{call[0]}", *call[1:])), f"{call} is refused")
-    check(refused(session.call("org.freedesktop.Application.Open", "['file:///etc/passwd']", "{}")), "Open is refused")
+    check(refused(session.call(f"{ACTIONS}.Activate", "preset-text", "[]", "{}")), "texts can only be read")
+    texts = session.call(f"{ACTIONS}.Describe", "preset-text")
+    check("'rock': 'Preamp: -3.0 dB\\nFilter 1: ON PK Fc 31 Hz Gain 5.0 dB Q 1.41\\n" in texts, f"presets: {texts}")
+    for uris in ("[]", "['https://example.org/a.txt']", "['file:///a', 'file:///b']"):
+        check(refused(session.call("org.freedesktop.Application.Open", uris, "{}")), f"Open {uris} is refused")
+    file = session.directory / "My headphone.txt"
+    file.write_text("Filter: ON PK Fc 1000 Hz Gain 6 dB Q 1.41\n")
+    uri = f"file://{session.directory}/My%20headphone.txt"
+    check(session.call("org.freedesktop.Application.Open", f"['{uri}']", "{}") == "()", "Open")
+    becomes("the file is opened", lambda: program.count(f"Imported: {file}: its bands are ours"), 1)
+    session.second("--compact", os.path.relpath(file))
+    becomes("it is handed over by a second start", lambda: program.count("Imported: "), 2)
     check("'quit'" in session.call(f"{ACTIONS}.List"), "there is a list")
     listener.kill()
     # More calls than a program that stands still can carry out are refused, and it lives on.

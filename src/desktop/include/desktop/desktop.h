@@ -27,6 +27,7 @@ enum class Verb {
   kCompact,
   kFull,
   kSettings,
+  kImport,
   kQuit,
   // From the tray alone
   kRaiseOrHide,  // the icon was clicked: to the front, or away if it is there
@@ -43,12 +44,14 @@ struct Activation {
 struct Command {
   Verb verb = Verb::kRaise;
   std::string preset;  // kPreset: an identifier out of the state
+  std::string path;    // kImport: of an equalizer file
   Activation activation;
 };
 
 struct Preset {
   std::string id;
   std::string name;  // as the interface shows it
+  std::string text;  // for other programs: as an equalizer file
   bool operator==(const Preset&) const = default;
 };
 

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "dsp/eq_dsp.h"
+
 namespace ui {
 
 void set_equalizer(bool on);
@@ -22,6 +24,7 @@ void show_compact(bool compact);
 struct NamedPreset {
   std::string id;
   std::string name;  // in the language in use, fit to be shown in one line
+  eq::Curve curve;
 };
 // All presets, the built-in ones first.
 std::vector<NamedPreset> presets();
