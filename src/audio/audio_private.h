@@ -158,8 +158,9 @@ bool reconcile(const LoopLock&, const Wishes& wishes);
 bool restore_server(const LoopLock&, bool takeover);
 // A device to follow before the server has been read. Ignored once there is one.
 void suggest_follow(const std::string& restore_hint);
-// A new connection: what the last server refused, this one may allow.
-void forget_restrictions();
+// A new connection: what the last server refused, this one may allow, and its default device may be
+// its own choice.
+void begin_connection();
 
 // virtual_sink.cpp
 // -----------------------------------------------------------------------------------------------
@@ -192,7 +193,7 @@ void rest_spectrum(const LoopLock&, bool device_in_use);
 
 // Plays to a sink. Replaces an earlier playback stream. On failure it is logged once and false
 // returned.
-bool open_play(const LoopLock&, const std::string& sink);
+bool open_play(const LoopLock&, const SinkInfo& sink);
 void close_play(const LoopLock&);
 // Whether the playback stream is ready on that very sink, not on an earlier one of that name.
 bool play_alive(const LoopLock&, const SinkInfo& sink);

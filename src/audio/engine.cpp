@@ -107,7 +107,7 @@ bool ensure_connected(const LoopLock& lock, const Wishes& wishes) {
   }
   if (context(lock) != nullptr) return true;
   if (connect_locked(lock)) {
-    forget_restrictions();
+    begin_connection();
     suggest_follow(wishes.restore_hint);
     g_unreachable_logged = false;
     return true;

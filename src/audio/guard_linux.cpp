@@ -29,11 +29,12 @@ constexpr const char* kProcessName = "Velq-waechter";
 constexpr int kLastInheritedFd = 1023;
 constexpr int kReapTries = 250;  // of 2 ms each
 
-std::mutex g_mtx;      // guards all below
-int g_fd = -1;         // write end of the pipe, -1 when no guard runs
-pid_t g_pid = -1;      // the guard
-std::string g_last;    // the last message sent about the device or the end
-std::string g_module;  // the last message sent about the module
+std::mutex g_mtx;        // guards all below
+int g_fd = -1;           // write end of the pipe, -1 when no guard runs
+pid_t g_pid = -1;        // the guard
+std::string g_last;      // the last message sent about the device or the end
+std::string g_module;    // the last message sent about the module
+std::string g_takeover;  // and about the takeover
 
 // Never returns.
 [[noreturn]] void child(int fd, pid_t program) {
@@ -54,7 +55,7 @@ std::string g_module;  // the last message sent about the module
     reader.feed(chunk.data(), static_cast<std::size_t>(n));
   }
   const Orders& orders = reader.orders();
-  if (orders.armed && !orders.quit) audio::rescue(orders.device, orders.module, program);
+  if (orders.armed && !orders.quit) audio::rescue(orders, program);
   _exit(0);
 }
 
@@ -81,6 +82,7 @@ void close_locked() {
   g_fd = -1;
   g_last.clear();
   g_module.clear();
+  g_takeover.clear();
 }
 
 // The guard ends immediately after "Q"; it must not stay behind as a zombie. The wait is still
@@ -126,6 +128,11 @@ void armed(const std::string& device) {
 void owns_module(std::uint32_t index) {
   const std::lock_guard lock(g_mtx);
   send_locked("M " + std::to_string(index), &g_module);
+}
+
+void takeover(bool taken) {
+  const std::lock_guard lock(g_mtx);
+  send_locked(taken ? "T 1" : "T 0", &g_takeover);
 }
 
 void disarmed() {

@@ -33,6 +33,8 @@ void LineReader::parse_line() {
     const char* const last = line_.data() + line_.size();
     const auto [end, error] = std::from_chars(line_.data() + 2, last, index);
     if (error == std::errc() && end == last) orders_.module = index;
+  } else if (line_ == "T 1" || line_ == "T 0") {
+    orders_.takeover = line_ == "T 1";
   } else if (line_ == "D") {
     orders_.armed = false;
     orders_.device.clear();

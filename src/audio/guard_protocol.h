@@ -5,6 +5,7 @@
 //   "A " + device   armed: our sink is, or is about to be, in place; `device` is the default to
 //                   restore
 //   "M " + index    the module that owns our sink, decimal
+//   "T 1", "T 0"    whether the program took over the default device; taken for "T 1" until sent
 //   "D"             disarmed: nothing to undo
 //   "Q"             the program is ending normally
 // clang-format on
@@ -22,6 +23,7 @@ namespace guard {
 struct Orders {
   bool armed = false;
   bool quit = false;
+  bool takeover = true;
   std::string device;                      // to be made the default again
   std::uint32_t module = audio::kNoIndex;  // owner of our sink, kNoIndex until known
 };

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <span>
 #include <sstream>
 
 #include "app/paths.h"
@@ -12,6 +13,7 @@ namespace audio {
 namespace {
 
 constexpr const char* kFileName = "/volume.txt";
+constexpr const char* kUnrestoredName = "/unrestored";
 constexpr std::size_t kMaxFileSize = 4096;
 constexpr pa_volume_t kRounding = PA_VOLUME_NORM / 100;  // by devices with volume steps
 
@@ -19,27 +21,50 @@ std::string file_path() {
   return paths::config_dir() + kFileName;
 }
 
+std::span<const pa_volume_t> channels(const pa_cvolume& volume) {
+  return std::span(volume.values).first(volume.channels);
+}
+
+void write(std::ostream& out, const pa_cvolume& volume) {
+  for (const pa_volume_t v : channels(volume))
+    out << ' ' << v;
+}
+
+bool read(std::istream& in, unsigned count, pa_volume_t most, pa_cvolume* volume) {
+  volume->channels = static_cast<std::uint8_t>(count);
+  for (pa_volume_t& v : std::span(volume->values).first(count)) {
+    if (!(in >> v) || v > most) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 std::optional<Handover> hand_over(const SinkLevel& ours, const std::string& device,
                                   SinkLevel* level, const Handover* earlier) {
-  const pa_volume_t volume = pa_cvolume_max(&ours.volume);
-  if (volume == PA_VOLUME_NORM && !ours.muted) return std::nullopt;
-  const pa_volume_t before = pa_cvolume_max(&level->volume);
   if (earlier != nullptr && earlier->device == device &&
-      still_as_left(*earlier, before, level->muted))
+      still_as_left(*earlier, level->volume, level->muted))
     return std::nullopt;
-  pa_sw_cvolume_multiply_scalar(&level->volume, &level->volume, volume);
+  Handover handover{
+      .device = device, .before = level->volume, .ours = ours.volume, .muted = ours.muted};
+  if (pa_channel_map_equal(&ours.map, &level->map) == 0)
+    pa_cvolume_set(&handover.ours, level->volume.channels, pa_cvolume_max(&ours.volume));
+  if (pa_cvolume_is_norm(&handover.ours) != 0 && !ours.muted) return std::nullopt;
+  pa_sw_cvolume_multiply(&level->volume, &level->volume, &handover.ours);
   level->muted = level->muted || ours.muted;
-  return Handover{device, before, volume, ours.muted};
+  return handover;
 }
 
+// One line: the number of channels, the device's volumes, our sink's, whether it was muted, and the
+// device's name.
 void keep_handover(const Handover& handover) {
   // A volume above 100 % is not restored: it would be too loud for a moment.
-  if (handover.ours > PA_VOLUME_NORM) return;
+  if (pa_cvolume_max(&handover.ours) > PA_VOLUME_NORM) return;
   std::ostringstream text;
-  text << handover.before << ' ' << handover.ours << ' ' << handover.muted << ' ' << handover.device
-       << '\n';
+  text << static_cast<unsigned>(handover.before.channels);
+  write(text, handover.before);
+  write(text, handover.ours);
+  text << ' ' << handover.muted << ' ' << handover.device << '\n';
   const std::string path = file_path();
   if (files::write_durably(path, text.str()) != files::Written::kYes) unlink(path.c_str());
 }
@@ -51,16 +76,36 @@ std::optional<Handover> consume_handover() {
   unlink(path.c_str());
   std::istringstream fields(text);
   Handover h;
-  fields >> h.before >> h.ours >> h.muted;
+  unsigned count = 0;
+  fields >> count;
+  if (!fields || count < 1 || count > PA_CHANNELS_MAX) return std::nullopt;
+  if (!read(fields, count, PA_VOLUME_MAX, &h.before) ||
+      !read(fields, count, PA_VOLUME_NORM, &h.ours)) {
+    return std::nullopt;
+  }
+  fields >> h.muted;
   fields.ignore();
-  const bool whole = static_cast<bool>(std::getline(fields, h.device));
-  if (!whole || h.before > PA_VOLUME_MAX || h.ours > PA_VOLUME_NORM) return std::nullopt;
+  if (!std::getline(fields, h.device)) return std::nullopt;
   return h;
 }
 
-bool still_as_left(const Handover& handover, std::uint32_t volume, bool muted) {
-  const pa_volume_t left = pa_sw_volume_multiply(handover.before, handover.ours);
-  return muted == handover.muted && volume + kRounding >= left && volume <= left + kRounding;
+bool still_as_left(const Handover& handover, const pa_cvolume& volume, bool muted) {
+  if (muted != handover.muted || volume.channels != handover.before.channels) return false;
+  pa_cvolume left;
+  pa_sw_cvolume_multiply(&left, &handover.before, &handover.ours);
+  for (std::size_t c = 0; c < volume.channels; ++c) {
+    const pa_volume_t v = volume.values[c];
+    if (v + kRounding < left.values[c] || v > left.values[c] + kRounding) return false;
+  }
+  return true;
+}
+
+void keep_unrestored() {
+  files::write_durably(paths::config_dir() + kUnrestoredName, "");
+}
+
+bool consume_unrestored() {
+  return unlink((paths::config_dir() + kUnrestoredName).c_str()) == 0;
 }
 
 }  // namespace audio

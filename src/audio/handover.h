@@ -7,6 +7,7 @@
 // our sink begins at full volume. No state, no locks; one thread, of the program or of its guard.
 #pragma once
 
+#include <pulse/channelmap.h>
 #include <pulse/volume.h>
 
 #include <cstdint>
@@ -15,22 +16,24 @@
 
 namespace audio {
 
+// Volumes are as the server counts (PA_VOLUME_NORM is 100 %), per channel.
 struct SinkLevel {
   pa_cvolume volume{};
+  pa_channel_map map{};
   bool muted = false;
 };
 
-// Volumes are of the loudest channel, as the server counts (PA_VOLUME_NORM is 100 %).
 struct Handover {
-  std::string device;        // name of the real device's sink
-  std::uint32_t before = 0;  // its volume before it was multiplied by our sink's
-  std::uint32_t ours = 0;    // our sink's volume, at most 100 %
-  bool muted = false;        // our sink was, and so is the device since
+  std::string device;   // name of the real device's sink
+  pa_cvolume before{};  // its volume before it was multiplied by `ours`
+  pa_cvolume ours{};    // our sink's volume, for each channel of the device
+  bool muted = false;   // our sink was, and so is the device since
 };
 
-// The rule: where our sink is turned down or muted, `device`, which is at `level`, becomes what
-// `level` is then. Nothing to hand over otherwise, or where `earlier`, which may be null, has been
-// handed over to that device already.
+// The rule: where our sink is turned down or muted, `device`, which is at `level`, is to be set to
+// what `level` is afterwards. A balance is kept where both have the same channels; otherwise the
+// loudest channel counts. Nothing to hand over otherwise, or where `earlier`, which may be null,
+// has been handed over to that device already.
 std::optional<Handover> hand_over(const SinkLevel& ours, const std::string& device,
                                   SinkLevel* level, const Handover* earlier);
 
@@ -41,6 +44,12 @@ void keep_handover(const Handover& handover);
 std::optional<Handover> consume_handover();
 
 // Whether a device of this volume is as the handover has left it.
-bool still_as_left(const Handover& handover, std::uint32_t volume, bool muted);
+bool still_as_left(const Handover& handover, const pa_cvolume& volume, bool muted);
+
+// The server ended before the program could restore the default device: at the next start the
+// server's default device will be its own choice. Kept in a file beside the other.
+void keep_unrestored();
+// Whether that was kept, and forgets it.
+bool consume_unrestored();
 
 }  // namespace audio

@@ -7,6 +7,7 @@
 #include "audio_private.h"
 #include "fade.h"
 #include "play_queue.h"
+#include "requests.h"
 #include "server_stream.h"
 #include "stream_path.h"
 
@@ -108,10 +109,10 @@ bool play_asleep() {
   return g_play.asleep;
 }
 
-bool open_play(const LoopLock& lock, const std::string& sink) {
+bool open_play(const LoopLock& lock, const SinkInfo& sink) {
   close_play(lock);
   g_play.restart();
-  pa_stream* s = g_play.stream.create(lock, "playback", "Equalizer", sink);
+  pa_stream* s = g_play.stream.create(lock, "playback", "Equalizer", sink.name);
   if (s != nullptr) {
     pa_stream_set_underflow_callback(s, on_underflow, nullptr);
     pa_stream_set_latency_update_callback(s, on_timing, nullptr);
@@ -122,11 +123,17 @@ bool open_play(const LoopLock& lock, const std::string& sink) {
   buffers.prebuf = bytes_of(kPrebufUs);
   pa_cvolume full;
   pa_cvolume_set(&full, kChannels, PA_VOLUME_NORM);
+  // With flat volumes, 100 % of the stream would otherwise be 100 % of the device.
   constexpr auto kFlags = static_cast<pa_stream_flags_t>(
-      PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_AUTO_TIMING_UPDATE | PA_STREAM_DONT_MOVE);
-  const bool requested = s != nullptr && pa_stream_connect_playback(s, sink.c_str(), &buffers,
+      PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_AUTO_TIMING_UPDATE | PA_STREAM_DONT_MOVE |
+      PA_STREAM_START_UNMUTED | PA_STREAM_RELATIVE_VOLUME);
+  const bool requested = s != nullptr && pa_stream_connect_playback(s, sink.name.c_str(), &buffers,
                                                                     kFlags, &full, nullptr) >= 0;
-  return g_play.stream.finish_opening(lock, requested, "play to");
+  if (!g_play.stream.finish_opening(lock, requested, "play to")) return false;
+  // PipeWire's session manager sets what it remembers of an earlier stream: turned down or muted in
+  // a mixer, it could not be turned up again in the program.
+  if (!sink.flat_volume) reset_stream_level(lock, pa_stream_get_index(s));
+  return true;
 }
 
 void close_play(const LoopLock& /*lock*/) {

@@ -18,7 +18,8 @@ void on_module_loaded(pa_context* /*c*/, std::uint32_t index, void* user) {
 
 void on_level(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
   if (eol == 0)
-    *static_cast<std::optional<SinkLevel>*>(user) = SinkLevel{info->volume, info->mute != 0};
+    *static_cast<std::optional<SinkLevel>*>(user) =
+        SinkLevel{info->volume, info->channel_map, info->mute != 0};
   signal_loop();
 }
 
@@ -64,6 +65,17 @@ std::optional<SinkLevel> query_level(const LoopLock& lock, const std::string& si
   std::optional<SinkLevel> level;
   wait_op(lock, pa_context_get_sink_info_by_name(context(lock), sink.c_str(), on_level, &level));
   return level;
+}
+
+void reset_stream_level(const LoopLock& lock, std::uint32_t stream) {
+  pa_cvolume full;
+  pa_cvolume_set(&full, kChannels, PA_VOLUME_NORM);
+  request_ok(lock, kRequestMs, [&](pa_context* c, bool* yes) {
+    return pa_context_set_sink_input_volume(c, stream, &full, on_success, yes);
+  });
+  request_ok(lock, kRequestMs, [&](pa_context* c, bool* yes) {
+    return pa_context_set_sink_input_mute(c, stream, 0, on_success, yes);
+  });
 }
 
 bool suspend_sink(const LoopLock& lock, const std::string& sink, bool suspended) {

@@ -30,6 +30,9 @@ bool set_sink_volume(const LoopLock&, const std::string& sink, const pa_cvolume&
 // Volume and mute of a sink right now; nothing when there is no such sink.
 std::optional<SinkLevel> query_level(const LoopLock&, const std::string& sink);
 
+// Sets a playback stream to 100 %, unmuted.
+void reset_stream_level(const LoopLock&, std::uint32_t stream);
+
 bool suspend_sink(const LoopLock&, const std::string& sink, bool suspended);
 
 // Returns the index of the new module, or kNoIndex. `answered` receives whether the server

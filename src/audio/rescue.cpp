@@ -129,10 +129,10 @@ void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
     look->view.sink = info->index;
     look->view.module = info->owner_module;
     look->view.monitor = info->monitor_source;
-    look->view.level = {info->volume, info->mute != 0};
+    look->view.level = {info->volume, info->channel_map, info->mute != 0};
   } else if (look->device == info->name) {
     look->view.device_found = true;
-    look->view.device_level = {info->volume, info->mute != 0};
+    look->view.device_level = {info->volume, info->channel_map, info->mute != 0};
   }
 }
 
@@ -213,9 +213,14 @@ void undo(Server* server, const View& view, const std::string& device) {
 
 }  // namespace
 
-void rescue(const std::string& device, std::uint32_t module, pid_t program) {
+void rescue(const guard::Orders& orders, pid_t program) {
+  const std::string& device = orders.device;
+  const std::uint32_t module = orders.module;
   Server server(Clock::now() + kAnswerLimit);
-  if (!server.connect()) return;
+  if (!server.connect()) {
+    keep_unrestored();
+    return;
+  }
   const auto began = Clock::now();
   auto last_seen = began;
   bool volume_handed_over = false;
@@ -240,7 +245,7 @@ void rescue(const std::string& device, std::uint32_t module, pid_t program) {
       last_seen = Clock::now();
       if (!wait) {
         std::optional<Handover> handover;
-        if (view.device_found && !std::exchange(volume_handed_over, true))
+        if (orders.takeover && view.device_found && !std::exchange(volume_handed_over, true))
           handover = hand_over_volume(&server, view, device);
         undo(&server, view, device);
         // Last, for a disk may take its time.

@@ -3,20 +3,16 @@
 
 #include <sys/types.h>
 
-#include <cstdint>
-#include <string>
-
-#include "routing_rules.h"
+#include "guard_protocol.h"
 
 namespace audio {
 
-// Makes `device` the default device again where our sink is the default, hands other programs'
-// streams back and unloads our sink. Waits a moment for a sink that was still being created when
-// the program died.
-//   module   the module that owned our sink; kNoIndex when the program died before it knew
+// Makes the device of the orders the default device again where our sink is the default, hands
+// other programs' streams back and unloads our sink. Waits a moment for a sink that was still being
+// created when the program died.
 //   program  process id of the program that died
 // A sink that another running copy has loaded, or has taken over in the meantime, is left alone.
 // Blocks for a few seconds; a server that does not answer is given half a minute.
-void rescue(const std::string& device, std::uint32_t module, pid_t program);
+void rescue(const guard::Orders& orders, pid_t program);
 
 }  // namespace audio

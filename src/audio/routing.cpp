@@ -32,7 +32,11 @@ Follow g_follow;
 std::optional<Handover> g_handed_over;
 int g_tries = 0;  // to become the default device in vain, with the same sink
 Clock::time_point g_tried_at;
+std::string g_asked_for;  // the present device, before another try
 bool g_restricted = false;
+bool g_just_connected = true;         // no device was followed in this connection yet
+bool g_default_was_expected = false;  // ours or the followed device, when last seen
+bool g_no_device_logged = false;
 bool g_restricted_logged = false;
 bool g_passive_logged = false;
 
@@ -60,7 +64,10 @@ bool become_default(const LoopLock& lock, const std::string& present) {
     set_default(lock, kSinkName, kRestrictedMs);
     return true;
   }
-  if (g_tries > 0) set_default(lock, present, kRequestMs);
+  if (g_tries > 0) {
+    g_asked_for = present;
+    set_default(lock, present, kRequestMs);
+  }
   const bool agreed = set_default(lock, kSinkName, kRequestMs);
   if (!agreed && !server_silent(lock) && access_denied(lock)) {
     restrict();
@@ -104,24 +111,24 @@ std::optional<Handover> handover_to_take_back(const Snapshot& s) {
 
 // Our sink is turned down and has the music, so nothing gets louder.
 void turn_up_again(const LoopLock& lock, const Handover& handover) {
-  auto device = query_level(lock, handover.device);
-  if (!device) return;
-  pa_cvolume_scale(&device->volume, handover.before);
-  set_sink_volume(lock, handover.device, device->volume);
+  set_sink_volume(lock, handover.device, handover.before);
   if (handover.muted) set_sink_mute(lock, handover.device, false);
 }
 
 // Gives the default device and the streams back to `target`.
 void hand_back(const LoopLock& lock, const Snapshot& s, const SinkInfo& target, bool takeover) {
-  hand_over_volume(lock, target.name);
+  // Without takeover the user's volume keys did not turn our sink.
+  if (takeover) hand_over_volume(lock, target.name);
   if (takeover && s.default_sink == kSinkName) {
     set_default(lock, target.name, g_restricted ? kRestrictedMs : kRequestMs);
     if (!g_restricted) poll_default(lock, target.name);
   }
   if (g_restricted) return;
-  // Streams may have come since the snapshot was taken.
+  // Streams may have come, and the device may have been replaced, since the snapshot was taken.
   const auto now = query(lock);
-  if (now) move_streams(lock, streams_to_return(*now), target.index);
+  if (!now) return;
+  if (const SinkInfo* device = now->find(target.name))
+    move_streams(lock, streams_to_return(*now), device->index);
 }
 
 // Removes our sink and puts back what it changed. Returns false when that could not be completed.
@@ -163,17 +170,17 @@ void stay_passive(const LoopLock& lock) {
 }
 
 bool ensure_play(const LoopLock& lock, const Snapshot& s, const std::string& target) {
-  if (target.empty()) {
+  const SinkInfo* sink = s.find(target);
+  if (sink == nullptr) {
     close_play(lock);
     return true;
   }
-  const SinkInfo* sink = s.find(target);
-  if (sink != nullptr && play_alive(lock, *sink)) return true;
+  if (play_alive(lock, *sink)) return true;
   // If the user chose another default, the music has left us already.
   if (s.default_sink == kSinkName) fade_play_out(lock);
-  if (!open_play(lock, target)) return false;
+  if (!open_play(lock, *sink)) return false;
   // The user's own "device" may be a virtual sink, too.
-  if (sink != nullptr && sink->works_ahead && is_idle(s, *sink)) wake_sink(lock, target);
+  if (sink->works_ahead && is_idle(s, *sink)) wake_sink(lock, target);
   return true;
 }
 
@@ -210,7 +217,17 @@ bool reconcile_off(const LoopLock& lock, const Snapshot& s, const std::string& t
   return done;
 }
 
+// Opening the streams took its time: what is moved, and where, is looked up again.
+bool acquire_streams(const LoopLock& lock) {
+  const auto now = query(lock);
+  if (!now) return false;
+  if (const SinkInfo* ours = now->find(kSinkName))
+    move_streams(lock, streams_to_acquire(*now, g_follow.device), ours->index);
+  return true;
+}
+
 bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, bool takeover) {
+  guard::takeover(takeover);
   guard::armed(g_follow.device);
   const bool loading = s.find(kSinkName) == nullptr;
   if (!ensure_sink(lock, &s)) {
@@ -230,7 +247,7 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
     const bool settled = s.default_sink == kSinkName || become_default(lock, s.default_sink);
     done = settled && done;
     if (settled && !g_restricted) {
-      move_streams(lock, streams_to_acquire(s, g_follow.device), ours->index);
+      if (!acquire_streams(lock)) return false;
       if (const auto handover = std::exchange(g_handed_over, {})) turn_up_again(lock, *handover);
     }
   }
@@ -240,6 +257,35 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
       takeover && now->default_sink != kSinkName && now->default_sink != kSiblingSink;
   publish(*now, target, g_follow.device, true, streams_alive(lock), elsewhere);
   return done;
+}
+
+// A filter sink that the user has just chosen may play to ours, because that was the default when
+// the filter was made. Then it plays to the device that it replaces.
+bool release_filter(const LoopLock& lock, const std::string& filter, std::optional<Snapshot>* s) {
+  const std::vector<std::uint32_t> streams = streams_of_filter(**s, filter);
+  const SinkInfo* device = (*s)->find(g_follow.device);
+  if (streams.empty() || device == nullptr || feeds_our_sink(**s, *device)) return true;
+  move_streams(lock, streams, device->index);
+  *s = query(lock);
+  return s->has_value();
+}
+
+// A server that restarted, or whose default device vanished, falls back to one of its own choice,
+// and that is not the user's. Nor is the one that we asked for on the way.
+Default meaning_of_default(const Snapshot& s, const Wishes& wishes) {
+  if (!wishes.active.value_or(false) || !wishes.takeover) return Default::kChosen;
+  const bool vanished = !g_follow.device.empty() && s.find(g_follow.device) == nullptr;
+  const bool fell_back = g_default_was_expected && (g_just_connected || vanished);
+  const bool asked_for = g_tries > 0 && s.default_sink == g_asked_for;
+  return fell_back || asked_for ? Default::kFallback : Default::kChosen;
+}
+
+void log_missing_device(const std::string& target) {
+  if (!target.empty()) {
+    g_no_device_logged = false;
+  } else if (!std::exchange(g_no_device_logged, true)) {
+    logger::info("No output device is present");
+  }
 }
 
 }  // namespace
@@ -259,8 +305,15 @@ bool reconcile(const LoopLock& lock, const Wishes& wishes) {
     stay_passive(lock);
     return true;
   }
-  g_follow = next_follow(*s, g_follow, wishes.restore_hint);
+  if (wishes.active.value_or(false) &&
+      !(release_filter(lock, s->default_sink, &s) && release_filter(lock, wishes.output, &s)))
+    return false;
+  g_follow =
+      next_follow(*s, g_follow, wishes.restore_hint, meaning_of_default(*s, wishes), Clock::now());
   const std::string target = choose_target(*s, wishes.output, g_follow.device);
+  log_missing_device(target);
+  if (!target.empty()) g_just_connected = false;
+  g_default_was_expected = s->default_sink == kSinkName || s->default_sink == g_follow.device;
   apply_mute(lock, wishes.mute, target);
   if (!wishes.active) {
     publish(*s, target, g_follow.device, false, false, false);
@@ -280,7 +333,9 @@ void suggest_follow(const std::string& restore_hint) {
   if (g_follow.device.empty() && !is_reserved(restore_hint)) g_follow.device = restore_hint;
 }
 
-void forget_restrictions() {
+void begin_connection() {
+  g_just_connected = true;
+  if (consume_unrestored()) g_default_was_expected = true;
   g_restricted = false;
   g_tries = 0;
 }

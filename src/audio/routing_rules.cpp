@@ -11,14 +11,40 @@ namespace {
 
 constexpr const char* kOlderSink = "tarsel";
 
-const SinkInfo* find_real(const Snapshot& s, const std::string& name) {
-  return is_reserved(name) ? nullptr : s.find(name);
+constexpr std::chrono::seconds kProfileChange{30};  // for its new sink to appear
+
+bool is_real(const Snapshot& s, const SinkInfo& sink) {
+  return !is_reserved(sink.name) && !feeds_our_sink(s, sink);
 }
 
-const SinkInfo* first_real(const Snapshot& s) {
-  const auto it =
-      std::ranges::find_if(s.sinks, [](const SinkInfo& k) { return !is_reserved(k.name); });
+const SinkInfo* find_real(const Snapshot& s, const std::string& name) {
+  const SinkInfo* sink = s.find(name);
+  return sink != nullptr && is_real(s, *sink) ? sink : nullptr;
+}
+
+template <typename Wanted>
+const SinkInfo* find_real_if(const Snapshot& s, Wanted wanted) {
+  const auto it = std::ranges::find_if(
+      s.sinks, [&](const SinkInfo& sink) { return wanted(sink) && is_real(s, sink); });
   return it == s.sinks.end() ? nullptr : &*it;
+}
+
+// PulseAudio gives a filter's sink and stream the same module, PipeWire also a common group.
+bool plays_for(const StreamInfo& stream, const SinkInfo& sink) {
+  return (stream.module != kNoIndex && stream.module == sink.module) ||
+         (!stream.link_group.empty() && stream.link_group == sink.link_group);
+}
+
+bool plays_for_a_filter(const Snapshot& s, const StreamInfo& stream) {
+  return std::ranges::any_of(s.sinks,
+                             [&](const SinkInfo& sink) { return plays_for(stream, sink); });
+}
+
+Follow follow(const Snapshot& s, const SinkInfo& device) {
+  Follow result{.device = device.name, .identity = device.identity};
+  for (const SinkInfo& sink : s.sinks)
+    result.beside.push_back(sink.name);
+  return result;
 }
 
 }  // namespace
@@ -48,15 +74,59 @@ bool must_yield(const Snapshot& s) {
   });
 }
 
-Follow next_follow(const Snapshot& s, const Follow& now, const std::string& restore_hint) {
-  if (find_real(s, s.default_sink) != nullptr) return {s.default_sink, {}};
-  if (!now.missed.empty() && find_real(s, now.missed) != nullptr) return {now.missed, {}};
-  if (find_real(s, now.device) != nullptr) return now;
+// A stream that plays for a sink is an edge from it to the sink where the stream is; filters may be
+// chained, and a cycle ends where it began.
+bool feeds_our_sink(const Snapshot& s, const SinkInfo& sink) {
+  std::vector<const SinkInfo*> reached = {&sink};
+  for (std::size_t i = 0; i < reached.size(); ++i) {
+    for (const StreamInfo& stream : s.playbacks) {
+      if (!plays_for(stream, *reached[i])) continue;
+      const auto next = std::ranges::find(s.sinks, stream.device, &SinkInfo::index);
+      if (next == s.sinks.end()) continue;
+      if (next->name == kSinkName) return true;
+      if (std::ranges::find(reached, &*next) == reached.end()) reached.push_back(&*next);
+    }
+  }
+  return false;
+}
 
-  const SinkInfo* substitute = find_real(s, restore_hint);
-  if (substitute == nullptr) substitute = first_real(s);
-  if (substitute == nullptr) return now;
-  return {substitute->name, now.missed.empty() ? now.device : now.missed};
+std::vector<std::uint32_t> streams_of_filter(const Snapshot& s, const std::string& filter) {
+  std::vector<std::uint32_t> result;
+  const SinkInfo* sink = is_reserved(filter) ? nullptr : s.find(filter);
+  const SinkInfo* ours = s.find(kSinkName);
+  if (sink == nullptr || ours == nullptr) return result;
+  for (const StreamInfo& stream : s.playbacks) {
+    if (stream.device == ours->index && plays_for(stream, *sink)) result.push_back(stream.index);
+  }
+  return result;
+}
+
+Follow next_follow(const Snapshot& s, const Follow& now, const std::string& restore_hint,
+                   Default meaning, Follow::Time time) {
+  const auto present = [&s](const std::string& name) { return find_real(s, name); };
+  const SinkInfo* by_default = present(s.default_sink);
+  if (by_default != nullptr && meaning == Default::kChosen) return follow(s, *by_default);
+  if (const SinkInfo* sink = present(now.missed)) return follow(s, *sink);
+  if (now.missed.empty()) {
+    if (const SinkInfo* sink = present(now.device)) return follow(s, *sink);
+  }
+  Follow next = now;
+  if (!next.lost_at) next.lost_at = time;
+  if (!now.identity.empty() && time - *next.lost_at <= kProfileChange) {
+    const SinkInfo* same_hardware = find_real_if(s, [&](const SinkInfo& sink) {
+      return sink.identity == now.identity &&
+             std::ranges::find(now.beside, sink.name) == now.beside.end();
+    });
+    if (same_hardware != nullptr) return follow(s, *same_hardware);
+  }
+  if (present(now.device) != nullptr) return next;
+  const SinkInfo* substitute = present(restore_hint);
+  if (substitute == nullptr) substitute = by_default;
+  if (substitute == nullptr) substitute = find_real_if(s, [](const SinkInfo&) { return true; });
+  if (substitute == nullptr) return next;
+  if (next.missed.empty()) next.missed = now.device;
+  next.device = substitute->name;
+  return next;
 }
 
 std::string choose_target(const Snapshot& s, const std::string& output, const std::string& follow) {
@@ -75,8 +145,10 @@ std::vector<std::uint32_t> streams_to_acquire(const Snapshot& s, const std::stri
       s.default_sink == kSiblingSink ? kNoIndex : index_of(s.default_sink);
   std::vector<std::uint32_t> result;
   for (const StreamInfo& stream : s.playbacks) {
-    if (stream.client == s.own_client || stream.device == ours || stream.device == kNoIndex)
+    if (stream.client == s.own_client || stream.device == ours || stream.device == kNoIndex ||
+        plays_for_a_filter(s, stream)) {
       continue;
+    }
     if (stream.device == followed || stream.device == by_default) result.push_back(stream.index);
   }
   return result;

@@ -2,7 +2,11 @@
 // without a server.
 #pragma once
 
+#include <pulse/volume.h>
+
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,12 +30,15 @@ struct SinkInfo {
   std::string monitor;  // name of its monitor source
   std::uint32_t monitor_index = kNoIndex;
   std::uint32_t module = kNoIndex;  // module that owns it
+  std::string link_group;  // which a filter's sink has in common with its stream; empty for others
+  std::string identity;    // the same for every sink of one piece of hardware; may be empty
+  std::uint8_t channels = 2;
   bool muted = false;
   bool works_ahead =
       false;  // a null sink, which runs seconds ahead while nobody asks for a short latency
-  bool full_volume = true;   // neither turned down nor up
-  std::uint32_t volume = 0;  // of the loudest channel, as the server counts
-  bool in_use = false;       // somebody plays to it, be it silence
+  bool flat_volume = false;  // a stream's volume may be the device's
+  pa_cvolume volume{};
+  bool in_use = false;  // somebody plays to it, be it silence
   bool suspended = false;
 };
 
@@ -40,7 +47,9 @@ struct StreamInfo {
   std::uint32_t index = kNoIndex;
   std::uint32_t device = kNoIndex;  // sink or source index
   std::uint32_t client = kNoIndex;
-  bool ours_by_name = false;  // "application.name" is kAppName: this copy's or another's
+  bool ours_by_name = false;        // "application.name" is kAppName: this copy's or another's
+  std::uint32_t module = kNoIndex;  // module that owns it, none for a program's
+  std::string link_group{};         // see SinkInfo
 };
 
 // What the server looks like at one moment.
@@ -65,23 +74,49 @@ bool has_other_instance(const Snapshot& s);
 // that started together may both have taken it. Every copy comes to the same answer.
 bool must_yield(const Snapshot& s);
 
+// Whether what is played to the sink arrives at ours, directly or over others: a filter sink
+// (echo cancelling, virtual surround, ...) plays by a stream of its own. Played to, it would feed
+// our own output back.
+bool feeds_our_sink(const Snapshot& s, const SinkInfo& sink);
+
+// The streams by which a filter sink plays to our sink.
+std::vector<std::uint32_t> streams_of_filter(const Snapshot& s, const std::string& filter);
+
 // The real device that is followed.
 struct Follow {
-  std::string device;  // empty when there is none
-  std::string missed;  // the device followed before it vanished; followed again when it returns
+  using Time = std::chrono::steady_clock::time_point;
+
+  std::string device{};  // empty when there is none
+  std::string missed{};  // the device followed before it vanished; followed again when it returns
+  // Of the followed device, or the missed one, when it was seen last: its hardware, and the sinks
+  // beside it.
+  std::string identity{};
+  std::vector<std::string> beside{};
+  std::optional<Time> lost_at{};
 };
 
-// The next followed device: the server's default where that is a real device (the user switched),
-// else a followed device that has come back, else the one followed so far, else the hint, else the
-// first real sink. With no real sink at all nothing changes: the device may come back.
-Follow next_follow(const Snapshot& s, const Follow& now, const std::string& restore_hint);
+// Whether the server's default device is what the user wants.
+enum class Default {
+  kChosen,
+  kFallback,  // the server fell back to it, because it restarted or the followed device vanished
+};
+
+// The next followed device. In this order:
+//   the server's default where that is a real device (the user switched);
+//   a followed device that has come back; the one followed so far;
+//   a new sink of the followed one's hardware, within half a minute: its profile was changed;
+//   the hint; a default that the server fell back to; the first real sink.
+// With no real sink at all nothing changes: the device may come back.
+Follow next_follow(const Snapshot& s, const Follow& now, const std::string& restore_hint,
+                   Default meaning, Follow::Time time);
 
 // The sink to play to: `output` where that is a present real sink, else the followed one; empty
 // when absent.
 std::string choose_target(const Snapshot& s, const std::string& output, const std::string& follow);
 
-// Playback streams of other programs to be moved onto our sink: those on the followed
-// device and those on the server's default device, unless that is the sibling's sink.
+// Playback streams of other programs to be moved onto our sink: those on the followed device and
+// those on the server's default device, unless that is the sibling's sink. The streams by which
+// filter sinks play stay where they are.
 std::vector<std::uint32_t> streams_to_acquire(const Snapshot& s, const std::string& follow);
 
 // Whether the sink plays nothing, our own streams aside.

@@ -13,6 +13,7 @@ namespace audio {
 namespace {
 
 constexpr const char* kNullSinkDriver = "module-null-sink.c";
+constexpr const char* kLinkGroup = "node.link-group";
 constexpr std::size_t kMaxLabel = 200;  // characters
 
 std::string text(const char* s) {
@@ -22,6 +23,29 @@ std::string text(const char* s) {
 bool marked_ours(const pa_proplist* props) {
   const char* name = pa_proplist_gets(props, PA_PROP_APPLICATION_NAME);
   return name != nullptr && std::strcmp(name, kAppName) == 0;
+}
+
+std::string property(const pa_proplist* props, const char* key) {
+  return text(pa_proplist_gets(props, key));
+}
+
+// What stays when a device changes its profile and appears under another name.
+std::string identity(const pa_proplist* props) {
+  for (const char* key : {"api.bluez5.address", "device.bus_path", "device.string"}) {
+    const std::string value = property(props, key);
+    if (!value.empty()) return std::string(key) + "=" + value;
+  }
+  return {};
+}
+
+StreamInfo stream_info(std::uint32_t index, std::uint32_t device, std::uint32_t client,
+                       std::uint32_t module, const pa_proplist* props) {
+  return {.index = index,
+          .device = device,
+          .client = client,
+          .ours_by_name = marked_ours(props),
+          .module = module,
+          .link_group = property(props, kLinkGroup)};
 }
 
 void on_server(pa_context* /*c*/, const pa_server_info* info, void* user) {
@@ -43,10 +67,13 @@ void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
       .monitor = text(info->monitor_source_name),
       .monitor_index = info->monitor_source,
       .module = info->owner_module,
+      .link_group = property(info->proplist, kLinkGroup),
+      .identity = identity(info->proplist),
+      .channels = info->sample_spec.channels,
       .muted = info->mute != 0,
       .works_ahead = text(info->driver) == kNullSinkDriver,
-      .full_volume = pa_cvolume_is_norm(&info->volume) != 0,
-      .volume = pa_cvolume_max(&info->volume),
+      .flat_volume = (info->flags & PA_SINK_FLAT_VOLUME) != 0,
+      .volume = info->volume,
       .in_use = info->state == PA_SINK_RUNNING,
       .suspended = info->state == PA_SINK_SUSPENDED,
   });
@@ -55,13 +82,15 @@ void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
 void on_sink_input(pa_context* /*c*/, const pa_sink_input_info* info, int eol, void* user) {
   auto* answer = static_cast<Answer<std::vector<StreamInfo>>*>(user);
   if (list_ended(answer, eol)) return;
-  answer->value.push_back({info->index, info->sink, info->client, marked_ours(info->proplist)});
+  answer->value.push_back(
+      stream_info(info->index, info->sink, info->client, info->owner_module, info->proplist));
 }
 
 void on_source_output(pa_context* /*c*/, const pa_source_output_info* info, int eol, void* user) {
   auto* answer = static_cast<Answer<std::vector<StreamInfo>>*>(user);
   if (list_ended(answer, eol)) return;
-  answer->value.push_back({info->index, info->source, info->client, marked_ours(info->proplist)});
+  answer->value.push_back(
+      stream_info(info->index, info->source, info->client, info->owner_module, info->proplist));
 }
 
 }  // namespace

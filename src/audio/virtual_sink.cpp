@@ -18,8 +18,14 @@ constexpr const char* kModuleArguments =
 // In which a server brings back the level of an earlier sink.
 constexpr std::chrono::seconds kRememberedLevel{1};
 
+pa_cvolume uniform(pa_volume_t volume) {
+  pa_cvolume result;
+  pa_cvolume_set(&result, kChannels, volume);
+  return result;
+}
+
 struct Level {
-  pa_volume_t volume = PA_VOLUME_NORM;
+  pa_cvolume volume = uniform(PA_VOLUME_NORM);
   bool muted = false;
 };
 
@@ -30,11 +36,17 @@ std::string g_load_fault;  // why the last sink could not be loaded, empty when 
 Clock::time_point g_loaded_at;
 Level g_level;  // to which the user has turned our sink
 
-// Servers round.
-bool has_volume(const SinkInfo& sink, pa_volume_t volume) {
+// Servers round, but not 100 %.
+bool has_volume(const SinkInfo& sink, const pa_cvolume& volume) {
   constexpr pa_volume_t kNear = PA_VOLUME_NORM / 1000;
-  if (volume == PA_VOLUME_NORM) return sink.full_volume;
-  return sink.volume + kNear >= volume && sink.volume <= volume + kNear;
+  if (sink.volume.channels != volume.channels) return false;
+  for (std::size_t c = 0; c < volume.channels; ++c) {
+    const pa_volume_t wanted = volume.values[c];
+    const pa_volume_t v = sink.volume.values[c];
+    const pa_volume_t near = wanted == PA_VOLUME_NORM ? 0 : kNear;
+    if (v + near < wanted || v > wanted + near) return false;
+  }
+  return true;
 }
 
 bool just_loaded() {
@@ -136,8 +148,10 @@ bool remove_sink(const LoopLock& lock) {
   return unloaded;
 }
 
-void set_level(std::uint32_t volume, bool muted) {
-  g_level = {volume, muted};
+// Of a device with other channels our sink's were all alike.
+void set_level(const pa_cvolume& volume, bool muted) {
+  const bool same = volume.channels == kChannels;
+  g_level = {same ? volume : uniform(pa_cvolume_max(&volume)), muted};
 }
 
 void reset_level() {
@@ -151,11 +165,7 @@ void reset_level() {
 // new one must not be louder.
 void start_at_level(const LoopLock& lock, const SinkInfo& ours) {
   if (!just_loaded()) return;
-  if (!has_volume(ours, g_level.volume)) {
-    pa_cvolume volume;
-    pa_cvolume_set(&volume, kChannels, g_level.volume);
-    set_sink_volume(lock, kSinkName, volume);
-  }
+  if (!has_volume(ours, g_level.volume)) set_sink_volume(lock, kSinkName, g_level.volume);
   if (ours.muted != g_level.muted) set_sink_mute(lock, kSinkName, g_level.muted);
 }
 

@@ -31,7 +31,7 @@ bool remove_sink(const LoopLock&);
 
 // The level at which a new sink starts. 100 % and not muted at first, and again after
 // reset_level().
-void set_level(std::uint32_t volume, bool muted);
+void set_level(const pa_cvolume& volume, bool muted);
 void reset_level();
 // Corrects a sink that has just been loaded.
 void start_at_level(const LoopLock&, const SinkInfo& ours);

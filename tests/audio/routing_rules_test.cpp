@@ -61,10 +61,71 @@ TEST(NextFollow, the_default_wins_then_what_was_missed_then_hint_and_first_real_
       {"velmora", {"velmora", "hdmi", "headset"}, {"hdmi", "headset"}, "hdmi", {"headset", ""}},
       {"velmora", {"velmora"}, {"headset", ""}, "", {"headset", ""}}};
   for (const auto& c : cases) {
-    const Follow next = next_follow(server(c.default_sink, c.sinks), c.now, c.hint);
+    const Follow next =
+        next_follow(server(c.default_sink, c.sinks), c.now, c.hint, Default::kChosen, {});
     EXPECT_EQ(std::tie(next.device, next.missed), std::tie(c.wanted.device, c.wanted.missed))
         << &c - cases;
   }
+}
+
+TEST(NextFollow, a_fallback_of_the_server_comes_after_what_was_followed_and_the_hint) {
+  const auto next = [](const Follow& now, const std::string& hint) {
+    return next_follow(server("hdmi", {"hdmi", "speakers", "usb"}), now, hint, Default::kFallback,
+                       {})
+        .device;
+  };
+  EXPECT_EQ(next({.device = "speakers"}, "usb"), "speakers");
+  EXPECT_EQ(next({.device = "speakers", .missed = "usb"}, ""), "usb");
+  EXPECT_EQ(next({.device = "gone"}, "usb"), "usb");
+  EXPECT_EQ(next({.device = "gone"}, "velmora"), "hdmi");
+}
+
+TEST(NextFollow, a_new_sink_of_the_same_hardware_takes_the_place_of_a_lost_one_for_half_a_minute) {
+  using std::chrono::seconds;
+  const auto with = [](const std::vector<std::string>& names) {
+    Snapshot s = server("velmora", names);
+    for (SinkInfo& sink : s.sinks)
+      if (sink.name.starts_with("bt")) sink.identity = "device.string=00:11";
+    return s;
+  };
+  const auto pass = [](Follow* follow, const Snapshot& s, int at) {
+    *follow = next_follow(s, *follow, "", Default::kChosen, Follow::Time{seconds(at)});
+    return follow->device;
+  };
+  for (const int later : {29, 32}) {
+    Follow follow{.device = "bt.a2dp"};
+    EXPECT_EQ(pass(&follow, with({"velmora", "speakers", "bt.a2dp", "bt.old"}), 0), "bt.a2dp");
+    EXPECT_EQ(pass(&follow, with({"velmora", "speakers", "bt.old"}), 100), "speakers");
+    EXPECT_EQ(pass(&follow, with({"velmora", "speakers", "bt.old"}), 101), "speakers");
+    EXPECT_EQ(pass(&follow, with({"velmora", "speakers", "bt.old", "bt.hfp"}), 100 + later),
+              later < 30 ? "bt.hfp" : "speakers");
+    // And back again.
+    EXPECT_EQ(pass(&follow, with({"velmora", "speakers", "bt.a2dp"}), 140), "bt.a2dp");
+  }
+}
+
+TEST(Filters, one_that_feeds_our_sink_is_no_device_and_none_is_robbed_of_its_stream) {
+  Snapshot s = server("velmora", {"velmora", "eq", "surround", "speakers"});
+  s.sinks[1].module = 11;
+  s.sinks[2].link_group = "filter-1";
+  // eq plays to surround, which plays to the speakers.
+  s.playbacks = {stream(1, 2, kNoIndex), stream(2, 3, kNoIndex)};
+  s.playbacks[0].module = 11;
+  s.playbacks[1].link_group = "filter-1";
+  EXPECT_FALSE(feeds_our_sink(s, s.sinks[1]));
+  EXPECT_EQ(choose_target(s, "eq", "speakers"), "eq");
+  s.default_sink = "speakers";
+  EXPECT_THAT(streams_to_acquire(s, "surround"), IsEmpty());
+  // surround plays to us.
+  s.playbacks[1].device = 0;
+  EXPECT_TRUE(feeds_our_sink(s, s.sinks[1]));
+  EXPECT_EQ(choose_target(s, "eq", "speakers"), "speakers");
+  EXPECT_EQ(next_follow(s, {.device = "eq"}, "surround", Default::kChosen, {}).device, "speakers");
+  EXPECT_THAT(streams_of_filter(s, "surround"), ElementsAre(2));
+  EXPECT_THAT(streams_of_filter(s, "eq"), IsEmpty());
+  // The two play to each other.
+  s.playbacks[1].device = 1;
+  EXPECT_FALSE(feeds_our_sink(s, s.sinks[1]));
 }
 
 TEST(ChooseTarget, an_absent_or_reserved_choice_falls_back_to_the_followed_device) {

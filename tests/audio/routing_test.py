@@ -4,9 +4,9 @@ import signal
 import time
 import time
 
-from lab.session import becomes, check, temp_dir
+from lab.session import becomes, check, processes_with, temp_dir
 from lab.sound import Player, sines
-from lab.velmora import MONITOR, SINK, TONES
+from lab.velmora import MONITOR, OURS, SINK, TONES
 
 PASSIVE = "Another installation is running - this one stays passive"
 SURPRISES = [PASSIVE, "Cannot record from"]  # when the other one's sink goes at that moment
@@ -26,7 +26,9 @@ def test_takes_the_streams_of_the_followed_device_and_gives_everything_back(lab)
 
 def test_off_or_without_takeover_neither_default_nor_streams_are_touched(lab):
     lab.play()
-    for switch, streams in (("--off", ((), ("speakers.monitor",))), ("--no-takeover", (("speakers",), (MONITOR,)))):
+    watching, playing = ((), ("speakers.monitor",)), (("speakers",), (MONITOR,))
+    for switch, kill, streams in (("--off", False, watching), ("--no-takeover", False, playing),
+                                  ("--no-takeover", True, playing)):
         program = lab.launch(switch, "--preset", "flat")
         becomes("our streams run", lab.own_streams, streams)
         lab.music_is_on("speakers")
@@ -36,7 +38,10 @@ def test_off_or_without_takeover_neither_default_nor_streams_are_touched(lab):
             lab.play((440, -30), application="Chosen", device=SINK)
             lab.hears("speakers", (440, -30))
             lab.silence("Chosen")
-        lab.end(program)
+            lab.settle()
+            lab.server.set_volume(SINK, 30)
+            lab.server.set_mute(SINK, True)
+        lab.end(program, kill)
         lab.as_before()
 
 
@@ -90,12 +95,12 @@ def test_what_was_turned_down_does_not_come_back_loud(lab):
         program = lab.start(home=home)
         becomes("a new sink changes no loudness", lambda: levels(SINK), ([100, 100], False))
         lab.settle()
-        lab.server.set_volume(SINK, 50)
+        lab.server.set_volume(SINK, 50, 25)
         lab.server.set_mute(SINK, True)
         for last in (False, True):
-            becomes("our sink is turned down", lambda: levels(SINK), ([50, 50], True))
+            becomes("our sink is turned down", lambda: levels(SINK), ([50, 25], True))
             lab.end(program, kill)
-            lab.expect(speakers={"volume": [40, 20], "mute": True})
+            lab.expect(speakers={"volume": [40, 10], "mute": True})
             lab.as_before()
             if last:
                 break
@@ -210,4 +215,114 @@ def test_recovers_when_its_sink_is_removed_by_others(lab):
     lab.hears("speakers", gain_db=HALF_DB)  # what was turned down is no louder for it
     lab.settle()
     lab.server.set_volume(SINK, 100)
+    lab.hears("speakers")
+
+
+# Chosen by the user before or after our sink is there, by switch or as the default; made for a device
+# or for whatever is the default, which is us.
+def test_a_filter_sink_is_played_to_but_never_fed_back(lab):
+    made = lab.server.load("module-remap-sink", "sink_name=filter", "master=speakers")
+    lab.play()
+    program = lab.start("--preset", "flat", "--device", "filter", device="filter")
+    lab.hears("speakers")
+    lab.end(program)
+    program = lab.start()
+    lab.choose("filter")
+    lab.routed_to("filter")
+    lab.hears("speakers")
+    lab.choose("speakers")
+    lab.routed_to("speakers")
+    lab.hears("speakers")
+    late = lab.server.load("module-remap-sink", "sink_name=late")
+    lab.choose("late")
+    lab.routed_to("late")
+    lab.hears("speakers")
+    lab.server.pactl("unload-module", late)
+    lab.routed_to("speakers")
+    lab.hears("speakers")
+    late = lab.server.load("module-remap-sink", "sink_name=late")
+    lab.server.pactl("unload-module", lab.server.load("module-null-sink", "sink_name=passing"))
+    lab.routed_to("speakers")
+    lab.hears("speakers")
+    lab.server.pactl("unload-module", late)
+    lab.end(program)
+    lab.server.pactl("unload-module", made)
+    lab.music_is_on("speakers")
+    check((lab.server.default(), SINK in lab.server.sinks()) == ("speakers", False), "not as before")
+    lab.remember()
+
+
+def test_a_device_that_changes_its_profile_is_followed_under_its_new_name(lab):
+    def plug(name):
+        lab.server.load("module-null-sink", f"sink_name={name}", "norewinds=true", "format=float32le",
+                        "sink_properties=device.string=00:11:22")
+    plug("bt.a2dp")
+    lab.choose("bt.a2dp")
+    lab.play()
+    program = lab.start(device="bt.a2dp")
+    lab.server.remove_sink("bt.a2dp")
+    time.sleep(0.4)
+    plug("bt.hfp")
+    lab.routed_to("bt.hfp")
+    lab.hears("bt.hfp")
+    lab.end(program)
+    check(lab.server.default() == "bt.hfp", "the device was forgotten")
+    lab.remember()
+
+
+def test_a_restarted_server_gets_the_default_device_of_the_user_back(lab):
+    home = temp_dir()
+    lab.choose("headset")
+    for ended in (False, True):
+        lab.server.set_default("headset")
+        program = lab.start(device="headset", home=home)
+        lab.server.stop()
+        if ended:  # the server goes first, as at the end of a session
+            program.stop()
+            lab.programs.remove(program)
+            becomes("no process is left", lambda: processes_with(f"XDG_CONFIG_HOME={home}\0"), [])
+        else:
+            program.wait_for_log("No sound server reachable")
+            program.expect.append("No sound server reachable")
+        lab.server.start()
+        check(lab.server.default() != "headset", "the server knows it itself")
+        if ended:
+            program = lab.launch(home=home)
+        lab.routed_to("headset")
+        lab.end(program)
+        check(lab.server.default() == "headset", "the device was forgotten")
+    lab.server.set_default("speakers")
+    lab.remember()
+
+
+# With volumes that are the device's, and a stream that somebody has turned down in a mixer.
+def test_our_own_stream_is_as_loud_as_the_music_and_moves_no_volume(lab):
+    lab.server.stop()
+    lab.server.write("config/pulse/daemon.conf", "flat-volumes = yes\n")
+    lab.server.start()
+    lab.server.set_volume("speakers", 50)
+    lab.play()
+    lab.remember()
+    for turned in (False, True):
+        program = lab.start()
+        lab.hears("speakers", gain_db=HALF_DB)
+        check(lab.server.volume("speakers") == [50, 50], "the device was turned up")
+        if not turned:
+            stream, = [s["index"] for s in lab.server.list()["sink_inputs"] if s["properties"].get("application.name") == OURS]
+            lab.server.pactl("set-sink-input-volume", stream, "30%")
+            lab.server.pactl("set-sink-input-mute", stream, 1)
+            lab.server.set_volume("speakers", 50)
+            lab.settle()  # a session manager remembers it a moment later
+        lab.end(program)
+        lab.as_before()
+
+
+def test_a_stream_that_is_sent_to_the_followed_device_is_equalized_like_the_others(lab):
+    lab.play()
+    lab.start()
+    lab.music_is_on(SINK)
+    lab.settle()
+    stream, = [s["index"] for s in lab.server.list()["sink_inputs"] if s["properties"].get("application.name") != OURS]
+    lab.server.pactl("move-sink-input", stream, "speakers")
+    lab.music_is_on(SINK)
     lab.hears("speakers")

@@ -19,7 +19,7 @@ EXECUTABLE = os.environ.get("VELMORA", "")
 FLAT_SWITCHES = ("--preset", "flat")
 NO_SCREEN = {"SDL_VIDEODRIVER": "dummy"}
 LOG_LINE = re.compile(r"\d\d:\d\d:\d\d (INFO |WARN |ERROR) .*")
-OWN_FILES = {"settings.dat", "Velmora.lock", "Velmora.log", "Velmora.log.1", "volume.txt"}
+OWN_FILES = {"settings.dat", "Velmora.lock", "Velmora.log", "Velmora.log.1", "unrestored", "volume.txt"}
 MEMORY_GROWTH_KB = 6000  # after everything has been used once
 
 

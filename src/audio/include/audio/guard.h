@@ -22,6 +22,10 @@ void armed(const std::string& device);
 // The module that owns our sink, so that the guard never removes another copy's. Thread: any.
 void owns_module(std::uint32_t index);
 
+// Whether the program took over the default device and the streams: only then is our sink's volume
+// handed over to the real device. Thread: any.
+void takeover(bool taken);
+
 // Nothing is left to undo. Thread: any.
 void disarmed();
 
