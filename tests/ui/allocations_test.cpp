@@ -12,15 +12,16 @@ using frame_memory = Window;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: GCC 14 would see free() follow an operator new, and warn.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   ++g_allocations;
   if (void* memory = std::malloc(size)) return memory;
   throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }
-void operator delete(void* memory, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
 
