@@ -1,16 +1,9 @@
-// DESIGN: connecting is the one thing that waits, and a clock beside it ends that: the library's
-// own call has no time limit, and a bus may accept and never answer.
+// DESIGN: who we are on the bus and what a call says beside its arguments, in one place for both
+// ends of a call.
 #include "bus.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <cstdlib>
-#include <latch>
-#include <system_error>
-#include <thread>
-#include <utility>
 
 namespace desktop {
 
@@ -19,7 +12,6 @@ namespace {
 constexpr const char* kId = "org.velmora.Velmora";
 constexpr const char* kStartupKey = "desktop-startup-id";
 constexpr const char* kTokenKey = "activation-token";
-constexpr int kSpareThreads = 3;  // as many as the library may start for a connection
 
 std::string variable(const char* name) {
   const char* value = std::getenv(name);
@@ -29,44 +21,6 @@ std::string variable(const char* name) {
 std::string text_in(GVariant* data, const char* key) {
   const char* text = nullptr;
   return g_variant_lookup(data, key, "&s", &text) != FALSE ? text : "";
-}
-
-// Whether a few more threads can be started: the library ends the program where its own cannot.
-bool threads_to_spare() {
-  std::latch release(1);
-  std::array<std::thread, kSpareThreads> threads;
-  bool all = true;
-  try {
-    for (std::thread& thread : threads)
-      thread = std::thread([&release] { release.wait(); });
-  } catch (const std::system_error&) {
-    all = false;
-  }
-  release.count_down();
-  for (std::thread& thread : threads) {
-    if (thread.joinable()) thread.join();
-  }
-  return all;
-}
-
-struct Attempt {
-  Owned<GMainLoop> loop;
-  Owned<GDBusConnection> connection;
-  std::string error;
-};
-
-gboolean on_too_late(void* cancellable) {
-  g_cancellable_cancel(static_cast<GCancellable*>(cancellable));
-  return G_SOURCE_CONTINUE;  // what comes of it ends the loop
-}
-
-void on_connected(GObject*, GAsyncResult* result, void* data) {
-  auto* attempt = static_cast<Attempt*>(data);
-  GError* error = nullptr;
-  attempt->connection.reset(g_dbus_connection_new_for_address_finish(result, &error));
-  const Owned<GError> kept(error);
-  if (error != nullptr) attempt->error = error->message;
-  g_main_loop_quit(attempt->loop.get());
 }
 
 }  // namespace
@@ -81,39 +35,6 @@ std::string application_path(const std::string& id) {
   std::replace(path.begin(), path.end(), '.', '/');
   std::replace(path.begin(), path.end(), '-', '_');
   return path;
-}
-
-std::string session_address() {
-  const std::string address = variable("DBUS_SESSION_BUS_ADDRESS");
-  if (!address.empty()) return address.starts_with("autolaunch:") ? "" : address;
-  const std::string socket = variable("XDG_RUNTIME_DIR") + "/bus";
-  if (socket.front() != '/' || socket == "/bus" || access(socket.c_str(), F_OK) != 0) return "";
-  return "unix:path=" + std::string(Owned<char>(g_dbus_address_escape_value(socket.c_str())).get());
-}
-
-Owned<GDBusConnection> connect_within(int timeout_ms, const std::string& address,
-                                      GMainContext* context, std::string* error) {
-  if (!threads_to_spare()) {
-    *error = "no thread can be started";
-    return nullptr;
-  }
-  Attempt attempt;
-  attempt.loop.reset(g_main_loop_new(context, FALSE));
-  const Owned<GCancellable> cancellable(g_cancellable_new());
-  const Owned<GSource> clock(g_timeout_source_new(static_cast<unsigned>(timeout_ms)));
-  g_source_set_callback(clock.get(), on_too_late, cancellable.get(), nullptr);
-  g_source_attach(clock.get(), context);
-  const auto flags =
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
-  g_main_context_push_thread_default(context);
-  g_dbus_connection_new_for_address(address.c_str(), flags, nullptr, cancellable.get(),
-                                    on_connected, &attempt);
-  g_main_loop_run(attempt.loop.get());
-  g_main_context_pop_thread_default(context);
-  g_source_destroy(clock.get());
-  *error = attempt.error;
-  return std::move(attempt.connection);
 }
 
 GVariant* to_platform_data(const Activation& activation, const std::string& directory) {

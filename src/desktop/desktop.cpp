@@ -113,13 +113,13 @@ void hand_over(GSourceFunc function, void* data) {
 }  // namespace
 
 void connect() {
-  const std::string address = session_address();
+  const std::string address = ::bus::session_address();
   if (address.empty()) return;
   auto bus = std::make_unique<Bus>();
   bus->context.reset(g_main_context_new());
   bus->loop.reset(g_main_loop_new(bus->context.get(), FALSE));
   std::string error;
-  bus->connection = connect_within(kConnectMs, address, bus->context.get(), &error);
+  bus->connection = ::bus::connect_within(kConnectMs, address, bus->context.get(), nullptr, &error);
   if (bus->connection == nullptr) {
     logger::info("No session bus: " + error);
     setenv("DBUS_SESSION_BUS_ADDRESS", kNoBus, 1);

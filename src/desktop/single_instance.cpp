@@ -30,7 +30,7 @@ namespace single_instance {
 namespace {
 
 namespace fs = std::filesystem;
-using desktop::Owned;
+using bus::Owned;
 using std::chrono::duration_cast;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
@@ -174,13 +174,13 @@ Method method_for(bool compact, const std::string& file) {
 
 // Returns whether the copy with our settings has taken the call.
 bool call_over_bus(bool compact, const std::string& file) {
-  const std::string address = desktop::session_address();
+  const std::string address = bus::session_address();
   if (address.empty()) return false;
   const auto deadline = steady_clock::now() + kBusPatience;
   const Owned<GMainContext> context(g_main_context_new());
   std::string error;
-  const Owned<GDBusConnection> connection = desktop::connect_within(
-      static_cast<int>(kBusPatience.count()), address, context.get(), &error);
+  const Owned<GDBusConnection> connection = bus::connect_within(
+      static_cast<int>(kBusPatience.count()), address, context.get(), nullptr, &error);
   const auto left = duration_cast<milliseconds>(deadline - steady_clock::now());
   if (connection == nullptr || left.count() <= 0) return false;
 

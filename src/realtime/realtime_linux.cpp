@@ -18,9 +18,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -28,6 +25,7 @@
 
 #include "app/environment.h"
 #include "app/logger.h"
+#include "bus/bus.h"
 #include "realtime/realtime.h"
 
 namespace realtime {
@@ -41,28 +39,20 @@ constexpr rlim_t kHardLimitUs = 200000;  // what RealtimeKit asks for where it s
 constexpr int kAnswerMs = 2000;
 
 struct Service {
-  GBusType bus;
+  std::string (*address)();  // of its bus
   const char* name;
   const char* path;
   const char* interface;
   const char* title;
 };
-constexpr Service kRealtimeKit = {G_BUS_TYPE_SYSTEM, "org.freedesktop.RealtimeKit1",
+constexpr Service kRealtimeKit = {bus::system_address, "org.freedesktop.RealtimeKit1",
                                   "/org/freedesktop/RealtimeKit1", "org.freedesktop.RealtimeKit1",
                                   "RealtimeKit"};
-constexpr Service kPortal = {G_BUS_TYPE_SESSION, "org.freedesktop.portal.Desktop",
+constexpr Service kPortal = {bus::session_address, "org.freedesktop.portal.Desktop",
                              "/org/freedesktop/portal/desktop", "org.freedesktop.portal.Realtime",
                              "the portal"};
 
-struct Unref {
-  void operator()(gpointer object) const { g_object_unref(object); }
-  void operator()(GVariant* variant) const { g_variant_unref(variant); }
-  void operator()(GError* error) const { g_error_free(error); }
-  void operator()(char* text) const { g_free(text); }
-  void operator()(GMainContext* context) const { g_main_context_unref(context); }
-};
-template <typename T>
-using Owned = std::unique_ptr<T, Unref>;
+using bus::Owned;
 
 std::atomic<pid_t> g_realtime_thread{0};  // the one to be stopped should it run away
 std::thread g_asking;                     // request() and withdraw()
@@ -100,56 +90,15 @@ bool ask_kernel(pid_t thread) {
 // Services on a bus
 // ----------------------------------------------------------------------------------------------------
 
-gboolean on_connect_limit(gpointer cancel) {
-  g_cancellable_cancel(G_CANCELLABLE(cancel));
-  return G_SOURCE_REMOVE;
-}
-
-void on_connected(GObject* /*source*/, GAsyncResult* result, gpointer user) {
-  *static_cast<GAsyncResult**>(user) = G_ASYNC_RESULT(g_object_ref(result));
-}
-
-void on_withdrawn(GCancellable* /*withdrawn*/, gpointer attempt) {
-  g_cancellable_cancel(G_CANCELLABLE(attempt));
-}
-
-// A private connection, or none within kAnswerMs. The blocking form waits for ever for a bus that
-// accepts and then says nothing.
-Owned<GDBusConnection> connect(GBusType bus, GCancellable* withdrawn) {
-  // Without an address the library would start a bus of its own.
-  if (bus == G_BUS_TYPE_SESSION && !environment::is_set("DBUS_SESSION_BUS_ADDRESS")) return nullptr;
-  const Owned<char> address(g_dbus_address_get_for_bus_sync(bus, withdrawn, nullptr));
-  if (!address) return nullptr;
-  const Owned<GMainContext> context(g_main_context_new());
-  g_main_context_push_thread_default(context.get());
-  const Owned<GCancellable> attempt(g_cancellable_new());
-  const gulong link =
-      g_cancellable_connect(withdrawn, G_CALLBACK(on_withdrawn), attempt.get(), nullptr);
-  GSource* limit = g_timeout_source_new(kAnswerMs);
-  g_source_set_callback(limit, on_connect_limit, attempt.get(), nullptr);
-  g_source_attach(limit, context.get());
-  GAsyncResult* result = nullptr;
-  g_dbus_connection_new_for_address(
-      address.get(),
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, attempt.get(), on_connected, &result);
-  while (result == nullptr)
-    g_main_context_iteration(context.get(), TRUE);
-  const Owned<GAsyncResult> owner(result);
-  Owned<GDBusConnection> connection(g_dbus_connection_new_for_address_finish(result, nullptr));
-  g_source_destroy(limit);
-  g_source_unref(limit);
-  g_cancellable_disconnect(withdrawn, link);
-  g_main_context_pop_thread_default(context.get());
-  return connection;
-}
-
 // A service that can be asked. Its answers are bounded in time, and their faults kept.
 class Conversation {
  public:
   Conversation(const Service& service, GCancellable* withdrawn)
-      : service_(service), withdrawn_(withdrawn), connection_(connect(service.bus, withdrawn)) {}
+      : service_(service), withdrawn_(withdrawn), context_(g_main_context_new()) {
+    const std::string address = service.address();
+    if (!address.empty())
+      connection_ = bus::connect_within(kAnswerMs, address, context_.get(), withdrawn, &fault_);
+  }
 
   bool connected() const { return connection_ != nullptr; }
   const std::string& fault() const { return fault_; }
@@ -193,6 +142,7 @@ class Conversation {
 
   const Service& service_;
   GCancellable* withdrawn_;
+  Owned<GMainContext> context_;
   Owned<GDBusConnection> connection_;
   std::string fault_;
 };
