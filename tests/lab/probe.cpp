@@ -1,8 +1,9 @@
-// What no test sees from outside: the engine without the rest of the program, asked line by line, and
-// the sealed settings file as text.
+// What no test sees from outside: the engine without the rest of the program, asked line by line,
+// and the sealed settings file as text.
 //
 //   lab_probe            reads commands on standard input, answers each with one line
-//   lab_probe settings   prints the settings; with "write" reads lines of key=value over them and saves
+//   lab_probe settings   prints the settings; with "write" reads lines of key=value over them and
+//   saves
 #include <chrono>
 #include <fstream>
 #include <iostream>
