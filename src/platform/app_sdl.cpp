@@ -270,6 +270,7 @@ namespace platform {
 
 void prepare_environment() {
   setenv("SDL_VIDEO_X11_WMCLASS", "velmora", 0);
+  setenv("SDL_VIDEO_WAYLAND_WMCLASS", "Velmora", 0);  // the menu entry's name, for its icon
 }
 
 void quit() {

@@ -88,7 +88,7 @@ void x11_aspect_hint([[maybe_unused]] SDL_Window* window, [[maybe_unused]] int w
   XSizeHints hints{};
   long supplied = 0;
   if (x11.get(display, info.info.x11.window, &hints, &supplied) == 0) hints = XSizeHints{};
-  hints.flags |= PAspect;
+  hints.flags = w > 0 ? hints.flags | PAspect : hints.flags & ~PAspect;
   hints.min_aspect.x = hints.max_aspect.x = w;
   hints.min_aspect.y = hints.max_aspect.y = h;
   x11.set(display, info.info.x11.window, &hints);

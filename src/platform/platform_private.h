@@ -3,6 +3,7 @@
 //   app_sdl.cpp       run_gui: start, frame loop, teardown
 //   window.cpp        the window: its modes, size and place, and the scale of what it shows
 //   raise.cpp         brings it to the front
+//   window_state.cpp  what the window manager has made of the window
 //   aspect.cpp        keeps the window in the shape of its view
 //   renderer.cpp      the renderer and what is told about the graphics
 //   layers.cpp        the base and overlay layers that the interface draws into
@@ -59,6 +60,9 @@ bool video_driver_is(std::string_view name);
 // Whether the settings say compact.
 bool compact();
 
+// The smallest size for the current view.
+Size least_window_size();
+
 // Makes the window the compact or the full one: frame, size, place, stacking. The window manager
 // follows reliably only once the window is shown.
 void apply_mode(bool compact, bool on_top);
@@ -85,6 +89,19 @@ void raise_window(const desktop::Activation& activation);
 
 // Takes the window from the screen, icons and lists of windows, until it is raised.
 void hide_window();
+
+// window_state.cpp
+// ----------------------------------------------------------------------------------------------------
+
+struct WindowState {
+  bool taken = false;  // maximized, also in one direction, full screen or tiled
+  Size size;           // what the window really has
+};
+WindowState window_state();
+
+// Tells SDL the size that the window really has, by the event that it has missed; no request goes
+// to the window manager. Returns false where SDL knows by itself.
+bool report_size(Size real);
 
 // aspect.cpp
 // ----------------------------------------------------------------------------------------------------------
@@ -227,7 +244,8 @@ void always_on_top(SDL_Window* window, bool on);
 // Returns false when the desktop's program could not be started.
 bool open_url(const std::string& address);
 
-// Asks the window manager to keep the window's shape at w : h. Does nothing but under X11.
+// Asks the window manager to keep the window's shape at w : h, 0 : 0 for any shape. Does nothing
+// but under X11.
 void x11_aspect_hint(SDL_Window* window, int w, int h);
 
 }  // namespace compat

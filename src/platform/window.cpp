@@ -100,6 +100,10 @@ bool compact() {
   return g_settings != nullptr && g_settings->compact;
 }
 
+Size least_window_size() {
+  return mode_minimum(g_settings->compact, g_settings->collapsed);
+}
+
 std::optional<Area> usable_area(int display) {
   SDL_Rect r;
   if (SDL_GetDisplayUsableBounds(display, &r) != 0) return std::nullopt;
@@ -170,8 +174,11 @@ void window_size(int* w, int* h) {
 void resize_window(int w, int h, int min_w, int min_h) {
   if (g_window == nullptr) return;
   adopt_aspect();
-  SDL_SetWindowMinimumSize(g_window, min_w, min_h);
-  SDL_SetWindowSize(g_window, w, h);
+  // A maximized window stays as it is, and the other view fills it.
+  if (!window_state().taken) {
+    SDL_SetWindowMinimumSize(g_window, min_w, min_h);
+    SDL_SetWindowSize(g_window, w, h);
+  }
   note_window_size();
   update_scale();
   invalidate_layers();
