@@ -33,7 +33,8 @@ constexpr double kPi = std::numbers::pi;
 constexpr float kLargestTextSize = 100000.0F;
 
 // All of it: main thread
-cairo_t* g_cr = nullptr;  // not owned
+cairo_t* g_cr = nullptr;              // not owned
+PangoLanguage* g_language = nullptr;  // the library's; null: the environment's
 Owned<PangoContext> g_measure;
 std::unordered_map<std::uint64_t, Owned<PangoFontDescription>> g_fonts;
 std::unordered_map<const unsigned char*, Owned<cairo_surface_t>> g_images;  // also failed ones
@@ -154,15 +155,28 @@ void set_text(PangoLayout* layout, const std::string& utf8, std::size_t bytes) {
   pango_layout_set_text(layout, utf8.data(), static_cast<int>(bytes));
 }
 
+void use_language(PangoLayout* layout) {
+  if (layout == nullptr || g_language == nullptr) return;
+  pango_context_set_language(pango_layout_get_context(layout), g_language);
+  pango_layout_context_changed(layout);
+}
+
 // Where text is measured outside of drawing: null before init.
 Owned<PangoLayout> new_measuring_layout() {
-  return Owned<PangoLayout>(g_measure == nullptr ? nullptr : pango_layout_new(g_measure.get()));
+  Owned<PangoLayout> layout(g_measure == nullptr ? nullptr : pango_layout_new(g_measure.get()));
+  use_language(layout.get());
+  return layout;
+}
+
+Owned<PangoLayout> new_drawing_layout() {
+  Owned<PangoLayout> layout(pango_cairo_create_layout(g_cr));
+  use_language(layout.get());
+  return layout;
 }
 
 // One line, however long. Null when there is nothing to lay it out on.
 Owned<PangoLayout> line_layout(const std::string& utf8, float size, bool bold) {
-  Owned<PangoLayout> layout(g_cr == nullptr ? new_measuring_layout().release()
-                                            : pango_cairo_create_layout(g_cr));
+  Owned<PangoLayout> layout = g_cr == nullptr ? new_measuring_layout() : new_drawing_layout();
   if (layout == nullptr) return layout;
   pango_layout_set_font_description(layout.get(), font_for(size, bold));
   pango_layout_set_single_paragraph_mode(layout.get(), TRUE);
@@ -280,6 +294,12 @@ void shutdown() {
 
 void set_context(cairo_t* cr) {
   g_cr = cr;
+}
+
+void set_language(const std::string& code) {
+  // Chinese is written in two ways, which the library tells apart by country.
+  const std::string tag = code == "zh" ? "zh-cn" : code;
+  g_language = tag.empty() ? nullptr : pango_language_from_string(tag.c_str());
 }
 
 void resize(int /*w*/, int /*h*/) {}
@@ -431,7 +451,7 @@ void text(const Rect& r, const std::string& utf8, float size, unsigned colour, A
 float text_wrapped(const Rect& r, const std::string& utf8, float size, unsigned colour,
                    Align align) {
   if (!has_text(utf8, size) || !start()) return 0.0F;
-  const Owned<PangoLayout> layout(pango_cairo_create_layout(g_cr));
+  const Owned<PangoLayout> layout = new_drawing_layout();
   set_paragraph(layout.get(), utf8, size, r.w);
   push_clip(r);
   set_colour(colour);

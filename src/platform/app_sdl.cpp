@@ -47,6 +47,8 @@ void set_hints() {
   SDL_SetHint("SDL_NO_SIGNAL_HANDLERS", "1");
   SDL_SetHint("SDL_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR", "0");
   SDL_SetHint("SDL_MOUSE_FOCUS_CLICKTHROUGH", "1");
+  // SDL's own is so large that a press beside a knob and a grab of it would be a double click.
+  SDL_SetHint("SDL_MOUSE_DOUBLE_CLICK_RADIUS", "5");
   // A program that is open all day must not keep the screen from going dark.
   SDL_SetHint("SDL_VIDEO_ALLOW_SCREENSAVER", "1");
   SDL_SetHint("SDL_RENDER_BATCHING", "1");

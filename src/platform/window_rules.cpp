@@ -30,7 +30,7 @@ constexpr int kBorder = 10;
 constexpr int kCorner = 18;
 
 constexpr std::uint64_t kDoubleClickMs = 500;
-constexpr int kDoubleClickRadius = 32;
+constexpr int kDoubleClickRadius = 5;
 constexpr std::uint64_t kRepeatedPressMs = 3;
 
 int rounded(double v) {

@@ -103,7 +103,7 @@ inline constexpr int kResizeCursors = 4;
 int resize_cursor(Border border);
 
 // Whether a press that follows another one makes a double click of it: at most half a second later,
-// at most 32 points away in either direction. SDL's own measures.
+// at most 5 points away in either direction, as desktops have it. SDL itself allows 32.
 bool is_double_click(std::uint64_t elapsed_ms, Point first, Point second);
 
 // Whether a press is the one before it, reported once more: nobody presses twice that fast. SDL 3

@@ -155,6 +155,7 @@ void channel_buttons() {
   const Rect last = at(kHitChannel + kChannels - 1);
   const Rect all{first.x, first.y, last.x + last.w - first.x, first.h};
   gfx::fill_round_rect(all, kRadius, c.mute_face);
+  gfx::stroke_round_rect(all, kRadius, c.border, 1.0F);
   for (int i = 0; i < kChannels; ++i) {
     const Rect r = at(kHitChannel + i);
     const bool chosen = state().settings->channel == i;
@@ -166,7 +167,6 @@ void channel_buttons() {
     const unsigned rest = chosen ? c.text : quiet_text();
     gfx::text(r, channel_text(i), kLabel, over ? c.text_strong : rest, Align::Center, true, true);
   }
-  gfx::stroke_round_rect(all, kRadius, c.border, 1.0F);
 }
 
 void spectrum_panel() {
@@ -266,6 +266,7 @@ void draw_full(float w, float h) {
 }
 
 void draw_base(int w, int h) {
+  gfx::set_language(i18n::effective_language());
   const auto draw = state().settings->compact ? draw_compact : draw_full;
   draw(static_cast<float>(w), static_cast<float>(h));
   place_note();

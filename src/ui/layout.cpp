@@ -233,7 +233,7 @@ SettingsLayout settings_layout(float w, float h, const std::vector<int>& rows, f
 }
 
 DialogLayout dialog_layout(float w, float h, float save_label, float cancel_label) {
-  constexpr float kHeight = 222.0F;
+  constexpr float kHeight = 226.0F;
   const auto button = [](float label) { return std::max(label + 36.0F, 92.0F); };
   DialogLayout l;
   const float width = std::min(420.0F, w - 30.0F);

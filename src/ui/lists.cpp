@@ -45,7 +45,7 @@ void open_presets() {
   for (const eq::PresetDef& preset : eq::kPresets)
     rows.push_back({i18n::T(preset.key), preset.key, s.preset == std::string("b:") + preset.key,
                     choose_builtin, nullptr, false});
-  if (!s.user_presets.empty()) rows.push_back(heading("presets_user"));
+  rows.push_back(heading("presets_user"));
   for (const UserPreset& preset : s.user_presets)
     rows.push_back({one_line(preset.name), preset.name, s.preset == "u:" + preset.name, choose_user,
                     erase_preset});

@@ -91,7 +91,7 @@ void draw_hint(const std::string& name) {
   const theme::Colors& c = *theme::colors();
   const Rect f = state().dialog.layer.at(kHitSaveName);
   const std::string text = i18n::T(replaces ? "preset_overwrite" : "preset_full");
-  gfx::text_wrapped({f.x, f.y + f.h + 8.0F, f.w, 44.0F}, text, kSmall,
+  gfx::text_wrapped({f.x, f.y + f.h + 8.0F, f.w, 48.0F}, text, kSmall,
                     replaces ? quiet_text() : c.danger, start_align());
 }
 

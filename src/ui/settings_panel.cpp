@@ -118,9 +118,9 @@ void appearance_row(const SettingsLayout& l) {
   row_label(l.appearance, "appearance", kHitNone - 1, dark.w + light.w + 14.0F);
   const Rect both{dark.x, dark.y, light.x + light.w - dark.x, dark.h};
   gfx::fill_round_rect(both, 8.0F, c.mute_face);
+  gfx::stroke_round_rect(both, 8.0F, c.border, 1.0F);
   theme_button(dark, "theme_dark", kHitDark, theme::dark());
   theme_button(light, "theme_light", kHitLight, !theme::dark());
-  gfx::stroke_round_rect(both, 8.0F, c.border, 1.0F);
 }
 
 // ---- About

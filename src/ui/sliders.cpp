@@ -77,8 +77,9 @@ void track_marks(float cx) {
   constexpr float kDistance = 9.0F;
   for (int db = -12; db <= 12; db += 3) {
     const float length = db % 12 == 0 ? 9.0F : 5.0F;
-    // On a whole pixel: a hairline between two would be a grey band.
-    const float y = std::round(gain_to_y(state().view, static_cast<float>(db))) - 0.5F;
+    // On whole device pixels: a hairline between two would be a grey band.
+    const float p = state().pixel_scale;
+    const float y = std::floor(gain_to_y(state().view, static_cast<float>(db)) * p) / p;
     const unsigned colour = db == 0 ? c.mark_zero : c.mark;
     const float edge = kTrackWidth * 0.5F + kDistance;
     gfx::fill_rect({cx - edge - length, y, length, 1.0F}, colour);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 
 #include "canvas.h"
 
@@ -50,6 +51,21 @@ TEST_F(text, stays_in_one_line_where_it_belongs_and_is_cut_at_the_side_away_from
   EXPECT_GE(start.x, 20);
   EXPECT_EQ(end.x, 20);
   EXPECT_LE(std::max(right(start), right(end)), 80);
+}
+
+TEST_F(text, has_the_letterforms_of_its_language) {
+  const auto picture = [](const char* language) {
+    const Canvas canvas(60, 30);
+    gfx::set_language(language);
+    gfx::text({0, 0, 60, 30}, "直骨", 22, kWhite, Align::Left, false, true);
+    gfx::set_language("");
+    std::vector<std::uint32_t> pixels;
+    for (int i = 0; i < 60 * 30; ++i)
+      pixels.push_back(canvas.at(i % 60, i / 60));
+    return pixels;
+  };
+  EXPECT_NE(picture("ja"), picture("zh"));
+  EXPECT_NE(picture("zh"), picture("zh_TW"));
 }
 
 TEST_F(text, aligns_paragraphs_of_both_directions_to_the_edge_that_is_named) {

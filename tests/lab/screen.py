@@ -12,7 +12,9 @@ from .sound import np
 # All that a window manager needs here: a new window gets the keyboard, and alt+F4 closes it.
 MANAGER_RULES = """<?xml version="1.0"?><openbox_config xmlns="http://openbox.org/3.4/rc">
 <focus><focusNew>yes</focusNew></focus>
-<keyboard><keybind key="A-F4"><action name="Close"/></keybind></keyboard></openbox_config>"""
+<keyboard><keybind key="A-F4"><action name="Close"/></keybind>
+<keybind key="A-F10"><action name="ToggleMaximize"><direction>vertical</direction></action></keybind>
+</keyboard></openbox_config>"""
 
 
 class Screen:

@@ -93,10 +93,10 @@ TEST(Border, is_told_by_the_place_and_corners_win_over_edges) {
 }
 
 TEST(DoubleClick, is_two_presses_close_in_time_and_place) {
-  EXPECT_TRUE(is_double_click(500, {100, 60}, {132, 28}));
+  EXPECT_TRUE(is_double_click(500, {100, 60}, {105, 55}));
   EXPECT_FALSE(is_double_click(501, {100, 60}, {100, 60}));
-  EXPECT_FALSE(is_double_click(100, {100, 60}, {133, 60}));
-  EXPECT_FALSE(is_double_click(100, {100, 60}, {100, 27}));
+  EXPECT_FALSE(is_double_click(100, {100, 60}, {106, 60}));
+  EXPECT_FALSE(is_double_click(100, {100, 60}, {100, 54}));
   EXPECT_TRUE(is_repeated_press(3, {100, 60}, {100, 60}));
   EXPECT_FALSE(is_repeated_press(4, {100, 60}, {100, 60}));
   EXPECT_FALSE(is_repeated_press(0, {100, 60}, {100, 61}));

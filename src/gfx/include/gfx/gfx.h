@@ -44,6 +44,10 @@ void shutdown();
 // current.
 void set_context(cairo_t* cr);
 
+// The language whose letterforms are used where scripts are shared, such as "zh_TW" or "ja". "" for
+// the environment's.
+void set_language(const std::string& code);
+
 // The layer has no size of its own: does nothing.
 void resize(int w, int h);
 
