@@ -110,7 +110,7 @@ bool report_size(Size real);
 // before a size of the new shape is asked for, too: the window manager holds on to the old one.
 void adopt_aspect();
 
-// The window has been given a size on purpose: nothing the person did.
+// The window has been given a size on purpose: nothing the user did.
 void note_window_size();
 
 // The window's size has changed: look at its shape when it has come to rest.

@@ -61,7 +61,7 @@ int idle_wait_ms(bool compact, std::uint64_t passed_ms);
 // The size of a mode at zoom 1.
 Size mode_reference(bool compact, bool collapsed);
 
-// The smallest size the person may drag the window to.
+// The smallest size the user may drag the window to.
 Size mode_minimum(bool compact, bool collapsed);
 
 // The size a mode starts with: the saved one where that is a sensible size, shrunk to the usable
@@ -88,7 +88,7 @@ Size corrected_size(Size now, Size last, Size reference, Size minimum, std::opti
 // Frameless border
 // ----------------------------------------------------------------------------------------------------
 
-// What the person grabs at the edge of a window without a frame.
+// What the user grabs at the edge of a window without a frame.
 enum class Border { None, TopLeft, TopRight, BottomLeft, BottomRight, Top, Bottom, Left, Right };
 
 // The border is 10 points wide, a corner reaches 18 points along both of its edges.

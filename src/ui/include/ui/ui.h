@@ -27,7 +27,7 @@ namespace ui {
 // The settings panel is to be open when the window first shows. Called before init.
 void open_settings_at_start();
 
-// Hands over the text of a crash report found at start, to be offered to the person. Any time.
+// Hands over the text of a crash report found at start, to be offered to the user. Any time.
 void set_crash_report(const std::string& text);
 
 // A file to import (see import_file) once the window shows. Called before init.
