@@ -42,8 +42,7 @@ void arm(Device* d) {
 void on_state(void* user, pw_stream_state, pw_stream_state now, const char*) {
   auto* d = static_cast<Device*>(user);
   if (now == PW_STREAM_STATE_STREAMING) {
-    d->next_ns =
-        static_cast<double>(std::chrono::steady_clock::now().time_since_epoch().count());
+    d->next_ns = static_cast<double>(std::chrono::steady_clock::now().time_since_epoch().count());
     return arm(d);
   }
   timespec never{};
@@ -112,12 +111,12 @@ int main(int argc, char** argv) {
       pw_context_connect(context, pw_properties_new(PW_KEY_REMOTE_NAME, argv[1], nullptr), 0);
   if (core == nullptr) return 1;
   device.timer = pw_loop_add_timer(device.loop, on_timer, &device);
-  device.stream = pw_stream_new(
-      core, "skewed",
-      pw_properties_new(PW_KEY_MEDIA_CLASS, "Audio/Sink", PW_KEY_NODE_NAME, "skewed",
-                        PW_KEY_NODE_DESCRIPTION, "Skewed", PW_KEY_NODE_DRIVER, "true",
-                        PW_KEY_PRIORITY_DRIVER, "30000", "priority.session", "3000",
-                        "session.suspend-timeout-seconds", "0", nullptr));
+  device.stream =
+      pw_stream_new(core, "skewed",
+                    pw_properties_new(PW_KEY_MEDIA_CLASS, "Audio/Sink", PW_KEY_NODE_NAME, "skewed",
+                                      PW_KEY_NODE_DESCRIPTION, "Skewed", PW_KEY_NODE_DRIVER, "true",
+                                      PW_KEY_PRIORITY_DRIVER, "30000", "priority.session", "3000",
+                                      "session.suspend-timeout-seconds", "0", nullptr));
   pw_stream_events events{};
   events.version = PW_VERSION_STREAM_EVENTS;
   events.state_changed = on_state;
