@@ -68,6 +68,7 @@ def test_muting_silences_the_device_and_off_gives_everything_back(lab):
     check(engine.status()["muted"] == "1", "the button waits for the server")
     becomes("the device is muted", lambda: lab.server.muted("speakers"))
     lab.server.set_mute("speakers", False)
+    becomes("that is shown", lambda: engine.status()["muted"], "0")
     lab.server.set_mute(SINK, True)
     becomes("a mute of our sink is shown", lambda: (lab.server.muted("speakers"), engine.status()["muted"]), (False, "1"))
     engine.ask("mute", 0)
