@@ -81,7 +81,8 @@ void mark_dirty();
 // The time after which nothing is waited for any more: far away until stop() is called. Any thread.
 Clock::time_point patience_ends();
 
-// Publishes a state in which no stream of ours is alive; the rest of the status stays. Any thread.
+// Publishes a state in which none of our streams is alive; the rest of the status stays. Any
+// thread.
 void publish_state(State state);
 
 // Publishes a new device list together with the status fields that a snapshot decides. Control

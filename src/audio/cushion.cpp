@@ -25,7 +25,7 @@ constexpr int kSpliceEvery = 4;           // blocks
 constexpr int kMinLag = 48;               // frames; a shorter piece is not worth a splice
 constexpr std::int64_t kBurstUs = 40000;  // above the target: a burst, not jitter
 // The server tells the queue now and then, as it was when the device took from it last: up to one
-// gulp too long. The least of several answers is near the truth.
+// device period too long. The least of several answers is near the truth.
 constexpr std::int64_t kGulpUs = 20000;
 // Above the target, all through a long window. Less is led back by playing faster, unheard; this
 // has to lie above all that a drift may do to the queue before it is known, or no drift would ever
@@ -122,7 +122,7 @@ Cushion::Output Cushion::shape(std::span<float> block, std::int64_t queue_us) {
   return out;
 }
 
-// Whether this block is to be left out to shorten the queue.
+// Whether to leave this block out to shorten the queue.
 bool Cushion::cutting(std::int64_t queue_us, bool silent) {
   if (queue_us == kUnknown) return false;
   if (silent) return queue_us > target_us_ + kSilentExcessUs;

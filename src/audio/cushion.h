@@ -28,7 +28,7 @@ class Cushion {
     bool dropped = false;  // the block was thrown away for the limit's sake
   };
 
-  // The queue is empty: the stream was opened or begins anew.
+  // The queue is empty: the stream was opened or restarts.
   void restart();
   // The same, because it ran dry: sound came `late_us` after what came before it.
   void ran_dry(std::int64_t late_us);

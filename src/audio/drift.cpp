@@ -14,16 +14,17 @@ namespace audio {
 
 namespace {
 
-constexpr double kMeanSeconds = 8.0;      // of the running mean that the speed follows
-constexpr double kSlowSeconds = 16.0;     // of the one that tells whether there is a drift at all
-constexpr double kFirstSeconds = 3.0;     // from then on there is something to compare with
-constexpr double kDecideEvery = 1.0;      // s
-constexpr double kEngageUs = 5000.0;      // less is jitter, and the sound stays untouched
-constexpr double kMostOverUs = 15000.0;   // a single look says no more than this
-constexpr double kMostUnderUs = 30000.0;  // and no less: a gulp only makes it look too long
-constexpr double kMostKeptUs = 25000.0;   // of an excess that the queue settled at
-constexpr double kLeastKeptUs = 0.0;      // less would run dry too easily
-constexpr double kProportional = 0.03;    // 1/s
+constexpr double kMeanSeconds = 8.0;     // of the running mean that the speed follows
+constexpr double kSlowSeconds = 16.0;    // of the one that tells whether there is a drift at all
+constexpr double kFirstSeconds = 3.0;    // from then on there is something to compare with
+constexpr double kDecideEvery = 1.0;     // s
+constexpr double kEngageUs = 5000.0;     // less is jitter, and the sound stays untouched
+constexpr double kMostOverUs = 15000.0;  // a single look says no more than this
+constexpr double kMostUnderUs =
+    30000.0;                             // and no less: a device period only makes it look too long
+constexpr double kMostKeptUs = 25000.0;  // of an excess that the queue settled at
+constexpr double kLeastKeptUs = 0.0;     // less would run dry too easily
+constexpr double kProportional = 0.03;   // 1/s
 constexpr double kIntegral = kProportional * kProportional / 4;  // 1/s^2: no overshoot
 constexpr double kNearUs = 8000.0;   // a drift alone leads no further from the place
 constexpr double kFarUrgency = 0.1;  // 1/s, for what is beyond: sound was lost, or came twice

@@ -19,12 +19,12 @@ class DriftControl {
   // The queue was emptied or filled by other means: what was seen of it says nothing any more. The
   // clocks are what they were, and so is the place where it is kept.
   void restart();
-  // The queue is told longer by so much from now on, although nothing about it has changed: it is
+  // From now on the reported queue is longer by this much, although nothing has changed: it is
   // kept where it is, as far as that is not too long.
   void shift(double longer_us);
 
   // To be called once for every block of `seconds`. `excess_us` is what the queue holds beyond its
-  // target. Returns how much faster than as recorded the sound is to be played, 0.0002 being 200
+  // target. Returns how much faster than recorded to play the sound, 0.0002 being 200
   // parts per million; exactly 0 until there is a drift.
   double update(double excess_us, double seconds);
   // The same without a look at the queue.

@@ -30,7 +30,7 @@ struct Handover {
   bool muted = false;   // our sink was, and so is the device since
 };
 
-// The rule: where our sink is turned down or muted, `device`, which is at `level`, is to be set to
+// The rule: where our sink is turned down or muted, `device`, which is at `level`, must be set to
 // what `level` is afterwards. A balance is kept where both have the same channels; otherwise the
 // loudest channel counts. Nothing to hand over otherwise, or where `earlier`, which may be null,
 // has been handed over to that device already.

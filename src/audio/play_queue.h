@@ -44,7 +44,7 @@ class PlayQueue {
   void report(const Timing& timing, Clock::time_point now);
 
   // Takes the next block of interleaved stereo, which is changed in place, and calls `write` with
-  // what is to be written to the stream, in order. Returns false when the block was dropped.
+  // what to write to the stream, in order. Returns false when the block was dropped.
   //   following   samples of the same fragment that come right after the block
   template <typename Write>
   bool put(std::span<float> block, std::size_t following, Clock::time_point now, Write write) {

@@ -1,4 +1,4 @@
-// One stream of ours on the server, of either kind: owns the library's object and knows where it
+// One of our streams on the server, of either kind: owns the library's object and knows where it
 // was opened. Lives as long as the program, so nothing is closed behind the sound library's back.
 //
 // Threads: everything with the main-loop lock held, which callbacks have.

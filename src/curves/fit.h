@@ -1,4 +1,4 @@
-// Internal: the curve of ours that comes closest to a file's response.
+// Internal: our curve that comes closest to a file's response.
 #pragma once
 
 #include "dsp/eq_dsp.h"

@@ -1,4 +1,4 @@
-// DESIGN: the format is told by the first character: a preset of EasyEffects is JSON, everything
+// DESIGN: the first character tells the formats apart: a preset of EasyEffects is JSON, everything
 // else is lines. The file's name only proposes a name for the preset.
 #include <array>
 #include <charconv>

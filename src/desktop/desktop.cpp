@@ -1,5 +1,5 @@
 // DESIGN: one thread speaks to the bus and waits for none of its answers: it runs a loop of
-// callbacks until it is told to end. What it shares with the main thread is one record under one
+// callbacks until it is asked to end. What it shares with the main thread is one record under one
 // lock, held for a copy. The thread is not joined: a log line on a slow disk must not hold the end
 // of the program.
 #include "desktop/desktop.h"

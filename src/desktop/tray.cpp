@@ -1,7 +1,7 @@
-// DESIGN: the objects are exported before the watcher is told of them, because trays read them at
-// once. The symbolic icon is named where it is installed, so that desktops give it their colour;
-// elsewhere it is sent as a picture in grey, which can be seen on light and dark panels. A window
-// that only the tray could bring back is shown when the tray goes and does not return.
+// DESIGN: the objects are exported before they are registered with the watcher, because trays read
+// them at once. The symbolic icon is named where it is installed, so that desktops give it their
+// colour; elsewhere it is sent as a picture in grey, which can be seen on light and dark panels. A
+// window that only the tray could bring back is shown when the tray goes and does not return.
 #include "tray.h"
 
 #include <array>

@@ -1,4 +1,4 @@
-// DESIGN: the menu is made anew from the state as a flat list of entries, each with the command
+// DESIGN: the menu is rebuilt from the state as a flat list of entries, each with the command
 // that a click on it means; what has changed is found by comparing two lists. Trays differ in how
 // they ask (one entry or many, with or without their own notice that the menu opens), so all ways
 // are served, and a click counts even after the menu has been reported closed.
@@ -163,7 +163,7 @@ const Entry* find(int id) {
   return found != g_menu.entries.end() ? &*found : nullptr;
 }
 
-// What an entry tells of itself
+// The properties of an entry
 // ------------------------------------------------------------------------------------------------
 
 // Calls `add` with every property that differs from its default, by name and floating value.

@@ -1,6 +1,6 @@
 // DESIGN: every call sets all it needs (path, colour, line), so that none depends on the one
 // before; only push_clip leaves something behind. Fonts and images are made once and kept, because
-// a frame uses the same few again and again. Texts are laid out anew each time: they change too
+// a frame uses the same few again and again. Texts are laid out every time: they change too
 // much.
 #include "gfx/gfx.h"
 

@@ -1,5 +1,5 @@
 // DESIGN: the loop waits for events instead of polling, lets the interface advance, and then does
-// as little as the state of things allows: nothing, copying what moves, or drawing the layers anew.
+// as little as the state of things allows: nothing, copying what moves, or redrawing the layers.
 // Set-up is a list from top to bottom; what fails in it ends the run with a line in the log.
 
 #include <malloc.h>

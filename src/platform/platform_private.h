@@ -5,7 +5,7 @@
 //   raise.cpp         brings it to the front
 //   window_state.cpp  what the window manager has made of the window
 //   aspect.cpp        keeps the window in the shape of its view
-//   renderer.cpp      the renderer and what is told about the graphics
+//   renderer.cpp      the renderer and what is reported about the graphics
 //   layers.cpp        the base and overlay layers that the interface draws into
 //   strips.cpp        the cache of pictures from which moving parts are copied
 //   compose.cpp       puts layers, bars, meters and title on the screen

@@ -1,13 +1,14 @@
 // DESIGN: window managers refuse the keyboard to a window that was not used last, and rightly so;
-// but here the user has just asked for it, in another process. Under X11 that is told by asking as
-// a pager does, with the present time; SDL asks as a program, with the time of its own last event.
-// Under Wayland only a token counts, which SDL takes from the environment when it shows a window.
+// but here the user has just asked for it, in another process. Under X11 that is expressed by
+// asking as a pager does, with the present time; SDL asks as a program, with the time of its own
+// last event. Under Wayland only a token counts, which SDL takes from the environment when it shows
+// a window.
 
 #include <cstdlib>
 
 #include "platform_private.h"
 
-// After everything of ours: X11 defines words like None as macros.
+// After all our headers: X11 defines words like None as macros.
 #include <SDL_syswm.h>
 #ifdef SDL_VIDEO_DRIVER_X11
 #include <X11/Xatom.h>
@@ -98,7 +99,7 @@ bool activate_as_pager(SDL_Window*) {
 
 platform::Point g_place;  // of the hidden window
 
-// Window managers treat a window that is shown again as a new one, and place it anew.
+// Window managers treat a window that is shown again as a new one, and place it again.
 void show_again(const desktop::Activation& activation) {
   SDL_Window* window = platform::window();
   if (!activation.token.empty()) setenv("XDG_ACTIVATION_TOKEN", activation.token.c_str(), 1);

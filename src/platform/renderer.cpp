@@ -1,5 +1,5 @@
 // DESIGN: one renderer, accelerated where there is one, else in software. It may be lost while the
-// program runs; everything made with it is then made anew. All it draws comes from cairo with
+// program runs; everything made with it is then rebuilt. All it draws comes from cairo with
 // premultiplied alpha, which the accelerated renderers blend as it is; for those that cannot, the
 // pictures are converted when they are uploaded.
 

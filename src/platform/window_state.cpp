@@ -7,7 +7,7 @@
 
 #include "platform_private.h"
 
-// After everything of ours: X11 defines words like None as macros.
+// After all our headers: X11 defines words like None as macros.
 #include <SDL_syswm.h>
 #ifdef SDL_VIDEO_DRIVER_X11
 #include <X11/Xatom.h>

@@ -1,4 +1,4 @@
-// DESIGN: a list is made anew whenever it opens, from what is there then. A row carries what
+// DESIGN: a list is rebuilt whenever it opens, from what is there then. A row carries what
 // choosing it does.
 #include "lists.h"
 

@@ -23,7 +23,7 @@ struct Popup {
   bool open = false;
   int button = kHitNone;  // the button that it belongs to
   std::vector<PopupRow> rows;
-  int first = 0;   // row that is to be the first visible one
+  int first = 0;   // the first visible row
   int hover = -1;  // row
   bool hover_delete = false;
 

@@ -1,4 +1,4 @@
-// Equalizer files of other programs, read into a curve of ours, and a curve of ours written as one.
+// Equalizer files of other programs, read into one of our curves, and our curves written as one.
 //
 // Read are filter lists and graphs in the text format of Equalizer APO, as AutoEq and REW write
 // them too, and presets of EasyEffects (JSON). A file is either understood whole or *refused*

@@ -58,7 +58,7 @@ bool begin();
 void end();
 
 // How many drawing calls have reached a context since the start: what tells a test whether a frame
-// was drawn anew.
+// was redrawn.
 std::uint64_t draw_calls();
 
 // Replaces every pixel by the colour, also by a transparent one.

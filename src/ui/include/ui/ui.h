@@ -24,7 +24,7 @@ namespace ui {
 // Lifecycle
 // ----------------------------------------------------------------------------------------------------------
 
-// The settings panel is to be open when the window first shows. Called before init.
+// Opens the settings panel when the window first shows. Called before init.
 void open_settings_at_start();
 
 // Hands over the text of a crash report found at start, to be offered to the user. Any time.
