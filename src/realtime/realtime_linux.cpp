@@ -9,6 +9,7 @@
 
 #include <gio/gio.h>
 #include <sched.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -26,12 +27,14 @@
 #include "app/environment.h"
 #include "app/logger.h"
 #include "bus/bus.h"
+#include "crash/crash_handler.h"
 #include "realtime/realtime.h"
 
 namespace realtime {
 
 namespace {
 
+constexpr const char* kThreadName = "Velq-realtime";
 constexpr int kPriority = 5;  // that of a sound server on a desktop
 constexpr int kNice = -11;
 constexpr rlim_t kSoftLimitUs = 100000;  // of computing without waiting
@@ -187,6 +190,8 @@ std::string obtain(pid_t thread, GCancellable* withdrawn, std::string* fault) {
 }
 
 void ask_in_background(pid_t thread, GCancellable* withdrawn) {
+  prctl(PR_SET_NAME, kThreadName);
+  crash_handler::prepare_thread();
   std::string fault;
   const std::string result = obtain(thread, withdrawn, &fault);
   if (g_cancellable_is_cancelled(withdrawn) != 0) return;
