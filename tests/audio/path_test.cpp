@@ -228,13 +228,15 @@ TEST(PathStats, report_what_is_new_once) {
 // What of the device's level comes of ours, and what of it is asked back.
 TEST(Handover, multiplies_once_keeps_every_field_and_is_consumed_once) {
   struct Case {
-    int ours_percent;
+    unsigned ours_percent;
     bool ours_muted;
     bool device_muted;
     bool handed_over;
     bool kept;  // until the next start
   };
-  const auto percent = [](int n) { return static_cast<pa_volume_t>(PA_VOLUME_NORM / 100 * n); };
+  const auto percent = [](unsigned n) {
+    return static_cast<pa_volume_t>(PA_VOLUME_NORM / 100U * n);
+  };
   for (const Case& c : {Case{100, false, false, false, false}, Case{50, false, false, true, true},
                         Case{50, false, true, true, true}, Case{100, true, false, true, true},
                         Case{40, true, true, true, true}, Case{120, false, false, true, false}}) {
