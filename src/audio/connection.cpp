@@ -9,6 +9,9 @@
 
 #include <atomic>
 #include <memory>
+#include <semaphore>
+#include <system_error>
+#include <thread>
 
 #include "app/logger.h"
 #include "audio_private.h"
@@ -22,14 +25,17 @@ namespace {
 constexpr const char* kLoopThreadName = "Velq-audio";
 constexpr const char* kAppId = "org.velmora.Velmora";
 constexpr const char* kIconName = "velmora";
+constexpr std::chrono::seconds kLoopStart{2};  // until the loop thread runs
 constexpr pa_usec_t kCheckUs = 100000;
 
 // Set by the thread that starts and stops; the pointer is stable between.
 pa_threaded_mainloop* g_ml = nullptr;
-pa_context* g_ctx = nullptr;          // main-loop lock
-std::atomic<bool> g_ctx_lost{false};  // set on the loop thread, read anywhere
-bool g_silent = false;                // a request of this pass was dropped; main-loop lock
-bool g_silence_logged = false;        // main-loop lock
+std::atomic<pid_t> g_loop_thread{0};   // set on the loop thread before g_loop_runs
+std::binary_semaphore g_loop_runs{0};  // released by the loop thread, acquired by loop_start
+pa_context* g_ctx = nullptr;           // main-loop lock
+std::atomic<bool> g_ctx_lost{false};   // set on the loop thread, read anywhere
+bool g_silent = false;                 // a request of this pass was dropped; main-loop lock
+bool g_silence_logged = false;         // main-loop lock
 
 struct OperationDeleter {
   void operator()(pa_operation* op) const { pa_operation_unref(op); }
@@ -41,9 +47,20 @@ void on_wake(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* 
   signal_loop();
 }
 
+// The library takes a thread that could not be started for one that runs, and later waits for it.
+bool can_start_thread() {
+  try {
+    std::thread([] {}).join();
+    return true;
+  } catch (const std::system_error&) {
+    return false;
+  }
+}
+
 void on_loop_started(pa_mainloop_api* /*api*/, void* /*user*/) {
   crash_handler::prepare_thread();
-  realtime::request(gettid());
+  g_loop_thread.store(gettid());
+  g_loop_runs.release();
 }
 
 void on_ctx_state(pa_context* c, void* /*user*/) {
@@ -130,10 +147,18 @@ bool loop_start() {
   pa_threaded_mainloop_set_name(g_ml, kLoopThreadName);
   // Runs on the loop's thread, before there is a connection.
   pa_mainloop_api_once(pa_threaded_mainloop_get_api(g_ml), on_loop_started, nullptr);
-  if (pa_threaded_mainloop_start(g_ml) == 0) return true;
-  pa_threaded_mainloop_free(g_ml);
-  g_ml = nullptr;
-  return false;
+  if (!can_start_thread() || pa_threaded_mainloop_start(g_ml) != 0) {
+    pa_threaded_mainloop_free(g_ml);
+    g_ml = nullptr;
+    return false;
+  }
+  if (!g_loop_runs.try_acquire_for(kLoopStart)) {
+    g_ml = nullptr;  // not freed: the library would wait for a thread that may not exist
+    return false;
+  }
+  // Asked for here and not on that thread: loop_stop() may follow at once, and withdraws it.
+  realtime::request(g_loop_thread.load());
+  return true;
 }
 
 void loop_stop() {
