@@ -183,7 +183,7 @@ bool taken_over(const View& view) {
 std::optional<Handover> hand_over_volume(Server* server, const View& view,
                                          const std::string& device) {
   SinkLevel level = view.device_level;
-  const auto handover = hand_over(view.level, device, &level, nullptr);
+  auto handover = hand_over(view.level, device, &level, nullptr);
   if (!handover) return std::nullopt;
   pa_context* c = server->context;
   server->finish(

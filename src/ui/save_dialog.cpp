@@ -50,7 +50,7 @@ std::string numbered_name(int n) {
 }
 
 std::string proposed_name() {
-  const std::string chosen = chosen_user();
+  std::string chosen = chosen_user();
   if (!chosen.empty()) return chosen;
   int n = 1;
   while (find_user(numbered_name(n)) >= 0)

@@ -44,7 +44,7 @@ const char* note_key(const audio::Status& s, bool wanted) {
   return nullptr;
 }
 
-std::string with_target(std::string text, const audio::Status& s) {
+std::string with_target(const std::string& text, const audio::Status& s) {
   return s.target_label.empty() ? text : text + kDot + isolated(one_line(s.target_label));
 }
 
