@@ -22,7 +22,7 @@ CLICK_S = 0.25
 
 def test_delay(lab, count=200):
     lab.start()
-    Player(lab.server, clicks(CLICK_S))
+    lab.players.append(Player(lab.server, clicks(CLICK_S)))
     sent, heard = Recorder(lab.server, MONITOR), Recorder(lab.server, "speakers.monitor")
     heard.next((count + 2) * CLICK_S)
     delays = delays_ms(sent.click_times(), heard.click_times(), most_ms=200)
