@@ -131,7 +131,11 @@ Start apply_start_switches(const Args& args, Settings* s) {
   start.theme_chosen =
       value_of("--theme", [s](const std::string& value) { return apply_theme(value, s); });
   value_of("--preset", [s](const std::string& value) { return apply_preset(value, s); });
-  start.device = arg_value(args, "--device");
+  // Whether there is such a device, the engine finds out.
+  value_of("--device", [&start](const std::string& value) {
+    start.device = value;
+    return !value.empty();
+  });
   start.takeover = !has(args, "--no-takeover");
   start.file = file_argument(args);
   return start;

@@ -37,6 +37,7 @@ bool g_restricted = false;
 bool g_just_connected = true;         // no device was followed in this connection yet
 bool g_default_was_expected = false;  // ours or the followed device, when last seen
 bool g_no_device_logged = false;
+std::string g_looked_for;  // the last device that the user chose
 bool g_restricted_logged = false;
 bool g_passive_logged = false;
 
@@ -288,6 +289,13 @@ void log_missing_device(const std::string& target) {
   }
 }
 
+// A device that was there and went is no surprise; one that never was may be misspelt.
+void log_unknown_choice(const Snapshot& s, const std::string& chosen) {
+  const bool known = std::exchange(g_looked_for, chosen) == chosen || s.find(chosen) != nullptr;
+  if (known || chosen.empty()) return;
+  logger::warn("The chosen output device is not present: " + chosen);
+}
+
 }  // namespace
 
 bool reconcile(const LoopLock& lock, const Wishes& wishes) {
@@ -312,6 +320,7 @@ bool reconcile(const LoopLock& lock, const Wishes& wishes) {
       next_follow(*s, g_follow, wishes.restore_hint, meaning_of_default(*s, wishes), Clock::now());
   const std::string target = choose_target(*s, wishes.output, g_follow.device);
   log_missing_device(target);
+  log_unknown_choice(*s, wishes.output);
   if (!target.empty()) g_just_connected = false;
   g_default_was_expected = s->default_sink == kSinkName || s->default_sink == g_follow.device;
   apply_mute(lock, wishes.mute, target);

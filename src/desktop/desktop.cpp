@@ -103,6 +103,19 @@ void run(std::unique_ptr<Bus> bus) {
   g_shared.ended.notify_all();
 }
 
+// The window's library connects to both buses, and waits without a limit for one that accepts and
+// never answers.
+void hide_system_bus_that_hangs() {
+  const Owned<GMainContext> context(g_main_context_new());
+  std::string error;
+  if (::bus::connect_within(kConnectMs, ::bus::system_address(), context.get(), nullptr, &error) !=
+      nullptr) {
+    return;
+  }
+  logger::info("No system bus: " + error);
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", kNoBus, 1);
+}
+
 // Has the bus thread call a function. Under the lock.
 void hand_over(GSourceFunc function, void* data) {
   const Owned<GSource> source(g_idle_source_new());
@@ -128,6 +141,7 @@ void connect() {
   std::error_code unknown;
   bus->directory = std::filesystem::canonical(paths::config_dir(), unknown).string();
   g_bus = std::move(bus);
+  hide_system_bus_that_hangs();
 }
 
 void start(const State& state) {

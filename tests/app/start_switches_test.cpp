@@ -64,6 +64,7 @@ TEST(StartSwitches, wrong_values_change_nothing_and_a_device_is_for_this_run_onl
   EXPECT_TRUE(start.takeover);
   EXPECT_EQ(start.ignored, (Args{"--size 0x9", "--theme Dark", "--preset Rock"}));
   EXPECT_FALSE(start.theme_chosen || start.open_settings);
+  EXPECT_EQ(command_line::apply_start_switches({"--device"}, &s).ignored, Args{"--device "});
 }
 
 }  // namespace

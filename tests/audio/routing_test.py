@@ -52,7 +52,8 @@ def test_a_device_that_is_chosen_or_followed_may_vanish_and_return(lab):
         if not chosen:
             lab.choose("usb")
         lab.play()
-        program = lab.start("--preset", "flat", "--device", "usb" if chosen else "", device="usb")
+        unknown = "is not present: gone"
+        program = lab.start("--preset", "flat", "--device", "usb" if chosen else "gone", device="usb", expect=[unknown])
         lab.server.remove_sink("usb")
         substitute, = becomes("another device takes its place", lambda: lab.own_streams()[0],
                               lambda at: at in (("speakers",), ("headset",)))
@@ -68,6 +69,7 @@ def test_a_device_that_is_chosen_or_followed_may_vanish_and_return(lab):
             lab.server.add_sink("usb")
             lab.routed_to("usb")
             lab.hears("usb")
+        check(program.count(unknown) == (0 if chosen else 1), "a wrong name is not reported, or too often")
         lab.end(program)
         lab.as_before()
 

@@ -1,6 +1,7 @@
 # How the program comes, hides, returns and goes.
 import os
 import signal
+import socket
 
 from lab.probe import settings
 from lab.screen import AUTOSTART, COLLAPSE, COLLAPSED, Window
@@ -41,6 +42,22 @@ def test_a_screen_that_vanishes_costs_neither_the_sound_nor_the_last_change(lab)
     lab.as_before()
     check(settings(lab.home)["collapsed"] == "1", "the change is lost")
     check(not (program.folder / "crash_report.txt").exists(), "a crash is reported")
+
+
+def test_a_system_bus_that_never_answers_keeps_no_picture_away(lab):
+    require_programs("dbus-daemon")
+    folder = lab.server.directory
+    session, system = (f"unix:path={folder}/{name}" for name in ("session.bus", "system.bus"))
+    daemon = Process(["dbus-daemon", "--session", f"--address={session}", "--nofork"], lab.server.environment(),
+                     folder / "bus.log")
+    becomes("the bus listens", (folder / "session.bus").exists)
+    silent = socket.socket(socket.AF_UNIX)
+    silent.bind(str(folder / "system.bus"))
+    silent.listen()
+    program, _ = lab.open(DBUS_SESSION_BUS_ADDRESS=session, DBUS_SYSTEM_BUS_ADDRESS=system)
+    program.wait_for_log("First frame after", limit=5)
+    lab.end(program)
+    daemon.kill()
 
 
 def test_the_panels_switch_makes_a_session_start_the_program(lab):

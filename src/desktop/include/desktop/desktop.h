@@ -77,9 +77,9 @@ struct State {
   bool operator==(const State&) const = default;
 };
 
-// Connects to the session bus; where none answers within a second, it is left out for this run, and
-// the environment is changed so that no library waits for it either: call it before other threads
-// read the environment.
+// Connects to the session bus, and asks whether the system bus answers, too. One that does not
+// within a second is left out for this run: the environment is changed so that no library waits for
+// it either. Call it before other threads read the environment.
 void connect();
 
 // Takes the application's name on the bus; a name that another copy has is waited for. Shows the
