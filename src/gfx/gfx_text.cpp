@@ -155,15 +155,27 @@ void set_language(const std::string& code) {
 
 void text(const Rect& r, const std::string& utf8, float size, unsigned colour, Align align,
           bool bold, bool vcenter) {
+  text_with_halo(r, utf8, size, colour, 0U, align, bold, vcenter);
+}
+
+void text_with_halo(const Rect& r, const std::string& utf8, float size, unsigned colour,
+                    unsigned halo, Align align, bool bold, bool vcenter) {
   if (!has_text(utf8, size) || !start()) return;
   const Owned<PangoLayout> layout = line_layout(utf8, size, bold);
   const Size s = pixel_size(layout.get());
-  const double free_w = static_cast<double>(r.w) - s.w;
-  const double free_h = static_cast<double>(r.h) - s.h;
+  const double x = r.x + (static_cast<double>(r.w) - s.w) * share_before(align);
+  const double y = r.y + (vcenter ? (static_cast<double>(r.h) - s.h) * 0.5 : 0.0);
   push_clip(r);
+  if (halo >> 24U != 0U) {
+    cairo_move_to(context(), x, y);
+    pango_cairo_layout_path(context(), layout.get());
+    cairo_set_line_width(context(), 3.0);  // half of it lies outside the glyphs
+    cairo_set_line_join(context(), CAIRO_LINE_JOIN_ROUND);
+    set_colour(halo);
+    cairo_stroke(context());
+  }
   set_colour(colour);
-  cairo_move_to(context(), r.x + free_w * share_before(align),
-                r.y + (vcenter ? free_h * 0.5 : 0.0));
+  cairo_move_to(context(), x, y);
   pango_cairo_show_layout(context(), layout.get());
   pop_clip();
 }

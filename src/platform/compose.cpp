@@ -119,8 +119,8 @@ void copy_column(const Group& group, int i) {
               segments_of(group, i, first, last), area.x, area.y);
   };
   if (c.lit > 1) copy(ui::kLit, 0, c.lit - 2);
-  if (c.lit > 0) copy(ui::kPeak, c.lit - 1, c.lit - 1);
-  if (c.peak >= c.lit) copy(ui::kPeak, c.peak, c.peak);
+  if (c.lit > 0) copy(ui::cap_mode(), c.lit - 1, c.lit - 1);
+  if (c.peak >= c.lit) copy(ui::cap_mode(), c.peak, c.peak);
 }
 
 void copy_unlit(const Group& group) {

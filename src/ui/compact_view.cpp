@@ -76,7 +76,6 @@ void power() {
 void draw_compact(float w, float h) {
   Layout& l = state().view;
   l = compact_layout(w, h, platform::compact_framed());
-  fit_segments(&l, true);
   background(w, h);
   gfx::image_png(icon_data::kPng, icon_data::kPngSize, l.logo);
   title();

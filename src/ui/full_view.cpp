@@ -119,14 +119,14 @@ void level_scale(const Rect& bars) {
   const theme::Colors& c = *theme::colors();
   constexpr int kStep = 12;
   constexpr int kLowest = -60;
+  const SegmentGeom g = bar_geom(bars.w, bars.h, false);
   for (int db = 0; db >= kLowest; db -= kStep) {
     char text[16];
     std::snprintf(text, sizeof text, db == 0 ? "0 dB" : "%d", db);
-    const float fraction = static_cast<float>(db) / analyzer::kFloorDb;
-    const float y = bars.y + bars.h * fraction;
+    const float y = level_y(bars, g, static_cast<float>(db));
     gfx::text({bars.x - 44.0F, y - 8.0F, 34.0F, 16.0F}, text, kSmall, quiet_text(), Align::Right,
               false, true);
-    gfx::fill_rect({bars.x - 7.0F, std::round(y), 4.0F, 1.0F}, c.mark_zero);
+    gfx::fill_rect({bars.x - 7.0F, y, 4.0F, 1.0F}, c.mark_zero);
   }
 }
 
@@ -253,7 +253,7 @@ void collapse_button() {
 void draw_full(float w, float h) {
   const bool collapsed = state().settings->collapsed;
   state().view = full_layout(w, h, collapsed, label_widths());
-  fit_segments(&state().view, false);
+  fit_segments(&state().view.bars, &state().view.meters, false);
   gfx::fill_rect_vgrad({0.0F, 0.0F, w, h}, theme::colors()->window_top,
                        theme::colors()->window_bottom);
   header();

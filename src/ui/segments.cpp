@@ -61,9 +61,17 @@ Rect segment(const SegmentGeom& g, int column, int s, float h) {
           g.segment_height};
 }
 
-void light(float level_db, float peak_db, int n, int* lit, int* peak) {
+float column_height(const SegmentGeom& g) {
+  return static_cast<float>(g.segments) * g.pitch - (g.pitch - g.segment_height);
+}
+
+int lit_segments(float level_db, int n) {
   const float level = std::clamp((level_db + kRangeDb) / kRangeDb, 0.0F, 1.0F);
-  *lit = static_cast<int>(std::round(level * static_cast<float>(n)));
+  return static_cast<int>(std::round(level * static_cast<float>(n)));
+}
+
+void light(float level_db, float peak_db, int n, int* lit, int* peak) {
+  *lit = lit_segments(level_db, n);
   const float p = (peak_db + kRangeDb) / kRangeDb;
   *peak = -1;
   if (p > 1.0F) {
@@ -111,11 +119,25 @@ void centre_columns(Rect* r, const SegmentGeom& g) {
 
 }  // namespace
 
-void fit_segments(Layout* l, bool compact) {
-  snap(&l->bars);
-  snap(&l->meters);
-  centre_columns(&l->bars, bar_geom(l->bars.w, l->bars.h, compact));
-  centre_columns(&l->meters, meter_geom(l->meters.w, l->meters.h));
+void fit_segments(Rect* bars, Rect* meters, bool compact) {
+  snap(bars);
+  snap(meters);
+  centre_columns(bars, bar_geom(bars->w, bars->h, compact));
+  centre_columns(meters, meter_geom(meters->w, meters->h));
+  if (compact) return;
+  // Both groups stand on one line. So that they end on one, too, but for a pixel, the meters have
+  // the height of the bars' columns and not of what is left above them.
+  const SegmentGeom b = bar_geom(bars->w, bars->h, false);
+  const SegmentGeom m = meter_geom(meters->w, meters->h);
+  const float rows = std::round((column_height(b) + m.pitch - m.segment_height) / m.pitch);
+  const float bottom = meters->y + meters->h;
+  meters->h = rows * m.pitch - (m.pitch - m.segment_height);
+  meters->y = bottom - meters->h;
+}
+
+float level_y(const Rect& bars, const SegmentGeom& g, float level_db) {
+  const int lit = lit_segments(level_db, g.segments);
+  return bars.y + bars.h - static_cast<float>(lit) * g.pitch + (g.pitch - g.segment_height);
 }
 
 SegmentGeom bar_geom(float w, float h, bool compact) {
@@ -167,6 +189,10 @@ void paint_meters(int mode, float w, float h) {
   }
 }
 
+int cap_mode() {
+  return theme::dark() ? kPeak : kLit;
+}
+
 void paint_glass(float w, float h) {
   gfx::fill_round_rect_vgrad({0.0F, 0.0F, w, h}, 10.0F, theme::dark() ? 0x0DFFFFFFU : 0x24FFFFFFU,
                              0x00FFFFFFU);
@@ -182,6 +208,8 @@ BarView bar_view() {
   view.compact = s.settings->compact;
   view.bars = s.view.bars;
   view.meters = s.view.meters;
+  // The compact view's areas stay as they are laid out; the columns are centred in them.
+  if (view.compact) fit_segments(&view.bars, &view.meters, true);
   view.show_glass = !view.compact;
   if (view.show_glass) view.glass = s.view.spectrum;
   return view;

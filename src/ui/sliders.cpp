@@ -41,7 +41,10 @@ void response_curve() {
   const theme::Colors& c = *theme::colors();
   const float left = l.rule_x + 1.0F;
   const float right = l.sliders.x + l.sliders.w;
-  const Rect area{left, l.sliders.y + 1.0F, right - left - 1.0F, l.sliders.h - 2.0F};
+  // As far as the tracks go, and half a line more: what lies beyond would run over the labels.
+  constexpr float kHalfLine = 1.0F;
+  const Rect area{left, l.track_top - kHalfLine, right - left - 1.0F,
+                  l.track_bottom - l.track_top + 2.0F * kHalfLine};
   const float middle = (l.track_top + l.track_bottom) * 0.5F;
   const float per_db = (l.track_bottom - l.track_top) * 0.5F / eq::kMaxGainDb;
   float xy[2 * kPoints];
@@ -53,7 +56,7 @@ void response_curve() {
   }
   const unsigned colour = s.settings->active ? c.accent : c.text_secondary;
   gfx::push_clip(area);
-  gfx::fill_under(xy, kPoints, l.track_bottom + 12.0F, theme::with_alpha(colour, 0.16F),
+  gfx::fill_under(xy, kPoints, l.track_bottom, theme::with_alpha(colour, 0.16F),
                   theme::with_alpha(colour, 0.0F));
   gfx::polyline(xy, kPoints, theme::with_alpha(colour, 0.13F), 7.0F);
   gfx::polyline(xy, kPoints, theme::with_alpha(colour, 0.60F), 2.0F);
@@ -128,11 +131,10 @@ void slider(int i) {
   // A gain that rounds to zero reads "+0.0", never "-0.0".
   std::snprintf(value, sizeof value, "%+.1f",
                 static_cast<double>(std::fabs(gain) < 0.05F ? 0.0F : gain));
-  // On a plate, because the track behind it is dark in both themes.
-  const float width = std::ceil(gfx::text_width(value, kSmall, lit)) + 8.0F;
-  const Rect plate{cx - width * 0.5F, y - kKnobHeight * 0.5F - 17.0F, width, 14.0F};
-  gfx::fill_round_rect(plate, 4.0F, theme::with_alpha(theme::mix(c.panel, c.recessed, 0.5F), 0.9F));
-  gfx::text(plate, value, kSmall, lit ? c.text_strong : c.text, Align::Center, lit, true);
+  // The track behind it is dark in both themes, the fill is bright.
+  gfx::text_with_halo({cx - 24.0F, y - kKnobHeight * 0.5F - 17.0F, 48.0F, 16.0F}, value, kSmall,
+                      lit ? c.text_strong : c.text, theme::mix(c.panel, c.recessed, 0.5F),
+                      Align::Center, lit, true);
   const Rect label{cx - 47.0F, l.track_bottom + 15.0F, 94.0F, 16.0F};
   const std::string name = i == kPreamp ? i18n::T("preamp") : eq::band_label(i);
   gfx::text(label, shorten(name, kSmall, label.w), kSmall, lit ? c.text_strong : c.text,

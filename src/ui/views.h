@@ -1,6 +1,8 @@
 // The painters of the views and layers, and what they share.
 #pragma once
 
+#include "ui/ui.h"
+
 namespace ui {
 
 struct Layout;
@@ -10,8 +12,12 @@ void draw_sliders();
 void draw_compact(float w, float h);
 void draw_settings_panel(float w, float h);
 
-// Puts the areas of bars and meters on whole device pixels, where segments stand on them too.
-void fit_segments(Layout* layout, bool compact);
+// Puts the areas of bars and meters on whole device pixels, where segments stand on them too, and
+// takes from them what columns leave free.
+void fit_segments(gfx::Rect* bars, gfx::Rect* meters, bool compact);
+
+// Where a bar of that level ends: the top of its highest lit segment.
+float level_y(const gfx::Rect& bars, const SegmentGeom& geom, float level_db);
 
 // Finds the place of the note about the engine's state, above the view just painted.
 void place_note();

@@ -49,11 +49,12 @@ void panel_bg(const Rect& r, float radius) {
 }
 
 void shadow(const Rect& r, float radius) {
-  // Four faint layers, each larger than the one above it: soft without a blur.
-  for (int i = 4; i >= 1; --i) {
-    const float grow = 2.5F * static_cast<float>(i);
-    gfx::fill_round_rect({r.x - grow, r.y - grow + 4.0F, r.w + 2.0F * grow, r.h + 2.0F * grow},
-                         radius + grow, theme::dark() ? 0x26000000U : 0x10000000U);
+  // Many faint layers, each larger than the one above it: soft without a blur.
+  constexpr int kLayers = 16;
+  for (int i = kLayers; i >= 1; --i) {
+    const float grow = static_cast<float>(i);
+    gfx::fill_round_rect({r.x - grow, r.y - grow + 5.0F, r.w + 2.0F * grow, r.h + 2.0F * grow},
+                         radius + grow, theme::dark() ? 0x0B000000U : 0x04000000U);
   }
 }
 
@@ -73,14 +74,17 @@ void icon_corners(float cx, float cy, bool expand, unsigned colour) {
 }
 
 void icon_save(float cx, float cy, unsigned colour) {
-  // An arrow into a tray.
+  // A disk with its label and shutter.
   constexpr float kWidth = 1.8F;
-  const float tray[] = {cx - 8.0F, cy + 2.5F, cx - 8.0F, cy + 7.5F,
-                        cx + 8.0F, cy + 7.5F, cx + 8.0F, cy + 2.5F};
-  gfx::polyline(tray, 4, colour, kWidth);
-  gfx::line(cx, cy - 8.0F, cx, cy + 2.5F, colour, kWidth);
-  const float head[] = {cx - 4.5F, cy - 2.0F, cx, cy + 2.5F, cx + 4.5F, cy - 2.0F};
-  gfx::polyline(head, 3, colour, kWidth);
+  const float body[] = {cx - 7.5F, cy - 7.5F, cx + 4.0F, cy - 7.5F, cx + 7.5F, cy - 4.0F,
+                        cx + 7.5F, cy + 7.5F, cx - 7.5F, cy + 7.5F, cx - 7.5F, cy - 7.5F};
+  gfx::polyline(body, 6, colour, kWidth);
+  const float label[] = {cx - 4.0F, cy + 7.5F, cx - 4.0F, cy + 1.0F,
+                         cx + 4.0F, cy + 1.0F, cx + 4.0F, cy + 7.5F};
+  gfx::polyline(label, 4, colour, kWidth);
+  const float shutter[] = {cx - 3.5F, cy - 7.5F, cx - 3.5F, cy - 3.5F,
+                           cx + 2.5F, cy - 3.5F, cx + 2.5F, cy - 7.5F};
+  gfx::polyline(shutter, 4, colour, kWidth);
 }
 
 void icon_gear(float cx, float cy, unsigned colour) {

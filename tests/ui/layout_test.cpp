@@ -93,6 +93,16 @@ TEST_F(segments, are_whole_device_pixels_at_every_scale) {
       EXPECT_GT(bars.pitch, bars.segment_height);
       EXPECT_LE(31 * bars.column_width + 30 * bars.gap, l.bars.w + 0.01F);
     }
+    // In the full view both groups end on one line as nearly as their segments allow, at 0 dB.
+    const gfx::Rect& m = l.meters;
+    const ui::SegmentGeom bars = ui::bar_geom(l.bars.w, l.bars.h, false);
+    const ui::SegmentGeom meters = ui::meter_geom(m.w, m.h);
+    const float top = m.y + m.h - static_cast<float>(meters.segments) * meters.pitch;
+    EXPECT_FLOAT_EQ(l.bars.y + l.bars.h, m.y + m.h);
+    EXPECT_NEAR(top, ui::level_y(l.bars, bars, 0) - bars.pitch + bars.segment_height,
+                meters.pitch / 2 + 0.01F);
+    EXPECT_FLOAT_EQ(ui::level_y(l.bars, bars, -66 + 66.0F / static_cast<float>(bars.segments)),
+                    l.bars.y + l.bars.h - bars.segment_height);
   }
 }
 

@@ -110,6 +110,10 @@ void pop_clip();
 void text(const Rect& r, const std::string& utf8, float size, unsigned colour, Align align,
           bool bold, bool vcenter);
 
+// The same with an outline of one pixel around the glyphs, for text over what has other colours.
+void text_with_halo(const Rect& r, const std::string& utf8, float size, unsigned colour,
+                    unsigned halo, Align align, bool bold, bool vcenter);
+
 // A paragraph of regular weight, wrapped to the rectangle's width and cut at its edges. Returns the
 // height of the whole text, 0 when nothing was drawn.
 float text_wrapped(const Rect& r, const std::string& utf8, float size, unsigned colour,

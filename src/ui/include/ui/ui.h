@@ -75,7 +75,7 @@ bool draw_overlay(int w, int h);
 // The moving parts
 // ---------------------------------------------------------------------------------------------------
 
-// Where the bars are, as last painted. A rectangle without a width is not shown.
+// Where the segments are, as last painted. A rectangle without a width is not shown.
 struct BarView {
   gfx::Rect bars;
   gfx::Rect meters;
@@ -106,12 +106,16 @@ void meter_segments(int n, int lit[kMeters], int peak[kMeters]);
 // Which picture of the segments a strip holds.
 inline constexpr int kUnlit = 0;
 inline constexpr int kLit = 1;
-inline constexpr int kPeak = 2;  // the brightest: top lit segment and peak cap
+inline constexpr int kPeak = 2;  // the brightest
 inline constexpr int kModes = 3;
 
 // Paint all segments of an area of w x h at the origin.
 void paint_bars(int mode, float w, float h, bool compact);
 void paint_meters(int mode, float w, float h);
+
+// Which of them shows the top lit segment and the peak cap: on a light ground the brightest would
+// vanish.
+int cap_mode();
 
 // The sheen over the spectrum panel, of w x h at the origin.
 void paint_glass(float w, float h);
