@@ -1,23 +1,10 @@
 // The autostart entry.
 #include "app/autostart.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-
-#include "home.h"
+#include "test.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
-
-class Autostart : public testing::Test {
+class Autostart : public Test {
  protected:
   Home home_;
   const fs::path entry_ = home_.path() / ".config/autostart/Velmora.desktop";

@@ -1,20 +1,12 @@
 // The end of a program whose main thread hangs.
 #include "app/ending.h"
+#include "test.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <csignal>
-#include <string>
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using namespace std::chrono_literals;
 
 int g_ends[2];  // what happens is written to the second
 

@@ -1,29 +1,8 @@
 // The log file and the lines kept in memory.
 #include "app/logger.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/resource.h>
-
-#include <chrono>
-#include <csignal>
-#include <filesystem>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include "home.h"
+#include "test.h"
 
 namespace {
-
-namespace fs = std::filesystem;
-using testing::Each;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::Not;
 
 std::vector<std::string> lines_of(const fs::path& file) {
   std::istringstream text(read_file(file));
@@ -33,7 +12,7 @@ std::vector<std::string> lines_of(const fs::path& file) {
   return lines;
 }
 
-class Logger : public testing::Test {
+class Logger : public Test {
  protected:
   void SetUp() override {
     // The module's state outlives a test; this leaves no line for the next file.
@@ -61,10 +40,7 @@ TEST_F(Logger, a_line_is_time_level_and_message_and_stays_one_line) {
   EXPECT_EQ(logger::tail(3), lines_of(file_));
   EXPECT_FALSE(fs::exists(home_.path() / "Other.log"));
   // Programs that are started do not get the file.
-  support::Process started({"ls", "-l", "/proc/self/fd"}, {}, home_.path() / "output");
-  ASSERT_TRUE(started.wait(std::chrono::seconds(30)));
-  EXPECT_THAT(started.output(), HasSubstr(" -> "));
-  EXPECT_THAT(started.output(), Not(HasSubstr(file_.string())));
+  EXPECT_THAT(output_of("ls -l /proc/self/fd"), AllOf(HasSubstr(" -> "), Not(HasSubstr(file_))));
 }
 
 TEST_F(Logger, the_newest_five_hundred_lines_are_kept) {

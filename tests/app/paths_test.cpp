@@ -1,19 +1,9 @@
 // Where the program keeps its files and what it reads from the environment. The move from the
 // earlier name happens once per process; the tests of the built program look at it.
 #include "app/paths.h"
-
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
-
-#include "home.h"
+#include "test.h"
 
 namespace {
-
-namespace fs = std::filesystem;
 
 TEST(Paths, the_configuration_directory_follows_the_environment) {
   Home home;

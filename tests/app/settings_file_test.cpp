@@ -1,30 +1,12 @@
 // The settings file: what happens to it when it is damaged, when the disk is full and when the
 // program dies.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-
-#include <atomic>
-#include <csignal>
-#include <filesystem>
-#include <functional>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "app/logger.h"
 #include "app/settings.h"
-#include "home.h"
 #include "records.h"
-#include "wait_until.h"
+#include "test.h"
 
 namespace {
-
-namespace fs = std::filesystem;
-using namespace std::chrono_literals;
-using testing::ElementsAre;
-using testing::EndsWith;
 
 // A disk that takes its time, or not.
 struct Disk {
@@ -44,7 +26,7 @@ extern "C" int fsync(int /*fd*/) {
 
 namespace {
 
-class SettingsFile : public testing::Test {
+class SettingsFile : public Test {
  protected:
   Home home_;
   const fs::path path_ = home_.config() / "settings.dat";
@@ -84,7 +66,7 @@ TEST_F(SettingsFile, of_an_earlier_run_is_read_and_whatever_was_altered_is_moved
   }
   for (const std::string& bytes : altered) {
     write_file(path_, bytes);
-    ASSERT_EQ(settings::load(), Settings()) << testing::PrintToString(bytes);
+    ASSERT_EQ(settings::load(), Settings()) << PrintToString(bytes);
     ASSERT_THAT(logger::tail(1), ElementsAre(EndsWith("WARN  Settings damaged - moved aside as " +
                                                       aside_.string())));
     ASSERT_EQ(read_file(aside_), bytes);
@@ -162,8 +144,8 @@ TEST_F(SettingsFile, is_written_by_a_thread_that_takes_the_newest_record_and_kee
   for (int width = 1; width <= 3; ++width) {
     s.win_w = width;
     EXPECT_TRUE(settings::save(s));
-    ASSERT_TRUE(support::wait_until("the first save waits for the disk", 20s,
-                                    [] { return g_disk.syncs.load() > 0; }));
+    ASSERT_TRUE(wait_until("the first save waits for the disk", 20s,
+                           [] { return g_disk.syncs.load() > 0; }));
   }
   EXPECT_FALSE(fs::exists(path_));
   g_disk.slow = false;

@@ -1,25 +1,13 @@
 // The text form of the settings: what is written, and what is made of whatever is found there.
 #include "app/settings_text.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <chrono>
 #include <clocale>
-#include <cstdint>
-#include <limits>
 #include <locale>
-#include <string>
-#include <tuple>
-#include <vector>
 
-#include "home.h"
-#include "process.h"
 #include "records.h"
+#include "test.h"
 
 namespace {
-
-using namespace std::string_literals;
 
 std::vector<std::string> preset_names(const Settings& s) {
   std::vector<std::string> names;
@@ -45,14 +33,11 @@ TEST(SettingsText, has_the_keys_of_earlier_runs_and_comes_back_as_it_was_written
 
 // A numpunct for C++ streams, a compiled locale for the C library: both write and expect a comma.
 TEST(SettingsText, numbers_do_not_follow_the_locale) {
-  if (!support::program_exists("localedef")) GTEST_SKIP() << "localedef is missing";
   Home home;
-  support::Process localedef(
-      {"localedef", "--no-archive", "-i", "de_DE", "-f", "UTF-8", home.path() / "de_DE.UTF-8"}, {},
-      home.path() / "output");
-  ASSERT_TRUE(localedef.wait(std::chrono::seconds(30)).has_value());
+  const std::string log = output_of("localedef --no-archive -i de_DE -f UTF-8 " +
+                                    (home.path() / "de_DE.UTF-8").string());
   home.set("LOCPATH", home.path());
-  if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) GTEST_SKIP() << localedef.output();
+  if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) GTEST_SKIP() << log;
   struct Comma : std::numpunct<char> {
     [[nodiscard]] char do_decimal_point() const override { return ','; }
     [[nodiscard]] std::string do_grouping() const override { return "\3"; }
@@ -68,8 +53,8 @@ TEST(SettingsText, numbers_do_not_follow_the_locale) {
   std::locale::global(before);
   std::setlocale(LC_ALL, "C");
   EXPECT_EQ(s.curve.gain[1], -3.5F);
-  EXPECT_THAT(written, testing::HasSubstr("\nband1=-3.5\n"));
-  EXPECT_THAT(written, testing::HasSubstr("\nwin_w=1234567\n"));
+  EXPECT_THAT(written, HasSubstr("\nband1=-3.5\n"));
+  EXPECT_THAT(written, HasSubstr("\nwin_w=1234567\n"));
 }
 
 TEST(SettingsText, numbers_are_bounded_whatever_stands_there) {

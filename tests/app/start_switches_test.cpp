@@ -1,11 +1,8 @@
 // The rules of the command line, as pure functions.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <utility>
 
 #include "app/command_line.h"
 #include "records.h"
+#include "test.h"
 
 namespace {
 

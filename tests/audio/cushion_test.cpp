@@ -2,15 +2,7 @@
 // taken.
 
 #include "audio/cushion.h"
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstdint>
-#include <numbers>
-#include <vector>
+#include "test.h"
 
 namespace audio {
 namespace {

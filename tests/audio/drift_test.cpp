@@ -1,17 +1,9 @@
 // Two clocks that disagree, and sound that is played a little faster or slower.
 #include "audio/drift.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <numbers>
-#include <random>
-#include <vector>
-
 #include "audio/cushion.h"
 #include "audio/resampler.h"
+#include "test.h"
 
 namespace {
 

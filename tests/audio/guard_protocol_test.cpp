@@ -1,11 +1,7 @@
 // What the guard makes of the lines it reads.
 
 #include "audio/guard_protocol.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <tuple>
+#include "test.h"
 
 namespace guard {
 namespace {

@@ -1,14 +1,6 @@
 // The stations of a sample's path, without a server: equalizer, fade, tap and play queue. And what
 // becomes of the volume at its end.
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <numbers>
-#include <vector>
-
-#include "../app/home.h"
 #include "app/logger.h"
 #include "audio/audio_private.h"
 #include "audio/equalizer.h"
@@ -17,6 +9,7 @@
 #include "audio/play_queue.h"
 #include "audio/stream_path.h"
 #include "audio/tap.h"
+#include "test.h"
 
 namespace audio {
 namespace {
@@ -241,7 +234,7 @@ TEST(Handover, multiplies_once_keeps_every_field_and_is_consumed_once) {
                         Case{50, false, true, true, true}, Case{100, true, false, true, true},
                         Case{40, true, true, true, true}, Case{120, false, false, true, false}}) {
     const Home home;
-    std::filesystem::create_directories(home.config());
+    fs::create_directories(home.config());
     SinkLevel ours;
     pa_cvolume_set(&ours.volume, 2,
                    c.ours_percent == 100 ? PA_VOLUME_NORM : percent(c.ours_percent));

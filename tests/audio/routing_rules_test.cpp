@@ -1,18 +1,10 @@
 // Which device is followed, which streams are moved: decisions on made-up servers.
 
 #include "audio/routing_rules.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
+#include "test.h"
 
 namespace audio {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr std::uint32_t kOurClient = 7;
 constexpr std::uint32_t kOther = 8;

@@ -1,26 +1,15 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <functional>
-#include <thread>
 
-#include "../app/home.h"
 #include "child.h"
 #include "crash/crash_handler.h"
+#include "test.h"
 
 namespace {
 
 using crash_test::ended_by;
-using crash_test::in_child;
 using crash_test::kTester;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::StartsWith;
 
-class Capture : public testing::Test {
+class Capture : public Test {
  protected:
   [[nodiscard]] std::string path(const char* name) const { return dir_.path() / name; }
   [[nodiscard]] std::string report() const { return read_file(report_path_); }
@@ -35,7 +24,7 @@ class Capture : public testing::Test {
     });
   }
 
-  support::TempDir dir_;
+  Directory dir_;
   const std::string report_path_ = path("crash_report.txt");
 };
 
@@ -62,15 +51,15 @@ TEST_F(Capture, every_caught_signal_leaves_a_whole_report_and_ends_the_process) 
       raise(number);
     });
     EXPECT_TRUE(ended_by(number, status));
-    EXPECT_EQ(std::filesystem::status(report_path_).permissions(), std::filesystem::perms{0600});
+    EXPECT_EQ(fs::status(report_path_).permissions(), fs::perms{0600});
     const std::string text = report();
     EXPECT_THAT(text, StartsWith("=== Tester crash report ===\nVersion: 1.2.3 (Build 45)\n"
                                  "Snap revision: 77\nSignal: " +
                                  name + " ("));
-    EXPECT_THAT(text,
-                testing::ContainsRegex(
-                    "\nTime \\(unix\\): [0-9]+\nRunning for \\(s\\): [0-9]+\nSystem: Linux .+\n"
-                    "Desktop: Desk\n(Session: .+\n)?\nBacktrace:\n.*test_crash"));
+    EXPECT_THAT(
+        text,
+        ContainsRegex("\nTime \\(unix\\): [0-9]+\nRunning for \\(s\\): [0-9]+\nSystem: Linux .+\n"
+                      "Desktop: Desk\n(Session: .+\n)?\nBacktrace:\n.*test_crash"));
     EXPECT_THAT(text, EndsWith("\n\n--- Graphics ---\na card\n"
                                "\n--- Audio ---\na sink  === end of report ===\n"
                                "\n--- System ---\na system\n"
@@ -101,7 +90,7 @@ TEST_F(Capture, the_log_is_cut_at_a_line_and_a_context_between_characters) {
 
 TEST_F(Capture, an_overflow_of_the_stack_is_reported_on_any_prepared_thread) {
   for (const bool on_main : {true, false}) {
-    std::filesystem::remove(report_path_);
+    fs::remove(report_path_);
     const int status = crash([on_main] {
       if (on_main) overflow(0);
       std::thread([] {
@@ -150,7 +139,7 @@ TEST_F(Capture, a_crash_inside_the_allocator_or_an_update_still_reports_whole_te
 }
 
 TEST_F(Capture, an_early_report_is_collected_once_the_directory_is_known) {
-  std::filesystem::create_directory(path("home"));
+  fs::create_directory(path("home"));
   // Where the runtime directory is a file system of its own, too.
   std::string other = "/dev/shm/velmora-XXXXXX";
   ASSERT_NE(mkdtemp(other.data()), nullptr);
@@ -170,9 +159,9 @@ TEST_F(Capture, an_early_report_is_collected_once_the_directory_is_known) {
                 EXPECT_THAT(text, HasSubstr("SIGABRT"));
               }),
               0);
-    EXPECT_FALSE(std::filesystem::exists(early + "/Tester_crash.txt"));
+    EXPECT_FALSE(fs::exists(early + "/Tester_crash.txt"));
   }
-  std::filesystem::remove_all(other);
+  fs::remove_all(other);
 }
 
 // The early place is shared: anybody may leave something there under the report's name.
@@ -209,16 +198,16 @@ TEST_F(Capture, what_is_no_report_of_ours_is_neither_offered_nor_collected_nor_w
 }
 
 TEST_F(Capture, a_path_that_does_not_fit_is_refused_and_nothing_is_written_elsewhere) {
-  std::filesystem::path deep = dir_.path();
+  fs::path deep = dir_.path();
   while (deep.string().size() < 900)
     deep /= std::string(90, 'd');
   deep /= std::string(1010 - deep.string().size(), 'd');  // cut, the report's name would begin "cr"
-  std::filesystem::create_directories(deep);
+  fs::create_directories(deep);
   EXPECT_TRUE(ended_by(SIGABRT, crash([&] {
                          faultline::set_report_dir(deep);
                          raise(SIGABRT);
                        })));
-  EXPECT_TRUE(std::filesystem::is_empty(deep));
+  EXPECT_TRUE(fs::is_empty(deep));
 }
 
 TEST_F(Capture, the_next_starts_find_the_report_and_keep_the_log_of_the_crashed_run) {
@@ -247,8 +236,8 @@ TEST_F(Capture, the_next_starts_find_the_report_and_keep_the_log_of_the_crashed_
               faultline::discard();
             }),
             0);
-  EXPECT_FALSE(std::filesystem::exists(report_path_));
-  EXPECT_FALSE(std::filesystem::exists(path("crash_log.txt")));
+  EXPECT_FALSE(fs::exists(report_path_));
+  EXPECT_FALSE(fs::exists(path("crash_log.txt")));
 }
 
 TEST_F(Capture, sound_devices_are_logged_once_until_they_change) {

@@ -1,32 +1,15 @@
 // A report on its way into a mail, with stand-ins for everything that could take it.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <cstdlib>
-#include <cstring>
 #include <mutex>
-#include <optional>
-#include <tuple>
 
-#include "../app/home.h"
 #include "child.h"
 #include "crash/faultline_private.h"
-#include "wait_until.h"
+#include "test.h"
 
 namespace {
-
-using namespace std::chrono_literals;
-using crash_test::in_child;
-using testing::AllOf;
-using testing::Contains;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
 
 constexpr const char* kSubject = "Tester 1.2.3 (Build 45) crash report";
 constexpr const char* kIntro =
@@ -72,10 +55,10 @@ TEST(MailText, a_long_report_gives_way_first_in_its_log_and_never_cuts_a_charact
 }
 
 // A home with awkward names, and nothing in it that could take a mail until a test puts it there.
-class Mail : public testing::Test {
+class Mail : public Test {
  protected:
   Mail() {
-    std::filesystem::create_directories(tmp_);
+    fs::create_directories(tmp_);
     write_file(conf_ + "/Tester.log", "log of this run\n");
     new_report();
   }
@@ -86,15 +69,15 @@ class Mail : public testing::Test {
   }
   // A stand-in that keeps its arguments, each ended by a NUL.
   void recording(const std::string& name, int code) const {
-    const std::filesystem::path program = home_ / "bin" / name;
+    const fs::path program = home_ / "bin" / name;
     const std::string kept = home_ / "arguments";
     write_file(program, "#!/bin/sh\nprintf '%s\\0' \"$@\" > '" + kept + ".new'\n/bin/mv '" + kept +
                             ".new' '" + kept + "'\nexit " + std::to_string(code) + "\n");
-    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    fs::permissions(program, fs::perms::owner_all);
   }
   [[nodiscard]] std::vector<std::string> arguments() const {
-    EXPECT_TRUE(support::wait_until("the stand-in is called", 20s,
-                                    [&] { return std::filesystem::exists(home_ / "arguments"); }));
+    EXPECT_TRUE(
+        wait_until("the stand-in is called", 20s, [&] { return fs::exists(home_ / "arguments"); }));
     std::vector<std::string> result;
     std::istringstream all(read_file(home_ / "arguments"));
     for (std::string argument; std::getline(all, argument, '\0');)
@@ -110,7 +93,7 @@ class Mail : public testing::Test {
   }
   // A bus that accepts connections and never answers.
   void start_silent_bus() {
-    const std::filesystem::path socket_path = dir_.path() / "silent";
+    const fs::path socket_path = dir_.path() / "silent";
     bus_ = "unix:path=" + socket_path.string();
     sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
     std::strncpy(address.sun_path, socket_path.c_str(), sizeof address.sun_path - 1);
@@ -118,22 +101,16 @@ class Mail : public testing::Test {
     ASSERT_EQ(bind(silent_->get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     ASSERT_EQ(listen(silent_->get(), 5), 0);
   }
-  // A bus of its own with the double on it.
+  // A bus of its own with the double on it, which ends with its standard input.
   void start_portal(const std::string& version, const std::string& response) {
-    const std::filesystem::path socket = dir_.path() / ("bus" + version + response);
+    const fs::path socket = dir_.path() / ("bus" + version + response);
     bus_ = "unix:path=" + socket.string();
-    bus_daemon_.emplace(
-        std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--address=" + bus_},
-        support::Environment{}, home_ / "bus.out");
-    ASSERT_TRUE(support::wait_until("the bus listens", 20s,
-                                    [&] { return std::filesystem::exists(socket); }));
-    portal_.emplace(std::vector<std::string>{"/usr/bin/python3", VELMORA_PORTAL_DOUBLE, version,
-                                             response, home_ / "mail.json"},
-                    support::Environment{{"DBUS_SESSION_BUS_ADDRESS", bus_}}, home_ / "portal.out");
-    ASSERT_TRUE(support::wait_until("the portal can be called", 20s, [&](std::string& seen) {
-      seen = portal_->output();
-      return seen.find(bus_) != std::string::npos;
-    }));
+    portal_.reset(popen(("exec /usr/bin/python3 " VELMORA_PORTAL_DOUBLE " " + bus_ + " " + version +
+                         " " + response + " '" + (home_ / "mail.json").string() + "'")
+                            .c_str(),
+                        "we"));
+    ASSERT_TRUE(wait_until("the portal can be called", 20s,
+                           [&] { return fs::exists(socket.string() + ".ready"); }));
   }
 
   // Sends the report from a process in this home, waits for the end of it, and looks.
@@ -154,23 +131,23 @@ class Mail : public testing::Test {
       faultline::set_report_dir(conf_);
       faultline::send(conf_ + "/Tester.log");
       EXPECT_FALSE(faultline::pending(nullptr)) << "it would be offered a second time";
-      EXPECT_TRUE(support::wait_until("the mail is on its way", 50s, [] {
+      EXPECT_TRUE(wait_until("the mail is on its way", 50s, [] {
         return !logged().empty() && logged().back().find("Crash report: ") != std::string::npos;
       }));
       look();
-      for (const auto& fd : std::filesystem::directory_iterator("/proc/self/fd")) {
+      for (const auto& fd : fs::directory_iterator("/proc/self/fd")) {
         std::error_code closed_meanwhile;
-        const std::string file = std::filesystem::read_symlink(fd, closed_meanwhile);
+        const std::string file = fs::read_symlink(fd, closed_meanwhile);
         EXPECT_THAT(file, Not(StartsWith(conf_))) << "left open";
       }
     });
     EXPECT_EQ(status, 0);
     EXPECT_EQ(read_file(conf_ + "/crash_report-sent.txt"), report_text_);
-    EXPECT_FALSE(std::filesystem::exists(conf_ + "/crash_log.txt"));
+    EXPECT_FALSE(fs::exists(conf_ + "/crash_log.txt"));
   }
 
-  support::TempDir dir_;
-  const std::filesystem::path home_ = dir_.path() / "a, b 100% \xC3\xA4";
+  Directory dir_;
+  const fs::path home_ = dir_.path() / "a, b 100% \xC3\xA4";
   const std::string conf_ = home_ / "it's";
   const std::string tmp_ = home_ / "tmp";
   std::string report_text_ = "the \"report\"\n'quoted' \xC3\xA4 $(x) %s\n";
@@ -180,8 +157,7 @@ class Mail : public testing::Test {
   std::string bus_ = "unix:path=/nonexistent";
   unsigned limit_ms_ = 30000;
   std::optional<files::Descriptor> silent_;
-  std::optional<support::Process> bus_daemon_;
-  std::optional<support::Process> portal_;
+  std::unique_ptr<FILE, int (*)(FILE*)> portal_{nullptr, pclose};
 };
 
 TEST_F(Mail, without_any_mail_program_an_address_and_the_folder_are_opened) {
@@ -234,8 +210,8 @@ TEST_F(Mail, the_portal_gets_descriptors_and_is_followed_by_the_script_when_it_r
 }
 
 TEST_F(Mail, is_put_off_without_a_thread_and_never_carries_what_a_link_leads_to) {
-  std::filesystem::rename(conf_ + "/Tester.log", conf_ + "/other");
-  std::filesystem::create_symlink(conf_ + "/other", conf_ + "/Tester.log");
+  fs::rename(conf_ + "/Tester.log", conf_ + "/other");
+  fs::create_symlink(conf_ + "/other", conf_ + "/Tester.log");
   EXPECT_EQ(in_child([&] {
               faultline::install(tester());
               faultline::set_report_dir(conf_);
@@ -269,7 +245,7 @@ TEST_F(Mail, the_mail_program_on_the_command_line_comes_first_with_copies_for_a_
        true},
       {"env", "env HINT=x /snap/bin/thunderbird %u", {"HINT=x", "/snap/bin/thunderbird"}, true}};
   for (const Case& c : cases) {
-    std::filesystem::remove(home_ / "arguments");
+    fs::remove(home_ / "arguments");
     new_report();
     recording(c.program, 0);
     handle_mailto(c.command);
@@ -293,7 +269,7 @@ TEST_F(Mail, the_mail_program_on_the_command_line_comes_first_with_copies_for_a_
     }
   }
   // Nowhere to copy to: another way is found.
-  std::filesystem::remove_all(home_ / "Downloads");
+  fs::remove_all(home_ / "Downloads");
   write_file(home_ / "Downloads", "a file");
   recording("xdg-email", 0);
   new_report();

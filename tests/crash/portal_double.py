@@ -1,22 +1,25 @@
 #!/usr/bin/python3
 """A desktop's mail portal that keeps what it is given.
 
-portal_double.py VERSION RESPONSE FILE: answers with RESPONSE (a number, or "never"), and leaves in
-FILE, as JSON, the options of the call; descriptors as what can be read from them. Prints the
-address of its bus, the session's, when it can be called.
+portal_double.py BUS VERSION RESPONSE FILE: on a bus of its own at that address, answers with RESPONSE (a number, or
+"never"), and leaves in FILE, as JSON, the options of the call; descriptors as what can be read from them. Makes a file
+named like the bus and ".ready" when it can be called, and ends with its standard input.
 """
 import json
 import os
+import pathlib
+import subprocess
 import sys
 
 import dbus
+import dbus.bus
 import dbus.lowlevel
 import dbus.service
 from dbus.mainloop.glib import DBusGMainLoop
 from gi.repository import GLib
 
 EMAIL = "org.freedesktop.portal.Email"
-VERSION, RESPONSE, FILE = int(sys.argv[1]), sys.argv[2], sys.argv[3]
+ADDRESS, VERSION, RESPONSE, FILE = sys.argv[1], int(sys.argv[2]), *sys.argv[3:]
 
 
 def plain(value):
@@ -51,9 +54,13 @@ class Portal(dbus.service.Object):
         self.connection.send_message(message)
 
 
-DBusGMainLoop(set_as_default=True)
-BUS = dbus.SessionBus()
+DAEMON = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", "dbus-daemon", "--session", "--nofork", "--print-address",
+                           f"--address={ADDRESS}"], stdout=subprocess.PIPE)
+DAEMON.stdout.readline()
+BUS = dbus.bus.BusConnection(ADDRESS, mainloop=DBusGMainLoop())
 NAME = dbus.service.BusName("org.freedesktop.portal.Desktop", BUS)
 PORTAL = Portal(BUS, "/org/freedesktop/portal/desktop")
-print(os.environ["DBUS_SESSION_BUS_ADDRESS"], flush=True)
-GLib.MainLoop().run()
+pathlib.Path(ADDRESS.split("=")[1] + ".ready").touch()
+LOOP = GLib.MainLoop()
+GLib.io_add_watch(sys.stdin, GLib.IO_HUP, lambda *_: LOOP.quit())
+LOOP.run()

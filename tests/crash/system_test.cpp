@@ -1,22 +1,12 @@
 // The description of made-up machines.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
-
-#include "../app/home.h"
 #include "child.h"
 #include "crash/faultline_private.h"
-#include "wait_until.h"
+#include "test.h"
 
 namespace {
 
-using testing::Contains;
-using testing::ElementsAre;
-using testing::StartsWith;
-
-class Machine : public testing::Test {
+class Machine : public Test {
  protected:
   Machine() {
     faultline::detail::set_app(crash_test::kTester);
@@ -32,8 +22,8 @@ class Machine : public testing::Test {
     write_file(root_ + path, content);
   }
   void link(const std::string& path, const std::string& target) const {
-    std::filesystem::create_directories(std::filesystem::path(root_ + path).parent_path());
-    std::filesystem::create_symlink(target, root_ + path);
+    fs::create_directories(fs::path(root_ + path).parent_path());
+    fs::create_symlink(target, root_ + path);
   }
   static std::string os() { return faultline::system_lines().front(); }
 
@@ -78,7 +68,7 @@ TEST_F(Machine, the_package_is_found_whoever_installed_it) {
 
   // The stand-in answers with what it was asked, argument by argument.
   file("/usr/bin/rpm", "#!/bin/sh\nprintf '[%s]' \"$@\"\necho noise >&2\n");
-  std::filesystem::permissions(root_ + "/usr/bin/rpm", std::filesystem::perms::owner_all);
+  fs::permissions(root_ + "/usr/bin/rpm", fs::perms::owner_all);
   EXPECT_EQ(faultline::package_line(),
             "rpm [-qf][--qf][%{NAME} %{VERSION}-%{RELEASE}][" + odd + "]");
   // One that hangs is asked for two seconds, and nobody waits for it at the start.
@@ -92,9 +82,9 @@ TEST_F(Machine, the_package_is_found_whoever_installed_it) {
   const auto before = std::chrono::steady_clock::now();
   faultline::record_system();
   EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(1500));
-  EXPECT_TRUE(support::wait_until("the description is logged", std::chrono::seconds(20),
-                                  [] { return logged.load(); }));
-  std::filesystem::remove(root_ + "/usr/bin/rpm");
+  EXPECT_TRUE(wait_until("the description is logged", std::chrono::seconds(20),
+                         [] { return logged.load(); }));
+  fs::remove(root_ + "/usr/bin/rpm");
 
   file("/var/lib/dpkg/status",
        "Package: atester\nVersion: 9\n\nPackage: tester\nStatus: ok\nVersion: 1.2-3\n\n");

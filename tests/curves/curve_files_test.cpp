@@ -1,22 +1,13 @@
 // What is read, what is refused and where, and the way out again. How good a fit is, fit_test.py
 // says.
 #include "curves/curve_files.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <string>
-#include <vector>
-
-#include "temp_dir.h"
+#include "test.h"
 
 namespace {
 
 using curves::Import;
 using curves::Reason;
 using curves::Refusal;
-using testing::ElementsAre;
 
 Import imported(const std::string& text, const std::string& name = "") {
   const curves::Result result = curves::import_text(text, name);
@@ -92,7 +83,7 @@ TEST(Reading, what_a_line_leaves_open_is_what_the_format_says) {
     EXPECT_NEAR(a.rms_db, b.rms_db, 1e-3) << open;
   }
   const Import flat = imported("GraphicEQ: 1000 2.5;");
-  EXPECT_THAT(flat.curve.gain, testing::Each(0.0F));
+  EXPECT_THAT(flat.curve.gain, Each(0.0F));
   const Import sorted = imported("GraphicEQ: 20 0; 200 4; 2000 0");
   EXPECT_TRUE(eq::same(imported("GraphicEQ: 2000 0; 20 0; 200 4; 200 4;").curve, sorted.curve));
 }
@@ -202,7 +193,7 @@ TEST(Refusing, what_is_no_equalizer_file_harms_nothing) {
     expect_refused(text, Reason::kNoEqualizer, 0);
   expect_refused(std::string(curves::kMaxBytes + 1, ' '), Reason::kTooLarge, 0);
 
-  const support::TempDir dir;
+  const Directory dir;
   const std::string pipe = dir.path() / "pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   for (const std::string& path : {pipe, dir.path().string(), pipe + "-missing"}) {
@@ -229,10 +220,9 @@ TEST(Naming, proposes_the_files_name) {
 TEST(Writing, what_is_written_is_read_as_it_was) {
   const eq::Curve curve{{6.9F, -12, 0.5F, -0.25F, -0.0F, 12, 3, 0, 1, -6.5F}, -12};
   const std::string text = curves::apo_text(curve);
-  EXPECT_THAT(
-      text, testing::StartsWith("Preamp: -12.0 dB\nFilter 1: ON PK Fc 31 Hz Gain 6.9 dB Q 1.41\n"));
-  EXPECT_THAT(text, testing::HasSubstr("Gain -0.25 dB"));
-  EXPECT_THAT(text, testing::EndsWith("Filter 10: ON PK Fc 16000 Hz Gain -6.5 dB Q 1.41\n"));
+  EXPECT_THAT(text, StartsWith("Preamp: -12.0 dB\nFilter 1: ON PK Fc 31 Hz Gain 6.9 dB Q 1.41\n"));
+  EXPECT_THAT(text, HasSubstr("Gain -0.25 dB"));
+  EXPECT_THAT(text, EndsWith("Filter 10: ON PK Fc 16000 Hz Gain -6.5 dB Q 1.41\n"));
   const Import back = imported(text);
   EXPECT_TRUE(back.exact);
   EXPECT_TRUE(eq::same(back.curve, curve));
@@ -240,9 +230,8 @@ TEST(Writing, what_is_written_is_read_as_it_was) {
 
 TEST(Describing, tells_the_error) {
   const Import import = imported("Filter: ON PK Fc 8000 Hz Gain 6 dB Q 6");
-  EXPECT_THAT(
-      curves::description(import),
-      testing::MatchesRegex("±0\\.[4-6] dB rms, worst [1-4]\\.[0-9] dB at [78](\\.[0-9]+)? kHz"));
+  EXPECT_THAT(curves::description(import),
+              MatchesRegex("±0\\.[4-6] dB rms, worst [1-4]\\.[0-9] dB at [78](\\.[0-9]+)? kHz"));
 }
 
 }  // namespace

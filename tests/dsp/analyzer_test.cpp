@@ -1,17 +1,10 @@
 // The bars against a discrete Fourier transform that is written down as defined.
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <cmath>
 #include <complex>
-#include <limits>
-#include <numbers>
-#include <random>
-#include <vector>
 
 #include "dsp/analyzer.h"
 #include "dsp/analyzer_kernel.h"
+#include "test.h"
 
 namespace {
 

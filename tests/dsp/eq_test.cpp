@@ -1,19 +1,10 @@
 // The processor against the plain loop, bit by bit; the drawn curve against what a bell of its Q
 // is. That the two agree is what the program's self-test measures.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <functional>
-#include <limits>
-#include <numbers>
-#include <random>
-#include <span>
-#include <vector>
 
 #include "dsp/eq_dsp.h"
 #include "dsp/eq_kernel.h"
 #include "plain_eq.h"
+#include "test.h"
 
 namespace {
 

@@ -1,16 +1,11 @@
 // How bars and meters rise, hold and fall.
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <vector>
 
 #include "dsp/analyzer.h"
+#include "test.h"
 
 namespace {
 
 using analyzer::kFloorDb;
-using testing::Each;
 
 TEST(ballistics, rise_smoothly_fall_steadily_and_hold_their_peaks) {
   analyzer::Ballistics b;

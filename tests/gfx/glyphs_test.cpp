@@ -1,9 +1,9 @@
 // Every text of every language can be shown with the fonts of this machine.
-#include <gtest/gtest.h>
 #include <pango/pangocairo.h>
 
 #include "i18n_additions.h"
 #include "i18n_data.h"
+#include "test.h"
 
 namespace {
 

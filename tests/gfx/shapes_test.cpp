@@ -1,11 +1,8 @@
 // Shapes, gradients, clips, images: which pixels they reach.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <vector>
 
 #include "canvas.h"
 #include "gfx/icon_data.h"
+#include "test.h"
 
 namespace {
 

@@ -1,10 +1,7 @@
 // Where text goes, how wide it is and where it is cut.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <vector>
 
 #include "canvas.h"
+#include "test.h"
 
 namespace {
 
@@ -13,7 +10,7 @@ using gfx::Rect;
 
 constexpr unsigned kWhite = 0xffffffff;
 
-class text : public testing::Test {
+class text : public Test {
  protected:
   void SetUp() override { ASSERT_TRUE(gfx::init(nullptr)); }
   void TearDown() override { gfx::shutdown(); }

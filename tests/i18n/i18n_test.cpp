@@ -1,15 +1,9 @@
 // Lookup and choice of the language, and what every table promises to the drawing code.
 #include "i18n/i18n.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <string>
-#include <utility>
-
-#include "home.h"
 #include "i18n_additions.h"
 #include "i18n_data.h"
+#include "test.h"
 
 namespace {
 
@@ -22,7 +16,7 @@ TEST(LanguageDeathTest, the_first_lookup_chooses_the_language_of_the_environment
     const bool translated = i18n::T("cancel") != std::string("Cancel");
     return translated && i18n::effective_language() == "he" && i18n::rtl() ? 0 : 1;
   };
-  EXPECT_EXIT(std::exit(first_lookup()), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(std::exit(first_lookup()), ExitedWithCode(0), "");
 }
 
 TEST(Language, is_that_of_the_environment_or_of_the_setting_or_english) {

@@ -14,7 +14,7 @@ def settings(home, *mode, text=""):
 
 
 def write_settings(home, **fields):
-    (home / "Velmora").mkdir(exist_ok=True)
+    (home / "Velmora").mkdir(parents=True, exist_ok=True)
     settings(home, "write", text="".join(f"{key}={value}\n" for key, value in fields.items()))
 
 

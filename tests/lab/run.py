@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # Runs one case of the lab, or lists the cases of files:
 #
-#   run.py FILE CASE [--server pulseaudio|pipewire] [NAME=NUMBER ...]
+#   run.py FILE CASE [--server pulseaudio|pipewire|none] [NAME=NUMBER ...]
 #   run.py --list FILE ...
 #
 # VELMORA is the program, as built; LAB_TOOLS the directory tests/lab of the build. By default both are
@@ -25,7 +25,7 @@ os.environ.setdefault("LAB_TOOLS", str(build / "tests/lab"))
 sys.path.insert(0, str(Path(__file__).parent.parent))
 from lab.server import PIPEWIRE, PROGRAMS, PULSEAUDIO, Server  # noqa: E402
 from lab.session import Skipped, require_programs  # noqa: E402
-from lab.velmora import Lab  # noqa: E402
+from lab.velmora import Lab, Session  # noqa: E402
 
 SKIPPED = 77
 
@@ -47,16 +47,17 @@ def setting(module, case, name, default):
     return getattr(case, name, getattr(module, name, default))
 
 
-# "any": whichever of the two is installed.
+# "any": whichever of the two is installed; "none": a Session instead of a Lab.
 def run(module, case, kind, arguments):
     if kind == "any":
         kind = PULSEAUDIO if shutil.which(PULSEAUDIO) else PIPEWIRE
-    require_programs(*PROGRAMS[kind], *getattr(module, "PROGRAMS", ()))
-    lab = Lab(Server(kind, setting(module, case, "DEVICES", ("speakers", "headset")),
-                     setting(module, case, "SUSPEND_S", 0)))
+    require_programs(*PROGRAMS.get(kind, ()), *getattr(module, "PROGRAMS", ()))
+    lab = Session() if kind == "none" else Lab(Server(
+        kind, setting(module, case, "DEVICES", ("speakers", "headset")), setting(module, case, "SUSPEND_S", 0)))
     failed = True
     try:
-        lab.begin()
+        if kind != "none":
+            lab.begin()
         case(lab, **arguments)
         lab.finish()
         failed = False
@@ -75,11 +76,11 @@ def main(words):
         print(Path(__file__).read_text().split("import")[0])
         return 2
     path, name, *rest = words
-    kind = rest[rest.index("--server") + 1] if "--server" in rest else PULSEAUDIO
+    module = load(path)
+    kind = rest[rest.index("--server") + 1] if "--server" in rest else getattr(module, "SERVERS", (PULSEAUDIO,))[0]
     arguments = {key: float(value) if "." in value else int(value)
                  for key, value in (word.split("=") for word in rest if "=" in word)}
     signal.signal(signal.SIGHUP, signal.SIG_DFL)
-    module = load(path)
     try:
         run(module, cases(module)[name], kind, arguments)
     except Skipped as reason:

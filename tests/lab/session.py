@@ -61,6 +61,10 @@ def check(good, what):
         raise AssertionError(what)
 
 
+def equal(seen, wanted):
+    check(seen == wanted, f"{seen!r} instead of {wanted!r}")
+
+
 # A directory that only this user can read. It stays until the process ends.
 def temp_dir():
     directory = tempfile.TemporaryDirectory(prefix="velmora-", ignore_cleanup_errors=True)

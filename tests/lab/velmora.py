@@ -9,8 +9,8 @@ from pathlib import Path
 from .probe import Engine, settings
 from .server import difference
 from .screen import Screen, Window
-from .session import (PATIENCE, Process, becomes, check, children_of, descriptors, memory, processes_with,
-                      temp_dir, tool)
+from .session import (PATIENCE, Process, becomes, check, children_of, clean_environment, descriptors, memory,
+                      processes_with, temp_dir, tool)
 from .sound import FLAT, Player, Recorder, Stream, level_db, sines, through
 
 SINK, MONITOR, OURS, MUSIC = "velmora", "velmora.monitor", "Velmora", "Test player"
@@ -19,14 +19,17 @@ EXECUTABLE = os.environ.get("VELMORA", "")
 FLAT_SWITCHES = ("--preset", "flat")
 NO_SCREEN = {"SDL_VIDEODRIVER": "dummy"}
 LOG_LINE = re.compile(r"\d\d:\d\d:\d\d (INFO |WARN |ERROR) .*")
-OWN_FILES = {"settings.dat", "Velmora.lock", "Velmora.log", "Velmora.log.1", "unrestored", "volume.txt"}
+OWN_FILES = {"settings.dat", "Velmora.lock", "Velmora.log", "Velmora.log.1", "Velmora-devices.log", "unrestored",
+             "volume.txt"}
+RUNS_ALREADY = "Velmora laeuft bereits — Fenster nach vorn geholt.\n"
 MEMORY_GROWTH_KB = 6000  # after everything has been used once
 
 
 class Velmora(Process):
     #   home      its XDG_CONFIG_HOME; runs with the same one share settings, log and lock
     #   expect    parts of warnings and errors that its log may hold
-    def __init__(self, server, *switches, home=None, display=NO_SCREEN, expect=(), **environment):
+    #   wrapped   the command that starts it, which finds it as its last argument
+    def __init__(self, server, *switches, home=None, display=NO_SCREEN, expect=(), wrapped=(), **environment):
         self.home = Path(home or temp_dir())
         self.folder = self.home / "Velmora"
         self.expect = list(expect)
@@ -34,7 +37,7 @@ class Velmora(Process):
         self.previous = self.inode()
         self.calm = None
         self.scratch = temp_dir()
-        super().__init__([EXECUTABLE, *switches],
+        super().__init__([*wrapped, EXECUTABLE, *switches],
                          {**server.environment(), "XDG_CONFIG_HOME": str(self.home), "TRSL_LANG": "en",
                           "TMPDIR": str(self.scratch), **display, **environment},
                          temp_dir() / "console")
@@ -84,6 +87,73 @@ class Velmora(Process):
             check(" INFO  " in line or any(part in line for part in self.expect), f"unexpected in the log: {line}")
         if regular and self.folder.is_dir():
             check(lines[-2:] == [lines[-2], ""] and lines[-2].endswith("Quit"), f"the log ends with {lines[-2:]}")
+
+
+# A session without sound and screen; cases of SERVERS = ("none",) get one, and may make others. Whoever calls
+# end() or ended() has the remains looked at.
+class Session:
+    def __init__(self, address="unix:path=/nonexistent"):
+        self.directory, self.address, self.daemon = temp_dir(), address, None
+        self.home = self.directory / "config"
+        self.folder = self.home / "Velmora"
+        self.programs = []
+
+    def environment(self):
+        return clean_environment(HOME=str(self.directory), XDG_RUNTIME_DIR=str(self.directory),
+                                 PULSE_SERVER="unix:/nonexistent/velmora", DBUS_SESSION_BUS_ADDRESS=self.address)
+
+    def start_bus(self):
+        socket = temp_dir() / "bus"
+        self.address = f"unix:path={socket}"
+        self.daemon = Process(["dbus-daemon", "--session", f"--address={self.address}", "--nofork"],
+                              self.environment(), temp_dir() / "log")
+        becomes("the bus listens", socket.exists)
+
+    def start(self, *switches, expect=(), **options):
+        self.programs.append(Velmora(self, *switches, home=self.home, expect=["No sound server", *expect], **options))
+        return self.programs[-1]
+
+    # Starts it and waits until it has the lock and a window, and has logged its name.
+    def up(self, *switches, **options):
+        program = self.start(*switches, **options)
+        becomes("it has the lock", lambda: self.read("Velmora.lock"), f"{program.pid}\n")
+        program.wait_for_log("INFO  Velmora 1.0.2 (Build 1057, plain)\n")
+        return program
+
+    # Starts it and waits for its end; returns its exit code and what it printed.
+    def run(self, *switches, **options):
+        program = Velmora(self, *switches, home=self.home, **options)
+        return program.wait(), program.output()
+
+    def end(self, program):
+        self.ended(program, program.stop(5))
+
+    # It has ended by itself, in order and without a word.
+    def ended(self, program, code):
+        check((code, program.output()) == (0, ""), f"it ended with {code}: {program.output()}")
+        program.check_remains(regular=True)
+        self.programs.remove(program)
+
+    def read(self, name):
+        return (self.folder / name).read_text()
+
+    def write(self, name, text):
+        self.folder.mkdir(parents=True, exist_ok=True)
+        (self.folder / name).write_text(text)
+        return self.folder / name
+
+    def finish(self):
+        for program in list(self.programs):
+            self.end(program)
+
+    def close(self, failed):
+        for process in [*self.programs, self.daemon]:
+            if failed and process:
+                print(f"---- {process.popen.args}\n{process.output()[-2000:]}")
+            if process:
+                process.kill()
+        if failed and (self.folder / "Velmora.log").exists():
+            print("---- log\n" + self.read("Velmora.log")[-6000:])
 
 
 # One test's server, programs and players. The runner makes it, and calls finish() when the test has

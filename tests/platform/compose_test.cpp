@@ -1,19 +1,15 @@
 // Frames: what is put together in parts is what is put together as a whole.
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <random>
-
 #include "../ui/fakes.h"
 #include "gfx/gfx.h"
 #include "platform/platform_private.h"
+#include "test.h"
 #include "ui/lists.h"
 #include "ui/state.h"
 
 namespace {
 
-class Frames : public testing::Test {
+class Frames : public Test {
  protected:
   Frames() {
     setenv("SDL_VIDEODRIVER", "dummy", 1);

@@ -1,11 +1,7 @@
 // Sizes, places, borders and copied parts, on made-up displays.
 
 #include "platform/window_rules.h"
-
-#include <gtest/gtest.h>
-
-#include <array>
-#include <limits>
+#include "test.h"
 
 namespace platform {
 

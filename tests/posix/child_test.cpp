@@ -1,17 +1,8 @@
 // Child processes.
 #include "posix/child.h"
-
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <csignal>
+#include "test.h"
 
 namespace {
-
-using namespace std::chrono_literals;
-using testing::HasSubstr;
 
 TEST(Child, starts_with_nothing_of_ours) {
   const auto before = std::signal(SIGPIPE, SIG_IGN);
@@ -27,10 +18,10 @@ TEST(Child, starts_with_nothing_of_ours) {
   pthread_sigmask(SIG_SETMASK, &mask, nullptr);
   std::signal(SIGPIPE, before);
   // The C library ignores two signals of its own.
-  EXPECT_THAT(output, testing::ContainsRegex("SigBlk:\t0+\nSigIgn:\t0000000[01][08]0000000\n"));
+  EXPECT_THAT(output, ContainsRegex("SigBlk:\t0+\nSigIgn:\t0000000[01][08]0000000\n"));
   EXPECT_THAT(output, HasSubstr(" 0 -> /dev/null\n"));
-  EXPECT_THAT(output, testing::Not(HasSubstr(" " + std::to_string(inherited) + " -> ")));
-  EXPECT_THAT(output, testing::Not(HasSubstr("error")));
+  EXPECT_THAT(output, Not(HasSubstr(" " + std::to_string(inherited) + " -> ")));
+  EXPECT_THAT(output, Not(HasSubstr("error")));
   close(inherited);
 }
 

@@ -1,25 +1,13 @@
 // Files where somebody else may have prepared something.
 #include "posix/files.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <functional>
-
-#include "process.h"
-#include "temp_dir.h"
+#include "test.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using support::read_file;
-
-class Files : public testing::Test {
+class Files : public Test {
  protected:
-  support::TempDir dir_;
+  Directory dir_;
   const fs::path target_ = dir_.path() / "target";
   const fs::path precious_ = dir_.path() / "precious";
 };

@@ -1,13 +1,8 @@
 // The interface holds its promises through any sequence of events.
-#include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <random>
-#include <vector>
-
-#include "../app/home.h"
 #include "event_driver.h"
 #include "gfx/gfx.h"
+#include "test.h"
 
 namespace {
 

@@ -1,11 +1,7 @@
 // Whether texts can be read in both palettes.
 #include "ui/theme.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-
+#include "test.h"
 #include "ui/widgets.h"
 
 namespace {

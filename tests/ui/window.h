@@ -2,17 +2,10 @@
 // tests have in common.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <filesystem>
-#include <memory>
-#include <string>
-
-#include "../app/home.h"
 #include "../gfx/canvas.h"
 #include "fakes.h"
 #include "i18n/i18n.h"
+#include "test.h"
 #include "ui/lists.h"
 #include "ui/presets.h"
 #include "ui/state.h"
@@ -21,11 +14,11 @@
 #include "ui/theme.h"
 #include "ui/views.h"
 
-class Window : public testing::Test {
+class Window : public Test {
  protected:
   Window() {
     fakes::reset();
-    std::filesystem::create_directories(home_.config());
+    fs::create_directories(home_.config());
     gfx::init(nullptr);
     i18n::set_language("en");
     s_.language = "en";
@@ -92,10 +85,10 @@ class Window : public testing::Test {
   static const ui::Layout& layout() { return ui::state().view; }
   // Where an element of the layer on top is, as painted.
   static gfx::Rect at(int code) { return ui::top_layer().at(code); }
-  static bool saved() { return std::filesystem::exists(settings::file_path()); }
+  static bool saved() { return fs::exists(settings::file_path()); }
   // Whether the last change is written 1.2 s later, and not before.
   static bool saved_in_time() {
-    std::filesystem::remove(settings::file_path());
+    fs::remove(settings::file_path());
     frame(1199);
     const bool early = saved();
     frame(1);
