@@ -65,11 +65,11 @@ void presets_button() {
   const Rect r = at(kHitPresets);
   const bool over = hovered(kHitPresets);
   button_bg(r, over);
-  const Rect label{r.x + 14.0F, r.y, r.w - 14.0F - 36.0F, r.h};
+  const Rect label = mirrored(r, Rect{r.x + 14.0F, r.y, r.w - 14.0F - 36.0F, r.h});
   const unsigned colour = !s.active ? quiet_text() : over ? c.text_strong : c.text;
-  gfx::text(label, shorten(directed(preset_label()), kText, label.w), kText, colour, start_align(),
-            false, true);
-  icon_chevron(r.x + r.w - 20.0F, r.y + r.h * 0.5F, false, s.active ? c.text : c.text_secondary);
+  gfx::text(label, preset_label(kText, label.w), kText, colour, start_align(), false, true);
+  icon_chevron(mirrored(r, r.x + r.w - 20.0F), r.y + r.h * 0.5F, false,
+               s.active ? c.text : c.text_secondary);
 }
 
 void icon_button(int code, bool enabled, void (*icon)(float, float, unsigned)) {
@@ -208,13 +208,13 @@ void device_button() {
   const Rect r = at(kHitDevice);
   const bool over = hovered(kHitDevice);
   button_bg(r, over);
-  const Rect heading{r.x + 14.0F, r.y + 5.0F, r.w - 50.0F, 15.0F};
+  const Rect heading = mirrored(r, Rect{r.x + 14.0F, r.y + 5.0F, r.w - 50.0F, 15.0F});
   gfx::text(heading, shorten(i18n::T("device"), kSmall, heading.w), kSmall, quiet_text(),
             start_align(), false, true);
   const Rect label{heading.x, r.y + 20.0F, heading.w, 20.0F};
   gfx::text(label, shorten(name, kText, label.w), kText, over ? c.text_strong : c.text,
             start_align(), false, true);
-  icon_chevron(r.x + r.w - 20.0F, r.y + r.h * 0.5F, true, c.text);
+  icon_chevron(mirrored(r, r.x + r.w - 20.0F), r.y + r.h * 0.5F, true, c.text);
 }
 
 void status_line(const StatusView& status) {

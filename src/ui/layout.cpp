@@ -97,13 +97,34 @@ void bottom_strip(float w, float h, Layout* l) {
   l->status = {left, device.y, std::max(w - kMargin - left, 0.0F), device.h};
 }
 
-// Two buttons at the lower right of a card; `ok` is the right one.
+// Two buttons at the lower end of a card; `ok` is the outer one.
 void card_buttons(const Rect& card, float height, float bottom, int ok, float ok_width, int other,
-                  float other_width, Layer* layer) {
+                  float other_width, bool rtl, Layer* layer) {
+  constexpr float kGap = 10.0F;
   const float y = card.y + card.h - bottom - height;
-  const Rect right{card.x + card.w - kPad - ok_width, y, ok_width, height};
-  layer->add(ok, right);
-  layer->add(other, {right.x - 10.0F - other_width, y, other_width, height});
+  const float x = rtl ? card.x + kPad : card.x + card.w - kPad - ok_width;
+  layer->add(ok, {x, y, ok_width, height});
+  layer->add(other, {rtl ? x + ok_width + kGap : x - kGap - other_width, y, other_width, height});
+}
+
+constexpr float kListEdge = 8.0F;  // distance of a list to the window's edge
+
+// How many rows have room below or above a button.
+struct RowRoom {
+  int below = 0;
+  int above = 0;
+};
+
+RowRoom row_room(float h, const Rect& button) {
+  const auto fit = [](float room) {
+    return static_cast<int>(std::floor((room - 2.0F * kPopupPadding) / kRowHeight));
+  };
+  return {fit(h - kListEdge - (button.y + button.h + kPopupPadding)),
+          fit(button.y - kPopupPadding - kListEdge)};
+}
+
+int visible_rows(const RowRoom& room, int count) {
+  return std::clamp(std::max(room.below, room.above), 1, std::max(count, 1));
 }
 
 }  // namespace
@@ -206,11 +227,14 @@ SettingsLayout settings_layout(float w, float h, const std::vector<int>& rows, f
   l.panel = {(w - width) * 0.5F, (h - height) * 0.5F, width, height};
   const Rect& p = l.panel;
   const float close_width = close + 28.0F;
-  l.layer.add(kHitPanelClose, {p.x + p.w - 16.0F - close_width, p.y + 14.0F, close_width, 30.0F});
+  l.layer.add(kHitPanelClose, {rtl ? p.x + 16.0F : p.x + p.w - 16.0F - close_width, p.y + 14.0F,
+                               close_width, 30.0F});
   const float column = (p.w - 3.0F * kPad) * 0.5F;
   // The collapsed window is just high enough for five rows of 50.
   const float row_height = std::min(50.0F, (p.h - kTop - 16.0F) / static_cast<float>(rows.size()));
-  Rect row{p.x + kPad, p.y + kTop, column, row_height};
+  const float left = p.x + kPad;
+  const float right = left + column + kPad;
+  Rect row{rtl ? right : left, p.y + kTop, column, row_height};
   for (const int code : rows) {
     const Rect controls{rtl ? row.x : row.x + row.w - 2.0F * kSwatch,
                         row.y + (row.h - 30.0F) * 0.5F, 2.0F * kSwatch, 30.0F};
@@ -224,7 +248,7 @@ SettingsLayout settings_layout(float w, float h, const std::vector<int>& rows, f
     if (code == kHitLanguage) l.language_button = controls;
     row.y += row_height;
   }
-  l.about = {p.x + 2.0F * kPad + column, p.y + kTop, column, p.h - kTop - 16.0F};
+  l.about = {rtl ? left : right, p.y + kTop, column, p.h - kTop - 16.0F};
   const Rect report{l.about.x, l.about.y + l.about.h - 22.0F, column, kLink};
   l.layer.add(kHitHomepage, {l.about.x, report.y - 22.0F, column, kLink});
   l.layer.add(kHitReport, report);
@@ -232,7 +256,7 @@ SettingsLayout settings_layout(float w, float h, const std::vector<int>& rows, f
   return l;
 }
 
-DialogLayout dialog_layout(float w, float h, float save_label, float cancel_label) {
+DialogLayout dialog_layout(float w, float h, float save_label, float cancel_label, bool rtl) {
   constexpr float kHeight = 226.0F;
   const auto button = [](float label) { return std::max(label + 36.0F, 92.0F); };
   DialogLayout l;
@@ -241,31 +265,28 @@ DialogLayout dialog_layout(float w, float h, float save_label, float cancel_labe
   const Rect& c = l.card;
   l.layer.add(kHitSaveName, {c.x + kPad, c.y + 78.0F, c.w - 2.0F * kPad, 36.0F});
   card_buttons(c, 34.0F, kPad - 4.0F, kHitSaveOk, button(save_label), kHitSaveCancel,
-               button(cancel_label), &l.layer);
+               button(cancel_label), rtl, &l.layer);
   l.layer.add(kHitPanel, c);
   return l;
 }
 
-PopupLayout popup_layout(float w, float h, const Rect& button, int count, float text, int first) {
-  constexpr float kLeastWidth = 220.0F;
-  constexpr float kMostWidth = 420.0F;
-  constexpr float kEdge = 8.0F;  // distance to the window's edge
-  const float below = h - kEdge - (button.y + button.h + kPopupPadding);
-  const float above = button.y - kPopupPadding - kEdge;
-  const auto fit = [](float room) {
-    return static_cast<int>(std::floor((room - 2.0F * kPopupPadding) / kRowHeight));
-  };
+bool opens_down(float h, const Rect& button, int count) {
+  const RowRoom room = row_room(h, button);
+  return room.below >= visible_rows(room, count);
+}
+
+PopupLayout popup_layout(float w, float h, const Rect& button, int count, float row_width,
+                         int first, bool rtl) {
   PopupLayout l;
   l.layer.elsewhere = kHitPopup;  // a press beside a list is the list's, too: it closes it
-  l.visible = std::clamp(std::max(fit(below), fit(above)), 1, std::max(count, 1));
-  const bool down = fit(below) >= l.visible;
-  const float width = std::clamp(text + kRowStart + kDeleteZone + 6.0F,
-                                 std::max(kLeastWidth, button.w), std::max(kMostWidth, button.w));
-  l.rect.w = std::min(width, w - 2.0F * kEdge);
+  l.visible = visible_rows(row_room(h, button), count);
+  l.rect.w = std::min(std::max(row_width + 2.0F * kPopupPadding, button.w), w - 2.0F * kListEdge);
   l.rect.h = static_cast<float>(l.visible) * kRowHeight + 2.0F * kPopupPadding;
-  l.rect.x = std::clamp(button.x, kEdge, std::max(kEdge, w - kEdge - l.rect.w));
-  l.rect.y = down ? button.y + button.h + kPopupPadding
-                  : std::max(kEdge, button.y - kPopupPadding - l.rect.h);
+  l.rect.x = std::clamp(rtl ? button.x + button.w - l.rect.w : button.x, kListEdge,
+                        std::max(kListEdge, w - kListEdge - l.rect.w));
+  l.rect.y = opens_down(h, button, count)
+                 ? button.y + button.h + kPopupPadding
+                 : std::max(kListEdge, button.y - kPopupPadding - l.rect.h);
   l.first = std::clamp(first, 0, std::max(0, count - l.visible));
   return l;
 }
@@ -298,8 +319,8 @@ float crash_text_width(float w) {
   return crash_width(w) - 2.0F * kPad;
 }
 
-CrashLayout crash_layout(float w, float h, float text_height, float send_label,
-                         float discard_label) {
+CrashLayout crash_layout(float w, float h, float text_height, float send_label, float discard_label,
+                         bool rtl) {
   constexpr float kButton = 36.0F;
   const auto button = [](float label) { return std::max(label + 36.0F, 100.0F); };
   CrashLayout l;
@@ -307,7 +328,7 @@ CrashLayout crash_layout(float w, float h, float text_height, float send_label,
   const float height = text_height + 66.0F + 28.0F + kButton + kPad;
   l.card = {(w - crash_width(w)) * 0.5F, (h - height) * 0.5F, crash_width(w), height};
   card_buttons(l.card, kButton, kPad, kHitCrashSend, button(send_label), kHitCrashDiscard,
-               button(discard_label), &l.layer);
+               button(discard_label), rtl, &l.layer);
   return l;
 }
 

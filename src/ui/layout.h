@@ -56,7 +56,7 @@ struct SettingsLayout {
   Rect about;
 };
 // `rows` are the rows' codes from the top, kHitDark standing for the row with the two buttons.
-// `close` is the width of the closing button's label. `rtl`: the controls are at the left.
+// `close` is the width of the closing button's label. `rtl`: all of it from right to left.
 SettingsLayout settings_layout(float w, float h, const std::vector<int>& rows, float close,
                                bool rtl);
 
@@ -65,7 +65,7 @@ struct DialogLayout {
   Rect card;
 };
 // The save dialog; the widths are its buttons' labels'.
-DialogLayout dialog_layout(float w, float h, float save_label, float cancel_label);
+DialogLayout dialog_layout(float w, float h, float save_label, float cancel_label, bool rtl);
 
 struct PopupLayout {
   Layer layer;
@@ -75,12 +75,17 @@ struct PopupLayout {
 };
 inline constexpr float kRowHeight = 28.0F;
 inline constexpr float kPopupPadding = 4.0F;
-inline constexpr float kRowStart = 32.0F;    // room for the mark of the chosen row
-inline constexpr float kDeleteZone = 34.0F;  // at the end of a row
+inline constexpr float kRowStart = 28.0F;    // room for the mark of the chosen row
+inline constexpr float kRowEnd = 10.0F;      // room for the scroll mark
+inline constexpr float kDeleteZone = 34.0F;  // at the end of a row that can be deleted
 
-// A list of `count` rows whose widest text is `text` wide, below or above its button. `first` is
-// the row that should be at the top.
-PopupLayout popup_layout(float w, float h, const Rect& button, int count, float text, int first);
+// A list of `count` rows, the widest of which asks for `row_width`, below or above its button and
+// as wide as that at least. `first` is the row that should be at the top.
+PopupLayout popup_layout(float w, float h, const Rect& button, int count, float row_width,
+                         int first, bool rtl);
+
+// Whether there is more room for the list below its button than above.
+bool opens_down(float h, const Rect& button, int count);
 
 // The row at a point, counted from the first of the list; -1 for none.
 int row_at(const PopupLayout& popup, int count, float x, float y);
@@ -94,7 +99,7 @@ struct CrashLayout {
   Rect card;
 };
 float crash_text_width(float w);
-CrashLayout crash_layout(float w, float h, float text_height, float send_label,
-                         float discard_label);
+CrashLayout crash_layout(float w, float h, float text_height, float send_label, float discard_label,
+                         bool rtl);
 
 }  // namespace ui

@@ -1,6 +1,6 @@
 // DESIGN: what lies above the moving bars, from the bottom up: the note about the engine's state,
 // the settings panel, the save dialog, the popup, the notice about a refused file, and above all of
-// them the note about a crash.
+// them the note about a crash: top_layer gives it the input before all others, too.
 #include <algorithm>
 
 #include "i18n/i18n.h"
@@ -71,7 +71,7 @@ void draw_crash_note(float w, float h) {
   const float height = gfx::wrapped_height(text, kText, width);
   CrashLayout& l = state().crash;
   l = crash_layout(w, h, height, gfx::text_width(send, kButtonText, true),
-                   gfx::text_width(discard, kButtonText, true));
+                   gfx::text_width(discard, kButtonText, true), start_align() == Align::Right);
   gfx::fill_rect({0.0F, 0.0F, w, h}, theme::colors()->scrim);
   draw_crash_card(l.card);
   gfx::text_wrapped({l.card.x + 24.0F, l.card.y + 66.0F, width, height + 2.0F}, text, kText,

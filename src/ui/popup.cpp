@@ -3,6 +3,7 @@
 #include "popup.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "state.h"
 #include "text.h"
@@ -15,6 +16,7 @@ namespace {
 
 constexpr float kTextSize = 13.0F;
 constexpr float kHeadingSize = 11.0F;
+constexpr float kHeadingMargin = 12.0F;
 constexpr int kRowsAboveChosen = 5;  // where a list opens in its middle
 
 const PopupRow& row_of(const Popup& p, int i) {
@@ -27,14 +29,26 @@ int count(const Popup& p) {
 
 bool in_delete_zone(int row, float x) {
   const State& s = state();
+  const Rect& r = s.list.rect;
   return row >= 0 && row_of(s.look.popup, row).erase != nullptr &&
-         x >= s.list.rect.x + s.list.rect.w - kDeleteZone;
+         mirrored(r, x) >= r.x + r.w - kDeleteZone;
+}
+
+float row_end(const PopupRow& row) {
+  return row.erase != nullptr ? kDeleteZone : kRowEnd;
+}
+
+// As its text asks for.
+float row_width(const PopupRow& row) {
+  if (row.choose == nullptr)
+    return std::ceil(gfx::text_width(row.text, kHeadingSize, true)) + 2.0F * kHeadingMargin;
+  return kRowStart + std::ceil(gfx::text_width(row.text, kTextSize, false)) + row_end(row);
 }
 
 float widest_row(const Popup& p) {
   float width = 0.0F;
   for (const PopupRow& row : p.rows)
-    width = std::max(width, gfx::text_width(row.text, kTextSize, false));
+    width = std::max(width, row_width(row));
   return width;
 }
 
@@ -43,20 +57,20 @@ Rect button_rect(int code) {
 }
 
 void draw_heading(const Rect& r, const std::string& text) {
-  gfx::text({r.x + 12.0F, r.y + 3.0F, r.w - 24.0F, r.h - 3.0F}, text, kHeadingSize, quiet_text(),
-            start_align(), true, true);
+  gfx::text({r.x + kHeadingMargin, r.y + 3.0F, r.w - 2.0F * kHeadingMargin, r.h - 3.0F}, text,
+            kHeadingSize, quiet_text(), start_align(), true, true);
 }
 
 void draw_row(const PopupRow& row, const Rect& r, bool over, bool over_delete) {
   const theme::Colors& c = *theme::colors();
-  const Rect text{r.x + kRowStart, r.y, r.w - kRowStart - kDeleteZone, r.h};
+  const Rect text = mirrored(r, Rect{r.x + kRowStart, r.y, r.w - kRowStart - row_end(row), r.h});
   if (over) gfx::fill_round_rect(r, 6.0F, c.button_hover);
-  if (row.chosen) icon_check(r.x + 15.0F, r.y + r.h * 0.5F, c.accent);
+  if (row.chosen) icon_check(mirrored(r, r.x + 15.0F), r.y + r.h * 0.5F, c.accent);
   const unsigned colour = row.faint ? c.text_secondary : over ? c.text_strong : c.text;
   gfx::text(text, shorten(row.text, kTextSize, text.w), kTextSize, colour, start_align(), false,
             true);
   if (over && row.erase != nullptr) {
-    icon_cross(r.x + r.w - kDeleteZone * 0.5F + 2.0F, r.y + r.h * 0.5F, 8.0F,
+    icon_cross(mirrored(r, r.x + r.w - kDeleteZone * 0.5F + 2.0F), r.y + r.h * 0.5F, 8.0F,
                over_delete ? c.danger : c.text_secondary);
   }
 }
@@ -67,7 +81,8 @@ void draw_scroll_mark(const PopupLayout& l, int rows) {
   const float length = std::max(20.0F, track * static_cast<float>(l.visible) / all);
   const float most = all - static_cast<float>(l.visible);
   const float y = l.rect.y + kPopupPadding + (track - length) * static_cast<float>(l.first) / most;
-  gfx::fill_round_rect({l.rect.x + l.rect.w - 5.0F, y, 3.0F, length}, 1.5F,
+  const Rect mark{l.rect.x + l.rect.w - 5.0F, y, 3.0F, length};
+  gfx::fill_round_rect(mirrored(l.rect, mark), 1.5F,
                        theme::with_alpha(theme::colors()->text_secondary, 0.55F));
 }
 
@@ -128,7 +143,8 @@ void draw_popup(float w, float h) {
   State& s = state();
   const Popup& p = s.look.popup;
   if (!p.open) return;
-  s.list = popup_layout(w, h, button_rect(p.button), count(p), widest_row(p), p.first);
+  s.list = popup_layout(w, h, button_rect(p.button), count(p), widest_row(p), p.first,
+                        start_align() == Align::Right);
   const PopupLayout& l = s.list;
   shadow(l.rect, 10.0F);
   panel_bg(l.rect, 10.0F);

@@ -16,6 +16,7 @@ namespace {
 constexpr const char* kBuiltin = "b:";
 constexpr const char* kUser = "u:";
 constexpr std::size_t kPrefix = 2;
+constexpr float kLeastName = 40.0F;  // what is left of a name beside its mark
 
 bool has_prefix(const std::string& id, const char* prefix) {
   return id.compare(0, kPrefix, prefix) == 0;
@@ -27,6 +28,20 @@ void choose(const std::string& id) {
   state().settings->preset = id;
   eq::Curve curve;
   if (selected_curve(&curve, nullptr)) start_glide(curve);
+}
+
+struct Label {
+  std::string name;
+  std::string mark;  // empty: as it was chosen
+};
+
+Label chosen_label() {
+  const State& s = state();
+  eq::Curve curve;
+  std::string name;
+  if (!selected_curve(&curve, &name)) return {i18n::T("preset_custom"), ""};
+  if (s.look.glide.running || eq::same(s.settings->curve, curve)) return {one_line(name), ""};
+  return {one_line(name), std::string(" (") + i18n::T("preset_modified") + ")"};
 }
 
 }  // namespace
@@ -63,13 +78,16 @@ bool selected_curve(eq::Curve* out, std::string* name) {
 }
 
 std::string preset_label() {
-  const State& s = state();
-  eq::Curve curve;
-  std::string name;
-  if (!selected_curve(&curve, &name)) return i18n::T("preset_custom");
-  name = one_line(name);
-  if (s.look.glide.running || eq::same(s.settings->curve, curve)) return name;
-  return isolated(name) + " (" + i18n::T("preset_modified") + ")";
+  const Label label = chosen_label();
+  return label.mark.empty() ? label.name : isolated(label.name) + label.mark;
+}
+
+std::string preset_label(float size, float max_width) {
+  const Label label = chosen_label();
+  const float room = max_width - gfx::text_width(label.mark, size, false);
+  if (label.mark.empty() || room < kLeastName)
+    return shorten(directed(preset_label()), size, max_width);
+  return directed(isolated(shorten(label.name, size, room)) + label.mark);
 }
 
 void choose_builtin(const std::string& key) {

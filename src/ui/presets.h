@@ -13,6 +13,8 @@ bool selected_curve(eq::Curve* out, std::string* name);
 
 // The chosen preset as shown, with a mark when the curve was changed since.
 std::string preset_label();
+// The same in at most max_width: the name is shortened, the mark is not.
+std::string preset_label(float size, float max_width);
 
 // Choose a preset by key or name, and start the glide to it.
 void choose_builtin(const std::string& key);

@@ -184,7 +184,8 @@ void draw_save_dialog(float w, float h) {
   const std::string cancel = i18n::T("cancel");
   DialogLayout& l = state().dialog;
   l = dialog_layout(w, h, std::ceil(gfx::text_width(save, 13.0F, true)),
-                    std::ceil(gfx::text_width(cancel, 13.0F, false)));
+                    std::ceil(gfx::text_width(cancel, 13.0F, false)),
+                    start_align() == Align::Right);
   const Rect field = l.layer.at(kHitSaveName);
   gfx::fill_rect({0.0F, 0.0F, w, h}, c.scrim);
   shadow(l.card, 14.0F);

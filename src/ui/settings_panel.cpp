@@ -87,15 +87,17 @@ std::string language_name() {
   return i18n::T("language_auto");
 }
 
-void language_row(const SettingsLayout& l) {
+void language_row(const SettingsLayout& l, float h) {
   const theme::Colors& c = *theme::colors();
   const Rect& button = l.language_button;
   row_label(l.layer.at(kHitLanguage), "language", kHitLanguage, button.w + 14.0F);
   button_bg(button, hovered(kHitLanguage));
-  const Rect label{button.x + 12.0F, button.y, button.w - 46.0F, button.h};
+  const Rect label = mirrored(button, Rect{button.x + 12.0F, button.y, button.w - 46.0F, button.h});
   gfx::text(label, shorten(language_name(), kText, label.w), kText, c.text, start_align(), false,
             true);
-  icon_chevron(button.x + button.w - 18.0F, button.y + 15.0F, false, c.text);
+  const int rows = 1 + static_cast<int>(i18n::languages().size());
+  icon_chevron(mirrored(button, button.x + button.w - 18.0F), button.y + 15.0F,
+               !opens_down(h, button, rows), c.text);
   separator(l.layer.at(kHitLanguage));
 }
 
@@ -126,6 +128,7 @@ void appearance_row(const SettingsLayout& l) {
 // ---- About
 
 struct AboutText {
+  std::string heading;  // empty: none
   std::string text;
   unsigned colour;
   float after;  // distance to the next
@@ -133,11 +136,7 @@ struct AboutText {
 
 // A label and what it announces. A full-width colon brings its own distance.
 std::string labelled(const std::string& label, const std::string& value) {
-  constexpr std::string_view kWideColon = "：";
-  const bool wide =
-      label.size() >= kWideColon.size() &&
-      label.compare(label.size() - kWideColon.size(), std::string::npos, kWideColon) == 0;
-  return label + (wide ? "" : " ") + isolated(value);
+  return label + (label.ends_with("：") ? "" : " ") + isolated(value);
 }
 
 std::string component_line() {
@@ -148,17 +147,27 @@ std::string component_line() {
 std::vector<AboutText> about_texts() {
   const theme::Colors& c = *theme::colors();
   return {
-      {i18n::T("about_tagline"), c.text, 8.0F},
-      {i18n::T("about_disclaimer_title"), c.text, 1.0F},
-      {i18n::T("about_disclaimer"), quiet_text(), 8.0F},
-      {labelled(i18n::T("third_party"), component_line()), quiet_text(), 0.0F},
+      {"", i18n::T("about_tagline"), c.text, 8.0F},
+      {i18n::T("about_disclaimer_title"), i18n::T("about_disclaimer"), quiet_text(), 8.0F},
+      {i18n::T("third_party"), isolated(component_line()), quiet_text(), 0.0F},
   };
+}
+
+// How wide the heading is where a short text has room beside it; 0: the text is below it.
+float heading_beside(const AboutText& t, float size, float width) {
+  if (t.heading.empty()) return 0.0F;
+  const float heading = gfx::text_width(t.heading + " ", size, true);
+  return heading + gfx::text_width(t.text, size, false) <= width ? heading : 0.0F;
+}
+
+float heading_height(const AboutText& t, float size, float width) {
+  return heading_beside(t, size, width) > 0.0F ? 0.0F : gfx::wrapped_height(t.heading, size, width);
 }
 
 float height_of(const std::vector<AboutText>& texts, float size, float width) {
   float height = 0.0F;
   for (const AboutText& t : texts)
-    height += gfx::wrapped_height(t.text, size, width) + t.after;
+    height += heading_height(t, size, width) + gfx::wrapped_height(t.text, size, width) + t.after;
   return height;
 }
 
@@ -189,8 +198,13 @@ void about(const SettingsLayout& l) {
     size -= 0.5F;
   float y = top;
   for (const AboutText& t : texts) {
-    const float height = gfx::wrapped_height(t.text, size, r.w);
-    gfx::text_wrapped({r.x, y, r.w, height + 2.0F}, t.text, size, t.colour, start_align());
+    const float line = gfx::wrapped_height(t.heading, size, r.w);
+    gfx::text({r.x, y, r.w, line}, t.heading, size, c.text, start_align(), true, true);
+    y += heading_height(t, size, r.w);
+    const float before = heading_beside(t, size, r.w);
+    const float height = gfx::wrapped_height(t.text, size, r.w - before);
+    gfx::text_wrapped(mirrored(r, Rect{r.x + before, y, r.w - before, height + 2.0F}), t.text, size,
+                      t.colour, start_align());
     y += height + t.after;
   }
   link(l.layer.at(kHitHomepage), "", kHomepage, kHitHomepage);
@@ -210,14 +224,15 @@ void draw_settings_panel(float w, float h) {
   gfx::fill_rect({0.0F, 0.0F, w, h}, c.scrim);
   shadow(l.panel, 14.0F);
   panel_bg(l.panel, 14.0F);
-  const Rect heading{l.panel.x + 24.0F, l.panel.y + 14.0F,
-                     std::max(0.0F, close_button.x - 12.0F - l.panel.x - 24.0F), 30.0F};
+  const float room = l.panel.w - 24.0F - 12.0F - close_button.w - 16.0F;
+  const Rect heading =
+      mirrored(l.panel, Rect{l.panel.x + 24.0F, l.panel.y + 14.0F, std::max(0.0F, room), 30.0F});
   gfx::text(heading, i18n::T("settings"), 18.0F, c.text, start_align(), true, true);
   button_bg(close_button, hovered(kHitPanelClose));
   button_label(close_button, close, kText, hovered(kHitPanelClose), false);
   for (const SwitchRow& row : kSwitches)
     draw_switch_row(l.layer.at(row.code), row);
-  language_row(l);
+  language_row(l, h);
   appearance_row(l);
   about(l);
 }

@@ -66,4 +66,13 @@ Align start_align() {
   return i18n::rtl() ? Align::Right : Align::Left;
 }
 
+gfx::Rect mirrored(const gfx::Rect& within, const gfx::Rect& part) {
+  if (!i18n::rtl()) return part;
+  return {mirrored(within, part.x + part.w), part.y, part.w, part.h};
+}
+
+float mirrored(const gfx::Rect& within, float x) {
+  return i18n::rtl() ? 2.0F * within.x + within.w - x : x;
+}
+
 }  // namespace ui

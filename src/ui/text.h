@@ -31,4 +31,8 @@ bool starts_rtl(std::string_view text);
 
 Align start_align();  // left, or right in languages that are written from there
 
+// Where a part of `within` that is laid out from left to right lies in the language's direction.
+gfx::Rect mirrored(const gfx::Rect& within, const gfx::Rect& part);
+float mirrored(const gfx::Rect& within, float x);
+
 }  // namespace ui

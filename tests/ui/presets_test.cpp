@@ -39,6 +39,12 @@ TEST_F(presets, are_labelled_by_name_and_marked_when_changed) {
     s_.curve.gain[2] = gain;
     EXPECT_EQ(ui::preset_label(), label) << preset << " " << gain;
   }
+  own() = {{"a name of some length", {{0, 0, 1}, 0}}};
+  s_.preset = "u:" + own()[0].name;
+  s_.curve.gain[2] = 0;
+  const std::string shown = ui::preset_label(14, 150);
+  EXPECT_TRUE(shown.starts_with("a n") && shown.ends_with("…" + mark)) << shown;
+  EXPECT_LE(gfx::text_width(shown, 14, false), 150.0F);
   ui::choose_builtin("preset_rock");
   EXPECT_EQ(ui::preset_label(), i18n::T("preset_rock"));  // on its way there
 }
@@ -61,6 +67,12 @@ TEST_F(presets, are_chosen_from_the_menu_and_own_ones_deleted_at_the_end_of_thei
   press(ui::kHitPresets);
   const gfx::Rect mine = row(kOwn);
   const float end = mine.x + mine.w;
+  i18n::set_language("ar");  // there a row ends at the left
+  ui::on_mouse_move(mine.x + 33.9F, mine.y + 5);
+  EXPECT_TRUE(list().hover_delete);
+  ui::on_mouse_move(end - 5, mine.y + 5);
+  EXPECT_FALSE(list().hover_delete);
+  i18n::set_language("en");
   for (const auto& [x, y, hover, deletes] :
        {std::tuple{end - 34.1F, mine.y + 27.9F, kOwn, false},
         {end - 33.9F, mine.y + 5, kOwn, true},
