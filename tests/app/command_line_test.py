@@ -1,13 +1,6 @@
 # The built program as a shell sees it: texts, exit codes, files, and two copies meeting.
 import fcntl
-import os
-import re
-import signal
-
-from lab.probe import settings
-from lab.session import Process, becomes, check, equal, proc, temp_dir
-from lab.sound import PRESETS
-from lab.velmora import RUNS_ALREADY
+from lab.all import *
 
 SERVERS = ("none",)
 VERSION = "Velmora 1.0.2 (Build 1057)\n"

@@ -1,13 +1,6 @@
 # What happens to the user's sound when the program or the server dies, hangs or is late, and when what is
 # around the program is not as it should be.
-import os
-import random
-import signal
-import time
-
-from lab.server import PULSEAUDIO
-from lab.session import becomes, check, temp_dir
-from lab.velmora import SINK
+from lab.all import *
 
 RESCUE_S = 3  # for so long a killed program may leave something undone
 

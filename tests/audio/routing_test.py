@@ -1,12 +1,5 @@
 # The program as built, on a real server: whose sound goes where, and that everything comes back.
-import os
-import signal
-import time
-
-from lab.server import PULSEAUDIO
-from lab.session import becomes, check, processes_with, temp_dir
-from lab.sound import Player, sines
-from lab.velmora import MONITOR, OURS, SINK, TONES
+from lab.all import *
 
 PASSIVE = "Another installation is running - this one stays passive"
 SURPRISES = [PASSIVE, "Cannot record from"]  # when the other one's sink goes at that moment

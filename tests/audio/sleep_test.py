@@ -1,7 +1,5 @@
 # With nothing playing, the real device may sleep; the first sound wakes it.
-from lab.session import becomes, check
-from lab.sound import RATE, Player, Recorder, np, peak
-from lab.velmora import OURS, SINK
+from lab.all import *
 
 SUSPEND_S = 1
 

@@ -1,12 +1,6 @@
 # The sound itself: what another program plays arrives equalized, and nothing is lost on the way. The
 # engine runs alone, so that it can be asked and changed while it plays.
-import statistics
-import time
-
-from lab.probe import Engine
-from lab.session import becomes, check
-from lab.sound import PRESETS, RATE, Player, Recorder, clicks, delays_ms, jump, level_db, through
-from lab.velmora import MONITOR, SINK
+from lab.all import *
 
 SPEAKERS = "speakers.monitor"
 THREE_BANDS = [(hz, db, side) for side, db in (("left", -30), ("right", -36)) for hz in (125, 1000, 8000)]

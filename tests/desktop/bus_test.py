@@ -1,16 +1,6 @@
 # The program as the desktop finds it: by its name on a private session bus, by its lock and a signal where
 # there is no bus, and not at all by strangers.
-import os
-import re
-import socket
-import subprocess
-import threading
-import time
-from pathlib import Path
-
-from lab.probe import write_settings
-from lab.session import Process, Skipped, becomes, check, equal, temp_dir
-from lab.velmora import RUNS_ALREADY, Session
+from lab.all import *
 
 SERVERS = ("none",)
 PROGRAMS = ("dbus-daemon", "gdbus", "gapplication", "unshare")

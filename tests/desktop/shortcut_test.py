@@ -1,8 +1,5 @@
 # What a shortcut does is heard, as after a press in the window.
-import subprocess
-
-from lab.session import Process, becomes
-from lab.sound import PRESETS
+from lab.all import *
 
 SERVERS = ("pulseaudio",)
 PROGRAMS = ("dbus-daemon", "gapplication")

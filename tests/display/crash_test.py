@@ -1,11 +1,5 @@
 # A crash, what it leaves, and what the next start makes of it.
-import ctypes
-import os
-import signal
-
-from lab.screen import FULL, PRESETS_BUTTON
-from lab.session import becomes, check, proc, temp_dir
-from lab.sound import np
+from lab.all import *
 
 SERVERS = ["any"]
 SEND, DISCARD, BESIDE_TEXT = (660, 374), (542, 374), (700, 270)

@@ -1,8 +1,5 @@
 # What a user does with mouse and keyboard, and what is heard and remembered of it.
-from lab.probe import settings
-from lab.screen import FULL, MINI_MUTE, MINI_POWER, PRESETS_BUTTON, SAVE, knob, preset_row
-from lab.session import becomes, temp_dir, tool
-from lab.sound import PRESETS
+from lab.all import *
 
 SERVERS = ["any"]
 # In different bands, and where neighbouring bands have a say too; other ones on each side.

@@ -1,12 +1,5 @@
 # How the program comes, hides, returns and goes.
-import os
-import signal
-import socket
-
-from lab.probe import settings
-from lab.screen import AUTOSTART, COLLAPSE, COLLAPSED, Window
-from lab.session import Process, becomes, check, require_programs
-from lab.velmora import SINK
+from lab.all import *
 
 SERVERS = ["any"]
 

@@ -1,7 +1,5 @@
 # The window's sizes, places and shapes.
-from lab.probe import write_settings
-from lab.screen import COMPACT, FULL, MINI_BODY, TO_COMPACT
-from lab.session import becomes, check
+from lab.all import *
 
 SERVERS = ["any"]
 

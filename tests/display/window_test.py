@@ -1,13 +1,6 @@
 # The window as a whole: what an action and its reverse leave, what is there again after a restart, and
 # which channel is shown where. Pictures are compared whole; only the title, which shines, is left out.
-import time
-
-from lab.probe import settings
-from lab.screen import (BARS, COLLAPSE, COLLAPSED, COMPACT, DARK, DEVICE, EQ_ON_START, EXPAND, FULL, LANGUAGE, LEFT, LIGHT,
-                        METERS, MINI_BODY, MUTE, ON_TOP, POWER, PRESETS_BUTTON, RESET, RIGHT, SAVE, SETTINGS, STEREO,
-                        TO_COMPACT, TO_FULL, knob, preamp)
-from lab.session import becomes, check
-from lab.sound import np
+from lab.all import *
 
 SERVERS = ["any"]
 SIZES = {"win_w", "win_h", "mini_x", "mini_y", "mini_w", "mini_h"}  # stored whenever a view changes

@@ -1,7 +1,7 @@
 # The lab: a private sound server, screen and copy of the program for every server, display and soak test.
 #
 # A case is a function test_NAME(lab) in a *_test.py beside its subject; its name is a promise. ctest
-# knows it as FOLDER.FILE.NAME.SERVER. After a change of names run cmake again (building does). By hand:
+# knows it as FOLDER.FILE.NAME.SERVER; "from lab.all import *" is all that it imports. After a change of names run cmake again (building does). By hand:
 #
 #   tests/lab/run.py tests/audio/routing_test.py NAME --server pipewire
 #

@@ -1,17 +1,10 @@
 # The built program on a test's server, and the lab around it, which checks after every test what must
 # hold after every test.
-import os
-import re
-import signal
-import time
-from pathlib import Path
-
-from .probe import Engine, settings
-from .server import difference
-from .screen import Screen, Window
-from .session import (PATIENCE, Process, becomes, check, children_of, clean_environment, descriptors, memory,
-                      processes_with, temp_dir, tool)
-from .sound import FLAT, Player, Recorder, Stream, level_db, sines, through
+from .probe import *
+from .screen import *
+from .server import *
+from .session import *
+from .sound import *
 
 SINK, MONITOR, OURS, MUSIC = "velmora", "velmora.monitor", "Velmora", "Test player"
 TONES = ((1000, -20, "left"), (1500, -23, "right"))

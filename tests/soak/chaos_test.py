@@ -5,13 +5,7 @@
 # Random things happen to the program and its server. After every ten of them it keeps still and looks
 # whether everything is where it belongs and heard as it should be, and now and then whether the guard
 # knows where that is.
-import random
-import time
-
-from lab.screen import POWER, Window
-from lab.session import NOT_YET, becomes, check, temp_dir
-from lab.sound import PRESETS, Player, Recorder, level_db, response_db, sines
-from lab.velmora import OURS, SINK
+from lab.all import *
 
 ROUND, CALM_S, PATIENCE_S, RESCUE_S = 10, 3, 12, 3
 LEVEL_DB = -30

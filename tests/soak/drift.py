@@ -6,17 +6,7 @@
 # second. Once a minute the delay from our sink's monitor to the device is measured, and the program's
 # memory. It fails when sound was dropped, ran dry, or the delay went away by more than 15 ms. What
 # happens in the first `settle` minutes (more where other runs begin beside this one) is not counted.
-import math
-import os
-import re
-import statistics
-import threading
-import time
-
-from lab.server import PULSEAUDIO
-from lab.session import Process, becomes, check, memory, temp_dir, tool
-from lab.sound import RATE, Player, Recorder, clicks, delays_ms, np, onsets, sines
-from lab.velmora import MONITOR
+from lab.all import *
 
 DEVICES = ("speakers",)
 MOST_AWAY_MS = 15

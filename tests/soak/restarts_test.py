@@ -1,12 +1,7 @@
 # A thousand starts and ends in a row, and nothing may be left of them:
 #
 #   tests/lab/run.py tests/soak/restarts_test.py starts_and_ends_leave_nothing --server pipewire times=1000
-import signal
-import statistics
-import time
-
-from lab.session import becomes, check, descriptors, memory
-from lab.velmora import SINK
+from lab.all import *
 
 WARM_UP = 3  # the first runs leave settings and logs, and fill the server's pools
 SIGNALS = (signal.SIGTERM, signal.SIGINT, signal.SIGHUP)

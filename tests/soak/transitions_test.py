@@ -9,15 +9,7 @@
 # how long it was louder than twice the tone, how long there was silence (least, median and most), and
 # how many edges were hard (a step of more than twice the tone's own). It fails when something was louder
 # than twice the tone, or a changing curve made a gap or a hard edge.
-import math
-import random
-import statistics
-import time
-
-from lab.screen import POWER, PRESETS_BUTTON, knob, preamp, preset_row
-from lab.session import becomes, check
-from lab.sound import PRESETS, RATE, Recorder, db_of, jump, level_db, np, peak, response_db, runs
-from lab.velmora import MUSIC, OURS, SINK
+from lab.all import *
 
 LEVEL_DB = -18
 ALLOWED = 2  # 6 dB
