@@ -63,15 +63,12 @@ bool shown(const gfx::Rect& r) {
 
 // ---- Columns
 
-// Fetching one strip may empty the cache and so take another one away; the second round finds room.
 template <typename Paint>
 void prepare(Group& group, const char* name, Paint paint) {
-  for (int round = 0; round < 2; ++round) {
-    for (int n = 0; n < ui::kModes; ++n) {
-      Strip& strip = group.strips[static_cast<std::size_t>(n)];
-      if (!platform::is_current(strip, group.area.w, group.area.h))
-        platform::fetch(strip, name, n, group.area.w, group.area.h, [&] { paint(n); });
-    }
+  for (int n = 0; n < ui::kModes; ++n) {
+    Strip& strip = group.strips[static_cast<std::size_t>(n)];
+    if (!platform::is_current(strip, group.area.w, group.area.h))
+      platform::fetch(strip, name, n, group.area.w, group.area.h, [&] { paint(n); });
   }
 }
 
@@ -185,6 +182,20 @@ void copy_title() {
 
 // ---- Frames
 
+// All that the frame is put together from. Returns whether the title has other colours than before.
+bool read_all(const ui::BarView& view, double t) {
+  bool title_changed = false;
+  // Fetching one strip may empty the cache and so take others away; the second round finds room.
+  for (int round = 0; round < 2; ++round) {
+    const unsigned generation = platform::cache_generation();
+    read_bars(view);
+    read_glass(view);
+    title_changed = read_title(t) || title_changed;
+    if (platform::cache_generation() == generation) break;
+  }
+  return title_changed;
+}
+
 void draw_whole() {
   SDL_RenderSetClipRect(platform::renderer(), nullptr);
   SDL_SetRenderDrawColor(platform::renderer(), 0, 0, 0, SDL_ALPHA_OPAQUE);
@@ -260,10 +271,7 @@ void invalidate_frame() {
 
 void compose(double t) {
   stats::Scope scope(stats::Phase::Compose);
-  const ui::BarView view = ui::bar_view();
-  read_bars(view);
-  read_glass(view);
-  const bool title_changed = read_title(t);
+  const bool title_changed = read_all(ui::bar_view(), t);
   const bool whole = g_whole || !draws_in_software();
   g_changed.clear();
   if (whole) {

@@ -187,6 +187,9 @@ void fetch(Strip& strip, const std::string& name, int n, float w, float h,
 // Destroys every texture.
 void clear_cache();
 
+// How often that happened.
+unsigned cache_generation();
+
 // compose.cpp
 // ---------------------------------------------------------------------------------------------------------
 

@@ -78,6 +78,10 @@ void fetch(Strip& strip, const std::string& name, int n, float w, float h,
   strip = {found->second, w, h, pixel_scale(), theme::dark(), g_generation};
 }
 
+unsigned cache_generation() {
+  return g_generation;
+}
+
 void clear_cache() {
   for (const auto& [name, texture] : g_cache) {
     if (texture != nullptr) SDL_DestroyTexture(texture);

@@ -39,10 +39,11 @@ void buttons() {
     if (over) gfx::fill_round_rect(close, 7.0F, theme::with_alpha(c.danger, 0.85F));
     icon_cross(close.x + 14.0F, close.y + 12.0F, 10.0F, over ? 0xFFFFFFFFU : c.text_secondary);
   }
-  mute_button(layer.at(kHitMute), hovered(kHitMute));
+  mute_button(layer.at(kHitMute));
   const Rect back = layer.at(kHitBack);
   const bool over = hovered(kHitBack);
-  if (over) gfx::fill_round_rect(back, 7.0F, c.button_hover);
+  if (over || pressed(kHitBack))
+    gfx::fill_round_rect(back, 7.0F, pressed(kHitBack) ? pressed_face() : c.button_hover);
   icon_corners(back.x + 15.0F, back.y + 12.0F, true, over ? c.text_strong : c.text_secondary);
 }
 
@@ -56,10 +57,11 @@ void power() {
   // Amber where it is switched on and does not work: there is no status line to say so.
   const unsigned on = state().look.status.active ? c.on : c.warning;
   if (active) {
-    gfx::fill_circle(cx, cy, 21.0F, theme::with_alpha(on, over ? 0.26F : 0.16F));
+    const float alpha = pressed(kHitMiniPower) ? 0.4F : over ? 0.26F : 0.16F;
+    gfx::fill_circle(cx, cy, 21.0F, theme::with_alpha(on, alpha));
     gfx::stroke_circle(cx, cy, 21.0F, on, 1.5F);
   } else {
-    gfx::fill_circle(cx, cy, 21.0F, c.button);
+    gfx::fill_circle(cx, cy, 21.0F, pressed(kHitMiniPower) ? pressed_face() : c.button);
     gfx::stroke_circle(cx, cy, 21.0F, over ? c.text : c.border, 1.5F);
   }
   const unsigned symbol = active ? on : c.text_secondary;

@@ -107,11 +107,12 @@ bool on_frame() {
   poll_status();
   poll_devices(now);
   follow_settings();
+  const bool switching = advance_feedback(now, dt);
   analyse(dt);
   measure_peaks(dt);
   const bool undecided = s.look.drag != kHitNone || s.look.save.before;
   if (s.save_at != 0 && now >= s.save_at && !undecided) persist();
-  return moving();
+  return moving() || switching;
 }
 
 }  // namespace ui

@@ -47,7 +47,7 @@ void power_button() {
   const bool over = hovered(kHitPower);
   const float cx = r.x + 22.0F;
   const float cy = r.y + r.h * 0.5F;
-  button_bg(r, over);
+  button_bg(r, kHitPower);
   if (s.active) {
     gfx::stroke_round_rect(r, 8.0F, theme::with_alpha(c.on, 0.7F), 1.5F);
     gfx::fill_circle(cx, cy, 13.0F, theme::with_alpha(c.on, 0.18F));
@@ -64,7 +64,7 @@ void presets_button() {
   const theme::Colors& c = *theme::colors();
   const Rect r = at(kHitPresets);
   const bool over = hovered(kHitPresets);
-  button_bg(r, over);
+  button_bg(r, kHitPresets);
   const Rect label = mirrored(r, Rect{r.x + 14.0F, r.y, r.w - 14.0F - 36.0F, r.h});
   const unsigned colour = !s.active ? quiet_text() : over ? c.text_strong : c.text;
   gfx::text(label, preset_label(kText, label.w), kText, colour, start_align(), false, true);
@@ -76,7 +76,7 @@ void icon_button(int code, bool enabled, void (*icon)(float, float, unsigned)) {
   const Rect r = at(code);
   const theme::Colors& c = *theme::colors();
   const bool over = hovered(code);
-  button_bg(r, over);
+  button_bg(r, code);
   const unsigned colour = over ? c.text_strong : c.text;
   icon(r.x + r.w * 0.5F, r.y + r.h * 0.5F,
        enabled ? colour : theme::with_alpha(c.text_secondary, 0.6F));
@@ -160,10 +160,8 @@ void channel_buttons() {
     const Rect r = at(kHitChannel + i);
     const bool chosen = state().settings->channel == i;
     const bool over = hovered(kHitChannel + i);
-    if (chosen) {
-      gfx::fill_round_rect(r, kRadius, c.button_hover);
-      gfx::stroke_round_rect(r, kRadius, theme::with_alpha(c.accent, 0.6F), 1.0F);
-    }
+    if (chosen || pressed(kHitChannel + i))
+      flat_bg(r, kRadius, kHitChannel + i, c.button_hover, true);
     const unsigned rest = chosen ? c.text : quiet_text();
     gfx::text(r, channel_text(i), kLabel, over ? c.text_strong : rest, Align::Center, true, true);
   }
@@ -176,7 +174,7 @@ void spectrum_panel() {
   const Rect heading{l.spectrum.x + kInset, l.spectrum.y + 10.0F,
                      std::max(at(kHitMute).x - 12.0F - l.spectrum.x - kInset, 0.0F), 24.0F};
   gfx::text(heading, i18n::T("spectrum"), kLabel, c.text, start_align(), true, true);
-  mute_button(at(kHitMute), hovered(kHitMute));
+  mute_button(at(kHitMute));
   draw_scale();
   channel_buttons();
 }
@@ -191,8 +189,7 @@ void slider_panel() {
   const std::string hint = i18n::T(s.active ? "hint_reset" : "status_bypass");
   gfx::text(l.hint, shorten(hint, kLabel, l.hint.w), kLabel, quiet_text(), start_align(), false,
             true);
-  gfx::fill_round_rect(flat, 7.0F, over ? c.button_hover : c.mute_face);
-  gfx::stroke_round_rect(flat, 7.0F, over ? theme::with_alpha(c.accent, 0.6F) : c.border, 1.0F);
+  flat_bg(flat, 7.0F, kHitFlat, c.mute_face);
   const unsigned colour = s.active ? c.text : quiet_text();
   gfx::text(flat, i18n::T("reset"), kLabel, over ? c.text_strong : colour, Align::Center, true,
             true);
@@ -207,7 +204,7 @@ void device_button() {
   const theme::Colors& c = *theme::colors();
   const Rect r = at(kHitDevice);
   const bool over = hovered(kHitDevice);
-  button_bg(r, over);
+  button_bg(r, kHitDevice);
   const Rect heading = mirrored(r, Rect{r.x + 14.0F, r.y + 5.0F, r.w - 50.0F, 15.0F});
   gfx::text(heading, shorten(i18n::T("device"), kSmall, heading.w), kSmall, quiet_text(),
             start_align(), false, true);
@@ -241,9 +238,7 @@ void collapse_button() {
   const theme::Colors& c = *theme::colors();
   const Rect r = at(kHitCollapse);
   const bool over = hovered(kHitCollapse);
-  const float radius = r.h * 0.5F;
-  gfx::fill_round_rect(r, radius, over ? c.button_hover : c.button);
-  gfx::stroke_round_rect(r, radius, over ? theme::with_alpha(c.accent, 0.6F) : c.border, 1.0F);
+  flat_bg(r, r.h * 0.5F, kHitCollapse, c.button);
   icon_chevron(r.x + r.w * 0.5F, r.y + r.h * 0.5F, !state().settings->collapsed,
                over ? c.text_strong : c.text_secondary);
 }

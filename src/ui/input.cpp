@@ -154,6 +154,7 @@ void act(int code) {
 // What opens under the pointer takes the hover from the button that opened it.
 void press(float x, float y) {
   const int code = hit(x, y);
+  note_press(code);
   if (code == kHitPopup) {
     popup_press(x, y);
     return;
@@ -194,12 +195,14 @@ void on_mouse_down(float x, float y) {
 }
 
 void on_mouse_up() {
+  note_release();
   state().look.drag = kHitNone;
 }
 
 void on_mouse_leave() {
   Look& look = state().look;
   if (look.drag != kHitNone) return;
+  note_release();  // outside the window it may never be told
   look.popup.hover = -1;
   look.popup.hover_delete = false;
   look.hover = kHitNone;
@@ -223,6 +226,7 @@ void on_double_click(float x, float y) {
 
 void on_wheel(float x, float y, int steps) {
   const int code = hit(x, y);
+  hide_tip();
   if (code == kHitPopup) popup_wheel(steps);
   if (!is_slider(code)) return;
   stop_glide();
@@ -232,6 +236,7 @@ void on_wheel(float x, float y, int steps) {
 
 void on_key(Key key) {
   State& s = state();
+  hide_tip();
   // The note about a crash lies above everything and is answered with the mouse.
   if (s.look.crash_note && !s.settings->compact) return;
   if (s.look.save.open) {

@@ -22,7 +22,9 @@ void draw_status_note(const StatusView& status) {
   const theme::Colors& c = *theme::colors();
   const bool over = hovered(kHitNote);
   gfx::fill_round_rect(card, 8.0F, theme::with_alpha(c.panel, 0.94F));
-  if (over) gfx::fill_round_rect(card, 8.0F, theme::with_alpha(c.accent, 0.35F));
+  const bool down = pressed(kHitNote);
+  if (over || down)
+    gfx::fill_round_rect(card, 8.0F, theme::with_alpha(c.accent, down ? 0.5F : 0.35F));
   gfx::stroke_round_rect(card, 8.0F, over ? c.accent : c.border, 1.0F);
   gfx::text_wrapped({card.x + 16.0F, card.y + 9.0F, card.w - 32.0F, card.h - 18.0F}, status.note,
                     kText, c.text, Align::Center);
@@ -34,9 +36,9 @@ void draw_crash_buttons(const std::string& send, const std::string& discard) {
   const Layer& layer = state().crash.layer;
   const Rect right = layer.at(kHitCrashSend);
   const Rect left = layer.at(kHitCrashDiscard);
-  button_bg(left, hovered(kHitCrashDiscard));
+  button_bg(left, kHitCrashDiscard);
   button_label(left, discard, kButtonText, hovered(kHitCrashDiscard), false);
-  button_bg(right, hovered(kHitCrashSend));
+  button_bg(right, kHitCrashSend);
   gfx::stroke_round_rect(right, 8.0F, theme::colors()->accent, 1.5F);
   button_label(right, send, kButtonText, hovered(kHitCrashSend), true);
 }
@@ -106,9 +108,10 @@ bool draw_overlay(int w, int h) {
   draw_save_dialog(width, height);
   draw_popup(width, height);
   draw_notice();
+  const bool tip = draw_tip(width, height);
   if (crash) draw_crash_note(width, height);
-  return note || crash || !look.notice.title.empty() || look.settings_open || look.save.open ||
-         look.popup.open;
+  return tip || note || crash || !look.notice.title.empty() || look.settings_open ||
+         look.save.open || look.popup.open;
 }
 
 }  // namespace ui

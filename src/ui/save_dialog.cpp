@@ -100,9 +100,9 @@ void draw_buttons(const std::string& save, const std::string& cancel, bool possi
   const theme::Colors& c = *theme::colors();
   const Rect other = layer.at(kHitSaveCancel);
   const Rect ok = layer.at(kHitSaveOk);
-  button_bg(other, hovered(kHitSaveCancel));
+  button_bg(other, kHitSaveCancel);
   button_label(other, cancel, 13.0F, hovered(kHitSaveCancel), false);
-  button_bg(ok, possible && hovered(kHitSaveOk));
+  button_bg(ok, possible ? kHitSaveOk : kHitNone);
   if (possible) gfx::stroke_round_rect(ok, 8.0F, c.accent, 1.5F);
   gfx::text(ok, save, 13.0F, possible ? c.text : quiet_text(), Align::Center, true, true);
 }

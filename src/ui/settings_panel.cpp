@@ -24,19 +24,15 @@ constexpr float kText = 13.0F;
 struct SwitchRow {
   int code;
   const char* key;
-  bool (*on)();
 };
 
-constexpr SwitchRow kSwitches[] = {
-    {kHitAutostart, "autostart", [] { return state().look.autostart; }},
-    {kHitEqOnStart, "eq_on_start", [] { return state().settings->active_on_start; }},
-    {kHitOnTop, "on_top", [] { return state().settings->compact_on_top; }},
-};
+constexpr SwitchRow kSwitchRows[kSwitches] = {
+    {kHitAutostart, "autostart"}, {kHitEqOnStart, "eq_on_start"}, {kHitOnTop, "on_top"}};
 
 // The codes of all rows from the top.
 std::vector<int> row_codes() {
   std::vector<int> codes;
-  for (const SwitchRow& row : kSwitches)
+  for (const SwitchRow& row : kSwitchRows)
     codes.push_back(row.code);
   codes.insert(codes.end(), {kHitLanguage, kHitDark});
   return codes;
@@ -65,16 +61,16 @@ void draw_switch_row(const Rect& row, const SwitchRow& what) {
   constexpr float kWidth = 42.0F;
   constexpr float kHeight = 22.0F;
   const theme::Colors& c = *theme::colors();
-  const bool on = what.on();
+  const float at = switch_at(what.code);
   row_label(row, what.key, what.code, kWidth + 14.0F);
   const bool rtl = start_align() == Align::Right;
   const Rect body{rtl ? row.x : row.x + row.w - kWidth, row.y + (row.h - kHeight) * 0.5F, kWidth,
                   kHeight};
-  const unsigned face = on ? c.accent : c.off;
+  const unsigned face = theme::mix(c.off, c.accent, at);
   gfx::fill_round_rect(body, kHeight * 0.5F,
                        hovered(what.code) ? theme::mix(face, c.text_strong, 0.12F) : face);
   const float travel = kWidth - kHeight;
-  const float cx = body.x + kHeight * 0.5F + (on != rtl ? travel : 0.0F);
+  const float cx = body.x + kHeight * 0.5F + travel * (rtl ? 1.0F - at : at);
   gfx::fill_circle(cx, body.y + kHeight * 0.5F, kHeight * 0.5F - 3.0F, 0xFFFFFFFFU);
   separator(row);
 }
@@ -91,7 +87,7 @@ void language_row(const SettingsLayout& l, float h) {
   const theme::Colors& c = *theme::colors();
   const Rect& button = l.language_button;
   row_label(l.layer.at(kHitLanguage), "language", kHitLanguage, button.w + 14.0F);
-  button_bg(button, hovered(kHitLanguage));
+  button_bg(button, kHitLanguage);
   const Rect label = mirrored(button, Rect{button.x + 12.0F, button.y, button.w - 46.0F, button.h});
   gfx::text(label, shorten(language_name(), kText, label.w), kText, c.text, start_align(), false,
             true);
@@ -103,10 +99,7 @@ void language_row(const SettingsLayout& l, float h) {
 
 void theme_button(const Rect& r, const char* key, int code, bool chosen) {
   const theme::Colors& c = *theme::colors();
-  if (chosen) {
-    gfx::fill_round_rect(r, 8.0F, c.button_hover);
-    gfx::stroke_round_rect(r, 8.0F, theme::with_alpha(c.accent, 0.6F), 1.0F);
-  }
+  if (chosen || pressed(code)) flat_bg(r, 8.0F, code, c.button_hover, true);
   const std::string text = i18n::T(key);
   const unsigned rest = chosen ? c.text : quiet_text();
   gfx::text(r, text, fit_size(text, kText, 10.0F, r.w - 10.0F, chosen),
@@ -117,7 +110,7 @@ void appearance_row(const SettingsLayout& l) {
   const theme::Colors& c = *theme::colors();
   const Rect dark = l.layer.at(kHitDark);
   const Rect light = l.layer.at(kHitLight);
-  row_label(l.appearance, "appearance", kHitNone - 1, dark.w + light.w + 14.0F);
+  row_label(l.appearance, "appearance", kHitNone, dark.w + light.w + 14.0F);
   const Rect both{dark.x, dark.y, light.x + light.w - dark.x, dark.h};
   gfx::fill_round_rect(both, 8.0F, c.mute_face);
   gfx::stroke_round_rect(both, 8.0F, c.border, 1.0F);
@@ -174,8 +167,8 @@ float height_of(const std::vector<AboutText>& texts, float size, float width) {
 void link(const Rect& r, const std::string& text, const std::string& address, int code) {
   const theme::Colors& c = *theme::colors();
   const std::string line = text.empty() ? isolated(address) : labelled(directed(text), address);
-  gfx::text(r, shorten(line, 12.0F, r.w), 12.0F, hovered(code) ? c.text_strong : c.text,
-            start_align(), false, true);
+  const unsigned colour = pressed(code) ? c.accent : hovered(code) ? c.text_strong : c.text;
+  gfx::text(r, shorten(line, 12.0F, r.w), 12.0F, colour, start_align(), false, true);
   const float width = std::min(gfx::text_width(line, 12.0F, false), r.w);
   const float x = start_align() == Align::Right ? r.x + r.w - width : r.x;
   gfx::fill_rect({x, r.y + r.h - 2.0F, width, 1.0F},
@@ -228,9 +221,9 @@ void draw_settings_panel(float w, float h) {
   const Rect heading =
       mirrored(l.panel, Rect{l.panel.x + 24.0F, l.panel.y + 14.0F, std::max(0.0F, room), 30.0F});
   gfx::text(heading, i18n::T("settings"), 18.0F, c.text, start_align(), true, true);
-  button_bg(close_button, hovered(kHitPanelClose));
+  button_bg(close_button, kHitPanelClose);
   button_label(close_button, close, kText, hovered(kHitPanelClose), false);
-  for (const SwitchRow& row : kSwitches)
+  for (const SwitchRow& row : kSwitchRows)
     draw_switch_row(l.layer.at(row.code), row);
   language_row(l, h);
   appearance_row(l);

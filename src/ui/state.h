@@ -4,6 +4,7 @@
 //   frame.cpp           one frame: status of the engine, spectrum, delayed saving
 //   glide.cpp           all sliders on their way to a preset
 //   input.cpp           what presses, keys and the wheel do
+//   feedback.cpp        what answers the pointer: pressed buttons, switches on their way, names
 //   layout.cpp          where everything is
 //   segments.cpp        the bars, the meters and the title, which move
 //   text.cpp            shortening, direction
@@ -25,6 +26,7 @@
 #include "app/settings.h"
 #include "audio/audio.h"
 #include "dsp/analyzer.h"
+#include "feedback.h"
 #include "glide.h"
 #include "import.h"
 #include "layout.h"
@@ -39,6 +41,7 @@ namespace ui {
 struct Look {
   int hover = kHitNone;  // element under the pointer
   int drag = kHitNone;   // slider that is being dragged
+  Feedback feedback;
   Glide glide;
   Popup popup;
   SaveDialog save;
@@ -56,7 +59,8 @@ struct State {
   Settings* settings = nullptr;  // never null after the first use
   bool attached = false;         // they are the program's, not a stand-in
   Look look;
-  float drag_dy = 0.0F;        // from the knob's centre to the pointer
+  float drag_dy = 0.0F;  // from the knob's centre to the pointer
+  Touch touch;
   bool layer_changed = false;  // the last press opened or closed a layer, or changed the view
 
   // What was made of all this last, and is made again where it differs.

@@ -58,6 +58,7 @@ void open_panel() {
   g_state.panel = {};
   g_state.look.settings_open = true;
   g_state.look.autostart = autostart::enabled();
+  settle_switches();
 }
 
 // What was painted is gone, and with it what can be hit.
@@ -90,7 +91,7 @@ void save_later() {
 }
 
 bool hovered(int code) {
-  return g_state.look.hover == code;
+  return code != kHitNone && g_state.look.hover == code;
 }
 
 const Layer& top_layer() {

@@ -28,8 +28,26 @@ unsigned quiet_text() {
   return theme::mix(c.text_secondary, c.text, 0.4F);
 }
 
-void button_bg(const Rect& r, bool hovered) {
+unsigned pressed_face() {
   const theme::Colors& c = *theme::colors();
+  return theme::mix(c.button_hover, c.accent, 0.25F);
+}
+
+void flat_bg(const Rect& r, float radius, int code, unsigned rest, bool chosen) {
+  const theme::Colors& c = *theme::colors();
+  const bool lit = chosen || hovered(code) || pressed(code);
+  gfx::fill_round_rect(r, radius, pressed(code) ? pressed_face() : lit ? c.button_hover : rest);
+  gfx::stroke_round_rect(r, radius, lit ? theme::with_alpha(c.accent, 0.6F) : c.border, 1.0F);
+}
+
+void button_bg(const Rect& r, int code) {
+  const theme::Colors& c = *theme::colors();
+  if (pressed(code)) {
+    gfx::fill_round_rect(r, kRadius, pressed_face());
+    gfx::stroke_round_rect(r, kRadius, c.accent, 1.0F);
+    return;
+  }
+  const bool hovered = ui::hovered(code);
   unsigned face = hovered ? c.button_hover : c.button;
   if (theme::dark()) face = theme::mix(face, kWhite, 0.05F);
   gfx::fill_round_rect_vgrad(r, kRadius, face,
@@ -116,16 +134,20 @@ void icon_chevron(float cx, float cy, bool up, unsigned colour) {
   gfx::line(cx, cy + d, cx + 4.5F, cy - d, colour, 1.6F);
 }
 
-void mute_button(const Rect& r, bool hovered) {
+void mute_button(const Rect& r) {
   constexpr float kMuteRadius = 7.0F;
   const theme::Colors& c = *theme::colors();
+  const bool hovered = ui::hovered(kHitMute);
+  const bool down = pressed(kHitMute);
   const bool muted = state().look.status.muted;
   unsigned icon = hovered ? c.text_strong : c.text_secondary;
   if (muted) {
-    gfx::fill_round_rect(r, kMuteRadius, theme::with_alpha(c.danger, hovered ? 0.95F : 0.85F));
+    const unsigned face = theme::with_alpha(c.danger, hovered ? 0.95F : 0.85F);
+    gfx::fill_round_rect(r, kMuteRadius, down ? theme::mix(c.danger, kBlack, 0.25F) : face);
     icon = kWhite;
   } else {
-    gfx::fill_round_rect(r, kMuteRadius, hovered ? c.button_hover : c.mute_face);
+    const unsigned face = hovered ? c.button_hover : c.mute_face;
+    gfx::fill_round_rect(r, kMuteRadius, down ? pressed_face() : face);
     gfx::stroke_round_rect(r, kMuteRadius, c.border, 1.0F);
   }
   const float cx = r.x + r.w * 0.5F;

@@ -10,11 +10,16 @@ namespace ui {
 // The colour of secondary text. The palette's own is too faint on some of its surfaces; this one
 // has a contrast of 4.5 : 1 at least on all of them.
 unsigned quiet_text();
-void button_bg(const Rect& r, bool hovered);
+// The face of an element that is pressed, or whose list is open.
+unsigned pressed_face();
+// A button's face and outline, as its element is now.
+void button_bg(const Rect& r, int code);
 void button_label(const Rect& r, const std::string& text, float size, bool hovered, bool bold);
+// The same for a flat one, with its face at rest; a chosen one is always outlined.
+void flat_bg(const Rect& r, float radius, int code, unsigned rest, bool chosen = false);
 void panel_bg(const Rect& r, float radius);
 void shadow(const Rect& r, float radius);
-void mute_button(const Rect& r, bool hovered);
+void mute_button(const Rect& r);
 void power_symbol(float cx, float cy, float radius, float width, unsigned colour);
 void icon_corners(float cx, float cy, bool expand, unsigned colour);
 void icon_save(float cx, float cy, unsigned colour);

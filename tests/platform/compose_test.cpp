@@ -68,6 +68,13 @@ TEST_F(Frames, in_parts_are_the_same_pixels_as_whole_ones) {
     show(w, h);
     std::vector<std::uint32_t> last;
     for (int i = 0; i < 60; ++i) {
+      if (i == 10) ui::state().look.feedback.pressed = ui::kHitMute;
+      if (i == 15) {  // a name over the bars
+        ui::state().look.feedback.tip = true;
+        ui::state().touch.over = compact ? ui::kHitBack : ui::kHitChannel;
+      }
+      if (i == 25) s_.theme = "light";
+      ui::follow_settings();
       if (i == 20) fakes::sound.status.state = audio::kNoServer;  // a note over the bars
       if (i == 40 && !compact) ui::open_presets();                // a list over the bars
       ui::state().look.status = fakes::sound.status;

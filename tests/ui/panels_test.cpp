@@ -101,6 +101,45 @@ TEST_F(views, header_and_device_list_act_on_the_engine) {
   }
 }
 
+TEST_F(views, answer_a_press_at_once_and_name_icons_after_a_while) {
+  const auto tip_after = [](std::uint64_t ms) {
+    EXPECT_FALSE(frame(ms)) << "no frames are asked for";
+    return ui::state().look.feedback.tip;
+  };
+  press(ui::kHitMute);
+  frame(119);
+  EXPECT_TRUE(ui::pressed(ui::kHitMute)) << "long enough to be seen";
+  frame(1);
+  EXPECT_FALSE(ui::pressed(ui::kHitMute));
+  press(ui::kHitDevice);
+  frame(500);
+  EXPECT_TRUE(ui::pressed(ui::kHitDevice)) << "its list is open";
+  ui::on_key(ui::Key::Escape);
+  EXPECT_FALSE(ui::pressed(ui::kHitDevice));
+
+  code_at(at(ui::kHitCompact));
+  EXPECT_FALSE(tip_after(200) || tip_after(599));
+  EXPECT_TRUE(tip_after(1));
+  code_at(at(ui::kHitSave));
+  EXPECT_FALSE(tip_after(1)) << "another one's name is not due";
+  const gfx::Rect save = at(ui::kHitSave);
+  ui::on_mouse_down(save.x + 5, save.y + 5);
+  EXPECT_TRUE(ui::pressed(ui::kHitSave) && !tip_after(700)) << "who presses knows";
+  code_at(at(ui::kHitMute));
+  EXPECT_FALSE(tip_after(1) || tip_after(700)) << "without a name";
+}
+
+TEST_F(panel, switches_are_on_their_way_for_120_ms) {
+  s_.active_on_start = false;
+  frame(200);
+  EXPECT_EQ(ui::switch_at(ui::kHitEqOnStart), 0.0F);
+  press(ui::kHitEqOnStart);
+  EXPECT_TRUE(frame(60));
+  EXPECT_FLOAT_EQ(ui::switch_at(ui::kHitEqOnStart), 0.5F);
+  EXPECT_FALSE(frame(61));
+  EXPECT_EQ(ui::switch_at(ui::kHitEqOnStart), 1.0F);
+}
+
 TEST_F(views, a_save_that_failed_is_tried_again_a_minute_later) {
   const std::string in_the_way = settings::file_path() + ".tmp";
   std::filesystem::create_directories(in_the_way);
