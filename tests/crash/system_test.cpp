@@ -57,6 +57,23 @@ TEST_F(Machine, a_full_machine_is_described_line_by_line) {
                           "boot_vga"));
 }
 
+TEST_F(Machine, whatever_its_files_hold_a_line_is_one_line) {
+  std::mt19937 random(5);  // NOLINT(cert-msc51-cpp): the same machines in every run
+  for (int round = 0; round < 200; ++round) {
+    for (const char* path : {"/etc/os-release", "/proc/cpuinfo", "/proc/meminfo",
+                             "/proc/asound/cards", "/sys/class/drm/card0/device/vendor"}) {
+      std::string text = kRelease + "model name\t: x\nMemTotal: \n 1 [a]: b\n"s;
+      for (int i = 0; i < 40; ++i)
+        text[random() % text.size()] = static_cast<char>(random());
+      file(path, text);
+    }
+    std::vector<std::string> lines = faultline::system_lines();
+    for (const std::string& line : faultline::gpu_lines())
+      lines.push_back(line);
+    EXPECT_THAT(lines, Each(Not(HasSubstr("\n"))));
+  }
+}
+
 TEST_F(Machine, the_package_is_found_whoever_installed_it) {
   const std::string odd = "/opt/it's \"$(touch broken)\"/tester";
   link("/proc/self/exe", odd);

@@ -5,7 +5,6 @@ from lab.all import *
 SERVERS = ("none",)
 PROGRAMS = ("dbus-daemon", "gdbus", "gapplication", "unshare")
 NAME, PATH, ACTIONS = "org.velmora.Velmora", "/org/velmora/Velmora", "org.gtk.Actions"
-WATCHER = Path(__file__).parent / "watcher.py"
 
 
 # A second start; how long it takes.
@@ -125,8 +124,8 @@ def test_the_tray_finds_it_drives_it_and_never_keeps_its_window(session):
     item, menu = "org.kde.StatusNotifierItem", "com.canonical.dbusmenu"
     check("GDBus.Error" in call(session, "org.freedesktop.DBus.Properties.GetAll", item, path="/StatusNotifierItem"),
           "without a tray there is no icon")
-    watcher = Process([WATCHER], session.environment(), session.directory / "watcher")
-    becomes("the late tray hears of it", watcher.output)
+    watcher = Double("watcher", session.address)
+    becomes("the late tray hears of it, by its own name", watcher.calls, lambda calls: [a == b for a, b in calls] == [True])
 
     def tray(method, *arguments, path="/StatusNotifierItem"):
         return call(session, method, *arguments, path=path)

@@ -128,6 +128,18 @@ class Process:
         return self.popen.wait()
 
 
+# A stand-in for a service of the desktop, see doubles.py, on this bus or on one of its own.
+class Double(Process):
+    def __init__(self, service, address="", **options):
+        self.address, self.file = address or f"unix:path={temp_dir()}/bus", temp_dir() / "calls"
+        super().__init__([Path(__file__).parent / "doubles.py", self.address, self.file, service,
+                          *(f"{name}={value}" for name, value in options.items())], clean_environment(), temp_dir() / "log")
+        becomes(f"the {service} can be called", self.file.exists)
+
+    def calls(self):
+        return [json.loads(line) for line in self.file.read_text().splitlines()]
+
+
 def proc(pid, name):
     return Path(f"/proc/{pid}/{name}").read_text()
 

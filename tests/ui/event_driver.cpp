@@ -4,11 +4,9 @@
 #include "event_driver.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <cstdlib>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "../gfx/canvas.h"
 #include "app/utf8.h"
@@ -72,11 +70,7 @@ std::vector<gfx::Rect> targets() {
   return all;
 }
 
-struct Point {
-  float x, y;
-};
-
-Point somewhere(Bytes* bytes) {
+std::pair<float, float> somewhere(Bytes* bytes) {
   const unsigned kind = bytes->next();
   gfx::Rect r{-40, -40, g_view.w + 80, g_view.h + 80};
   if (kind % 4 != 0) {
@@ -122,67 +116,56 @@ void change_sound(Bytes* bytes) {
 }
 
 void change_window(Bytes* bytes) {
-  const float scales[] = {1, 1.25F, 1.5F, 2, 0, -1, 0.1F, NAN};
   fakes::Platform& d = fakes::desktop;
-  const int kind = bytes->below(9);
-  if (kind == 8) {
-    ui::begin_import({.name = bytes->flag() ? "File" : "",
-                      .curve = {{static_cast<float>(bytes->below(12))}, -2},
-                      .left_out = {}});
-  } else if (kind == 0) {
-    ui::open_settings();
-  } else if (kind == 1) {
-    ui::set_compact(!g_settings.compact);
-  } else if (kind == 2) {
-    ui::set_crash_report(bytes->text(8));
-  } else if (kind == 3) {
-    ui::set_pixel_scale(scales[bytes->below(8)]);
-  } else if (kind == 4) {
-    d.framed = !d.framed;
-    d.x = d.y = bytes->flag() ? -1 : bytes->below(256) - 50;
-  } else if (kind == 5) {  // as large as the view likes it
-    ui::reference_size(&d.w, &d.h);
-  } else {
-    d.w = 8 * bytes->below(256);
-    d.h = 6 * bytes->below(256);
+  switch (bytes->below(9)) {
+    case 0:
+      return ui::open_settings();
+    case 1:
+      return ui::set_compact(!g_settings.compact);
+    case 2:
+      return ui::set_crash_report(bytes->text(8));
+    case 3:
+      return ui::set_pixel_scale(
+          std::array{1.0F, 1.25F, 1.5F, 2.0F, 0.0F, -1.0F, 0.1F, NAN}[bytes->next() % 8]);
+    case 4:
+      d.framed = !d.framed;
+      d.x = d.y = bytes->flag() ? -1 : bytes->below(256) - 50;
+      return;
+    case 5:  // as large as the view likes it
+      return ui::reference_size(&d.w, &d.h);
+    case 6:
+      return ui::begin_import({.name = bytes->flag() ? "File" : "",
+                               .curve = {{static_cast<float>(bytes->below(12))}, -2},
+                               .left_out = {}});
+    default:
+      d.w = 8 * bytes->below(256);
+      d.h = 6 * bytes->below(256);
   }
 }
 
 void step(Bytes* bytes) {
   const int kind = bytes->below(32);
   if (kind < 20) {
-    const Point p = somewhere(bytes);
-    if (kind < 5) {
-      ui::on_mouse_move(p.x, p.y);
-      ui::cursor_at(p.x, p.y);
-    } else if (kind < 15) {
-      ui::on_mouse_down(p.x, p.y);
-      if (kind < 12) ui::on_mouse_up();
-    } else if (kind < 17) {
-      ui::on_double_click(p.x, p.y);
-    } else {
-      ui::on_wheel(p.x, p.y, bytes->below(5) - 2);
-    }
-  } else if (kind == 20) {
-    ui::on_mouse_up();
-  } else if (kind == 21) {
-    ui::on_mouse_leave();
-  } else if (kind == 22) {
-    ui::on_key(static_cast<ui::Key>(bytes->below(3)));
-  } else if (kind < 25) {
-    ui::on_text(typed(bytes));
-  } else if (kind < 29) {
-    const int times[] = {0, 1, 16, 16, 100, 700, 1300, 60000};
-    fakes::desktop.now += static_cast<std::uint64_t>(times[bytes->below(8)]);
+    const auto [x, y] = somewhere(bytes);
+    if (kind < 5) ui::on_mouse_move(x, y);
+    if (kind < 5) ui::cursor_at(x, y);
+    if (kind >= 5 && kind < 15) ui::on_mouse_down(x, y);
+    if (kind >= 5 && kind < 12) ui::on_mouse_up();
+    if (kind == 15 || kind == 16) ui::on_double_click(x, y);
+    if (kind > 16) ui::on_wheel(x, y, bytes->below(5) - 2);
+  } else if (kind > 24 && kind < 29) {
+    fakes::desktop.now +=
+        std::array{0U, 1U, 16U, 16U, 100U, 700U, 1300U, 60000U}[bytes->next() % 8];
     ui::on_frame();
     if (ui::take_dirty()) paint(bytes->below(16) == 0);
-  } else if (kind == 29) {
-    change_window(bytes);
-  } else if (kind == 30) {
-    change_status(bytes);
-  } else {
-    change_sound(bytes);
   }
+  if (kind == 20) ui::on_mouse_up();
+  if (kind == 21) ui::on_mouse_leave();
+  if (kind == 22) ui::on_key(static_cast<ui::Key>(bytes->below(3)));
+  if (kind == 23 || kind == 24) ui::on_text(typed(bytes));
+  if (kind == 29) change_window(bytes);
+  if (kind == 30) change_status(bytes);
+  if (kind == 31) change_sound(bytes);
 }
 
 bool bounded(const eq::Curve& curve) {
@@ -194,42 +177,40 @@ bool bounded(const eq::Curve& curve) {
 
 bool good_name(const std::string& name) {
   return utf8::count(name) <= kMaxPresetName && utf8::valid(name) &&
-         std::none_of(name.begin(), name.end(),
-                      [](char c) { return static_cast<unsigned char>(c) < 32 || c == 127; });
+         std::ranges::none_of(name, [](char c) { return (c >= 0 && c < 32) || c == 127; });
 }
 
-const char* broken_preset_list() {
-  const std::vector<UserPreset>& presets = g_settings.user_presets;
-  if (presets.size() > kMaxUserPresets) return "at most 100 presets are kept";
+// What does not hold, null when all does.
+const char* broken() {
+  const ui::Look& look = ui::state().look;
+  const Settings& s = g_settings;
+  const std::vector<UserPreset>& presets = s.user_presets;
+  const bool silent = !look.status.active || look.status.target.empty();
+  const std::pair<bool, const char*> promises[] = {
+      {ui::state().settings == &s && ui::state().attached, "the settings stay attached"},
+      {bounded(s.curve), "gains are within +/-12 dB"},
+      {s.curve == fakes::sound.curve, "the engine has the curve shown"},
+      {s.active == fakes::sound.active, "the engine is on when the switch is"},
+      {s.channel >= 0 && s.channel <= 2, "the channel is 0 to 2"},
+      // Nothing can be saved where these homes are.
+      {ui::state().save_at <= fakes::desktop.now + 60000, "saving is tried again within a minute"},
+      {look.drag == 0 || ui::is_slider(look.drag), "only sliders are dragged"},
+      {look.drag == 0 || s.active, "sliders stay put while the equalizer is off"},
+      {!look.save.open || !look.popup.open, "there is no list above the save dialog"},
+      {!s.compact || (!look.settings_open && !look.save.open), "the strip has no dialogs"},
+      {!look.popup.open || look.popup.hover < static_cast<int>(look.popup.rows.size()),
+       "the hovered row exists"},
+      {!silent || ui::status_view().tone != ui::Tone::Good, "green only where it works"},
+      {good_name(look.save.name), "the name in the field is short, clean UTF-8"},
+      {presets.size() <= kMaxUserPresets, "at most 100 presets are kept"}};
+  for (const auto& [holds, what] : promises)
+    if (!holds) return what;
   for (const UserPreset& p : presets) {
     if (p.name.empty() || !good_name(p.name)) return "names of presets are short, clean UTF-8";
     if (!bounded(p.curve)) return "gains of presets are within +/-12 dB";
-    const int i = ui::find_user(p.name);
-    if (&presets[static_cast<std::size_t>(i)] != &p) return "names of presets are unique";
+    if (&presets[static_cast<std::size_t>(ui::find_user(p.name))] != &p) return "names are unique";
   }
   return nullptr;
-}
-
-const char* broken() {
-  const ui::State& s = ui::state();
-  if (s.settings != &g_settings || !s.attached) return "the settings stay attached";
-  if (!bounded(g_settings.curve)) return "gains are within +/-12 dB";
-  if (g_settings.curve != fakes::sound.curve) return "the engine has the curve shown";
-  if (g_settings.active != fakes::sound.active) return "the engine is on when the switch is";
-  if (g_settings.channel < 0 || g_settings.channel > 2) return "the channel is 0 to 2";
-  // Nothing can be saved where these homes are.
-  if (s.save_at > fakes::desktop.now + 60000) return "saving is tried again within a minute";
-  if (s.look.drag != 0 && !ui::is_slider(s.look.drag)) return "only sliders are dragged";
-  if (s.look.drag != 0 && !g_settings.active) return "sliders stay put while the equalizer is off";
-  if (s.look.save.open && s.look.popup.open) return "there is no list above the save dialog";
-  if (g_settings.compact && (s.look.settings_open || s.look.save.open))
-    return "the strip has no dialogs";
-  if (s.look.popup.open && s.look.popup.hover >= static_cast<int>(s.look.popup.rows.size()))
-    return "the hovered row exists";
-  const bool silent = !s.look.status.active || s.look.status.target.empty();
-  if (silent && ui::status_view().tone == ui::Tone::Good) return "green only where it works";
-  if (!good_name(s.look.save.name)) return "the name in the field is short, clean UTF-8";
-  return broken_preset_list();
 }
 
 void begin(Bytes* bytes) {
@@ -259,14 +240,11 @@ Outcome run(const std::uint8_t* data, std::size_t size) {
   Bytes bytes(data, size);
   begin(&bytes);
   Outcome outcome;
-  while (!bytes.empty()) {
+  for (bool quit = false; !bytes.empty() && !quit && outcome.broken == nullptr; ++outcome.events) {
     fakes::desktop.calls.clear();
     step(&bytes);
-    ++outcome.events;
-    const std::vector<std::string>& calls = fakes::desktop.calls;
-    if (std::find(calls.begin(), calls.end(), "quit") != calls.end()) break;
-    outcome.broken = broken();
-    if (outcome.broken != nullptr) break;
+    quit = std::ranges::count(fakes::desktop.calls, "quit") > 0;
+    if (!quit) outcome.broken = broken();
   }
   ui::init(nullptr, false);
   return outcome;
