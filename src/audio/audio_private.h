@@ -85,6 +85,10 @@ Clock::time_point patience_ends();
 // thread.
 void publish_state(State state);
 
+// Publishes the followed device as soon as it is known: should the server end in the middle of the
+// pass, it is still the one to come back to. Control thread.
+void publish_follow(const std::string& device);
+
 // Publishes a new device list together with the status fields that a snapshot decides. Control
 // thread.
 void publish_status(const Status& status, std::vector<Device> devices);

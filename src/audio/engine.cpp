@@ -192,6 +192,11 @@ void publish_state(State state) {
   g_status.streams_alive = false;
 }
 
+void publish_follow(const std::string& device) {
+  const std::lock_guard lock(g_mtx);
+  g_status.follow = device;
+}
+
 void publish_status(const Status& status, std::vector<Device> devices) {
   const std::lock_guard lock(g_mtx);
   // The user sees the mute that was asked for, even before the server has carried it out.

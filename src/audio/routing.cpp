@@ -34,8 +34,7 @@ int g_tries = 0;  // to become the default device in vain, with the same sink
 Clock::time_point g_tried_at;
 std::string g_asked_for;  // the present device, before another try
 bool g_restricted = false;
-bool g_just_connected = true;         // no device was followed in this connection yet
-bool g_default_was_expected = false;  // ours or the followed device, when last seen
+DefaultHistory g_history;
 bool g_no_device_logged = false;
 std::string g_looked_for;  // the last device that the user chose
 bool g_restricted_logged = false;
@@ -271,14 +270,12 @@ bool release_filter(const LoopLock& lock, const std::string& filter, std::option
   return s->has_value();
 }
 
-// A server that restarted, or whose default device vanished, falls back to one of its own choice,
-// and that is not the user's. Nor is the one that we asked for on the way.
+// A default that the server fell back to is not the user's. Nor is the one that we asked for on the
+// way.
 Default meaning_of_default(const Snapshot& s, const Wishes& wishes) {
   if (!wishes.active.value_or(false) || !wishes.takeover) return Default::kChosen;
-  const bool vanished = !g_follow.device.empty() && s.find(g_follow.device) == nullptr;
-  const bool fell_back = g_default_was_expected && (g_just_connected || vanished);
-  const bool asked_for = g_tries > 0 && s.default_sink == g_asked_for;
-  return fell_back || asked_for ? Default::kFallback : Default::kChosen;
+  if (g_tries > 0 && s.default_sink == g_asked_for) return Default::kFallback;
+  return meaning_of_default(s, g_follow.device, &g_history);
 }
 
 void log_missing_device(const std::string& target) {
@@ -321,8 +318,9 @@ bool reconcile(const LoopLock& lock, const Wishes& wishes) {
   const std::string target = choose_target(*s, wishes.output, g_follow.device);
   log_missing_device(target);
   log_unknown_choice(*s, wishes.output);
-  if (!target.empty()) g_just_connected = false;
-  g_default_was_expected = s->default_sink == kSinkName || s->default_sink == g_follow.device;
+  publish_follow(g_follow.device);
+  if (!target.empty()) g_history.new_connection = false;
+  remember_default(*s, g_follow.device, &g_history);
   apply_mute(lock, wishes.mute, target);
   if (!wishes.active) {
     publish(*s, target, g_follow.device, false, false, false);
@@ -343,8 +341,8 @@ void suggest_follow(const std::string& restore_hint) {
 }
 
 void begin_connection() {
-  g_just_connected = true;
-  if (consume_unrestored()) g_default_was_expected = true;
+  g_history.new_connection = true;
+  if (consume_unrestored()) g_history.expected = true;
   g_restricted = false;
   g_tries = 0;
 }

@@ -101,6 +101,21 @@ std::vector<std::uint32_t> streams_of_filter(const Snapshot& s, const std::strin
   return result;
 }
 
+Default meaning_of_default(const Snapshot& s, const std::string& follow, DefaultHistory* history) {
+  const bool vanished = !follow.empty() && s.find(follow) == nullptr;
+  if (history->expected && (history->new_connection || vanished)) {
+    history->fallback = s.default_sink;
+  } else if (s.default_sink != history->fallback) {
+    history->fallback.clear();
+  }
+  return history->fallback.empty() ? Default::kChosen : Default::kFallback;
+}
+
+void remember_default(const Snapshot& s, const std::string& follow, DefaultHistory* history) {
+  history->expected = s.default_sink == kSinkName || s.default_sink == follow ||
+                      s.default_sink == history->fallback;
+}
+
 Follow next_follow(const Snapshot& s, const Follow& now, const std::string& restore_hint,
                    Default meaning, Follow::Time time) {
   const auto present = [&s](const std::string& name) { return find_real(s, name); };

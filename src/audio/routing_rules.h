@@ -101,6 +101,20 @@ enum class Default {
   kFallback,  // the server fell back to it, because it restarted or the followed device vanished
 };
 
+// What tells the two apart.
+struct DefaultHistory {
+  bool new_connection = true;  // nothing was followed in it yet
+  bool expected = false;       // our sink or the followed device was the default when last seen
+  // The default that the server fell back to, for as long as it stays that: several passes may be
+  // needed to become the default instead.
+  std::string fallback{};
+};
+
+// `follow` is the device followed before this snapshot. To be asked before the next one is chosen.
+Default meaning_of_default(const Snapshot& s, const std::string& follow, DefaultHistory* history);
+// `follow` is the device followed from now on.
+void remember_default(const Snapshot& s, const std::string& follow, DefaultHistory* history);
+
 // The next followed device. In this order:
 //   the server's default where that is a real device (the user switched);
 //   a followed device that has come back; the one followed so far;

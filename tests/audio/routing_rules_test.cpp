@@ -72,6 +72,32 @@ TEST(NextFollow, a_fallback_of_the_server_comes_after_what_was_followed_and_the_
   EXPECT_EQ(next({.device = "gone"}, "velmora"), "hdmi");
 }
 
+TEST(Default, what_a_server_fell_back_to_is_no_choice_until_the_default_changes) {
+  DefaultHistory history;
+  std::string follow;
+  const auto pass = [&](const std::string& default_sink, const std::vector<std::string>& sinks) {
+    const Snapshot s = server(default_sink, sinks);
+    const bool chosen = meaning_of_default(s, follow, &history) == Default::kChosen;
+    if (chosen && default_sink != kSinkName) follow = default_sink;
+    history.new_connection = false;
+    remember_default(s, follow, &history);
+    return chosen;
+  };
+  const std::vector<std::string> sinks = {"speakers", "headset", "velmora"};
+  EXPECT_TRUE(pass("headset", sinks));
+  EXPECT_TRUE(pass("velmora", sinks));
+  for (int restart = 0; restart < 2; ++restart) {
+    history.new_connection = true;
+    for (int tries = 0; tries < 3; ++tries)
+      EXPECT_FALSE(pass("speakers", sinks)) << tries;
+  }
+  EXPECT_TRUE(pass("velmora", sinks));
+  EXPECT_TRUE(pass("speakers", sinks));
+  // The followed device vanishes, and another one is chosen.
+  EXPECT_FALSE(pass("headset", {"headset", "velmora"}));
+  EXPECT_TRUE(pass("speakers", sinks));
+}
+
 TEST(NextFollow, a_new_sink_of_the_same_hardware_takes_the_place_of_a_lost_one_for_half_a_minute) {
   using std::chrono::seconds;
   const auto with = [](const std::vector<std::string>& names) {
