@@ -227,6 +227,7 @@ int start_up(const Args& args) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (guard::is_guard(argc, argv)) guard::run(argv[1]);
   open_standard_descriptors();
   crash_handler::install();
   // A write to a pipe that nobody reads, or beyond the user's limits, must not end the program.

@@ -147,6 +147,7 @@ void control_loop() {
       last_stats = Clock::now();
       report_stats();
     }
+    guard::tick();
     if (!wait_for_work(!connected())) break;
     {
       const std::lock_guard lock(g_mtx);

@@ -71,18 +71,6 @@ def test_goes_on_after_a_server_that_hung_and_ends_in_time_while_it_hangs(lab):
     lab.as_before()  # the guard finishes what could not be done
 
 
-def test_without_a_guard_it_ends_in_order_when_its_terminal_closes(lab):
-    lab.play()
-    program = lab.start()
-    os.kill(program.guard(), signal.SIGKILL)
-    # Every switch is reported to the guard, whose pipe is broken now.
-    for device in ("headset", "speakers"):
-        lab.choose(device)
-        lab.routed_to(device)
-    program.signal(signal.SIGHUP)
-    lab.ended(program, program.wait())
-
-
 def test_a_place_for_its_files_is_not_needed(lab):
     home = temp_dir()
     (home / "Velmora").write_text("in the way")

@@ -156,6 +156,39 @@ def test_a_sink_left_behind_is_taken_over_or_removed_and_the_guard_leaves_it_alo
         lab.as_before()
 
 
+def test_a_lost_guard_is_replaced_and_delays_no_end(lab):
+    lab.play()
+    for losses, kill in ((("killed", "stopped"), True), (("full",), False)):
+        replaced = "The guard process was lost and has been replaced"
+        program = lab.start(expect=[replaced])
+        for done, loss in enumerate(losses):
+            guard = program.guard()
+            os.kill(guard, signal.SIGKILL if loss == "killed" else signal.SIGSTOP)
+            if loss == "full":
+                fill_pipe(guard)
+            if loss != "killed":  # there is something to be told
+                lab.choose("headset")
+                lab.routed_to("headset")
+            if loss != "full":
+                becomes("it is replaced", lambda: program.count(replaced) > done)  # noqa: B023
+        began = time.monotonic()
+        program.signal(signal.SIGKILL if kill else signal.SIGHUP)  # or its terminal closes
+        lab.ended(program, program.wait(), -signal.SIGKILL if kill else 0)
+        check(time.monotonic() - began < 4, "the guard held the end up")
+        lab.as_before()
+        lab.choose("speakers")
+
+
+def fill_pipe(guard):
+    fd, = [fd for fd in os.listdir(f"/proc/{guard}/fd") if int(fd) > 2]
+    pipe = os.open(f"/proc/{guard}/fd/{fd}", os.O_WRONLY | os.O_NONBLOCK)
+    try:
+        while os.write(pipe, 4096 * b"\n"):
+            pass
+    except BlockingIOError:
+        os.close(pipe)
+
+
 # Programs and devices call themselves whatever they like.
 def test_names_may_hold_anything_and_the_list_of_devices_has_a_line_for_each(lab):
     name = "a\nERROR b \x1b[31m \u202e\u2028c " + 10000 * "x"

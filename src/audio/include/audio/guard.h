@@ -10,10 +10,21 @@
 
 namespace guard {
 
+// None of these waits for the guard to read what it is sent.
+//
 // Starts the guard process. Call it before any thread exists and before anything on the server is
 // changed. If no pipe or process can be made there is no guard, and that is not reported. SIGPIPE
 // is ignored from then on.
 void start();
+
+// Replaces a guard that was killed alone, or that has read nothing for two seconds. To be called
+// every few seconds; never waits for the guard. Thread: any.
+void tick();
+
+// Whether this process was started to be such a replacement, and what it then does; `program` is
+// the second argument. To be asked before anything else happens in main.
+bool is_guard(int argc, char** argv);
+[[noreturn]] void run(const char* program);
 
 // Our sink is, or is about to be, in place: on an unexpected end `device` becomes the default
 // again. Repeating the last message sends nothing. Thread: any.
