@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform_private.h"
+#include "xsettings.h"
 
 namespace {
 
@@ -27,6 +28,7 @@ struct Press {
   platform::Point at;
   std::uint64_t when_ms = 0;
 };
+platform::DoubleClick g_double_click;
 std::optional<platform::Point> g_grab;  // where a press, if it comes, moves the window
 std::optional<Press> g_grabbed;         // the last press that did
 std::optional<Press> g_pressed;         // the last press that went to the interface
@@ -68,7 +70,8 @@ SDL_HitTestResult hit_result(platform::Border border) {
 
 bool is_second_press(platform::Point p) {
   return g_grabbed &&
-         platform::is_double_click(platform::ticks_ms() - g_grabbed->when_ms, g_grabbed->at, p);
+         platform::is_double_click(g_double_click, platform::ticks_ms() - g_grabbed->when_ms,
+                                   g_grabbed->at, p);
 }
 
 // Whether a press there is to move the window. The second press of a double click comes through to
@@ -79,6 +82,15 @@ bool grabs(platform::Point p) {
 
 void note_grab() {
   if (g_grab) g_grabbed = Press{*g_grab, platform::ticks_ms()};
+}
+
+// Whoever changes the desktop's settings comes back from another window.
+void read_double_click() {
+  const std::string all = platform::xsettings();
+  g_double_click = platform::double_click(platform::xsetting(all, "Net/DoubleClickTime"),
+                                          platform::xsetting(all, "Net/DoubleClickDistance"));
+  SDL_SetHint("SDL_MOUSE_DOUBLE_CLICK_TIME", std::to_string(g_double_click.ms).c_str());
+  SDL_SetHint("SDL_MOUSE_DOUBLE_CLICK_RADIUS", std::to_string(g_double_click.distance).c_str());
 }
 
 void update_pointer(int x, int y) {
@@ -104,6 +116,9 @@ void update_pointer(int x, int y) {
 
 void on_window_event(const SDL_WindowEvent& event) {
   switch (event.event) {
+    case SDL_WINDOWEVENT_FOCUS_GAINED:
+      read_double_click();
+      break;
     case SDL_WINDOWEVENT_LEAVE:
       ui::on_mouse_leave();
       break;

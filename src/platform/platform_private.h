@@ -13,6 +13,7 @@
 //   calls.cpp         what is asked over the session bus
 //   signals.cpp       requests to end and to raise the window
 //   compat.cpp        time, and what not every SDL or display offers
+//   xsettings.cpp     what a desktop tells the programs on its X server
 //   window_rules.cpp  the decisions behind it, pure
 //   frame_stats.h     where the time of a frame goes, in debug builds
 //

@@ -29,8 +29,6 @@ constexpr Area kUnknownDisplay{0, 0, 1920, 1080};
 constexpr int kBorder = 10;
 constexpr int kCorner = 18;
 
-constexpr std::uint64_t kDoubleClickMs = 500;
-constexpr int kDoubleClickRadius = 5;
 constexpr std::uint64_t kRepeatedPressMs = 3;
 
 int rounded(double v) {
@@ -168,9 +166,18 @@ int resize_cursor(Border border) {
   return -1;
 }
 
-bool is_double_click(std::uint64_t elapsed_ms, Point first, Point second) {
-  return elapsed_ms <= kDoubleClickMs && std::abs(second.x - first.x) <= kDoubleClickRadius &&
-         std::abs(second.y - first.y) <= kDoubleClickRadius;
+DoubleClick double_click(std::optional<std::int32_t> ms, std::optional<std::int32_t> distance) {
+  constexpr std::int32_t kLongest = 5000;
+  constexpr std::int32_t kFarthest = 50;
+  DoubleClick most;
+  if (ms && *ms > 0) most.ms = static_cast<std::uint64_t>(std::min(*ms, kLongest));
+  if (distance && *distance >= 0) most.distance = std::min(*distance, kFarthest);
+  return most;
+}
+
+bool is_double_click(const DoubleClick& most, std::uint64_t elapsed_ms, Point first, Point second) {
+  return elapsed_ms <= most.ms && std::abs(second.x - first.x) <= most.distance &&
+         std::abs(second.y - first.y) <= most.distance;
 }
 
 bool is_repeated_press(std::uint64_t elapsed_ms, Point first, Point second) {

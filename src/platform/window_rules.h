@@ -102,9 +102,18 @@ inline constexpr int kResizeNs = 3;
 inline constexpr int kResizeCursors = 4;
 int resize_cursor(Border border);
 
-// Whether a press that follows another one makes a double click of it: at most half a second later,
-// at most 5 points away in either direction, as desktops have it. SDL itself allows 32.
-bool is_double_click(std::uint64_t elapsed_ms, Point first, Point second);
+// How far apart two presses of a double click are at most, unless the desktop says otherwise. SDL
+// itself allows 32 points.
+struct DoubleClick {
+  std::uint64_t ms = 500;
+  int distance = 5;  // points, in either direction
+};
+
+// The desktop's own numbers, where there are any that make sense.
+DoubleClick double_click(std::optional<std::int32_t> ms, std::optional<std::int32_t> distance);
+
+// Whether a press that follows another one makes a double click of it.
+bool is_double_click(const DoubleClick& most, std::uint64_t elapsed_ms, Point first, Point second);
 
 // Whether a press is the one before it, reported once more: nobody presses twice that fast. SDL 3
 // does so on X11 with presses of no length.

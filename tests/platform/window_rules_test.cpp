@@ -1,6 +1,7 @@
 // Sizes, places, borders and copied parts, on made-up displays.
 
 #include "platform/window_rules.h"
+#include "platform/xsettings.h"
 #include "test.h"
 
 namespace platform {
@@ -88,11 +89,30 @@ TEST(Border, is_told_by_the_place_and_corners_win_over_edges) {
     EXPECT_EQ(border_at(p, kCompact), border) << p.x << "," << p.y;
 }
 
+TEST(XSettings, are_read_in_both_byte_orders_and_never_past_their_end) {
+  using namespace std::string_literals;
+  const std::string little = "\0\0\0\0serl\3\0\0\0"s + "\1\0\5\0Th/emABCserl\3\0\0\0abcX"s +
+                             "\2\0\1\0CXXXserl12345678"s + "\0\0\6\0Net/DoXXserl\x2c\1\0\0"s;
+  const std::string big = "\1\0\0\0serl\0\0\0\1"s + "\0\0\0\6Net/DoXXserl\0\0\1\x2c"s;
+  for (const std::string& all : {little, big}) {
+    EXPECT_EQ(xsetting(all, "Net/Do"), 300);
+    EXPECT_EQ(xsetting(all, "Net/DoXX"), std::nullopt);
+    for (std::size_t n = 0; n < all.size(); ++n)
+      EXPECT_EQ(xsetting(std::string_view(all).substr(0, n), "Net/Do"), std::nullopt) << n;
+  }
+  EXPECT_EQ(xsetting("\0\0\0\0serl\xff\xff\xff\xff"s + std::string(64, '\x7f'), "a"), std::nullopt);
+}
+
 TEST(DoubleClick, is_two_presses_close_in_time_and_place) {
-  EXPECT_TRUE(is_double_click(500, {100, 60}, {105, 55}));
-  EXPECT_FALSE(is_double_click(501, {100, 60}, {100, 60}));
-  EXPECT_FALSE(is_double_click(100, {100, 60}, {106, 60}));
-  EXPECT_FALSE(is_double_click(100, {100, 60}, {100, 54}));
+  for (const auto& [most, far, ms] : {std::tuple{double_click({}, {}), 5, 500U},
+                                      {double_click(-1, -1), 5, 500U},
+                                      {double_click(300, 8), 8, 300U},
+                                      {double_click(1 << 30, 1 << 30), 50, 5000U}}) {
+    EXPECT_TRUE(is_double_click(most, ms, {100, 60}, {100 + far, 60 - far}));
+    EXPECT_FALSE(is_double_click(most, ms + 1, {100, 60}, {100, 60}));
+    EXPECT_FALSE(is_double_click(most, 100, {100, 60}, {101 + far, 60}));
+    EXPECT_FALSE(is_double_click(most, 100, {100, 60}, {100, 59 - far}));
+  }
   EXPECT_TRUE(is_repeated_press(3, {100, 60}, {100, 60}));
   EXPECT_FALSE(is_repeated_press(4, {100, 60}, {100, 60}));
   EXPECT_FALSE(is_repeated_press(0, {100, 60}, {100, 61}));
