@@ -206,8 +206,8 @@ void device_button() {
   const bool over = hovered(kHitDevice);
   button_bg(r, kHitDevice);
   const Rect heading = mirrored(r, Rect{r.x + 14.0F, r.y + 5.0F, r.w - 50.0F, 15.0F});
-  gfx::text(heading, shorten(i18n::T("device"), kSmall, heading.w), kSmall, quiet_text(),
-            start_align(), false, true);
+  gfx::text(heading, shorten(i18n::T("device"), kSmall, heading.w), kSmall,
+            pressed(kHitDevice) ? c.text : quiet_text(), start_align(), false, true);
   const Rect label{heading.x, r.y + 20.0F, heading.w, 20.0F};
   gfx::text(label, shorten(name, kText, label.w), kText, over ? c.text_strong : c.text,
             start_align(), false, true);

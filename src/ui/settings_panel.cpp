@@ -66,12 +66,14 @@ void draw_switch_row(const Rect& row, const SwitchRow& what) {
   const bool rtl = start_align() == Align::Right;
   const Rect body{rtl ? row.x : row.x + row.w - kWidth, row.y + (row.h - kHeight) * 0.5F, kWidth,
                   kHeight};
-  const unsigned face = theme::mix(c.off, c.accent, at);
+  const unsigned face = theme::mix(tone_colour(Tone::Off), c.accent, at);
+  // White on the dark theme's bright accent would hardly be seen.
+  const unsigned knob = theme::dark() ? theme::mix(0xFFFFFFFFU, c.panel, at) : 0xFFFFFFFFU;
   gfx::fill_round_rect(body, kHeight * 0.5F,
                        hovered(what.code) ? theme::mix(face, c.text_strong, 0.12F) : face);
   const float travel = kWidth - kHeight;
   const float cx = body.x + kHeight * 0.5F + travel * (rtl ? 1.0F - at : at);
-  gfx::fill_circle(cx, body.y + kHeight * 0.5F, kHeight * 0.5F - 3.0F, 0xFFFFFFFFU);
+  gfx::fill_circle(cx, body.y + kHeight * 0.5F, kHeight * 0.5F - 3.0F, knob);
   separator(row);
 }
 

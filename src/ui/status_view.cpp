@@ -95,17 +95,21 @@ StatusView status_view() {
 
 unsigned tone_colour(Tone tone) {
   const theme::Colors& c = *theme::colors();
+  // As much of the text's colour as a contrast of 3 : 1 to the window's lower end takes.
+  const auto darker = [&c](unsigned colour, float on_light, float on_dark) {
+    return theme::mix(colour, c.text, theme::dark() ? on_dark : on_light);
+  };
   switch (tone) {
     case Tone::Good:
-      return c.on;
+      return darker(c.on, 0.25F, 0.0F);
     case Tone::Warning:
-      return c.warning;
+      return darker(c.warning, 0.25F, 0.0F);
     case Tone::Danger:
       return c.danger;
     case Tone::Off:
       break;
   }
-  return c.off;
+  return darker(c.off, 0.35F, 0.15F);
 }
 
 }  // namespace ui

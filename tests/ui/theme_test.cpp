@@ -2,6 +2,7 @@
 #include "ui/theme.h"
 
 #include "test.h"
+#include "ui/status_view.h"
 #include "ui/widgets.h"
 
 namespace {
@@ -20,7 +21,7 @@ double contrast(unsigned a, unsigned b) {
   return (high + 0.05) / (low + 0.05);
 }
 
-TEST(palette, can_be_read_where_text_stands) {
+TEST(palette, can_be_read_where_text_stands_and_signs_be_seen) {
   for (const bool dark : {true, false}) {
     theme::set_dark(dark);
     const theme::Colors& c = *theme::colors();
@@ -31,6 +32,11 @@ TEST(palette, can_be_read_where_text_stands) {
         EXPECT_GE(contrast(text, surface), 4.5) << dark << std::hex << " " << surface;
     }
     EXPECT_GE(contrast(c.danger, c.panel), 4.5) << dark;
+    EXPECT_GE(contrast(c.text, ui::pressed_face()), 4.5) << dark;
+    for (const ui::Tone tone : {ui::Tone::Good, ui::Tone::Off, ui::Tone::Warning, ui::Tone::Danger})
+      EXPECT_GE(contrast(ui::tone_colour(tone), c.window_bottom), 3.0) << dark;
+    EXPECT_GE(contrast(ui::tone_colour(ui::Tone::Off), c.panel), 3.0) << dark << ", switches";
+    EXPECT_GE(contrast(c.accent, c.panel), 3.0) << dark << ", switches";
   }
 }
 
