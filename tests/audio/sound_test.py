@@ -133,3 +133,5 @@ def test_a_server_that_hangs_holds_no_caller_up(lab):
     becomes("what was wished meanwhile is made up for", lambda: lab.server.muted("speakers"))
     engine.ask("mute", 0)
     lab.hears("speakers")
+    lab.engines.remove(engine)
+    check(engine.close(), "nobody waits for the answer, but it may still come")

@@ -113,6 +113,7 @@ def test_a_second_start_is_answered_over_the_bus_by_the_copy_with_its_settings(s
     action(session, "full")
     second(other, "--compact")
     session.end(program)
+    equal(settings(session.home)["compact"], "0")  # what another copy was called for
     becomes("the other one has the name", lambda: beside.count("Found on the session bus"), 1)
     # It is the session's end that takes the bus away.
     session.daemon.kill()

@@ -1,7 +1,7 @@
 # The engine without the rest of the program, and the sealed settings file as text: see probe.cpp.
 import subprocess
 
-from .session import check, clean_environment, temp_dir, tool
+from .session import Counts, check, clean_environment, temp_dir, tool
 from .sound import np
 
 
@@ -20,9 +20,10 @@ def write_settings(home, **fields):
 
 class Engine:
     def __init__(self, server):
+        self.counts = Counts()
         self.process = subprocess.Popen(
             ["setpriv", "--pdeathsig", "KILL", tool("lab_probe")], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True,
-            env={**server.environment(), "XDG_CONFIG_HOME": str(temp_dir())})
+            env={**server.environment(), "XDG_CONFIG_HOME": str(temp_dir()), **self.counts.environment})
 
     # Sends a command and returns its answer.
     def ask(self, *words):
@@ -45,7 +46,8 @@ class Engine:
     def curve(self, gains, preamp):
         self.ask("curve", *gains, preamp)
 
-    # Stops the engine in order.
+    # Stops the engine in order. Returns how many requests it has cancelled.
     def close(self):
         self.process.stdin.close()
         check(self.process.wait(30) == 0, "the engine does not stop in order")
+        return self.counts.check_released(self.process.pid)

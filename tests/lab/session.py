@@ -82,6 +82,22 @@ def clean_environment(**changes):
     return kept | {"LC_ALL": "C.UTF-8"} | changes
 
 
+# Makes a program count what it holds of the sound library, see counts.cpp. Not where it is built with sanitizers.
+class Counts:
+    def __init__(self):
+        self.file = temp_dir() / "counts"
+        library = tool("lab_counts.so")
+        self.environment = {"LD_PRELOAD": library, "LAB_COUNTS": str(self.file)} if os.path.exists(library) else {}
+
+    # After its end, nothing. Returns how many requests were cancelled, one where that is not known.
+    def check_released(self, pid):
+        if not self.environment:
+            return 1
+        *held, cancelled = map(int, self.file.with_suffix(f".{pid}").read_text().split())
+        check(not any(held), f"streams, connections and main loops that were not released: {held}")
+        return cancelled
+
+
 # A child: output to a file, killed by the kernel when the test dies. Start it on the main thread.
 class Process:
     def __init__(self, arguments, environment, output):

@@ -29,10 +29,10 @@ class Velmora(Process):
         self.keeps = set(OWN_FILES)
         self.previous = self.inode()
         self.calm = None
-        self.scratch = temp_dir()
+        self.scratch, self.counts = temp_dir(), Counts()
         super().__init__([*wrapped, EXECUTABLE, *switches],
                          {**server.environment(), "XDG_CONFIG_HOME": str(self.home), "TRSL_LANG": "en",
-                          "TMPDIR": str(self.scratch), **display, **environment},
+                          "TMPDIR": str(self.scratch), **self.counts.environment, **display, **environment},
                          temp_dir() / "console")
 
     def inode(self):
@@ -74,6 +74,8 @@ class Velmora(Process):
         check(files <= self.keeps, f"left in its directory: {files - self.keeps}")
         if (self.folder / "settings.dat").exists() and Path(tool("lab_probe")).exists():  # the demo has none
             check("preset" in settings(self.home), "the settings cannot be opened")
+        if regular:
+            self.counts.check_released(self.pid)
         lines = self.log_text().split("\n")
         for line in lines[:-1]:
             check(LOG_LINE.fullmatch(line), f"a broken line in the log: {line[:200]!r}")
