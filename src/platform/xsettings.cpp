@@ -108,7 +108,7 @@ std::string read_settings(Display* display) {
   const Atom selection = x11.atom(display, name.c_str(), False);
   x11.grab(display);
   const Window owner = x11.owner(display, selection);
-  const std::string bytes = owner != 0 ? property_of(x11, display, owner) : "";
+  std::string bytes = owner != 0 ? property_of(x11, display, owner) : "";
   x11.ungrab(display);
   x11.flush(display);
   return bytes;

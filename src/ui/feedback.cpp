@@ -160,6 +160,7 @@ bool draw_tip(float w, float h) {
   constexpr float kHeight = 24.0F;
   const theme::Colors& c = *theme::colors();
   const Rect of = place_of(s.touch);
+  if (of.w <= 0.0F) return false;  // something has opened over it, from outside the window
   std::string name = i18n::T(key);
   // The button has no room for all of a long name.
   const ChosenDevice& device = s.look.chosen;

@@ -20,12 +20,12 @@ struct Feedback {
 
 // What Feedback follows from, beside what the interface shows.
 struct Touch {
-  bool held = false;             // the mouse button
   std::uint64_t pressed_ms = 0;  // when the last press was
-  int over = kHitNone;           // what is under the pointer,
-  int row = -1;                  // in a list the row whose mark to delete it is,
-  std::uint64_t over_ms = 0;     // and since when
+  std::uint64_t over_ms = 0;     // since when the pointer is
+  int over = kHitNone;           // over this element,
+  int row = -1;                  // in a list over this row's mark to delete it
   bool told = false;             // its name was shown, or is not needed any more
+  bool held = false;             // the mouse button
 };
 
 // Whether a button shows a press: it was pressed just now, or its list is open.

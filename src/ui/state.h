@@ -59,8 +59,8 @@ struct State {
   Settings* settings = nullptr;  // never null after the first use
   bool attached = false;         // they are the program's, not a stand-in
   Look look;
-  float drag_dy = 0.0F;  // from the knob's centre to the pointer
   Touch touch;
+  float drag_dy = 0.0F;        // from the knob's centre to the pointer
   bool layer_changed = false;  // the last press opened or closed a layer, or changed the view
 
   // What was made of all this last, and is made again where it differs.

@@ -70,7 +70,7 @@ void shadow(const Rect& r, float radius) {
   // Many faint layers, each larger than the one above it: soft without a blur.
   constexpr int kLayers = 16;
   for (int i = kLayers; i >= 1; --i) {
-    const float grow = static_cast<float>(i);
+    const auto grow = static_cast<float>(i);
     gfx::fill_round_rect({r.x - grow, r.y - grow + 5.0F, r.w + 2.0F * grow, r.h + 2.0F * grow},
                          radius + grow, theme::dark() ? 0x0B000000U : 0x04000000U);
   }
