@@ -7,7 +7,11 @@ namespace {
 
 TEST(Paths, the_configuration_directory_follows_the_environment) {
   Home home;
+  const mode_t mask = umask(0);
   EXPECT_EQ(paths::config_dir(), home.path() / "config/Velmora");
+  umask(mask);
+  for (const fs::path& created : {home.config(), home.config().parent_path()})
+    EXPECT_EQ(fs::status(created).permissions(), fs::perms::owner_all) << created;
   home.set("XDG_CONFIG_HOME", "");
   EXPECT_EQ(paths::config_dir(), home.path() / ".config/Velmora");
   home.set("HOME", "");
@@ -26,15 +30,6 @@ TEST(Paths, the_configuration_directory_follows_the_environment) {
   EXPECT_EQ(paths::config_dir(), "x/Velmora");
   EXPECT_TRUE(fs::is_directory("x/Velmora"));
   fs::current_path(before);
-}
-
-TEST(Paths, created_directories_are_private) {
-  Home home;
-  home.set("XDG_CONFIG_HOME", home.path() / "a");
-  const mode_t before = umask(0);
-  for (const std::string& created : {paths::config_dir(), (home.path() / "a").string()})
-    EXPECT_EQ(fs::status(created).permissions(), fs::perms::owner_all) << created;
-  umask(before);
 }
 
 TEST(Paths, the_language_is_that_of_the_first_variable_that_names_one) {

@@ -1,4 +1,4 @@
-// The description of made-up machines.
+// The description of made-up machines, and what of a long report a mail holds.
 
 #include "child.h"
 #include "crash/faultline_private.h"
@@ -126,6 +126,26 @@ TEST_F(Machine, sandboxes_report_their_package_and_their_host) {
   file("/.flatpak-info", "[Instance]\nbranch=stable\napp-commit=abc\n");
   EXPECT_EQ(faultline::package_line(), "flatpak org.example.Tester branch stable commit abc");
   EXPECT_EQ(os(), "OS: host not readable from the sandbox; sandbox: Core");
+}
+
+TEST(MailText, a_long_report_gives_way_first_in_its_log_and_never_cuts_a_character) {
+  const std::string head = "head\n\nLog (last lines before the crash):\n";
+  const std::string tail = "\nLog file:\n  /x\n=== end of report ===\n";
+  std::string log;
+  for (int i = 0; i < 50; ++i)
+    log += "l\xC3\xA4ne " + std::to_string(i) + "\n";
+  const std::string report = head + log + tail;
+  const auto body = [&](std::size_t limit) { return faultline::detail::mail_body(report, limit); };
+  EXPECT_EQ(body(report.size()), report);
+  EXPECT_EQ(body(head.size() + tail.size() + 20), head + "[...]\nl\xC3\xA4ne 49\n" + tail);
+  EXPECT_EQ(body(head.size() + tail.size() + 5), head + "[...]" + tail);
+  for (std::size_t limit = 0; limit < report.size(); ++limit) {
+    const std::string text = body(limit);
+    EXPECT_LE(text.size(), limit);
+    // What is cut is marked where it is, and no half character is left before the mark.
+    EXPECT_EQ(text.find("[...]") != std::string::npos, limit >= 6) << limit;
+    EXPECT_THAT(text, Not(HasSubstr("\xC3\n[...]"))) << limit;
+  }
 }
 
 }  // namespace

@@ -26,6 +26,15 @@ void expect_refused(const std::string& text, Reason reason, int line) {
   EXPECT_EQ(refusal->line, line) << text;
 }
 
+// The parts of a text between bars.
+std::vector<std::string> split(const std::string& text) {
+  std::vector<std::string> parts;
+  std::istringstream stream(text);
+  for (std::string part; std::getline(stream, part, '|');)
+    parts.push_back(part);
+  return parts;
+}
+
 std::string utf16(const std::string& ascii, bool big) {
   std::string bytes = big ? "\xFE\xFF" : "\xFF\xFE";
   for (const char c : ascii)
@@ -144,30 +153,17 @@ TEST(Refusing, names_the_line_and_the_reason) {
                                  "If: 1", "Stage: pre-mix", "Filter 2: ON NO Fc 50 Hz",
                                  "Filter: ON AP Fc 900 Hz Q 1", "Filter: ON XYZ Fc 900 Hz"})
     expect_refused(ok + "\n" + line, Reason::kUnsupported, 3);
-  for (const char* const line : {"Filter: ON PK Fc 1000 Hz Gain 6 dB",
-                                 "Filter: ON PK Fc nan Hz Gain 6 dB Q 1",
-                                 "Filter: ON PK Fc 1000 Hz Gain inf dB Q 1",
-                                 "Filter: ON PK Fc 1000 Hz Gain 1e9 dB Q 1",
-                                 "Filter: ON PK Fc 24000 Hz Gain 1 dB Q 1",
-                                 "Filter: ON PK Fc -9 Hz Gain 1 dB Q 1",
-                                 "Filter: ON PK Fc 9 Hz Gain 1 dB Q 0",
-                                 "Filter: ON PK Fc 9 Hz Gain 1,5 dB Q 1",
-                                 "Filter: ON PK Fc 9 Hz Gain 1.2.3 dB Q 1",
-                                 "Filter: ON PK Fc 9 Hz Gain 3 dB Q 1 and more",
-                                 "Filter: ON PK Fc 9 Hz Gain 3 dB BW 60 1",
-                                 "Filter: ON PK 6dB Fc 9 Hz Gain 3 dB Q 1",
-                                 "Filter: ON LS 99dB Fc 90 Hz Gain 30 dB",
-                                 "Filter: maybe",
-                                 "Filter:",
-                                 "Preamp: none",
-                                 "Preamp: -3 dB or so",
-                                 "Preamp: 1e400",
-                                 "GraphicEQ:",
-                                 "GraphicEQ: 25",
-                                 "GraphicEQ: 25 3; x",
-                                 "GraphicEQ: 25 3 30 4",
-                                 "GraphicEQ: 0 3",
-                                 "GraphicEQ: 25 1e99"})
+  for (const std::string& filter :
+       split("PK Fc 1000 Hz Gain 6 dB|PK Fc nan Hz Gain 6 dB Q 1|PK Fc 1000 Hz Gain inf dB Q 1|"
+             "PK Fc 1000 Hz Gain 1e9 dB Q 1|PK Fc 24000 Hz Gain 1 dB Q 1|PK Fc -9 Hz Gain 1 dB Q 1|"
+             "PK Fc 9 Hz Gain 1 dB Q 0|PK Fc 9 Hz Gain 1,5 dB Q 1|PK Fc 9 Hz Gain 1.2.3 dB Q 1|"
+             "PK Fc 9 Hz Gain 3 dB Q 1 and more|PK Fc 9 Hz Gain 3 dB BW 60 1|"
+             "PK 6dB Fc 9 Hz Gain 3 dB Q 1|LS 99dB Fc 90 Hz Gain 30 dB"))
+    expect_refused(ok + "Filter: ON " + filter, Reason::kMalformed, 2);
+  for (const std::string& line :
+       split("Filter: maybe|Filter:|Preamp: none|Preamp: -3 dB or so|Preamp: 1e400|GraphicEQ:|"
+             "GraphicEQ: 25|GraphicEQ: 25 3; x|GraphicEQ: 25 3 30 4|GraphicEQ: 0 3|"
+             "GraphicEQ: 25 1e99"))
     expect_refused(ok + line, Reason::kMalformed, 2);
 
   std::string many;

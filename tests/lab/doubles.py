@@ -2,7 +2,7 @@
 """Stand-ins for services of a desktop: doubles.py ADDRESS FILE SERVICE [NAME=NUMBER ...]
 
 SERVICE is "portal", "kit" or "watcher", on the bus at this address; where there is none, on one of its own. FILE is
-there when it can be called, and gets a line of JSON for each call. Ends with its standard input.
+there when it can be called, and gets a line of JSON for each call.
 """
 import json
 import os
@@ -35,7 +35,7 @@ def note(*call):
 def plain(value):
     if isinstance(value, dbus.types.UnixFd):
         with os.fdopen(value.take(), "rb") as file:
-            return file.read().decode("latin-1")
+            return file.read().decode()
     return [plain(entry) for entry in value] if isinstance(value, list) else str(value)
 
 
@@ -104,6 +104,4 @@ BUS = dbus.bus.BusConnection(ADDRESS, mainloop=DBusGMainLoop())
 OBJECT = KIND(BUS, PATH)
 OWNED = dbus.service.BusName(NAME, BUS)
 pathlib.Path(FILE).touch()
-LOOP = GLib.MainLoop()
-GLib.io_add_watch(sys.stdin, GLib.IO_HUP, lambda *_: LOOP.quit())
-LOOP.run()
+GLib.MainLoop().run()

@@ -2,10 +2,8 @@
 #
 #   tests/lab/run.py tests/soak/drift.py stays_near_a_device_on_another_clock --server pipewire minutes=120 ppm=-200
 #
-# A tone with clicks plays through the program to a device that takes 48000 x (1 + ppm/1000000) frames a
-# second. Once a minute the delay from our sink's monitor to the device is measured, and the program's
-# memory. It fails when sound was dropped, ran dry, or the delay went away by more than 15 ms. What
-# happens in the first `settle` minutes (more where other runs begin beside this one) is not counted.
+# Once a minute the delay from our sink's monitor to the device and the program's memory are printed. Fails when,
+# after the first `settle` minutes, sound was dropped, ran dry, or the delay went away by more than 15 ms.
 from lab.all import *
 
 DEVICES = ("speakers",)

@@ -2,13 +2,10 @@
 #
 #   tests/lab/run.py tests/soak/transitions_test.py changes_are_inaudible_or_silent_never_loud rounds=8 seed=7
 #
-# A tone plays through the program while a user turns knobs, switches the equalizer off and on, changes
-# devices, ends and starts the program, and while it is killed, its device vanishes and its server dies.
-# What every device plays meanwhile is recorded. Prints a row per kind of transition: the largest step
-# between two samples as compared with the tone's own, the loudest sample as compared with the tone's, for
-# how long it was louder than twice the tone, how long there was silence (least, median and most), and
-# how many edges were hard (a step of more than twice the tone's own). It fails when something was louder
-# than twice the tone, or a changing curve made a gap or a hard edge.
+# A tone plays through the program and every device is recorded. Prints a row per kind of transition: the largest
+# step and sample as compared with the tone's own, how long it was louder than twice the tone, how long silent
+# (least, median, most), and the hard edges (steps of more than twice the tone's own). Fails when something was
+# louder than twice the tone, or a changing curve made a gap or a hard edge.
 from lab.all import *
 
 LEVEL_DB = -18
