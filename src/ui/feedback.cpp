@@ -169,7 +169,7 @@ bool draw_tip(float w, float h) {
   const std::string text = shorten(name, kTipSize, w - 2.0F * kEdge - 16.0F);
   const float width = std::ceil(gfx::text_width(text, kTipSize, false)) + 16.0F;
   const float below = of.y + of.h + kEdge;
-  const Rect r{std::clamp(of.x + (of.w - width) * 0.5F, kEdge, w - kEdge - width),
+  const Rect r{std::clamp(of.x + (of.w - width) * 0.5F, kEdge, std::max(kEdge, w - kEdge - width)),
                below + kHeight + kEdge <= h ? below : of.y - kEdge - kHeight, width, kHeight};
   gfx::fill_round_rect(r, 6.0F, c.panel);
   gfx::stroke_round_rect(r, 6.0F, theme::mix(c.border, c.text_secondary, 0.5F), 1.0F);

@@ -11,7 +11,7 @@ TEST(events, in_any_order_break_nothing) {
   const char* const given = std::getenv("VELMORA_TEST_SEED");
   const auto seed = given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10))
                                      : std::random_device()();
-  std::printf("VELMORA_TEST_SEED=%u\n", seed);
+  std::fprintf(stderr, "VELMORA_TEST_SEED=%u\n", seed);
   std::mt19937 random(seed);
   std::vector<std::uint8_t> bytes(4096);
   int events = 0;
