@@ -20,6 +20,7 @@
 //   cushion.cpp            how much it is,
 //   drift.cpp              how fast it is played,
 //   resampler.cpp          and the resampler that does it
+//   dry_moment.cpp       why the queue ran dry, pure
 //   hardware_log.cpp     the description of the server for log and crash report
 //   guard_linux.cpp      the guard process
 //   guard_protocol.cpp   what the program sends to it
@@ -211,9 +212,12 @@ void fade_play_out(const LoopLock&);
 // stream_path.cpp
 // ----------------------------------------------------------------------------------------------
 
-// Logs what was dropped and how often the queue ran dry: since the last call, and in all.
+// Logs what was recorded and not played, how often the queue ran dry, and what silence was
+// inserted: since the last call, and in all.
 void report_stats();
 void report_totals();
+// Logs the last dry moment with its cause, at most one a minute. To be called every few seconds.
+void report_dry_moment(Clock::time_point now);
 
 // hardware_log.cpp
 // --------------------------------------------------------------------------------------------

@@ -148,6 +148,7 @@ void control_loop() {
       report_stats();
     }
     guard::tick();
+    report_dry_moment(Clock::now());
     if (!wait_for_work(!connected())) break;
     {
       const std::lock_guard lock(g_mtx);

@@ -34,6 +34,7 @@ void PlayQueue::restart(Start why, Clock::time_point now) {
       cushion_.ran_dry(lateness_us(now));
       break;
   }
+  begun_ = why == Start::kRanDry;
   woken_ = why == Start::kWoken;
   resampler_.restart();
   // What was written while the news of an underrun was on its way already waits in the stream. And

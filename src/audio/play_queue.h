@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <limits>
 #include <span>
+#include <utility>
 
 #include "cushion.h"
 #include "drift.h"
@@ -50,6 +51,8 @@ class PlayQueue {
   bool put(std::span<float> block, std::size_t following, Clock::time_point now, Write write) {
     arrived(now);
     const Plan plan = decide(block, following, now);
+    counts_.lost += block.size() - std::min(block.size(), plan.samples.size());
+    if (std::exchange(begun_, true)) counts_.inserted += plan.pad_samples;
     if (plan.dropped) return false;
     for (std::size_t left = plan.pad_samples; left > 0;) {
       const std::size_t n = std::min(left, kSilence.size());
@@ -59,6 +62,13 @@ class PlayQueue {
     pass(plan.samples, plan.speed, write);
     return true;
   }
+
+  // Samples since the last call.
+  struct Counts {
+    std::size_t lost = 0;      // of the blocks, not written
+    std::size_t inserted = 0;  // of silence, but for what precedes the first sound
+  };
+  Counts take_counts() { return std::exchange(counts_, {}); }
 
   // How long the queue is now, in us; Cushion::kUnknown while the server has not reported.
   [[nodiscard]] std::int64_t length_us(Clock::time_point now) const;
@@ -94,6 +104,8 @@ class PlayQueue {
   DriftControl drift_;
   Resampler resampler_;
 
+  Counts counts_;
+  bool begun_ = false;  // sound has been written since the stream was opened or woken
   bool woken_ = false;  // nothing has been written since
   bool known_ = false;  // the server has reported since the restart
   Timing timing_;       // as last reported, plus what was written since

@@ -24,12 +24,14 @@ constexpr std::int64_t kPlayedOutUs = 150000;  // for what waits in the stream, 
 struct Play {
   ServerStream stream;
   PlayQueue queue;
+  Arrivals arrivals;
   Fade fade;
   bool faded_out = false;
   bool asleep = false;  // it is corked, because there is nothing to be heard
 
   void restart() {
     queue.restart(PlayQueue::Start::kOpened, Clock::now());
+    arrivals.restart();
     fade.restart();
     faded_out = false;
     asleep = false;
@@ -56,6 +58,7 @@ void fall_asleep() {
 void wake_up(Clock::time_point now) {
   if (!std::exchange(g_play.asleep, false)) return;
   g_play.queue.restart(PlayQueue::Start::kWoken, now);
+  g_play.arrivals.restart();
   dismiss(pa_stream_cork(g_play.stream.get(), 0, nullptr, nullptr));
 }
 
@@ -79,22 +82,19 @@ void on_timing(pa_stream* s, void* /*user*/) {
 void on_underflow(pa_stream* s, void* /*user*/) {
   const bool current = s == g_play.stream.get();
   if (current && g_play.fade.gone()) return;
-  count_underrun();
+  const auto now = Clock::now();
+  count_underrun(current ? g_play.arrivals.explain(now) : DryMoment{});
   if (!current) return;
-  g_play.queue.restart(g_play.asleep ? PlayQueue::Start::kWoken : PlayQueue::Start::kRanDry,
-                       Clock::now());
+  g_play.queue.restart(g_play.asleep ? PlayQueue::Start::kWoken : PlayQueue::Start::kRanDry, now);
   dismiss(pa_stream_update_timing_info(s, nullptr, nullptr));
 }
 
 }  // namespace
 
-bool play(std::span<float> block, std::size_t following) {
-  if (!g_play.stream.in_place()) return true;
-  if (path_silent()) {
-    fall_asleep();
-    return true;
-  }
-  if (g_play.fade.gone()) return true;
+void play(std::span<float> block, std::size_t following) {
+  if (!g_play.stream.in_place()) return count_lost(block);
+  if (path_silent()) return fall_asleep();
+  if (g_play.fade.gone()) return count_lost(block);
   g_play.fade.apply(block);
   if (g_play.fade.gone()) {
     g_play.faded_out = true;
@@ -102,7 +102,11 @@ bool play(std::span<float> block, std::size_t following) {
   }
   const auto now = Clock::now();
   wake_up(now);
-  return g_play.queue.put(block, following, now, write);
+  g_play.arrivals.arrived(now);
+  g_play.queue.put(block, following, now, write);
+  const PlayQueue::Counts counts = g_play.queue.take_counts();
+  if (counts.lost > 0) count_lost(block.last(counts.lost));
+  if (counts.inserted > 0) count_inserted(counts.inserted);
 }
 
 bool play_asleep() {

@@ -77,6 +77,8 @@ void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {
         show_fragment(samples);
       }
       pace(samples);
+    } else if (data != nullptr && g_record.routed) {
+      count_lost({static_cast<const float*>(data), bytes / kFrameBytes * kChannels});
     }
     pa_stream_drop(s);
   }

@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "app/logger.h"
 #include "audio_private.h"
@@ -29,9 +31,32 @@ std::atomic<std::uint64_t> g_dropped{0};  // bytes
 std::atomic<std::uint64_t> g_drop_events{0};
 std::atomic<std::uint64_t> g_underflows{0};
 
-// Control thread: what report_stats has logged.
+std::atomic<std::uint64_t> g_inserted{0};  // bytes of silence
+std::atomic<std::uint64_t> g_insert_events{0};
+// The last dry moment that was not logged yet: a DryMoment's cause and its us, in one; -1 for none.
+std::atomic<std::int64_t> g_dry_moment{-1};
+constexpr std::int64_t kCauses = 4;
+
+// Control thread: what has been logged.
 std::uint64_t g_logged_drops = 0;
 std::uint64_t g_logged_underflows = 0;
+std::uint64_t g_logged_inserts = 0;
+std::optional<Clock::time_point> g_dry_logged_at;
+
+constexpr std::chrono::seconds kDryMomentEvery{60};
+
+std::string text_of(DryMoment::Cause cause, std::int64_t late_us) {
+  const std::string ms = std::to_string(late_us / 1000) + " ms";
+  switch (cause) {
+    case DryMoment::Cause::kLateRecord:
+      return "no sound was recorded for " + ms;
+    case DryMoment::Cause::kLatePlayback:
+      return "this program did not run for " + ms;
+    case DryMoment::Cause::kServer:
+      break;
+  }
+  return "sound came in time, the server lost cycles";
+}
 
 }  // namespace
 
@@ -48,10 +73,7 @@ void process_fragment(std::span<const float> samples) {
 
     g_equalizer.process(block);
     g_tap.push(block);
-    if (!play(block, samples.size())) {
-      g_dropped += block.size_bytes();
-      ++g_drop_events;
-    }
+    play(block, samples.size());
   }
 }
 
@@ -63,8 +85,20 @@ bool path_silent() {
   return g_equalizer.silent();
 }
 
-void count_underrun() {
+void count_lost(std::span<const float> samples) {
+  if (std::ranges::all_of(samples, [](float x) { return x == 0.0F; })) return;
+  g_dropped += samples.size_bytes();
+  ++g_drop_events;
+}
+
+void count_inserted(std::size_t samples) {
+  g_inserted += samples * sizeof(float);
+  ++g_insert_events;
+}
+
+void count_underrun(const DryMoment& why) {
   ++g_underflows;
+  g_dry_moment.store(why.late_us * kCauses + static_cast<std::int64_t>(why.cause));
 }
 
 void set_curve(const eq::Curve& curve) {
@@ -81,6 +115,10 @@ void take_peaks(float* left, float* right) {
 }
 
 void report_stats() {
+  const std::uint64_t inserts = g_insert_events.load();
+  if (const auto logged = std::exchange(g_logged_inserts, inserts); inserts != logged)
+    logger::info("Audio path last minute: " + std::to_string(inserts - logged) +
+                 "x silence inserted");
   const std::uint64_t drops = g_drop_events.load();
   const std::uint64_t underflows = g_underflows.load();
   if (drops == g_logged_drops && underflows == g_logged_underflows) return;
@@ -90,7 +128,20 @@ void report_stats() {
   g_logged_underflows = underflows;
 }
 
+void report_dry_moment(Clock::time_point now) {
+  if (g_dry_logged_at && now - *g_dry_logged_at < kDryMomentEvery) return;
+  const std::int64_t dry = g_dry_moment.exchange(-1);
+  if (dry < 0) return;
+  g_dry_logged_at = now;
+  logger::info("Audio path ran dry: " +
+               text_of(static_cast<DryMoment::Cause>(dry % kCauses), dry / kCauses));
+}
+
 void report_totals() {
+  if (g_inserted != 0) {
+    logger::info("Audio path total: inserted " + std::to_string(g_inserted.load()) +
+                 " bytes of silence in " + std::to_string(g_insert_events.load()) + " places");
+  }
   if (g_dropped == 0 && g_underflows == 0) return;
   logger::info("Audio path total: dropped " + std::to_string(g_dropped.load()) + " bytes in " +
                std::to_string(g_drop_events.load()) + " chunks, buffer underruns " +

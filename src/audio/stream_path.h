@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <span>
 
+#include "dry_moment.h"
+
 namespace audio {
 
 // stream_path.cpp
@@ -19,15 +21,18 @@ void show_fragment(std::span<const float> samples);
 // Whether it has been silent for so long that the device may sleep.
 bool path_silent();
 
-void count_underrun();
+// Recorded sound that will never be played; silence does not count.
+void count_lost(std::span<const float> samples);
+// Samples of silence inserted between sound and sound.
+void count_inserted(std::size_t samples);
+void count_underrun(const DryMoment& why);
 
 // play_stream.cpp
 // ----------------------------------------------------------------------------------------------
 
-// Plays the next block, at most 10 ms, which is changed in place. `following` samples of the same
-// fragment come right after it. Returns false when the block was dropped because the queue is too
-// long.
-bool play(std::span<float> block, std::size_t following);
+// Plays the next block, at most 10 ms, which is changed in place, and counts what of it is not
+// played. `following` samples of the same fragment come right after it.
+void play(std::span<float> block, std::size_t following);
 // Whether the playback stream is corked because there is nothing to be heard.
 bool play_asleep();
 

@@ -186,6 +186,7 @@ TEST(PlayQueue, is_filled_to_its_target_after_every_pause_and_counts_no_delay_of
       Line line;
       line.restart(Start::kOpened);
       line.run(2000, 40000, 1.0);
+      EXPECT_EQ(line.queue.take_counts().lost, 0U);
       line.restart(why);
       const std::vector<float> sound = tone(480);
       for (std::size_t left = following;; left -= kBlock) {
@@ -198,7 +199,40 @@ TEST(PlayQueue, is_filled_to_its_target_after_every_pause_and_counts_no_delay_of
       // Its delay is another one now.
       line.report(150000);
       EXPECT_NEAR(static_cast<double>(line.queue.length_us(line.now)), line.fill / 0.048, 1);
+      EXPECT_EQ(line.queue.take_counts().inserted > 0, why == Start::kRanDry);
+      // What a burst brings too much is counted.
+      const std::size_t before = line.written.size();
+      for (int i = 0; i < 20; ++i)
+        line.put(sound);
+      const std::size_t lost = line.queue.take_counts().lost;
+      EXPECT_GE(lost, 5 * kBlock);
+      EXPECT_NEAR(static_cast<double>(line.written.size() - before + lost), 20.0 * kBlock, 100);
     }
+  }
+}
+
+TEST(Arrivals, tell_late_sound_from_a_late_program_and_both_from_a_server_that_lost_cycles) {
+  using enum DryMoment::Cause;
+  struct Case {
+    std::vector<int> blocks_ms;
+    int dry_ms;
+    DryMoment::Cause cause;
+    int late_ms;
+  };
+  const Case cases[] = {{{}, 500, kServer, 0},
+                        {{500, 510, 520}, 525, kServer, 0},
+                        {{500, 510, 520}, 590, kLateRecord, 70},
+                        {{500, 510, 580, 580, 580}, 581, kLatePlayback, 70},
+                        {{500, 510, 580, 590, 600, 650, 700}, 705, kLatePlayback, 50},
+                        {{500, 510, 580, 600, 620, 640, 660, 680, 700}, 705, kServer, 0}};
+  for (const Case& c : cases) {
+    const auto at = [](int ms) { return Clock::time_point(std::chrono::milliseconds(ms)); };
+    Arrivals arrivals;
+    for (const int ms : c.blocks_ms)
+      arrivals.arrived(at(ms));
+    const DryMoment dry = arrivals.explain(at(c.dry_ms));
+    EXPECT_EQ(std::pair(dry.cause, dry.late_us), std::pair(c.cause, c.late_ms * std::int64_t{1000}))
+        << &c - cases;
   }
 }
 
@@ -210,12 +244,25 @@ TEST(PathStats, report_what_is_new_once) {
     return lines.size() == before ? "" : lines.back().substr(15);
   };
   EXPECT_EQ(report(), "");
-  count_underrun();
-  count_underrun();
+  count_underrun({});
+  count_underrun({});
   EXPECT_EQ(report(), "Audio path last minute: 0x dropped, 2x buffer underrun");
   EXPECT_EQ(report(), "");
-  count_underrun();
-  EXPECT_EQ(report(), "Audio path last minute: 0x dropped, 1x buffer underrun");
+  count_underrun({});
+  count_lost(tone(480));
+  count_lost(std::vector<float>(kBlock));  // silence is no loss
+  EXPECT_EQ(report(), "Audio path last minute: 1x dropped, 1x buffer underrun");
+  count_inserted(kBlock);
+  EXPECT_EQ(report(), "Audio path last minute: 1x silence inserted");
+  const auto at = Clock::now();
+  for (const int s : {0, 1, 59, 61}) {
+    const std::size_t before = logger::tail(500).size();
+    count_underrun({DryMoment::Cause::kLateRecord, 70000});
+    report_dry_moment(at + std::chrono::seconds(s));
+    report_dry_moment(at + std::chrono::seconds(s));
+    EXPECT_EQ(logger::tail(500).size() - before, s == 0 || s == 61 ? 1U : 0U) << s;
+  }
+  EXPECT_THAT(logger::tail(1)[0], testing::EndsWith("ran dry: no sound was recorded for 70 ms"));
 }
 
 // What of the device's level comes of ours, and what of it is asked back.
