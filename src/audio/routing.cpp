@@ -36,6 +36,7 @@ std::string g_asked_for;  // the present device, before another try
 bool g_restricted = false;
 DefaultHistory g_history;
 bool g_no_device_logged = false;
+bool g_surround_logged = false;
 std::string g_looked_for;  // the last device that the user chose
 bool g_restricted_logged = false;
 bool g_passive_logged = false;
@@ -278,6 +279,15 @@ Default meaning_of_default(const Snapshot& s, const Wishes& wishes) {
   return meaning_of_default(s, g_follow.device, &g_history);
 }
 
+// Our sink is stereo. Logged for the first such device of a run.
+void log_surround(const SinkInfo* device) {
+  if (device == nullptr || device->channels <= kChannels || g_surround_logged) return;
+  g_surround_logged = true;
+  logger::warn(
+      "The output device has " + std::to_string(device->channels) +
+      " channels: surround sound is mixed to stereo, and the server spreads that over them");
+}
+
 void log_missing_device(const std::string& target) {
   if (!target.empty()) {
     g_no_device_logged = false;
@@ -326,6 +336,7 @@ bool reconcile(const LoopLock& lock, const Wishes& wishes) {
     publish(*s, target, g_follow.device, false, false, false);
     return true;
   }
+  if (*wishes.active) log_surround(s->find(target));
   return *wishes.active ? reconcile_on(lock, std::move(*s), target, wishes.takeover)
                         : reconcile_off(lock, *s, target, wishes.takeover);
 }

@@ -353,6 +353,25 @@ def test_our_own_stream_is_as_loud_as_the_music_and_moves_no_volume(lab):
         lab.as_before()
 
 
+def test_a_surround_device_is_as_loud_as_before_and_warned_of_once(lab):
+    lab.server.load("module-null-sink", *sink_arguments("surround")[:2], "channels=6", "channel_map=surround-51",
+                    "format=float32le", "norewinds=true")
+    lab.remember()
+    lab.choose("surround")
+    lab.play((1000, -20))
+
+    def level():
+        recorder = Recorder(lab.server, "surround.monitor")
+        try:
+            return level_db(recorder.next(0.4)[-12000:, 0], 1000)
+        finally:
+            recorder.close()
+    before = becomes("the music is loud", level, lambda db: db > -40)
+    program = lab.start(device="surround", expect=["has 6 channels"])
+    becomes("it is as loud as before", level, lambda db: abs(db - before) < 0.3)
+    check(program.count("has 6 channels") == 1, "not warned of, or more than once")
+
+
 def test_a_stream_that_is_sent_to_the_followed_device_is_equalized_like_the_others(lab):
     lab.play()
     lab.start()
