@@ -34,6 +34,7 @@ int g_tries = 0;  // to become the default device in vain, with the same sink
 Clock::time_point g_tried_at;
 std::string g_asked_for;  // the present device, before another try
 bool g_restricted = false;
+bool g_refused = false;  // and the server said so
 DefaultHistory g_history;
 bool g_no_device_logged = false;
 bool g_surround_logged = false;
@@ -71,6 +72,7 @@ bool become_default(const LoopLock& lock, const std::string& present) {
   }
   const bool agreed = set_default(lock, kSinkName, kRequestMs);
   if (!agreed && !server_silent(lock) && access_denied(lock)) {
+    g_refused = true;
     restrict();
     return true;
   }
@@ -244,6 +246,8 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
   start_at_level(lock, *ours);
   bool done = ensure_play(lock, s, target);
   done = ensure_record(lock, *ours) && done;
+  // A server that was too busy to answer may come round.
+  if (s.default_sink == kSinkName && !g_refused) g_restricted = false;
   if (takeover) {
     const bool settled = s.default_sink == kSinkName || become_default(lock, s.default_sink);
     done = settled && done;
@@ -355,6 +359,7 @@ void begin_connection() {
   g_history.new_connection = true;
   if (consume_unrestored()) g_history.expected = true;
   g_restricted = false;
+  g_refused = false;
   g_tries = 0;
 }
 
