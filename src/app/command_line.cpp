@@ -130,7 +130,8 @@ Start apply_start_switches(const Args& args, Settings* s) {
   value_of("--size", [s](const std::string& value) { return apply_size(value, s); });
   start.theme_chosen =
       value_of("--theme", [s](const std::string& value) { return apply_theme(value, s); });
-  value_of("--preset", [s](const std::string& value) { return apply_preset(value, s); });
+  start.preset_chosen =
+      value_of("--preset", [s](const std::string& value) { return apply_preset(value, s); });
   // Whether there is such a device, the engine finds out.
   value_of("--device", [&start](const std::string& value) {
     start.device = value;

@@ -35,6 +35,7 @@ bool parse_size(const std::string& text, int* width, int* height);
 struct Start {
   bool open_settings = false;  // show the settings panel
   bool theme_chosen = false;   // the theme in the settings was set by a switch
+  bool preset_chosen = false;  // and so were its preset and curve
   std::string device;          // output device of this run only; empty: the one in the settings
   std::vector<std::string> ignored;  // switches with a value that means nothing, as "--size 5"
   bool takeover = true;  // may change the default device and move other programs' streams

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "app/autostart.h"
+#include "app/device_presets.h"
 #include "app/logger.h"
 #include "app/paths.h"
 #include "app/settings.h"
@@ -166,7 +167,7 @@ void stop_at_exit() {
   settings::stop_saver();
 }
 
-int run_window(const Args& args, Settings* s) {
+int run_window(const Args& args, Settings* s, DevicePresets* devices) {
   const command_line::Start start = command_line::apply_start_switches(args, s);
   if (start.open_settings) ui::open_settings_at_start();
   if (start.theme_chosen) theme::set_dark(s->theme == "dark");
@@ -175,6 +176,7 @@ int run_window(const Args& args, Settings* s) {
   for (const std::string& value : start.ignored)
     logger::warn("Switch ignored: " + value);
   desktop::connect();
+  ui::set_device_presets(devices, start.preset_chosen);
   start_audio(*s, start);
   std::atexit(stop_at_exit);
   settings::start_saver(crash_handler::prepare_thread);
@@ -221,7 +223,8 @@ int start_up(const Args& args) {
   }
   crash_handler::rotate_log(paths::config_dir() + "/" + kLogName + ".log");
   open_log(kLogName);
-  return run_window(args, &s);
+  DevicePresets devices = device_presets::load();
+  return run_window(args, &s, &devices);
 }
 
 }  // namespace

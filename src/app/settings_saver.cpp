@@ -1,5 +1,5 @@
 // DESIGN: while the window is open, a thread writes, so no frame waits for a disk. It takes the
-// newest record, and only that one.
+// newest record of each file, and only that one.
 #include <pthread.h>
 
 #include <chrono>
@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "app/device_presets.h"
 #include "app/logger.h"
 #include "app/settings.h"
 #include "settings_file.h"
@@ -21,10 +22,30 @@ namespace {
 constexpr const char* kThreadName = "Velq-saver";
 constexpr std::chrono::minutes kSaveAgain{1};  // after a save that failed
 
+// The newest records that are not written yet.
+struct Work {
+  std::optional<Settings> settings;
+  std::optional<DevicePresets> devices;
+
+  [[nodiscard]] bool any() const { return settings || devices; }
+
+  // What cannot be written stays.
+  void write() {
+    if (settings && write_file(*settings)) settings.reset();
+    if (devices && write_file(*devices)) devices.reset();
+  }
+
+  // Takes over what has not been replaced meanwhile.
+  void put_back(Work older) {
+    if (!settings) settings = std::move(older.settings);
+    if (!devices) devices = std::move(older.devices);
+  }
+};
+
 struct Saver {
   std::mutex mutex;  // guards all but the thread
   std::condition_variable changed;
-  std::optional<Settings> next;  // the newest record that is not written yet
+  Work next;
   bool running = false;
   bool ending = false;
   std::thread thread;  // the thread that starts and stops the saver
@@ -35,32 +56,38 @@ Saver& g_saver = *new Saver;
 void save_until_stopped() {
   Saver& saver = g_saver;
   std::unique_lock lock(saver.mutex);
+  const auto woken = [&] { return saver.next.any() || saver.ending; };
   for (;;) {
-    saver.changed.wait(lock, [&] { return saver.next || saver.ending; });
-    if (!saver.next) return;
-    Settings s = *std::exchange(saver.next, std::nullopt);
+    saver.changed.wait(lock, woken);
+    if (!saver.next.any()) return;
+    Work work = std::exchange(saver.next, {});
     lock.unlock();
-    const bool written = write_file(s);
+    work.write();
     lock.lock();
-    if (written || saver.next || saver.ending) continue;
+    if (!work.any() || (saver.ending && !saver.next.any())) continue;
     // The disk may have room again later.
-    saver.changed.wait_for(lock, kSaveAgain, [&] { return saver.next || saver.ending; });
-    if (!saver.next) saver.next = std::move(s);
+    saver.changed.wait_for(lock, kSaveAgain, woken);
+    saver.next.put_back(std::move(work));
   }
+}
+
+template <typename Record>
+bool save_later_or_now(std::optional<Record> Work::*at, const Record& record) {
+  {
+    const std::lock_guard lock(g_saver.mutex);
+    if (g_saver.running) {
+      g_saver.next.*at = record;
+      g_saver.changed.notify_all();
+      return true;
+    }
+  }
+  return write_file(record);
 }
 
 }  // namespace
 
 bool save(const Settings& s) {
-  {
-    const std::lock_guard lock(g_saver.mutex);
-    if (g_saver.running) {
-      g_saver.next = s;
-      g_saver.changed.notify_all();
-      return true;
-    }
-  }
-  return write_file(s);
+  return save_later_or_now(&Work::settings, s);
 }
 
 void start_saver(void (*prepare)()) {
@@ -90,3 +117,11 @@ void stop_saver() {
 }
 
 }  // namespace settings
+
+namespace device_presets {
+
+bool save(const DevicePresets& presets) {
+  return settings::save_later_or_now(&settings::Work::devices, presets);
+}
+
+}  // namespace device_presets

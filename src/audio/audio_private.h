@@ -12,6 +12,7 @@
 //   server_stream.cpp    one stream on the server, of either kind
 //   record_stream.cpp    the audio path: what is recorded,
 //   stream_path.cpp        what becomes of it,
+//   device_curves.cpp        with the curve of the device that is played to,
 //   play_stream.cpp        and what is played
 //   equalizer.cpp        curve, crossfade and silence, pure
 //   tap.cpp              newest samples and peaks for the display
@@ -218,6 +219,13 @@ void report_stats();
 void report_totals();
 // Logs the last dry moment with its cause, at most one a minute. To be called every few seconds.
 void report_dry_moment(Clock::time_point now);
+
+// device_curves.cpp
+// ---------------------------------------------------------------------------------------------
+
+// The device `device` (as Status::target_id) is about to be played to: its curve is applied, where
+// it has one. Control thread.
+void use_curve_of(const std::string& device);
 
 // hardware_log.cpp
 // --------------------------------------------------------------------------------------------

@@ -47,6 +47,12 @@ void Equalizer::apply_new_curve() {
   blend_left_ = silent() ? 0 : kBlendFrames;
 }
 
+void Equalizer::apply_unheard() {
+  blend_left_ = 0;
+  apply_new_curve();
+  blend_left_ = 0;
+}
+
 void Equalizer::process(std::span<float> samples) {
   apply_new_curve();
   if (!is_silent(samples)) {

@@ -27,6 +27,9 @@ class Equalizer {
   // stays, and so does the count of silence, which lets a sleeping device sleep on.
   void restart();
 
+  // Nothing of what is equalized can be heard: the newest curve needs no crossfade.
+  void apply_unheard();
+
   // Equalizes interleaved stereo in place, at most kMaxFrames frames.
   void process(std::span<float> samples);
 

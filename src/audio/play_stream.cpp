@@ -115,6 +115,8 @@ bool play_asleep() {
 
 bool open_play(const LoopLock& lock, const SinkInfo& sink) {
   close_play(lock);
+  // A crossfade would reach into the new stream: at its device the old curve may be far too loud.
+  apply_curve_unheard();
   g_play.restart();
   pa_stream* s = g_play.stream.create(lock, "playback", "Equalizer", sink.name);
   if (s != nullptr) {

@@ -178,9 +178,14 @@ bool ensure_play(const LoopLock& lock, const Snapshot& s, const std::string& tar
     close_play(lock);
     return true;
   }
-  if (play_alive(lock, *sink)) return true;
+  const std::string device = recognised_by(s, *sink);
+  if (play_alive(lock, *sink)) {
+    use_curve_of(device);  // another port of it may be in use
+    return true;
+  }
   // If the user chose another default, the music has left us already.
   if (s.default_sink == kSinkName) fade_play_out(lock);
+  use_curve_of(device);
   if (!open_play(lock, *sink)) return false;
   // The user's own "device" may be a virtual sink, too.
   if (sink->works_ahead && is_idle(s, *sink)) wake_sink(lock, target);
@@ -207,6 +212,7 @@ bool reconcile_off(const LoopLock& lock, const Snapshot& s, const std::string& t
   if (leftover != nullptr && !has_module()) adopt_module(leftover->module);
   bool done = teardown(lock, s, g_follow.device, takeover);
   const SinkInfo* heard = s.find(target);
+  if (heard != nullptr) use_curve_of(recognised_by(s, *heard));
   if (heard == nullptr) {
     close_record(lock);
   } else if (!record_alive(lock, *heard, false)) {

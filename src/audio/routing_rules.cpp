@@ -5,10 +5,14 @@
 
 #include <algorithm>
 
+#include "app/utf8.h"
+
 namespace audio {
 
 namespace {
 
+constexpr const char* kBluetooth = "api.bluez5.address=";
+constexpr std::size_t kMaxId = 300;  // characters
 constexpr const char* kOlderSink = "tarsel";
 
 constexpr std::chrono::seconds kProfileChange{30};  // for its new sink to appear
@@ -167,6 +171,19 @@ std::vector<std::uint32_t> streams_to_acquire(const Snapshot& s, const std::stri
     if (stream.device == followed || stream.device == by_default) result.push_back(stream.index);
   }
   return result;
+}
+
+std::string recognised_by(const Snapshot& s, const SinkInfo& sink) {
+  if (sink.identity.empty()) return utf8::one_line("name=" + sink.name, kMaxId);
+  std::string id = sink.identity;
+  // A headset calls its only port after its profile.
+  const bool ports = !sink.port.empty() && !sink.identity.starts_with(kBluetooth);
+  if (ports) id += ", port=" + sink.port;
+  const bool ambiguous = std::ranges::any_of(s.sinks, [&](const SinkInfo& other) {
+    return other.name != sink.name && other.identity == sink.identity && other.port == sink.port;
+  });
+  if (ambiguous) id += ", name=" + sink.name;
+  return utf8::one_line(id, kMaxId);
 }
 
 bool is_idle(const Snapshot& s, const SinkInfo& sink) {

@@ -32,6 +32,7 @@ struct SinkInfo {
   std::uint32_t module = kNoIndex;  // module that owns it
   std::string link_group;  // which a filter's sink has in common with its stream; empty for others
   std::string identity;    // the same for every sink of one piece of hardware; may be empty
+  std::string port{};      // the active one, such as a headphones' socket; empty where it has none
   std::uint8_t channels = 2;
   bool muted = false;
   bool works_ahead =
@@ -132,6 +133,10 @@ std::string choose_target(const Snapshot& s, const std::string& output, const st
 // those on the server's default device, unless that is the sibling's sink. The streams by which
 // filter sinks play stay where they are.
 std::vector<std::uint32_t> streams_to_acquire(const Snapshot& s, const std::string& follow);
+
+// What a sink and its active port are recognised by when they come back: the hardware, and the name
+// of the sink only where nothing else tells it from others. One line.
+std::string recognised_by(const Snapshot& s, const SinkInfo& sink);
 
 // Whether the sink plays nothing, our own streams aside.
 bool is_idle(const Snapshot& s, const SinkInfo& sink);

@@ -69,6 +69,7 @@ void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
       .module = info->owner_module,
       .link_group = property(info->proplist, kLinkGroup),
       .identity = identity(info->proplist),
+      .port = info->active_port != nullptr ? text(info->active_port->name) : std::string(),
       .channels = info->sample_spec.channels,
       .muted = info->mute != 0,
       .works_ahead = text(info->driver) == kNullSinkDriver,
@@ -138,6 +139,7 @@ void publish(const Snapshot& s, const std::string& target, const std::string& fo
 
   const SinkInfo* sink = s.find(target);
   status.muted = sink != nullptr && sink->muted;
+  if (sink != nullptr) status.target_id = recognised_by(s, *sink);
   if (streams_alive && !status.muted) {
     const SinkInfo* ours = s.find(kSinkName);
     status.muted = ours != nullptr && ours->muted;

@@ -64,6 +64,10 @@ void restart_path() {
   g_equalizer.restart();
 }
 
+void apply_curve_unheard() {
+  g_equalizer.apply_unheard();
+}
+
 void process_fragment(std::span<const float> samples) {
   while (!samples.empty()) {
     const std::size_t n = std::min(samples.size(), g_block.size());

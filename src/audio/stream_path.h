@@ -14,6 +14,9 @@ namespace audio {
 
 // A capture begins: nothing of the one before is left in the filters.
 void restart_path();
+// Nothing is played at the moment: the newest curve is the only one that what is played next is
+// equalized with.
+void apply_curve_unheard();
 // A fragment of sound to be equalized and played, interleaved stereo of any length.
 void process_fragment(std::span<const float> samples);
 // A fragment of sound that is only shown.

@@ -13,11 +13,17 @@ namespace desktop {
 namespace {
 
 constexpr std::array kActions = {
-    Action{"toggle", "", "", Verb::kToggle},   Action{"on", "", "b", Verb::kOn},
-    Action{"off", "", "", Verb::kOff},         Action{"mute", "", "", Verb::kMute},
-    Action{"preset", "s", "s", Verb::kPreset}, Action{"compact", "", "", Verb::kCompact},
-    Action{"full", "", "", Verb::kFull},       Action{"settings", "", "", Verb::kSettings},
-    Action{"quit", "", "", Verb::kQuit},       Action{"preset-text", "", "a{ss}", std::nullopt},
+    Action{"toggle", "", "", Verb::kToggle},
+    Action{"on", "", "b", Verb::kOn},
+    Action{"off", "", "", Verb::kOff},
+    Action{"mute", "", "", Verb::kMute},
+    Action{"preset", "s", "s", Verb::kPreset},
+    Action{"preset-per-device", "", "b", Verb::kDevicePresets},
+    Action{"compact", "", "", Verb::kCompact},
+    Action{"full", "", "", Verb::kFull},
+    Action{"settings", "", "", Verb::kSettings},
+    Action{"quit", "", "", Verb::kQuit},
+    Action{"preset-text", "", "a{ss}", std::nullopt},
 };
 
 // How a preset's identifier begins in the settings.
@@ -48,6 +54,7 @@ Meaning meaning_of(const State& state, const Action& action, GVariant* value) {
   if (!action.verb) return refused("Action \"" + std::string(action.name) + "\" can only be read");
   Command command;
   command.verb = *action.verb;
+  if (action.verb == Verb::kDevicePresets && state.device_presets) command.verb = Verb::kOnePreset;
   if (action.verb == Verb::kPreset) {
     const char* text = g_variant_get_string(value, nullptr);
     command.preset = preset_meant(state, text);
@@ -102,8 +109,11 @@ Meaning change_of(const State& state, const std::string& name, GVariant* value) 
   if (action == nullptr) return unknown(name);
   if (*action->state == '\0' || !has_type(value, action->state))
     return refused("The state of action \"" + name + "\" cannot be set to that");
-  if (action->verb != Verb::kOn) return meaning_of(state, *action, value);
-  return {Command{g_variant_get_boolean(value) != FALSE ? Verb::kOn : Verb::kOff, {}, {}, {}}, ""};
+  if (action->verb != Verb::kOn && action->verb != Verb::kDevicePresets)
+    return meaning_of(state, *action, value);
+  const bool on = g_variant_get_boolean(value) != FALSE;
+  const Verb off = action->verb == Verb::kOn ? Verb::kOff : Verb::kOnePreset;
+  return {Command{on ? *action->verb : off, {}, {}, {}}, ""};
 }
 
 std::string preset_meant(const State& state, const std::string& text) {
@@ -122,6 +132,8 @@ std::string preset_meant(const State& state, const std::string& text) {
 GVariant* state_of(const Action& action, const State& state) {
   if (*action.state == '\0') return nullptr;
   if (action.verb == Verb::kOn) return g_variant_new_boolean(state.on ? TRUE : FALSE);
+  if (action.verb == Verb::kDevicePresets)
+    return g_variant_new_boolean(state.device_presets ? TRUE : FALSE);
   if (action.verb == Verb::kPreset) return g_variant_new_string(valid(chosen_called(state)).get());
   return preset_texts(state);
 }

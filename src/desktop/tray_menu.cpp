@@ -74,7 +74,18 @@ constexpr const char* kXml = R"(
 </node>)";
 
 // Numbers of entries; those of the presets follow.
-enum Id : int { kRoot, kPower, kPresets, kCompact, kSettings, kHide, kQuit, kRule, kOwnRule = 19 };
+enum Id : int {
+  kRoot,
+  kPower,
+  kPresets,
+  kDevicePresets,
+  kCompact,
+  kSettings,
+  kHide,
+  kQuit,
+  kRule,
+  kOwnRule = 19
+};
 constexpr int kFirstPreset = 20;
 
 enum class Kind { kPlain, kRule, kCheck, kRadio, kSubmenu };
@@ -146,6 +157,9 @@ std::vector<Entry> entries_of(const State& state) {
   entries.push_back(rule_entry());
   entries.push_back({kPresets, kRoot, Kind::kSubmenu, escaped(texts.presets), false, true, {}});
   add_presets(&entries, state);
+  entries.push_back({kDevicePresets, kRoot, Kind::kCheck, escaped(texts.device_presets),
+                     state.device_presets, true,
+                     command_of(state.device_presets ? Verb::kOnePreset : Verb::kDevicePresets)});
   entries.push_back(rule_entry());
   entries.push_back({kCompact, kRoot, Kind::kCheck, escaped(texts.compact), state.compact, true,
                      command_of(state.compact ? Verb::kFull : Verb::kCompact)});

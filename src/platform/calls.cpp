@@ -48,6 +48,7 @@ void refresh_presets() {
   };
   g_state.texts = {i18n::T("power_on"),
                    i18n::T("preset"),
+                   i18n::T("device_presets"),
                    i18n::T("compact"),
                    i18n::T("settings"),
                    with_name(i18n::T("menu_hide")),
@@ -58,6 +59,7 @@ void refresh_presets() {
 const desktop::State& current_state() {
   g_state.on = g_settings->active;
   g_state.preset = g_settings->preset;
+  g_state.device_presets = ui::has_device_presets();
   g_state.compact = g_settings->compact;
   g_state.hidden = platform::window_has(SDL_WINDOW_HIDDEN);
   if (!presets_are_current()) refresh_presets();
@@ -92,6 +94,9 @@ void carry_out(const Command& command) {
       return ui::toggle_mute();
     case Verb::kPreset:
       return ui::choose_preset(command.preset);
+    case Verb::kDevicePresets:
+    case Verb::kOnePreset:
+      return ui::use_device_presets(command.verb == Verb::kDevicePresets);
     case Verb::kCompact:
     case Verb::kFull:
       return change_view(command.verb == Verb::kCompact, command.activation);

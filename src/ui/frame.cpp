@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "device_presets.h"
 #include "import.h"
 #include "platform/platform.h"
 #include "state.h"
@@ -106,6 +107,7 @@ bool on_frame() {
   blink_caret(now);
   poll_status();
   poll_devices(now);
+  follow_device();
   follow_settings();
   const bool switching = advance_feedback(now, dt);
   analyse(dt);

@@ -24,18 +24,31 @@ float eased(float t) {
 
 }  // namespace
 
-void start_glide(const eq::Curve& to) {
+void start_glide(const eq::Curve& to, bool shown_only) {
   State& s = state();
   Glide& g = s.look.glide;
+  if (!shown_only) stop_glide();
   g.running = true;
   g.start_ms = platform::ticks_ms();
   g.to = to;
+  g.shown_only = shown_only;
   for (int i = 0; i < kGains; ++i)
     g.from[i] = gain_at(s.settings->curve, i);
 }
 
 void stop_glide() {
-  state().look.glide.running = false;
+  Glide& g = state().look.glide;
+  if (g.shown_only) finish_glide();
+  g.running = false;
+}
+
+const eq::Curve& curve_to_come() {
+  const State& s = state();
+  return s.look.glide.running ? s.look.glide.to : s.settings->curve;
+}
+
+const eq::Curve& curve_to_hear() {
+  return state().look.glide.shown_only ? curve_to_come() : state().settings->curve;
 }
 
 void finish_glide() {

@@ -12,15 +12,21 @@ struct Glide {
   float from[kGains]{};
   eq::Curve to;
   std::uint64_t start_ms = 0;
+  bool shown_only = false;  // the engine is at `to` already
 
   bool operator==(const Glide&) const = default;
 };
 
-// Starts from where the gains are.
-void start_glide(const eq::Curve& to);
+// Starts from where the gains are, as they are heard.
+void start_glide(const eq::Curve& to, bool shown_only = false);
 
-// Leaves the gains where they are.
+// Leaves the gains where they are heard to be.
 void stop_glide();
+
+// Where the gains arrive in the end, or are where there is no glide.
+const eq::Curve& curve_to_come();
+// What is to be heard now.
+const eq::Curve& curve_to_hear();
 
 // Puts the gains where they arrive in the end.
 void finish_glide();

@@ -22,6 +22,11 @@ bool has_prefix(const std::string& id, const char* prefix) {
   return id.compare(0, kPrefix, prefix) == 0;
 }
 
+auto find_named(const std::vector<UserPreset>& presets, const std::string& name) {
+  return std::find_if(presets.begin(), presets.end(),
+                      [&](const UserPreset& p) { return p.name == name; });
+}
+
 void choose(const std::string& id) {
   // Another choice is made above the dialog for an imported curve: from outside the window.
   if (state().look.save.before) close_save();
@@ -48,8 +53,7 @@ Label chosen_label() {
 
 int find_user(const std::string& name) {
   const std::vector<UserPreset>& presets = state().settings->user_presets;
-  const auto found = std::find_if(presets.begin(), presets.end(),
-                                  [&](const UserPreset& p) { return p.name == name; });
+  const auto found = find_named(presets, name);
   return found != presets.end() ? static_cast<int>(found - presets.begin()) : -1;
 }
 
@@ -59,21 +63,27 @@ std::string chosen_user() {
   return own ? id.substr(kPrefix) : "";
 }
 
+bool curve_of(const std::string& id, const Settings& s, eq::Curve* out) {
+  if (id.size() < kPrefix) return false;
+  const std::string rest = id.substr(kPrefix);
+  if (has_prefix(id, kBuiltin)) {
+    const int i = eq::find_preset(rest);
+    if (i >= 0) *out = eq::preset_curve(i);
+    return i >= 0;
+  }
+  const auto own = find_named(s.user_presets, rest);
+  if (!has_prefix(id, kUser) || own == s.user_presets.end()) return false;
+  *out = own->curve;
+  return true;
+}
+
 bool selected_curve(eq::Curve* out, std::string* name) {
   const Settings& s = *state().settings;
-  if (s.preset.size() < kPrefix) return false;
+  eq::Curve curve;
+  if (!curve_of(s.preset, s, &curve)) return false;
   const std::string rest = s.preset.substr(kPrefix);
-  if (has_prefix(s.preset, kBuiltin)) {
-    const int i = eq::find_preset(rest);
-    if (i < 0) return false;
-    if (out != nullptr) *out = eq::preset_curve(i);
-    if (name != nullptr) *name = i18n::T(rest.c_str());
-    return true;
-  }
-  const int i = has_prefix(s.preset, kUser) ? find_user(rest) : -1;
-  if (i < 0) return false;
-  if (out != nullptr) *out = s.user_presets[static_cast<std::size_t>(i)].curve;
-  if (name != nullptr) *name = rest;
+  if (out != nullptr) *out = curve;
+  if (name != nullptr) *name = has_prefix(s.preset, kBuiltin) ? i18n::T(rest.c_str()) : rest;
   return true;
 }
 

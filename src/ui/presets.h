@@ -5,11 +5,17 @@
 
 #include "dsp/eq_dsp.h"
 
+struct Settings;
+
 namespace ui {
 
 // Resolves the chosen preset. Returns false, and writes nothing, when it names none. Either pointer
 // may be null.
 bool selected_curve(eq::Curve* out, std::string* name);
+
+// The curve of a preset by its identifier, the user's own out of these settings. Returns false, and
+// writes nothing, when there is none.
+bool curve_of(const std::string& id, const Settings& s, eq::Curve* out);
 
 // The chosen preset as shown, with a mark when the curve was changed since.
 std::string preset_label();

@@ -116,10 +116,7 @@ void open_save() {
 }
 
 void open_save_imported(const std::string& name) {
-  const State& s = state();
-  const Glide& glide = s.look.glide;
-  std::optional<eq::Curve> before = dialog().before;
-  if (!before) before = glide.running ? glide.to : s.settings->curve;
+  const eq::Curve before = dialog().before.value_or(curve_to_come());
   open_save();
   if (!name.empty()) dialog().name = name;
   dialog().before = before;

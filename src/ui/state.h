@@ -13,6 +13,7 @@
 //   compact_view.cpp    the strip
 //   popup.cpp           a list that drops down   lists.cpp    what is in it
 //   presets.cpp         choosing and naming presets
+//   device_presets.cpp  an own one for each output device
 //   save_dialog.cpp     the dialog for a preset's name
 //   import.cpp          equalizer files of other programs, and the notice about a refused one
 //   settings_panel.cpp
@@ -64,7 +65,8 @@ struct State {
   bool layer_changed = false;  // the last press opened or closed a layer, or changed the view
 
   // What was made of all this last, and is made again where it differs.
-  Settings followed;          // what the engine has, and what will be saved
+  Settings followed;          // what the engine has but for the curve, and what will be saved
+  eq::Curve heard;            // which it has instead
   Settings drawn;             // what was drawn,
   Look drawn_look;            // and this,
   bool stale = true;          // or nothing yet

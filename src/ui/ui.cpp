@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "app/autostart.h"
+#include "device_presets.h"
 #include "i18n/i18n.h"
 #include "platform/platform.h"
 #include "state.h"
@@ -28,6 +29,7 @@ State fresh_state(Settings* settings) {
   s.settings = settings != nullptr ? settings : &g_stand_in;
   s.attached = settings != nullptr;
   s.followed = *s.settings;
+  s.heard = s.followed.curve;
   return s;
 }
 
@@ -76,8 +78,12 @@ State& state() {
 void follow_settings() {
   State& s = g_state;
   const Settings& now = *s.settings;
+  if (s.heard != curve_to_hear()) {
+    s.heard = curve_to_hear();
+    hand_over_curve(s.heard);
+  }
   if (now == s.followed) return;
-  if (now.curve != s.followed.curve) audio::set_curve(now.curve);
+  if (now.user_presets != s.followed.user_presets) follow_user_presets(s.followed, now);
   if (now.active != s.followed.active) audio::set_active(now.active);
   if (now.last_default != s.followed.last_default) audio::set_restore_hint(now.last_default);
   if (now.theme != s.followed.theme) theme::set_dark(now.theme != "light");
@@ -121,6 +127,7 @@ void init(Settings* settings, bool autostart) {
   g_state.look.autostart = autostart;
   g_state.last_frame = platform::ticks_ms();
   theme::set_dark(g_state.settings->theme != "light");
+  begin_devices();
   if (g_open_settings) open_panel();
   g_open_settings = false;
 }
@@ -136,8 +143,11 @@ void persist() {
   finish_glide();
   store_window();
   follow_settings();
+  follow_device();
+  const bool devices_saved = save_devices();
   // A disk that is full may have room again later.
-  s.save_at = settings::save(*s.settings) ? 0 : platform::ticks_ms() + kSaveAgainMs;
+  const bool saved = settings::save(*s.settings) && devices_saved;
+  s.save_at = saved ? 0 : platform::ticks_ms() + kSaveAgainMs;
 }
 
 bool take_dirty() {

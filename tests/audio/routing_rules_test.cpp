@@ -146,6 +146,27 @@ TEST(Filters, one_that_feeds_our_sink_is_no_device_and_none_is_robbed_of_its_str
   EXPECT_FALSE(feeds_our_sink(s, s.sinks[1]));
 }
 
+TEST(RecognisedBy, what_stays_when_a_device_returns_and_tells_it_from_all_others) {
+  Snapshot s = server("a", {"a", "b", "c", "d", "e", "f", "g"});
+  const struct {
+    const char* identity;
+    const char* port;
+    const char* wanted;
+  } sinks[] = {{"", "", "name=a"},
+               {"device.bus_path=pci-1", "socket", "device.bus_path=pci-1, port=socket"},
+               {"device.bus_path=pci-1", "hdmi\n", "device.bus_path=pci-1, port=hdmi "},
+               {"device.bus_path=usb-1", "", "device.bus_path=usb-1"},
+               {"device.bus_path=usb-2", "", "device.bus_path=usb-2, name=e"},
+               {"device.bus_path=usb-2", "", "device.bus_path=usb-2, name=f"},
+               {"api.bluez5.address=00:11", "headset-hf-output", "api.bluez5.address=00:11"}};
+  for (std::size_t i = 0; i < s.sinks.size(); ++i) {
+    s.sinks[i].identity = sinks[i].identity;
+    s.sinks[i].port = sinks[i].port;
+  }
+  for (std::size_t i = 0; i < s.sinks.size(); ++i)
+    EXPECT_EQ(recognised_by(s, s.sinks[i]), sinks[i].wanted);
+}
+
 TEST(ChooseTarget, an_absent_or_reserved_choice_falls_back_to_the_followed_device) {
   const Snapshot s = server("velmora", {"velmora", "pellavox", "speakers", "headset"});
   EXPECT_EQ(choose_target(s, "headset", "speakers"), "headset");

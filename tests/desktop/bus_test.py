@@ -73,6 +73,8 @@ def test_shortcuts_reach_the_copy_that_runs_and_nonsense_is_refused(session):
     listener = listen(session)
     for asked, changed in ((["SetState", "on", "<true>", "{}"], "{'on': <true>}"),
                           (["SetState", "preset", "<'pop'>", "{}"], "{'preset': <'pop'>}"),
+                          (["Activate", "preset-per-device", "[]", "{}"], "{'preset-per-device': <true>}"),
+                          (["SetState", "preset-per-device", "<false>", "{}"], "{'preset-per-device': <false>}"),
                           (["Activate", "preset", "[<'vocal'>]", "{}"], "{'preset': <'vocal'>}")):
         check(call(session, f"{ACTIONS}.{asked[0]}", *asked[1:]) == "()", f"{asked} is taken")
         becomes(f"listeners hear of {asked}", lambda: f"Changed (@as [], @a{{sb}} {{}}, {changed}" in listener.output())

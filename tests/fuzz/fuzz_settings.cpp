@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "app/device_presets.h"
 #include "app/settings_text.h"
 #include "fuzz.h"
 
@@ -47,5 +48,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   settings::deserialize(written, &second);
   check_bounds(second);
   fuzz::require(settings::serialize(second) == written, "what is written reads back the same");
+  const DevicePresets devices =
+      device_presets::deserialize(std::string(reinterpret_cast<const char*>(data), size));
+  for (const DevicePreset& device : devices.devices)
+    fuzz::require(within_bounds(device.curve), "gains of devices are within +/-12 dB");
+  fuzz::require(devices.devices.size() <= kMaxDevices, "a hundred devices are remembered");
+  const std::string again = device_presets::serialize(devices);
+  fuzz::require(device_presets::serialize(device_presets::deserialize(again)) == again,
+                "so do the devices");
   return 0;
 }

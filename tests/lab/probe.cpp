@@ -4,6 +4,10 @@
 //   lab_probe            reads commands on standard input, answers each with one line
 //   lab_probe settings   prints the settings; with "write" reads lines of key=value over them and
 //   saves
+//   lab_probe devices    the same with what is remembered of devices; "write" replaces it
+#include <dlfcn.h>
+#include <pulse/pulseaudio.h>
+
 #include <chrono>
 #include <fstream>
 #include <iostream>
@@ -12,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "app/include/app/device_presets.h"
 #include "app/include/app/settings.h"
 #include "app/settings_text.h"
 #include "audio/include/audio/audio.h"
@@ -50,6 +55,30 @@ void tap(std::istream& in, std::ostream& out) {
   out << some << ' ' << rate << ' ' << serial;
 }
 
+eq::Curve curve_in(std::istream& in) {
+  eq::Curve curve;
+  for (float& gain : curve.gain)
+    in >> gain;
+  in >> curve.preamp;
+  return curve;
+}
+
+// Null sinks have no ports: every sink is shown with this one as its active port.
+std::string g_port;  // asked for before the engine looks
+struct Asked {
+  pa_sink_info_cb_t callback;
+  void* user;
+} g_asked;
+
+void show_port(pa_context* c, const pa_sink_info* info, int eol, void* /*user*/) {
+  pa_sink_port_info port{};
+  port.name = g_port.c_str();
+  pa_sink_info shown{};
+  if (info != nullptr) shown = *info;
+  if (!g_port.empty()) shown.active_port = &port;
+  g_asked.callback(c, info != nullptr ? &shown : nullptr, eol, g_asked.user);
+}
+
 void answer(const std::string& line, std::ostream& out) {
   std::istringstream in(line);
   std::string command;
@@ -68,11 +97,12 @@ void answer(const std::string& line, std::ostream& out) {
         << "\tmuted=" << s.muted << "\tselect=" << s.select_output << "\ttarget=" << s.target
         << "\tfollow=" << s.follow << "\tlabel=" << s.target_label;
   } else if (command == "curve") {
-    eq::Curve curve;
-    for (float& gain : curve.gain)
-      in >> gain;
-    in >> curve.preamp;
-    audio::set_curve(curve);
+    audio::set_curve(curve_in(in));
+  } else if (command == "device_curve") {
+    std::getline(in >> std::ws, name, '|');
+    audio::set_device_curve(name, curve_in(in));
+  } else if (command == "port") {
+    in >> g_port;
   } else if (command == "output") {
     in >> name;
     audio::set_output(name);
@@ -89,9 +119,27 @@ void answer(const std::string& line, std::ostream& out) {
   }
 }
 
+// The text of standard input over the devices, or the devices.
+int devices(bool write) {
+  if (!write) std::cout << device_presets::serialize(device_presets::load());
+  return !write || device_presets::save(
+                       device_presets::deserialize({std::istreambuf_iterator<char>(std::cin), {}}))
+             ? 0
+             : 1;
+}
+
 }  // namespace
 
-int main(int argc, char**) {
+// In the place of the sound library's.
+extern "C" pa_operation* pa_context_get_sink_info_list(pa_context* c, pa_sink_info_cb_t callback,
+                                                       void* user) {
+  g_asked = {callback, user};
+  void* real = dlsym(RTLD_NEXT, "pa_context_get_sink_info_list");
+  return reinterpret_cast<decltype(&pa_context_get_sink_info_list)>(real)(c, show_port, nullptr);
+}
+
+int main(int argc, char** argv) {
+  if (argc > 1 && std::string(argv[1]) == "devices") return devices(argc > 2);
   if (argc > 1) {
     Settings settings = settings::load();
     if (argc == 2) {

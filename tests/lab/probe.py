@@ -2,20 +2,33 @@
 import subprocess
 
 from .session import Counts, check, clean_environment, temp_dir, tool
-from .sound import np
+from .sound import PRESETS, np
 
+
+def probe(home, *words, text=""):
+    return subprocess.run([tool("lab_probe"), *words], input=text, text=True, stdout=subprocess.PIPE, check=True,
+                          env=clean_environment(XDG_CONFIG_HOME=str(home), HOME=str(home)), timeout=20).stdout
 
 
 # The settings in a home (XDG_CONFIG_HOME), as texts by key; defaults where there is no file.
 def settings(home, *mode, text=""):
-    done = subprocess.run([tool("lab_probe"), "settings", *mode], input=text, text=True, stdout=subprocess.PIPE, check=True,
-                          env=clean_environment(XDG_CONFIG_HOME=str(home), HOME=str(home)), timeout=20)
-    return dict(line.split("=", 1) for line in done.stdout.splitlines())
+    return dict(line.split("=", 1) for line in probe(home, "settings", *mode, text=text).splitlines())
 
 
 def write_settings(home, **fields):
     (home / "Velmora").mkdir(parents=True, exist_ok=True)
     settings(home, "write", text="".join(f"{key}={value}\n" for key, value in fields.items()))
+
+
+# The presets of devices by what they are recognised by, as in Settings.preset with their curves; the feature is on.
+def write_devices(home, presets):
+    (home / "Velmora").mkdir(exist_ok=True)
+    lines = ["per_device=1", f"devices={len(presets)}"]
+    for index, (device, name) in enumerate(presets.items()):
+        gains, preamp = PRESETS[name]
+        lines += [f"device{index}={device}", f"device{index}_preset=b:preset_{name}",
+                  f"device{index}_curve={','.join(map(str, (*gains, preamp)))}"]
+    probe(home, "devices", "write", text="\n".join(lines))
 
 
 class Engine:
@@ -45,6 +58,9 @@ class Engine:
 
     def curve(self, gains, preamp):
         self.ask("curve", *gains, preamp)
+
+    def device_curve(self, device, gains, preamp):
+        self.ask("device_curve", f"{device}|", *gains, preamp)
 
     # Stops the engine in order. Returns how many requests it has cancelled.
     def close(self):

@@ -13,7 +13,7 @@ FLAT_SWITCHES = ("--preset", "flat")
 NO_SCREEN = {"SDL_VIDEODRIVER": "dummy"}
 LOG_LINE = re.compile(r"\d\d:\d\d:\d\d (INFO |WARN |ERROR) .*")
 OWN_FILES = {"settings.dat", "Velmora.lock", "Velmora.log", "Velmora.log.1", "Velmora-devices.log", "unrestored",
-             "volume.txt"}
+             "volume.txt", "devices.dat"}
 RUNS_ALREADY = "Velmora laeuft bereits — Fenster nach vorn geholt.\n"
 MEMORY_GROWTH_KB = 6000  # after everything has been used once
 

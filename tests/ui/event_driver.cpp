@@ -13,6 +13,7 @@
 #include "curves/curve_files.h"
 #include "fakes.h"
 #include "i18n/i18n.h"
+#include "ui/commands.h"
 #include "ui/presets.h"
 #include "ui/state.h"
 
@@ -96,6 +97,8 @@ void change_status(Bytes* bytes) {
   s.setup_needed = (bits & 32U) != 0;
   s.permission_needed = (bits & 64U) != 0;
   s.target = bytes->text(1);
+  fakes::play_to(s.target);
+  ui::use_device_presets((bits & 128U) != 0);
   s.target_label = bytes->text(6);
   s.active = bytes->flag();
   s.follow = bytes->text(2);
@@ -186,10 +189,14 @@ const char* broken() {
   const Settings& s = g_settings;
   const std::vector<UserPreset>& presets = s.user_presets;
   const bool silent = !look.status.active || look.status.target.empty();
+  // Where each device has its own curve: which one plays.
+  const std::string& device = look.status.target_id;
+  const bool noticed =
+      !ui::has_device_presets() || (!device.empty() && device == fakes::sound.status.target_id);
   const std::pair<bool, const char*> promises[] = {
       {ui::state().settings == &s && ui::state().attached, "the settings stay attached"},
       {bounded(s.curve), "gains are within +/-12 dB"},
-      {s.curve == fakes::sound.curve, "the engine has the curve shown"},
+      {!noticed || ui::curve_to_hear() == fakes::sound.curve, "the engine has the curve shown"},
       {s.active == fakes::sound.active, "the engine is on when the switch is"},
       {s.channel >= 0 && s.channel <= 2, "the channel is 0 to 2"},
       // Nothing can be saved where these homes are.
@@ -230,6 +237,7 @@ void begin(Bytes* bytes) {
   fakes::sound.active = g_settings.active;
   ui::state().look.crash_note = false;
   ui::set_pixel_scale(1);
+  ui::set_device_presets(nullptr, false);
   ui::init(&g_settings, false);
   paint(false);
 }

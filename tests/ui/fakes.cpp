@@ -36,6 +36,17 @@ void set_curve(const eq::Curve& curve) {
   ++g_sound.curves;
 }
 
+void set_device_curves(const std::vector<DeviceCurve>& curves) {
+  g_sound.device_curves.clear();
+  for (const DeviceCurve& c : curves)
+    set_device_curve(c.device, c.curve);
+}
+
+void set_device_curve(const std::string& device, const eq::Curve& curve) {
+  g_sound.device_curves[device] = curve;
+  if (device == g_sound.playing) set_curve(curve);
+}
+
 void read_status(Status* status) {
   *status = g_sound.status;
 }

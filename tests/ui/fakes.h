@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,8 @@ struct Audio {
 
   eq::Curve curve;
   int curves = 0;  // times the curve was handed over
+  std::map<std::string, eq::Curve> device_curves;
+  std::string playing;  // the device whose curve is in use
   bool active = false;
   std::string output = "(never set)";
   std::string restore_hint;
@@ -46,6 +49,15 @@ struct Platform {
 
 inline Audio sound;
 inline Platform desktop;
+
+// The engine plays to this device, and takes its curve; to none where it is empty.
+inline void play_to(const std::string& device) {
+  sound.status.target_id = device;
+  if (device.empty()) return;
+  sound.playing = device;
+  const auto known = sound.device_curves.find(device);
+  if (known != sound.device_curves.end()) sound.curve = known->second;
+}
 
 // Everything as at the start.
 inline void reset() {

@@ -2,6 +2,9 @@
 #include <algorithm>
 #include <fstream>
 
+#include "app/device_presets.h"
+#include "curves/curve_files.h"
+#include "ui/commands.h"
 #include "window.h"
 
 namespace {
@@ -189,6 +192,103 @@ TEST_F(presets, typing_replaces_the_proposal_until_the_name_is_full) {
   EXPECT_FALSE(dialog().open || ui::state().look.settings_open)
       << "a press beside it only closes it";
   EXPECT_TRUE(own().empty());
+}
+
+// ---- One for each output device
+
+class device_presets_ : public presets {
+ protected:
+  device_presets_() { ui::set_device_presets(&devices_, false); }
+  ~device_presets_() override { ui::set_device_presets(nullptr, false); }
+  // Another device plays, which the engine has noticed already.
+  static void plays(const std::string& device) {
+    fakes::play_to(device);
+    frame(10);
+  }
+  static void choose(const std::string& key) {
+    ui::choose_builtin(key);
+    frame(10);
+    frame(1000);
+  }
+  static eq::Curve curve(const char* key) { return eq::preset_curve(eq::find_preset(key)); }
+  DevicePresets devices_;
+  const eq::Curve rock_ = curve("preset_rock");
+};
+
+TEST_F(device_presets_, come_with_the_device_and_the_sliders_glide_to_what_is_heard_already) {
+  plays("A");
+  EXPECT_TRUE(devices_.devices.empty()) << "not wanted yet";
+  ui::use_device_presets(true);
+  choose("preset_rock");
+  plays("B");
+  EXPECT_EQ(devices_.find("B")->preset, "b:preset_rock") << "met for the first time";
+  choose("preset_jazz");
+  plays("A");
+  EXPECT_EQ(s_.preset, "b:preset_rock");
+  const int handed_over = fakes::sound.curves;
+  frame(300);
+  EXPECT_NE(s_.curve, rock_) << "still on its way";
+  frame(1000);
+  EXPECT_EQ(s_.curve, rock_);
+  EXPECT_EQ(fakes::sound.curves, handed_over) << "the engine is not sent back";
+  s_.curve.gain[0] = -7;
+  frame(10);
+  EXPECT_EQ(fakes::sound.device_curves.at("A").gain[0], -7);
+  // The device changes while the sliders are on their way, and what they are on the way to stays.
+  plays("B");
+  ui::choose_builtin("preset_bass");
+  frame(100);
+  plays("A");
+  EXPECT_EQ(fakes::sound.device_curves.at("B"), curve("preset_bass"));
+  EXPECT_EQ(fakes::sound.curve.gain[0], -7);
+  frame(1000);
+  frame(2000);
+  EXPECT_EQ(device_presets::load(), devices_);
+  ui::use_device_presets(false);
+  EXPECT_TRUE(fakes::sound.device_curves.empty());
+  plays("B");
+  EXPECT_EQ(s_.preset, "b:preset_rock");
+}
+
+TEST_F(device_presets_, an_own_preset_changes_wherever_it_was_chosen_and_an_import_stays_nowhere) {
+  ui::use_device_presets(true);
+  plays("A");
+  save_as("Mine");
+  plays("B");
+  s_.curve.gain[3] = 5;
+  save_as("Mine");
+  frame(10);
+  EXPECT_EQ(fakes::sound.device_curves.at("A").gain[3], 5);
+  choose("preset_rock");
+  ui::begin_import({.name = "File", .curve = {{9}, 0}, .left_out = {}});
+  frame(1000);
+  EXPECT_EQ(fakes::sound.curve.gain[0], 9);
+  plays("A");
+  EXPECT_FALSE(dialog().open);
+  EXPECT_EQ(devices_.find("B")->curve, rock_);
+  EXPECT_EQ(fakes::sound.device_curves.at("B"), rock_);
+  frame(1000);
+  EXPECT_EQ(s_.curve.gain[3], 5);
+}
+
+TEST_F(device_presets_, of_the_first_device_are_kept_under_a_file_and_replaced_by_a_switch) {
+  devices_ = {true, {{"A", "b:preset_rock", rock_}}};
+  for (const bool by_switch : {false, true}) {
+    ui::set_device_presets(&devices_, by_switch);
+    start();
+    s_.preset = "b:preset_jazz";
+    if (!by_switch) ui::begin_import({.name = "File", .curve = {{9}, 0}, .left_out = {}});
+    plays("A");
+    frame(1000);
+    EXPECT_EQ(dialog().open, !by_switch);
+    EXPECT_EQ(s_.preset, by_switch ? "b:preset_jazz" : "b:preset_rock");
+    ui::on_key(ui::Key::Escape);
+    frame(10);
+    frame(1000);
+    EXPECT_EQ(s_.curve, rock_) << "of the device, and then what was there";
+    EXPECT_EQ(devices_.find("A")->preset, s_.preset);
+    fakes::sound.status.target_id = "";
+  }
 }
 
 // ---- Importing

@@ -46,6 +46,8 @@ struct Status {
   bool select_output = false;
   bool setup_needed = false;       // always false on this platform
   bool permission_needed = false;  // always false on this platform
+  // What the target and its port are recognised by when they come back, under whatever name.
+  std::string target_id;
 
   bool operator==(const Status&) const = default;
 };
@@ -82,6 +84,16 @@ void set_restore_hint(const std::string& name);
 
 // The curve to apply from the next block on. Several calls between two blocks: the newest counts.
 void set_curve(const eq::Curve& curve);
+
+// A curve for each output device. Where a device is played to that has one, that is the curve to
+// apply from then on, as by set_curve, and before the first sound reaches the device.
+struct DeviceCurve {
+  std::string device;  // as Status::target_id
+  eq::Curve curve;
+};
+void set_device_curves(const std::vector<DeviceCurve>& curves);  // instead of all earlier ones
+// Changes or adds one: heard at once where that device is played to, as by set_curve.
+void set_device_curve(const std::string& device, const eq::Curve& curve);
 
 // Results
 // -----------------------------------------------------------------------------------------------------

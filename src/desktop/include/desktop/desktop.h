@@ -24,6 +24,8 @@ enum class Verb {
   kOff,
   kMute,
   kPreset,
+  kDevicePresets,  // an own preset for each output device
+  kOnePreset,      // the same for all
   kCompact,
   kFull,
   kSettings,
@@ -59,6 +61,7 @@ struct Preset {
 struct Texts {
   std::string on;
   std::string presets;
+  std::string device_presets;
   std::string compact;
   std::string settings;
   std::string hide;
@@ -71,6 +74,7 @@ struct State {
   bool on = false;              // the equalizer
   std::string preset;           // the chosen one's identifier; it may name none
   std::vector<Preset> presets;  // the built-in ones, then the user's own
+  bool device_presets = false;  // each output device has its own
   bool compact = false;         // the view
   bool hidden = false;          // the window, as by kHide
   Texts texts;

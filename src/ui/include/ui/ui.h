@@ -17,6 +17,7 @@
 
 #include "gfx/gfx.h"
 
+struct DevicePresets;
 struct Settings;
 
 namespace ui {
@@ -32,6 +33,11 @@ void set_crash_report(const std::string& text);
 
 // A file to import (see import_file) once the window shows. Called before init.
 void import_at_start(const std::string& path);
+
+// Takes what is remembered of output devices, not owned, and hands their curves to the engine; null
+// remembers nothing beyond this run. Called before init.
+//   keep_choice  the settings' preset and curve are to be those of the first device that plays
+void set_device_presets(DevicePresets* presets, bool keep_choice);
 
 // Takes the settings, not owned, to be edited in place until shutdown; null is a view without
 // settings.

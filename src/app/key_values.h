@@ -1,0 +1,37 @@
+// Lines of key=value: how the sealed files' texts are written and read.
+//
+// Numbers look the same in every locale, and what cannot be a value becomes the nearest that can.
+// Threads: any; no state.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "dsp/eq_dsp.h"
+
+namespace settings {
+
+// Appends a line. A line break in the value is written as a blank.
+void put_text(std::string* out, std::string_view key, std::string_view value);
+
+std::string decibels(float value);
+// Ten gains and the preamp, separated by commas; what is missing is 0 dB.
+std::string curve_list(const eq::Curve& curve);
+eq::Curve parse_curve(std::string_view list);
+
+// Of several lines with the same key the last one counts. Refers to the text.
+using Lines = std::map<std::string_view, std::string_view>;
+Lines split_lines(std::string_view text);
+std::optional<std::string_view> find(const Lines& lines, std::string_view key);
+// Nothing when the line is missing or empty.
+std::optional<double> find_number(const Lines& lines, std::string_view key);
+
+// Truncated toward zero; what 32 bits cannot hold becomes the nearest that they can.
+std::int32_t to_int32(double value);
+// Within +/-12 dB.
+float to_gain(double value);
+
+}  // namespace settings

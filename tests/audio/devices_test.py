@@ -1,0 +1,125 @@
+# Each output device has a curve of its own: what is heard at it, from the first sound on.
+from lab.all import *
+
+PROGRAMS = ("dbus-daemon", "gapplication")
+TONE = 1000, -24
+LOUD, QUIET, PORT = (((0, 0, 0, 0, 0, db, 0, 0, 0, 0), 0) for db in (9, -9, 3))
+PHONES, BOX = "device.bus_path=usb-1", "device.bus_path=usb-2"
+
+
+def plug(lab, name, identity):
+    lab.server.load("module-null-sink", *sink_arguments(name), f"sink_properties={identity}")
+    becomes(f"there is a sink {name}", lambda: name in lab.server.sinks())
+
+
+def choose(lab, device):
+    becomes("the user's default", lambda: lab.server.set_default(device) or lab.server.default() == device)
+
+
+# The program plays to this device, and the tone is heard there with this curve.
+def plays(lab, device, curve):
+    becomes(f"it plays to {device}", lambda: lab.server.playing(OURS), (device,))
+    lab.hears(device, TONE, curve=curve)
+
+
+# Null sinks have no ports: the engine is shown one.
+def test_a_device_is_never_louder_than_its_own_curve_and_the_one_before(lab):
+    plug(lab, "phones", PHONES)
+    plug(lab, "box", BOX)
+    lab.choose("phones")
+    engine = lab.engine()
+    for device, curve in ((PHONES, LOUD), (BOX, QUIET), (f"{PHONES}, port=socket", PORT)):
+        engine.device_curve(device, *curve)
+    engine.ask("active", 1)
+    engine.ask("start", 1)
+    lab.play(TONE)
+    plays(lab, "phones", LOUD)
+    # Where the user chooses the default, a server plays past us at first.
+    unplug = lab.server.remove_sink
+    for act, device, curve, loudest in (
+            (lambda: engine.ask("output", "box"), "box", QUIET, -9),
+            (lambda: engine.ask("output", ""), "phones", LOUD, 9),
+            (lambda: choose(lab, "box"), "box", QUIET, 9),
+            (lambda: engine.ask("active", 0), "box", PRESETS["flat"], 0),
+            (lambda: choose(lab, "phones"), "phones", PRESETS["flat"], 0),
+            (lambda: engine.ask("active", 1), "phones", LOUD, 9),
+            (lambda: (engine.ask("port", "socket"), plug(lab, "other", "a=b")), "phones", PORT, 9),
+            (lambda: (engine.ask("port", "hole"), unplug("other")), "phones", PORT, 3)):
+        recorder = Recorder(lab.server, f"{device}.monitor")
+        act()
+        lab.hears(device, TONE, curve=curve)
+        heard = db_of(peak(recorder.since())) - TONE[1]
+        recorder.close()
+        check(heard < loudest + 1, f"{heard:.1f} dB at {device} on the way to {curve}")
+    engine.close()
+    lab.engines.remove(engine)
+    unplug("phones")
+    unplug("box")
+    lab.choose("speakers")
+
+
+# Chosen over the bus, as by the tray's menu.
+def test_every_device_has_its_own_preset_until_it_is_not_wanted_any_more(lab):
+    bus = {"DBUS_SESSION_BUS_ADDRESS": f"unix:path={lab.server.directory}/bus"}
+    daemon = Process(["dbus-daemon", "--session", f"--address={bus['DBUS_SESSION_BUS_ADDRESS']}", "--nofork"],
+                     lab.server.environment(), lab.server.directory / "bus.log")
+    becomes("the bus listens", (lab.server.directory / "bus").exists)
+    home = temp_dir()
+
+    def action(*words):
+        subprocess.run(["gapplication", "action", "org.velmora.Velmora", *words], check=True, timeout=10,
+                       env={**lab.server.environment(), **bus})
+
+    def start(*switches, device):
+        program = lab.start(*switches, home=home, device=device, **bus)
+        program.wait_for_log("Found on the session bus")
+        return program
+
+    def restart():
+        lab.server.kill()
+        lab.server.start()
+        plug(lab, "phones2", PHONES)
+        plug(lab, "box", BOX)
+        choose(lab, "phones2")
+        lab.play(TONE)
+
+    rock, jazz, bass = PRESETS["rock"], PRESETS["jazz"], PRESETS["bass"]
+    plug(lab, "phones", PHONES)
+    plug(lab, "box", BOX)
+    lab.choose("phones")
+    lab.play(TONE)
+    program = start("--preset", "rock", device="phones")
+    program.expect += ["No sound server reachable", "Cannot play to", "Cannot record from"]
+    for act, device, curve in (
+            (lambda: action("preset-per-device"), "phones", rock),
+            (lambda: choose(lab, "box"), "box", rock),  # met for the first time
+            (lambda: action("preset", "'jazz'"), "box", jazz),
+            (lambda: choose(lab, "phones"), "phones", rock),
+            (lambda: lab.server.remove_sink("box"), "phones", rock),
+            (lambda: plug(lab, "box", BOX), "phones", rock),
+            (lambda: choose(lab, "box"), "box", jazz),
+            (lambda: lab.server.remove_sink("phones"), "box", jazz),
+            (lambda: plug(lab, "phones2", PHONES), "box", jazz),
+            (lambda: choose(lab, "phones2"), "phones2", rock),
+            (lambda: plug(lab, "phones3", "device.bus_path=usb-3"), "phones2", rock),  # of the same make
+            (lambda: choose(lab, "phones3"), "phones3", rock),
+            (lambda: action("preset", "'bass'"), "phones3", bass),
+            (lambda: choose(lab, "phones2"), "phones2", rock),
+            (restart, "phones2", rock)):
+        act()
+        plays(lab, device, curve)
+    lab.end(program)
+    program = start("--device", "box", device="box")
+    plays(lab, "box", jazz)
+    lab.end(program)
+    program = start("--preset", "bass", device="phones2")  # the switch is the user's choice for this device
+    plays(lab, "phones2", bass)
+    choose(lab, "box")
+    plays(lab, "box", jazz)
+    action("preset-per-device")
+    choose(lab, "phones2")
+    plays(lab, "phones2", jazz)
+    lab.end(program)
+    daemon.kill()
+    choose(lab, "speakers")
+    lab.remember()
