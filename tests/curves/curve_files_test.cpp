@@ -85,6 +85,7 @@ TEST(Reading, what_a_line_leaves_open_is_what_the_format_says) {
            {"LS 6dB Fc 90 Hz Gain 6 dB", "LS Fc 90 Hz Gain 6 dB Q 0.49266"},
            {"PK Fc 80 Hz Gain 5 dB BW Oct 1", "PK Fc 80 Hz Gain 5 dB Q 1.41420"},
            {"HP Fc 40 Hz", "HPQ Fc 40 Hz Q 0.70711"},
+           {"BP Fc 400 Hz", "BP Fc 400 Hz Q 0.70711"},
        }) {
     const Import a = imported("Filter: ON " + open);
     const Import b = imported("Filter: ON " + said);
@@ -94,7 +95,9 @@ TEST(Reading, what_a_line_leaves_open_is_what_the_format_says) {
   const Import flat = imported("GraphicEQ: 1000 2.5;");
   EXPECT_THAT(flat.curve.gain, Each(0.0F));
   const Import sorted = imported("GraphicEQ: 20 0; 200 4; 2000 0");
-  EXPECT_TRUE(eq::same(imported("GraphicEQ: 2000 0; 20 0; 200 4; 200 4;").curve, sorted.curve));
+  for (const char* same : {"GraphicEQ: 2000 0; 20 0; 200 4; 200 4;",
+                           "GraphicEQ: 20 2; 200 3; 2000 -1\nGraphicEQ: 20 -2; 200 1; 2000 1"})
+    EXPECT_TRUE(eq::same(imported(same).curve, sorted.curve)) << same;
 }
 
 TEST(Reading, the_preamp_keeps_everything_below_full_scale) {

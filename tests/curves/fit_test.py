@@ -37,6 +37,7 @@ def response(kind, hz, gain=0.0, q=2**-0.5):
         "PK": ([1 + al * a, -2 * c, 1 - al * a], [1 + al / a, -2 * c, 1 - al / a]),
         "LS": ([a * (x + r), 2 * a * (m - p * c), a * (x - r)], [y + r, -2 * (m + p * c), y - r]),
         "HS": ([a * (y + r), -2 * a * (m + p * c), a * (y - r)], [x + r, 2 * (m - p * c), x - r]),
+        "BP": ([al, 0, -al], [1 + al, -2 * c, 1 - al]),
         "HP": ([(1 + c) / 2, -1 - c, (1 + c) / 2], [1 + al, -2 * c, 1 - al]),
         "LP": ([(1 - c) / 2, 1 - c, (1 - c) / 2], [1 + al, -2 * c, 1 - al]),
     }[kind]
@@ -89,14 +90,6 @@ def fixed(text):
     return apo(", ".join(f"PK {hz} {gain} 1.41" for hz, gain in zip(BANDS, gains)))
 
 
-def room(text):
-    lines = ["Filter Settings file", "", "Room EQ V5.20.7", "Dated: Mar 25, 2023 2:29:48 AM", "", "Equaliser: Generic"]
-    for i, (_, hz, gain, q) in enumerate(rows(text), 1):
-        lines.append(f"Filter {i:2}: ON  PK       Fc {hz:8,.2f} Hz  Gain {gain:6.2f} dB  Q {q:6.3f}")
-    lines.append("Filter 17: ON  None")
-    return "\r\n".join(lines), sum(response(*row) for row in rows(text))
-
-
 def graph(text):
     points = [tuple(map(float, point.split())) for point in text.split(";")]
     hz, gains = zip(*points)
@@ -131,7 +124,7 @@ SAMPLES = [
     (fixed, "-4.2 -1.9 -6.0 -1.3 0.6 -0.8 6.2 -0.9 1.1 -2.3"),
     (fixed, "3.4 2.7 -0.2 -1.6 1.0 0.6 -2.2 2.0 1.9 -9.4"),
     (graph, "25 -2; 40 4; 63 5.8"),
-    (room, "PK 60.7 1.7 3.101, PK 116 -4.2 4.866"),
+    (apo, "PK 60.7 1.7 3.101, PK 116 -4.2 4.866"),
     (easyeffects, "PK 32 3.5 1.5"),
     # Headphones
     (apo, "LS 105 5.8 0.7, PK 212 -3.2 0.6, PK 1900 -2.4 1.6, PK 3500 4.1 2.4, PK 6100 -5.2 4.8, HS 10000 -2.5 0.7"),
@@ -142,13 +135,14 @@ SAMPLES = [
     # Tone controls and passes
     (apo, "LS 80 6 0.9, HS 6000 3 0.9"),
     (apo, "HP 25, PK 3000 -3 1"),
+    (apo, "BP 700 0 0.15"),
     (apo, "LP 15000 0 0.7, LS 200 4 0.5"),
     (apo, "PK 500 10 0.3"),
     (graph, "31 5.8; 87 3; 250 -1.6; 1000 0; 3000 2.6; 6000 -3; 12000 -6.6; 20000 -12"),
     (graph, "100 0; 10000 -9"),
     # Rooms
-    (room, "PK 34.2 -9.5 6.2, PK 48.9 5 4, PK 71.3 -7.8 8.1, PK 143 -4.4 5.5, PK 1250 -2 2"),
-    (room, "PK 27 -12 3, PK 55.5 -6.1 9.9, PK 99 3.3 2.2"),
+    (apo, "PK 34.2 -9.5 6.2, PK 48.9 5 4, PK 71.3 -7.8 8.1, PK 143 -4.4 5.5, PK 1250 -2 2"),
+    (apo, "PK 27 -12 3, PK 55.5 -6.1 9.9, PK 99 3.3 2.2"),
     # Close to what ten bands can do
     (easyeffects, "PK 32 4.3 1.5, PK 64 2.2 1.5, PK 125 -1.1 1.5, PK 250 -2.6 1.5, PK 500 1.7 1.5, PK 2000 -4.9 1.5"),
     (easyeffects, "LS 120 -3 0.7, PK 900 2.4 0.9, HS 5000 2.5 0.7"),

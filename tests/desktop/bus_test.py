@@ -4,6 +4,8 @@ from lab.all import *
 
 SERVERS = ("none",)
 PROGRAMS = ("dbus-daemon", "gdbus", "gapplication", "unshare")
+PRESET_NAMES = ["Standard", "Flat", "Bass boost", "Treble boost", "Vocals", "Rock", "Pop", "Jazz", "Classical", "Electronic",
+                "Loudness"]
 NAME, PATH, ACTIONS = "org.velmora.Velmora", "/org/velmora/Velmora", "org.gtk.Actions"
 
 
@@ -123,7 +125,8 @@ def test_a_second_start_is_answered_over_the_bus_by_the_copy_with_its_settings(s
 
 
 def test_the_tray_finds_it_drives_it_and_never_keeps_its_window(session):
-    program = on_a_bus(session, "--preset", "flat")
+    write_settings(session.home, user_presets=1, up0_name="My_own", up0=",".join(11 * ["1"]))
+    program = on_a_bus(session, "--preset", "flat", expect=["Moving without a frame"])
     item, menu = "org.kde.StatusNotifierItem", "com.canonical.dbusmenu"
     check("GDBus.Error" in call(session, "org.freedesktop.DBus.Properties.GetAll", item, path="/StatusNotifierItem"),
           "without a tray there is no icon")
@@ -146,19 +149,29 @@ def test_the_tray_finds_it_drives_it_and_never_keeps_its_window(session):
         part in listener.output() for part in (".NewIcon ()", "{'toggle-state': <0>}")))
     check(properties() != bright, "the icon is dimmed")
 
-    layout = tray(f"{menu}.GetLayout", "0", "int32 -1", "[]", path="/Menu")
-    entries = {label: number for number, label in re.findall(r"<\((\d+), {[^}]*'label': <'([^']*)'>", layout)}
-    check(list(entries)[:4] == ["On", "Preset", "Standard", "Flat"] and list(entries)[-2:] == ["Hide Velmora", "Quit Velmora"],
-          f"the menu has {list(entries)}: {layout}")
+    # Every entry's number and mark, by its label.
+    def entries():
+        layout = tray(f"{menu}.GetLayout", "0", "int32 -1", "[]", path="/Menu")
+        return {re.sub(".*'label': <'([^']*)'>.*", r"\1", entry): (entry[:entry.index(",")], "'toggle-state': <1>" in entry)
+                for entry in re.findall(r"<\((\d+, {[^}]*})", layout) if "'label'" in entry}
+    numbers = {label: number for label, (number, _) in entries().items()}
+    equal(list(numbers), ["On", "Preset", *PRESET_NAMES, "My__own", "Compact view", "Settings", "Hide Velmora", "Quit Velmora"])
+    equal([label for label, (_, marked) in entries().items() if marked], ["Flat"])
 
+    # What happens to another entry meanwhile is none of this one's business.
     def click(label):
-        return tray(f"{menu}.EventGroup", f"[({entries[label]}, 'closed', <0>, 0), ({entries[label]}, 'clicked', <0>, 0),"
+        return tray(f"{menu}.EventGroup", f"[({numbers['On']}, 'closed', <0>, 0), ({numbers[label]}, 'clicked', <0>, 0),"
                     " (999, 'clicked', <0>, 0)]", path="/Menu")
     check(click("Rock") == "([999],)", "only the unknown entry is refused")
     becomes("the menu has chosen", lambda: states(session), "on=false preset=rock")
+    for view in ("1", "0"):
+        click("Compact view")
+        becomes("the other view is there, and is marked", lambda: (entries()["Compact view"][1], settings(session.home)["compact"]),
+                (view == "1", view))
     for number, back in enumerate((lambda: tray(f"{item}.Activate", "0", "0"), lambda: second(session), watcher.kill), 1):
         click("Hide Velmora")
         becomes("the window is hidden", lambda: program.count("Window not visible"), number)
+        becomes("nor is it offered again", lambda: listener.output().count("'visible': <false>"), number)
         back()
         becomes("the window is back", lambda: program.count("Window visible again"), number)
     action(session, "quit")
