@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes Velmora's entry for application menus, in every language of the interface.
+"""Makes Velmora's entry for application menus, and its file types, in every language of the interface.
 
     desktop_entry.py --reader GENERATE_TABLES --languages LANGUAGES --generic-names FILE --output FILE
                      TEMPLATE FILE.po...
@@ -41,6 +41,10 @@ def value_of(template, texts):
 def lines_of(line, texts):
     if not KEY.search(line):
         return [line]
+    if line.lstrip().startswith("<"):  # XML
+        return [(line if code == "en" else line.replace(">", f' xml:lang="{LOCALES.get(code, code)}">', 1)).replace(
+            "{generic_name}", texts[code]["generic_name"]) for code in sorted(texts, key=lambda code: (code != "en", code))
+                if code == "en" or texts[code]["generic_name"] != texts["en"]["generic_name"]]
     name, template = line.split("=", 1)
     english = value_of(template, texts["en"])
     lines = [f"{name}={english}"]

@@ -25,7 +25,8 @@ test_packages=(locales xvfb openbox xdotool x11-utils weston desktop-file-utils
   dbus python3-dbus python3-gi python3-numpy python3-scipy libpipewire-0.3-dev
   fonts-dejavu-core fonts-noto-core fonts-noto-cjk)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
-package_packages=(dpkg-dev file lintian appstream man-db desktop-file-utils)
+package_packages=(dpkg-dev file lintian appstream man-db desktop-file-utils
+  shared-mime-info libglib2.0-bin)
 # Clang in the version that the release prefers: 14 on Debian 12, 19 on Debian 13.
 ci_packages=(clang libclang-rt-dev clang-tidy clang-format llvm libbenchmark-dev libfftw3-dev
   shellcheck debootstrap)

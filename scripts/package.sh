@@ -45,6 +45,21 @@ bash_completes() (
   [[ " ${COMPREPLY[*]} " == *" $wanted "* ]]
 )
 
+# offers_to_open_corrections SHARE: Velmora can open a file of such a name, and an editor stays the default program.
+offers_to_open_corrections() (
+  mkdir -p "$work/empty" "$work/editor/applications"
+  printf '[Desktop Entry]\nType=Application\nName=Editor\nExec=true %%f\nMimeType=text/plain;\n' \
+    >"$work/editor/applications/editor.desktop"
+  quietly update-mime-database "$1/mime"
+  update-desktop-database "$1/applications" "$work/editor/applications"
+  export XDG_DATA_HOME=$work/empty XDG_CONFIG_HOME=$work/empty XDG_DATA_DIRS=$1:$work/editor:/usr/share
+  export LC_ALL=C.UTF-8 PATH=$1/../bin:$PATH  # a program that is not found is not offered
+  echo 'GraphicEQ: 20 -1; 30 2' >"$work/HD 600 GraphicEQ.txt"
+  gio info -a standard::content-type "$work/HD 600 GraphicEQ.txt" | grep -q text/x-velmora-equalizer &&
+    gio mime text/x-velmora-equalizer | grep -q '^Default .*editor.desktop' &&
+    gio mime text/x-velmora-equalizer | grep -q Velmora.desktop
+)
+
 check_prefix() {
   local prefix=$work/prefix size
   quietly cmake --install "$build" --prefix "$prefix"
@@ -54,6 +69,7 @@ check_prefix() {
   [[ $(grep -c '^Comment\[de\]=Equalizer\|^GenericName\[fr\]=Égaliseur\|^Keywords\[fr\]=Égaliseur;' \
     "$prefix/share/applications/Velmora.desktop") == 3 ]] ||
     fail "the menu entry lacks its languages"
+  offers_to_open_corrections "$prefix/share" || fail "file managers do not offer it for a correction, or before the editor"
   quietly appstreamcli validate --no-net --pedantic "$prefix"/share/metainfo/*.metainfo.xml
   local complaints
   complaints=$(MANWIDTH=80 man --warnings -l "$prefix/share/man/man1/velmora.1.gz" 2>&1 >/dev/null)
