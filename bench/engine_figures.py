@@ -1,35 +1,89 @@
-# What the engine costs on a real server: the delay that it adds, click by click, and its share of a
-# processor; run by hand:
+# What the engine costs on a real server: the delay that it adds, click by click, gaps on a busy machine,
+# and its share of a processor; run by hand:
 #
-#   tests/lab/run.py bench/engine_figures.py delay --server pipewire count=200
+#   tests/lab/run.py bench/engine_figures.py delay --server pipewire starts=10
+#   tests/lab/run.py bench/engine_figures.py delay_after_disturbances --server pipewire
+#   tests/lab/run.py bench/engine_figures.py gaps_beside_compilers --server pipewire seconds=300
 #   tests/lab/run.py bench/engine_figures.py share_of_a_processor --server pipewire seconds=60
 #
 # The delay is measured between two recordings, of our sink's monitor and of the device's; both are
 # mapped to one clock by the earliest arrival of a frame in each, so what they have in common cancels
 # out. Of the time that is spent, the server's own counts too, and wake-ups beside it. The program draws
 # its frames all the while, for a window without a screen.
-import os
-import statistics
-import time
+import contextlib
 
-from lab.session import becomes, proc
-from lab.sound import Player, Recorder, clicks, delays_ms, noise
-from lab.velmora import MONITOR, OURS
+from lab.all import *
 
 SUSPEND_S = 5
 CLICK_S = 0.25
+SETTLED_S = 2  # after which the delay is what it stays
+GAP_MS = 5
 
 
-def test_delay(lab, count=200):
-    lab.start()
-    lab.players.append(Player(lab.server, clicks(CLICK_S)))
-    sent, heard = Recorder(lab.server, MONITOR), Recorder(lab.server, "speakers.monitor")
+def median_delay(lab, count, device="speakers"):
+    sent, heard = Recorder(lab.server, MONITOR), Recorder(lab.server, f"{device}.monitor")
     heard.next((count + 2) * CLICK_S)
-    delays = delays_ms(sent.click_times(), heard.click_times(), most_ms=200)
-    tenth = max(1, len(delays) // 10)
-    print(f"{lab.server.kind}: delay over {len(delays)} clicks: median {statistics.median(delays):.1f} ms, "
-          f"{min(delays):.1f} to {max(delays):.1f} ms; first tenth {statistics.median(delays[:tenth]):.1f} ms, "
-          f"last tenth {statistics.median(delays[-tenth:]):.1f} ms")
+    delays = delays_ms(sent.click_times(), heard.click_times(), most_ms=400)
+    sent.close()
+    heard.close()
+    return statistics.median(delays), f"{statistics.median(delays):.1f} ({min(delays):.1f} to {max(delays):.1f})"
+
+
+def spread(lab, what, delays):
+    print(f"{lab.server.kind}: {what}: median {statistics.median(delays):.1f} ms, {min(delays):.1f} to {max(delays):.1f} ms")
+
+
+# Starts, of which each is measured over so many clicks.
+def test_delay(lab, count=30, starts=10):
+    delays = []
+    for _ in range(starts):
+        program = lab.start()
+        lab.players.append(Player(lab.server, clicks(CLICK_S)))
+        time.sleep(SETTLED_S)
+        delay, text = median_delay(lab, count)
+        print(f"  {text} ms")
+        delays.append(delay)
+        lab.silence()
+        lab.end(program)
+    spread(lab, f"delay in {starts} starts", delays)
+
+
+# The delay two seconds after the end of what may change it.
+def test_delay_after_disturbances(lab, count=20, rounds=3):
+    program = lab.start(expect=["Audio path"])
+
+    def sleep():
+        lab.silence()
+        becomes("our stream sleeps", lambda: corked(lab), [True], limit=30)
+
+    def hang(process, seconds):
+        process.freeze()
+        time.sleep(seconds)
+        process.thaw()
+
+    def switch():
+        for device in ("headset", "speakers"):
+            lab.choose(device)
+            lab.routed_to(device)
+
+    disturbances = {"the start": lambda: None, "sleep": sleep, "a server that hung": lambda: hang(lab.server, 0.4),
+                    "two switches": switch, "an underrun": lambda: hang(program, 0.2)}
+    for what, disturb in disturbances.items():
+        delays = []
+        for _ in range(rounds):
+            disturb()
+            if not lab.players:
+                lab.players.append(Player(lab.server, clicks(CLICK_S)))
+            time.sleep(SETTLED_S)
+            delay, text = median_delay(lab, count)
+            print(f"  {what}: {text} ms")
+            delays.append(delay)
+        spread(lab, f"delay after {what}", delays)
+
+
+def corked(lab):
+    return [stream["corked"] for stream in lab.server.list("sink-inputs")
+            if stream["properties"]["application.name"] == OURS]
 
 
 # Milliseconds of processor time, and how often a thread had waited and went on.
@@ -61,10 +115,46 @@ def test_share_of_a_processor(lab, seconds=60):
     player = Player(lab.server, noise())
     report(lab, "equalizing", program, seconds)
     player.close()
-    becomes("our stream sleeps", lambda: [stream["corked"] for stream in lab.server.list("sink-inputs")
-                                          if stream["properties"]["application.name"] == OURS], [True], limit=30)
+    becomes("our stream sleeps", lambda: corked(lab), [True], limit=30)
     report(lab, "equalizer on, asleep", program, seconds)
     lab.end(program)
     program = lab.launch("--off")
     time.sleep(10)  # a spectrum alone is drawn more slowly when it has been silent for a while
     report(lab, "equalizer off, nothing playing", program, seconds)
+
+
+# C++ compilers, one after the other in each of so many loops, until the end of the scope.
+@contextlib.contextmanager
+def compilers(lab, loops):
+    folder = temp_dir()
+    source = folder / "source.cpp"
+    source.write_text("#include <regex>\n#include <iostream>\nint main() { std::regex r; std::cin >> std::ws; }\n")
+    loop = f"while [ -e {source} ]; do c++ -std=c++20 -O2 -c {source} -o /dev/null; done"
+    running = [Process(["sh", "-c", loop], lab.server.environment(), folder / f"{i}.log") for i in range(loops)]
+    try:
+        yield
+    finally:
+        source.unlink()
+        for process in running:
+            process.wait(60)
+
+
+# Gaps in two tones at the same time: one played through the program, one directly to a device.
+def test_gaps_beside_compilers(lab, seconds=90, loops=8):
+    program = lab.start(expect=["Audio path"])
+    lab.players += [Player(lab.server, sines((440, -6))),
+                    Player(lab.server, sines((440, -6)), application="Direct player", device="headset")]
+    lab.hears("speakers", (440, -6))
+    recorders = {name: Recorder(lab.server, f"{device}.monitor")
+                 for name, device in (("with the program", "speakers"), ("directly", "headset"))}
+    with compilers(lab, loops):
+        time.sleep(SETTLED_S)
+        firsts = [recorder.frames for recorder in recorders.values()]
+        time.sleep(seconds)
+        ends = [recorder.frames for recorder in recorders.values()]
+    for (name, recorder), first, end in zip(recorders.items(), firsts, ends):
+        sound = recorder.since()[first:end, 0]
+        gaps = [(b - a) * 1000 / RATE for a, b in runs(np.abs(sound) < 1e-4) if (b - a) * 1000 / RATE >= GAP_MS]
+        print(f"{lab.server.kind}: {name}: {len(gaps)} gaps in {len(sound) / RATE:.0f} s: "
+              f"{' '.join(f'{gap:.0f}' for gap in gaps)} ms")
+    print(f"  load {os.getloadavg()[0]:.1f}; the log: {re.findall('Audio path last.*', program.log_text())}")

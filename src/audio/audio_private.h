@@ -18,7 +18,8 @@
 //   tap.cpp              newest samples and peaks for the display
 //   fade.cpp             fade-in and fade-out, pure
 //   play_queue.cpp       what waits in the playback stream, pure; made of
-//   cushion.cpp            how much it is,
+//   queue_meter.cpp        how much it is,
+//   cushion.cpp            how much it should be,
 //   drift.cpp              how fast it is played,
 //   resampler.cpp          and the resampler that does it
 //   dry_moment.cpp       why the queue ran dry, pure

@@ -3,7 +3,8 @@
 // anyway, so a burst that arrives then (what piled up during the gap) is cut short at once. In the
 // middle of sound, an excess that playing faster would take too long to lead back is taken out in
 // pieces of a few milliseconds at places where the sound repeats itself, found by correlation and
-// crossfaded, a few in a row. Beyond the limit whole blocks go.
+// crossfaded, a few in a row. Beyond the limit whole blocks go. What the queue was filled with is
+// corrected once, to the frame, as soon as it can be measured: sound has only just begun then.
 // Every cut is crossfaded from the sound as it would have gone on to the sound as it does go on, so
 // none clicks.
 
@@ -24,17 +25,18 @@ constexpr int kLongWindows = 16;          // 8 s
 constexpr int kSpliceEvery = 4;           // blocks
 constexpr int kMinLag = 48;               // frames; a shorter piece is not worth a splice
 constexpr std::int64_t kBurstUs = 40000;  // above the target: a burst, not jitter
-// The server tells the queue now and then, as it was when the device took from it last: up to one
-// device period too long. The least of several answers is near the truth.
-constexpr std::int64_t kGulpUs = 20000;
+// By so much a queue may look too long on a busy machine. The least of several looks is near the
+// truth.
+constexpr std::int64_t kDoubtUs = 20000;
 // Above the target, all through a long window. Less is led back by playing faster, unheard; this
 // has to lie above all that a drift may do to the queue before it is known, or no drift would ever
 // be learnt, and a piece be taken out every minute.
 constexpr std::int64_t kTrimFromUs = 30000;
-constexpr std::int64_t kSilentExcessUs = kGulpUs + 5000;
+constexpr std::int64_t kSilentExcessUs = kDoubtUs + 5000;
 constexpr std::int64_t kSilentLackUs = 25000;
 constexpr int kShortBlocks = 25;  // a late block is no lack
 constexpr int kTargetStepUs = 20000;
+constexpr int kNewBlocks = 500;      // 5 s
 constexpr int kWaryBlocks = 60000;   // 10 minutes: a single late block may be anything
 constexpr int kCalmBlocks = 180000;  // 30 minutes
 
@@ -61,12 +63,20 @@ void Cushion::restart() {
   mode_ = Mode::kFresh;
   trim_us_ = 0;
   cut_open_ = false;
+  align_frames_ = 0;
+  new_blocks_ = kNewBlocks;
+}
+
+void Cushion::align(std::int64_t excess_us) {
+  align_frames_ = static_cast<int>(excess_us * kFramesPerMs / 1000);
 }
 
 // A longer queue is of use only where it would have lasted.
 void Cushion::ran_dry(std::int64_t late_us) {
+  const int new_blocks = new_blocks_;
   restart();
-  if (late_us >= kMostTargetUs) return;
+  if (new_blocks > 0) new_blocks_ = new_blocks;
+  if (new_blocks > 0 || late_us >= kMostTargetUs) return;
   if (wary_blocks_ > 0) target_us_ = std::min(target_us_ + kTargetStepUs, kMostTargetUs);
   wary_blocks_ = kWaryBlocks;
   calm_blocks_ = 0;
@@ -75,6 +85,7 @@ void Cushion::ran_dry(std::int64_t late_us) {
 // The excess that this makes is taken away like any other.
 void Cushion::relax() {
   wary_blocks_ = std::max(0, wary_blocks_ - 1);
+  new_blocks_ = std::max(0, new_blocks_ - 1);
   if (target_us_ == kTargetUs || ++calm_blocks_ < kCalmBlocks) return;
   target_us_ -= kTargetStepUs;
   calm_blocks_ = 0;
@@ -114,6 +125,8 @@ Cushion::Output Cushion::shape(std::span<float> block, std::int64_t queue_us) {
   relax();
   if (cut_open_) {
     join_cut(block);
+  } else if (align_frames_ != 0) {
+    out.samples = align_block(block);
   } else if (trim_us_ > 0 && --until_splice_ <= 0) {
     until_splice_ = kSpliceEvery;
     out.samples = splice(block);
@@ -148,7 +161,7 @@ void Cushion::watch(std::int64_t queue_us) {
   long_least_us_ = windows_ == 0 ? window_least_us_ : std::min(long_least_us_, window_least_us_);
   ++windows_;
   if (window_least_us_ > target_us_ + kBurstUs) {
-    trim_us_ = window_least_us_ - kGulpUs - target_us_;
+    trim_us_ = window_least_us_ - kDoubtUs - target_us_;
   } else if (windows_ == kLongWindows) {
     if (long_least_us_ > target_us_ + kTrimFromUs) trim_us_ = long_least_us_ - target_us_;
     windows_ = 0;
@@ -201,7 +214,13 @@ std::span<const float> Cushion::splice(std::span<float> block) {
       best_lag = lag;
     }
   }
-  const auto skipped = static_cast<std::size_t>(best_lag) * kChannels;
+  return cut(block, best_lag);
+}
+
+// Takes so many frames out of the block, behind its first ones.
+std::span<const float> Cushion::cut(std::span<float> block, int frames) {
+  constexpr int kCount = kFadeFrames * kChannels;
+  const auto skipped = static_cast<std::size_t>(frames) * kChannels;
   // The result ends where the block ends, so the next block follows without a seam; it is built
   // from the front, in place, over samples that have been read already.
   for (int i = 0; i < kFadeFrames; ++i) {
@@ -214,6 +233,33 @@ std::span<const float> Cushion::splice(std::span<float> block) {
   std::copy(block.begin() + kCount + static_cast<std::ptrdiff_t>(skipped), block.end(),
             block.begin() + kCount);
   return block.first(block.size() - skipped);
+}
+
+// Makes the block so many frames longer: near its end it goes back by that much, with a crossfade,
+// and ends once more as it did.
+std::span<const float> Cushion::draw_out(std::span<const float> block, int frames) {
+  const int turn = static_cast<int>(block.size()) / kChannels - kFadeFrames;
+  const auto out = std::span(drawn_out_).first(block.size() + sample_at(frames, 0));
+  std::ranges::copy(block, out.begin());
+  std::copy(block.begin() + static_cast<std::ptrdiff_t>(sample_at(turn - frames, 0)), block.end(),
+            out.begin() + static_cast<std::ptrdiff_t>(sample_at(turn, 0)));
+  for (int i = 0; i < kFadeFrames; ++i) {
+    const float w = weight(i, kFadeFrames);
+    for (int c = 0; c < kChannels; ++c) {
+      const auto at = sample_at(turn + i, c);
+      out[at] = (1.0F - w) * block[at] + w * out[at];
+    }
+  }
+  return out;
+}
+
+// As much of what is still to be corrected as one block can take.
+std::span<const float> Cushion::align_block(std::span<float> block) {
+  const int most = static_cast<int>(block.size()) / kChannels - kFadeFrames;
+  if (most < 1) return block;
+  const int frames = std::clamp(align_frames_, -most, most);
+  align_frames_ -= frames;
+  return frames > 0 ? cut(block, frames) : draw_out(block, -frames);
 }
 
 }  // namespace audio

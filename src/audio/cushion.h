@@ -22,16 +22,20 @@ class Cushion {
   static constexpr std::int64_t kUnknown = -1;
 
   struct Output {
-    int pad_frames = 0;  // silence to be written first
-    std::span<const float>
-        samples;           // then these: part of the block, or of the cushion's own memory
-    bool dropped = false;  // the block was thrown away for the limit's sake
+    int pad_frames = 0;              // silence to be written first
+    std::span<const float> samples;  // then these: part of the block, or the block drawn out
+    bool dropped = false;            // the block was thrown away for the limit's sake
   };
 
   // The queue is empty: the stream was opened or restarts.
   void restart();
-  // The same, because it ran dry: sound came `late_us` after what came before it.
+  // The same, because it ran dry: sound came `late_us` after what came before it. The target is
+  // raised where that happens again and again, but not for a busy moment or a busy start.
   void ran_dry(std::int64_t late_us);
+
+  // The queue is too long by this much, or, negative, too short: the next blocks correct it
+  // exactly.
+  void align(std::int64_t excess_us);
 
   // Decides about the next block, at most kMaxFrames frames, which is changed in place where it
   // must be. The result is valid until the next call.
@@ -42,7 +46,9 @@ class Cushion {
   [[nodiscard]] int target_us() const { return target_us_; }
   // Whether playback has gone on for long enough for the queue to have found its length, and
   // nothing is being taken out of it.
-  [[nodiscard]] bool steady() const { return mode_ == Mode::kSteady && trim_us_ <= 0; }
+  [[nodiscard]] bool steady() const {
+    return mode_ == Mode::kSteady && trim_us_ <= 0 && align_frames_ == 0;
+  }
 
  private:
   enum class Mode { kFresh, kSettling, kSteady };
@@ -59,11 +65,15 @@ class Cushion {
   void remember_cut(std::span<const float> block);
   void join_cut(std::span<float> block);
   std::span<const float> splice(std::span<float> block);
+  std::span<const float> cut(std::span<float> block, int frames);
+  std::span<const float> draw_out(std::span<const float> block, int frames);
+  std::span<const float> align_block(std::span<float> block);
 
   Mode mode_ = Mode::kFresh;
   int target_us_ = kTargetUs;
   int wary_blocks_ = 0;    // blocks for which another dry moment raises the target
   int calm_blocks_ = 0;    // blocks since the target last changed
+  int new_blocks_ = 0;     // blocks for which a dry moment belongs to what was before
   int settle_blocks_ = 0;  // blocks since playback began
   int short_blocks_ = 0;   // blocks in a row before which the queue was much too short
   int window_blocks_ = 0;  // blocks in the current window of observation
@@ -73,6 +83,8 @@ class Cushion {
   std::int64_t trim_us_ = 0;  // an excess that is still to be taken away in small pieces
   int until_splice_ = 0;      // blocks until the next piece may be taken
   bool cut_open_ = false;     // blocks have been thrown away since the last one written
+  int align_frames_ = 0;      // still to be cut, or inserted when negative
+  std::array<float, std::size_t{2} * (kMaxFrames + kMaxLag)> drawn_out_{};
   std::array<float, std::size_t{2} * kFadeFrames>
       cut_start_{};  // how the sound went on when the cut began
 };

@@ -17,11 +17,8 @@ class DriftControl {
   // Another device, another clock: everything that was learnt is wrong.
   void forget();
   // The queue was emptied or filled by other means: what was seen of it says nothing any more. The
-  // clocks are what they were, and so is the place where it is kept.
+  // clocks are what they were.
   void restart();
-  // From now on the reported queue is longer by this much, although nothing has changed: it is
-  // kept where it is, as far as that is not too long.
-  void shift(double longer_us);
 
   // To be called once for every block of `seconds`. `excess_us` is what the queue holds beyond its
   // target. Returns how much faster than recorded to play the sound, 0.0002 being 200
@@ -31,13 +28,8 @@ class DriftControl {
   [[nodiscard]] double speed() const { return speed_; }
 
  private:
-  [[nodiscard]] double place_us() const;  // where the excess is kept
-
   double mean_us_ = 0.0;   // of the excess
   double slow_us_ = 0.0;   // the same over a longer time
-  double kept_us_ = 0.0;   // the mean in the beginning, which is kept
-  double shift_us_ = 0.0;  // since the last restart
-  bool keeps_ = false;     // it is known
   double since_ = 0.0;     // s since the last decision
   double settled_ = 0.0;   // s that went into the means
   double integral_ = 0.0;  // the drift as known so far

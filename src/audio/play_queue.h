@@ -1,8 +1,8 @@
-// What waits in the playback stream: how long the queue is, how it is kept near its target, and how
-// it follows the device's clock.
+// What waits in the playback stream: how it is kept at its target, and how it follows the device's
+// clock.
 //
-// Holds everything that begins and ends with a playback stream: the cushion, the drift control, the
-// resampler and the server's last timing report. Knows no server; allocates nothing. Loop thread.
+// Holds everything that begins and ends with a playback stream: the meter, the cushion, the drift
+// control and the resampler. Knows no server; allocates nothing. Loop thread.
 #pragma once
 
 #include <algorithm>
@@ -10,12 +10,13 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
+#include <optional>
 #include <span>
 #include <utility>
 
 #include "cushion.h"
 #include "drift.h"
+#include "queue_meter.h"
 #include "resampler.h"
 
 namespace audio {
@@ -34,22 +35,20 @@ class PlayQueue {
     kRanDry,  // underrun: sound came too late
   };
 
-  // The server's timing report on the stream.
-  struct Timing {
-    std::int64_t fill_us = 0;    // in the stream, not yet taken by the device
-    std::int64_t device_us = 0;  // taken, not yet heard
-    bool playing = false;
-  };
+  using Timing = QueueMeter::Timing;
 
   void restart(Start why, Clock::time_point now);
-  void report(const Timing& timing, Clock::time_point now);
+  // The server's report; `at` is when it looked.
+  void report(const Timing& timing, Clock::time_point at) { meter_.report(timing, at); }
+  // Whether the server is to be asked for a report now. To be called once after each fragment.
+  bool wants_report() { return meter_.wants_report(); }
 
   // Takes the next block of interleaved stereo, which is changed in place, and calls `write` with
   // what to write to the stream, in order. Returns false when the block was dropped.
   //   following   samples of the same fragment that come right after the block
   template <typename Write>
   bool put(std::span<float> block, std::size_t following, Clock::time_point now, Write write) {
-    arrived(now);
+    arrived(block.size(), following, now);
     const Plan plan = decide(block, following, now);
     counts_.lost += block.size() - std::min(block.size(), plan.samples.size());
     if (std::exchange(begun_, true)) counts_.inserted += plan.pad_samples;
@@ -59,7 +58,12 @@ class PlayQueue {
       pass(std::span(kSilence).first(n), plan.speed, write);
       left -= n;
     }
-    pass(plan.samples, plan.speed, write);
+    for (std::span<const float> rest = plan.samples;
+         !rest.empty();) {  // it may have been drawn out
+      const std::size_t n = std::min(rest.size(), kSilence.size());
+      pass(rest.first(n), plan.speed, write);
+      rest = rest.subspan(n);
+    }
     return true;
   }
 
@@ -76,7 +80,6 @@ class PlayQueue {
   [[nodiscard]] std::int64_t playing_us(Clock::time_point now) const;
 
  private:
-  static constexpr std::int64_t kNeverSeen = std::numeric_limits<std::int64_t>::max();
   static constexpr std::array<float, std::size_t{2} * kMaxFrames> kSilence{};
 
   struct Plan {
@@ -86,31 +89,30 @@ class PlayQueue {
     double speed = 0.0;
   };
 
-  void arrived(Clock::time_point now);
+  void arrived(std::size_t samples, std::size_t following, Clock::time_point now);
   [[nodiscard]] std::int64_t lateness_us(Clock::time_point now) const;
   Plan decide(std::span<float> block, std::size_t following, Clock::time_point now);
-  double speed_for(std::int64_t queue_us, std::size_t samples);
+  void align(std::optional<std::int64_t> excess_us);
+  double speed_for(std::optional<std::int64_t> excess_us, std::size_t samples);
 
   template <typename Write>
   void pass(std::span<const float> samples, double speed, Write write) {
     const std::span<const float> out = resampler_.process(samples, speed);
     if (out.empty()) return;
     write(out);
-    timing_.fill_us += duration_us(out.size());
+    meter_.wrote(out.size() / 2);
   }
   static std::int64_t duration_us(std::size_t samples);
 
+  QueueMeter meter_;
   Cushion cushion_;
   DriftControl drift_;
   Resampler resampler_;
 
   Counts counts_;
-  bool begun_ = false;  // sound has been written since the stream was opened or woken
-  bool woken_ = false;  // nothing has been written since
-  bool known_ = false;  // the server has reported since the restart
-  Timing timing_;       // as last reported, plus what was written since
-  Clock::time_point reported_at_;
-  std::int64_t device_least_us_ = kNeverSeen;  // smallest while it played
+  bool begun_ = false;    // sound has been written since the stream was opened or woken
+  bool fresh_ = true;     // nothing has been written since the restart
+  bool aligned_ = false;  // the queue has been measured and brought to its target
 
   Clock::time_point block_at_;  // when the last block came
   std::int64_t late_us_ = 0;    // how long the last late one had been waited for

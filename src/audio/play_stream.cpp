@@ -17,8 +17,9 @@ namespace {
 
 constexpr pa_usec_t kMaxLengthUs = 500000;
 constexpr pa_usec_t kPrebufUs = 30000;
-constexpr int kFadeOutMs = 50;                 // for the fragments that bring the fade-out
-constexpr std::int64_t kPlayedOutUs = 150000;  // for what waits in the stream, at most
+constexpr pa_usec_t kOldestReportUs = 1000000;  // unless the time of day is changed
+constexpr int kFadeOutMs = 50;                  // for the fragments that bring the fade-out
+constexpr std::int64_t kPlayedOutUs = 150000;   // for what waits in the stream, at most
 
 // Main-loop lock.
 struct Play {
@@ -73,10 +74,12 @@ void on_timing(pa_stream* s, void* /*user*/) {
       timing->read_index_corrupt != 0) {
     return;
   }
+  const auto age =
+      std::chrono::microseconds(std::min(pa_timeval_age(&timing->timestamp), kOldestReportUs));
   g_play.queue.report({.fill_us = us_of(timing->write_index - timing->read_index),
                        .device_us = static_cast<std::int64_t>(timing->sink_usec),
                        .playing = timing->playing != 0},
-                      Clock::now());
+                      Clock::now() - age);
 }
 
 void on_underflow(pa_stream* s, void* /*user*/) {
@@ -107,6 +110,8 @@ void play(std::span<float> block, std::size_t following) {
   const PlayQueue::Counts counts = g_play.queue.take_counts();
   if (counts.lost > 0) count_lost(block.last(counts.lost));
   if (counts.inserted > 0) count_inserted(counts.inserted);
+  if (following == 0 && g_play.queue.wants_report())
+    dismiss(pa_stream_update_timing_info(g_play.stream.get(), nullptr, nullptr));
 }
 
 bool play_asleep() {

@@ -90,6 +90,12 @@ TEST(Cushion, sound_that_comes_late_again_and_again_gets_a_longer_queue_until_it
       cushion.shape(frame, cushion.target_us());
   };
   constexpr int kLateUs = 60000;
+  cushion.restart();
+  for (int i = 0; i < 4; ++i)
+    cushion.ran_dry(kLateUs);
+  EXPECT_EQ(cushion.target_us(), Cushion::kTargetUs) << "a busy start";
+  pass(1);
+  cushion.ran_dry(kLateUs);
   cushion.ran_dry(kLateUs);
   pass(11);
   cushion.ran_dry(kLateUs);
@@ -100,8 +106,10 @@ TEST(Cushion, sound_that_comes_late_again_and_again_gets_a_longer_queue_until_it
   cushion.ran_dry(kLateUs);
   EXPECT_EQ(cushion.target_us(), Cushion::kTargetUs + 20000);
   EXPECT_EQ(cushion.shape(frame, 0).pad_frames, cushion.target_us() * 48 / 1000 - 1);
-  for (int i = 0; i < 9; ++i)
+  for (int i = 0; i < 9; ++i) {
+    pass(1);
     cushion.ran_dry(kLateUs);
+  }
   EXPECT_EQ(cushion.target_us(), Cushion::kMostTargetUs);
   pass(91);
   EXPECT_EQ(cushion.target_us(), Cushion::kTargetUs);
@@ -115,6 +123,19 @@ TEST(Cushion, an_excess_is_trimmed_in_seconds_within_sound_and_left_out_at_once_
     path.run(silent ? 5 : 500, 10, silent);
     EXPECT_NEAR(path.queue_us_, Cushion::kTargetUs, 25000) << silent;
     EXPECT_EQ(path.drops_, 0) << silent;
+    EXPECT_LT(path.largest_step(), kToneStep * 1.2F);
+  }
+}
+
+TEST(Cushion, a_queue_is_aligned_to_the_frame_without_a_click) {
+  for (const int frames : {-700, -100, 100, 700}) {
+    Path path;
+    path.run(100);
+    const std::size_t before = path.written_.size();
+    path.cushion_.align(frames * 1000000LL / 48000);
+    path.run(10);
+    EXPECT_NEAR(static_cast<double>(path.written_.size() - before), 10 * kBlock - frames, 1);
+    EXPECT_TRUE(path.cushion_.steady());
     EXPECT_LT(path.largest_step(), kToneStep * 1.2F);
   }
 }

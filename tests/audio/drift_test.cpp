@@ -99,18 +99,17 @@ struct Course {
 };
 
 // Where the queue's excess goes in so many seconds, when the device takes more or less than it is
-// given and what is known of the queue is an answer every second and a half, too long by up to one
-// of the device's gulps.
+// given and what is known of the queue is an answer every now and then, which may be too long.
 Course follow(DriftControl* control, double drift, double seconds, double start_ms = 0,
-              double gulp_ms = 21.333, double rare_ms = 0) {
+              double error_ms = 2, double rare_ms = 0) {
   std::mt19937 random(11);  // NOLINT(cert-msc51-cpp): the same course in every run
-  std::uniform_real_distribution<double> gulp_us(0, gulp_ms * 1000);
+  std::uniform_real_distribution<double> error(0, error_ms * 1000);
   std::uniform_int_distribution<int> rare(0, 19);
   double excess_us = start_ms * 1000;
   Course course;
   double error_us = 0;
   for (int block = 0; block * kBlock < seconds; ++block) {
-    if (block % 150 == 0) error_us = gulp_us(random) + (rare(random) == 0 ? rare_ms * 1000 : 0);
+    if (block % 37 == 0) error_us = error(random) + (rare(random) == 0 ? rare_ms * 1000 : 0);
     const double speed = control->update(excess_us + error_us, kBlock);
     excess_us += (drift - speed) * kBlock * 1e6;
     course.least_ms = std::min(course.least_ms, excess_us / 1000);
@@ -125,18 +124,18 @@ TEST(DriftControl, holds_the_queue_for_two_hours_whatever_the_clocks_do) {
   for (const double ppm : {-200, -20, 20, 200}) {
     DriftControl control;
     const Course course = follow(&control, ppm * 1e-6, 7200);
-    EXPECT_GT(course.least_ms, -15) << ppm;
-    EXPECT_LT(course.most_ms, 15) << ppm;
-    EXPECT_LE(course.fastest, 0.0017) << "three cents";
+    EXPECT_GT(course.least_ms, -6) << ppm;
+    EXPECT_LT(course.most_ms, 6) << ppm;
+    EXPECT_LE(course.fastest, 0.0004) << ppm;
     // Once the drift is known there is little left to do.
     const Course later = follow(&control, ppm * 1e-6, 1800, course.last_ms);
-    EXPECT_LT(later.most_ms - later.least_ms, 12) << ppm;
+    EXPECT_LT(later.most_ms - later.least_ms, 3) << ppm;
     EXPECT_NEAR(control.speed(), ppm * 1e-6, 0.0001);
     // On a busy machine some answers are far off.
     DriftControl shaken;
-    const Course rough = follow(&shaken, ppm * 1e-6, 7200, 0, 21.333, 50);
-    EXPECT_GT(rough.least_ms, -25) << ppm;
-    EXPECT_LT(rough.most_ms, 25) << ppm;
+    const Course rough = follow(&shaken, ppm * 1e-6, 7200, 0, 4, 50);
+    EXPECT_GT(rough.least_ms, -15) << ppm;
+    EXPECT_LT(rough.most_ms, 15) << ppm;
   }
 }
 
@@ -157,7 +156,7 @@ TEST(DriftControl, makes_good_what_a_late_server_loses_before_the_next_piece) {
 
 TEST(DriftControl, leaves_equal_clocks_alone) {
   DriftControl control;
-  EXPECT_EQ(follow(&control, 0, 7200, 0, 10.667).fastest, 0);
+  EXPECT_EQ(follow(&control, 0, 7200).fastest, 0);
 }
 
 TEST(DriftControl, leads_the_queue_back_and_keeps_what_it_knows_of_the_clock) {
@@ -172,21 +171,6 @@ TEST(DriftControl, leads_the_queue_back_and_keeps_what_it_knows_of_the_clock) {
   EXPECT_EQ(control.speed(), 0);
   // A hopeless case stays within what no ear notices.
   EXPECT_LE(follow(&control, 0.01, 600).fastest, DriftControl::kMaxSpeed);
-}
-
-TEST(DriftControl, keeps_the_queue_where_it_is_when_it_is_counted_from_another_place) {
-  DriftControl control;
-  const double place_ms = follow(&control, 0.0002, 7200, 5, 0).last_ms;
-  control.shift(6000);
-  const Course counted = follow(&control, 0.0002, 600, place_ms + 6, 0);
-  EXPECT_GT(counted.least_ms, place_ms + 4);
-  EXPECT_LT(counted.most_ms, place_ms + 8);
-  // A queue that begins anew is counted as in the beginning.
-  control.restart();
-  EXPECT_NEAR(follow(&control, 0.0002, 600, place_ms + 6, 0).last_ms, place_ms, 2);
-  // A device that has become quicker by much leaves no long queue behind.
-  control.shift(100000);
-  EXPECT_LT(follow(&control, 0.0002, 600, place_ms, 0).last_ms, 30);
 }
 
 // Together with what takes pieces out of a queue that is too long: where that came first, the drift

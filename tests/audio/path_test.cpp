@@ -132,83 +132,131 @@ TEST(Tap, gives_the_newest_frames_oldest_first_and_each_peak_once) {
   EXPECT_EQ(std::pair(l, r), std::pair(0.0F, 0.0F));
 }
 
-// A play queue and a device that plays from it, with the server's report every second and a half.
+// A play queue and a device that plays from it: whenever it has nothing left, it takes a period.
+// The server answers after a while, and fragments come when the machine finds time.
 struct Line {
   PlayQueue queue;
   PlayQueue::Clock::time_point now{std::chrono::hours(1)};
   std::vector<float> written;
-  double fill = 0;  // frames in the stream
+  double fill = 0;    // ms in the stream
+  double device = 0;  // ms taken by the device
+  double own = 0;     // ms that it delays everything
+  double period = 20;
+  double speed = 1;  // of its clock
+  int fragments = 0;
+  std::int64_t late_us = 0;
+  std::vector<std::pair<PlayQueue::Timing, PlayQueue::Clock::time_point>> answers{};
 
   void restart(PlayQueue::Start why) {
     queue.restart(why, now);
     written.clear();
-    fill = 0;
+    answers.clear();
+    fill = device = 0;
   }
-  void put(std::span<const float> sound, std::size_t following = 0) {
-    std::vector<float> block(sound.begin(), sound.end());
-    queue.put(block, following, now, [this](std::span<const float> out) {
-      written.insert(written.end(), out.begin(), out.end());
-      fill += static_cast<double>(out.size()) / 2;
-    });
+  void pass(std::int64_t us) {
+    now += std::chrono::microseconds(us);
+    device -= static_cast<double>(us) / 1000 * speed;
+    if (device > 0) return;
+    if (fill == 0) device = 0;
+    const double taken = std::min(fill, period);
+    fill -= taken;
+    device += taken;
   }
-  void report(std::int64_t device_us) {
-    queue.report({static_cast<std::int64_t>(fill / 0.048), device_us, true}, now);
-  }
-  void run(int blocks, std::int64_t device_us, double device_speed) {
+  // Fragments of 10 ms, some of them late by up to 7 ms, or all of them at once.
+  void run(int count, int every_us = 10000) {
     static const std::vector<float> kSound = tone(480);
-    for (int i = 0; i < blocks; ++i) {
-      if (i % 150 == 20) report(device_us);
-      put(kSound);
-      fill = std::max(0.0, fill - 480 * device_speed);
-      now += std::chrono::milliseconds(10);
+    for (int i = 0; i < count; ++i) {
+      const std::int64_t jitter_us = every_us > 0 ? fragments++ % 3 * 3500 : late_us;
+      for (std::int64_t us = every_us + jitter_us - std::exchange(late_us, jitter_us); us > 0;
+           us -= 500)
+        pass(500);
+      for (const auto& [timing, at] : std::exchange(answers, {}))
+        queue.report(timing, at + std::chrono::milliseconds(fragments % 4));
+      std::vector<float> block = kSound;
+      queue.put(block, 0, now, [this](std::span<const float> out) {
+        written.insert(written.end(), out.begin(), out.end());
+        fill += static_cast<double>(out.size()) / 96;
+      });
+      if (!queue.wants_report()) continue;
+      const std::int64_t fill_us = std::llround(fill * 1000);
+      answers.push_back({{fill_us, std::llround((device + own) * 1000), device > 0}, now});
     }
+  }
+  // Where no fragment is late.
+  [[nodiscard]] double delay_ms() const {
+    return fill + device + own + static_cast<double>(late_us) / 1000;
   }
 };
 
-TEST(PlayQueue, forgets_everything_when_a_stream_is_opened) {
-  Line old;
-  old.restart(PlayQueue::Start::kOpened);
-  old.run(3000, 20000, 1.0004);
-  old.fill += 6000;  // and an excess that is not yet trimmed
-  old.run(200, 20000, 1.0004);
-  old.restart(PlayQueue::Start::kOpened);
-  Line fresh;
-  fresh.restart(PlayQueue::Start::kOpened);
-  for (Line* line : {&old, &fresh})
-    line->run(3000, 150000, 1.0);
-  EXPECT_EQ(old.written, fresh.written);
-}
-
-TEST(PlayQueue, is_filled_to_its_target_after_every_pause_and_counts_no_delay_of_the_device) {
-  using Start = PlayQueue::Start;
-  for (const Start why : {Start::kOpened, Start::kWoken, Start::kRanDry}) {
-    for (const std::size_t following : {std::size_t{0}, 4 * kBlock}) {
+TEST(PlayQueue, has_one_delay_whatever_happened_to_it) {
+  for (const double own : {0.0, 150.0}) {
+    for (const double period : {5.0, 20.0}) {
       Line line;
-      line.restart(Start::kOpened);
-      line.run(2000, 40000, 1.0);
-      EXPECT_EQ(line.queue.take_counts().lost, 0U);
-      line.restart(why);
-      const std::vector<float> sound = tone(480);
-      for (std::size_t left = following;; left -= kBlock) {
-        line.put(sound, left);
-        if (left == 0) break;
+      line.own = own;
+      line.period = period;
+      const auto check = [&](const char* what) {
+        line.run(100);
+        // How much of it is the device's own is known less exactly.
+        EXPECT_NEAR(line.delay_ms(), 60 + own, own > 0 ? 5 : 2)
+            << what << ", " << own << ", " << period;
+      };
+      for (const auto why : {PlayQueue::Start::kOpened, PlayQueue::Start::kWoken}) {
+        line.restart(why);
+        check("the start");
+        line.restart(PlayQueue::Start::kRanDry);
+        check("an underrun");
+        for (const double lost : {12.0, -12.0}) {
+          line.fill += lost;
+          line.pass(50000);  // a hiccup, and what came meanwhile
+          line.fill += 50;
+          check("a hiccup");
+        }
       }
-      const bool comes_at_once = why == Start::kWoken;
-      const std::size_t more = comes_at_once ? 0 : following;
-      EXPECT_NEAR(static_cast<double>(line.written.size()), static_cast<double>(5760 + more), 100);
-      // Its delay is another one now.
-      line.report(150000);
-      EXPECT_NEAR(static_cast<double>(line.queue.length_us(line.now)), line.fill / 0.048, 1);
-      EXPECT_EQ(line.queue.take_counts().inserted > 0, why == Start::kRanDry);
-      // What a burst brings too much is counted.
-      const std::size_t before = line.written.size();
-      for (int i = 0; i < 20; ++i)
-        line.put(sound);
-      const std::size_t lost = line.queue.take_counts().lost;
+      // What a burst brings too much is counted, and so is the silence before it.
+      line.queue.take_counts();
+      line.restart(PlayQueue::Start::kRanDry);
+      line.run(20, 0);
+      const auto [lost, inserted] = line.queue.take_counts();
       EXPECT_GE(lost, 5 * kBlock);
-      EXPECT_NEAR(static_cast<double>(line.written.size() - before + lost), 20.0 * kBlock, 100);
+      EXPECT_GT(inserted, 0U);
+      EXPECT_NEAR(static_cast<double>(line.written.size() + lost - inserted), 20.0 * kBlock, 100);
     }
   }
+}
+
+TEST(PlayQueue, follows_a_clock_within_three_milliseconds_and_leaves_equal_clocks_alone) {
+  for (const double ppm : {-200, 0, 200}) {
+    Line line;
+    line.speed = 1 + ppm * 1e-6;
+    line.restart(PlayQueue::Start::kOpened);
+    line.run(100);
+    for (int minute = 0; minute < 5; ++minute) {
+      line.run(6000);
+      EXPECT_NEAR(line.delay_ms(), 60, 3) << ppm << ", minute " << minute;
+    }
+    // At equal speed each period of the tone is the same to the bit.
+    EXPECT_EQ(std::equal(line.written.end() - 9600, line.written.end(), line.written.end() - 19200),
+              ppm == 0);
+  }
+}
+
+TEST(PlayQueue, forgets_everything_when_a_stream_is_opened) {
+  Line old;
+  old.speed = 1.0004;
+  old.restart(PlayQueue::Start::kOpened);
+  old.run(3000);
+  old.fill += 120;  // and an excess that is not yet trimmed
+  old.run(200);
+  Line fresh;
+  for (Line* line : {&old, &fresh}) {
+    line->speed = 1;
+    line->own = 150;
+    line->fragments = 0;
+    line->late_us = 0;
+    line->restart(PlayQueue::Start::kOpened);
+    line->run(3000);
+  }
+  EXPECT_EQ(old.written, fresh.written);
 }
 
 TEST(Arrivals, tell_late_sound_from_a_late_program_and_both_from_a_server_that_lost_cycles) {
