@@ -155,7 +155,8 @@ def test_the_tray_finds_it_drives_it_and_never_keeps_its_window(session):
         return {re.sub(".*'label': <'([^']*)'>.*", r"\1", entry): (entry[:entry.index(",")], "'toggle-state': <1>" in entry)
                 for entry in re.findall(r"<\((\d+, {[^}]*})", layout) if "'label'" in entry}
     numbers = {label: number for label, (number, _) in entries().items()}
-    equal(list(numbers), ["On", "Preset", *PRESET_NAMES, "My__own", "Compact view", "Settings", "Hide Velmora", "Quit Velmora"])
+    equal(list(numbers), ["On", "Preset", *PRESET_NAMES, "My__own", "Own preset for each output device",
+                           "Compact view", "Settings", "Hide Velmora", "Quit Velmora"])
     equal([label for label, (_, marked) in entries().items() if marked], ["Flat"])
 
     # What happens to another entry meanwhile is none of this one's business.
