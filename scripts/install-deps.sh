@@ -21,7 +21,7 @@ build_packages=(g++ cmake ninja-build pkg-config python3 gettext libpulse-dev li
 client_packages=(pulseaudio-utils)
 # A virtual X11 screen with a window manager and hands to use it, a Wayland one, and fonts for the
 # writing systems of all languages: the only pictures that can be looked at are those with letters.
-test_packages=(locales xvfb openbox xdotool x11-utils weston desktop-file-utils
+test_packages=(locales xvfb openbox i3-wm wmctrl xdotool x11-utils weston desktop-file-utils
   dbus python3-dbus python3-gi python3-numpy python3-scipy libpipewire-0.3-dev
   fonts-dejavu-core fonts-noto-core fonts-noto-cjk)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)

@@ -5,6 +5,7 @@
 //   actions.cpp          the table of actions, and what a call of one means; pure
 //   tray.cpp             the icon in the tray
 //   tray_menu.cpp        its menu
+//   motion.cpp           whether the user wants less motion
 //   single_instance.cpp  the lock, and calling the copy that has it
 //   bus.cpp              names and data of a call
 #pragma once

@@ -6,6 +6,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
@@ -21,6 +22,7 @@
 #include "app/paths.h"
 #include "application.h"
 #include "bus.h"
+#include "motion.h"
 #include "tray.h"
 
 namespace desktop {
@@ -49,6 +51,8 @@ struct Shared {
 };
 // In place as long as the process lives: the thread may outlive main.
 Shared& g_shared = *new Shared;
+
+std::atomic<bool> g_reduced_motion{false};
 
 std::unique_ptr<Bus> g_bus;  // main thread; between connect and start
 
@@ -92,8 +96,10 @@ void run(std::unique_ptr<Bus> bus) {
   if (g_dbus_connection_is_closed(bus->connection.get()) == FALSE &&
       application::begin(bus->connection.get(), bus->directory, current_state(), submit)) {
     tray::begin(bus->connection.get(), current_state(), submit);
+    motion::begin(bus->connection.get(), [](bool reduced) { g_reduced_motion = reduced; });
     g_main_loop_run(bus->loop.get());
   }
+  motion::end();
   tray::end();
   application::end();
   g_signal_handler_disconnect(bus->connection.get(), closed);
@@ -170,6 +176,10 @@ void publish(const State& state) {
   if (g_shared.bus == nullptr || g_shared.state == state) return;
   g_shared.state = state;
   hand_over(on_new_state, nullptr);
+}
+
+bool reduced_motion() {
+  return g_reduced_motion;
 }
 
 void stop() {

@@ -151,6 +151,7 @@ void handle_signals() {
 
 bool on_frame() {
   const platform::stats::Scope scope(platform::stats::Phase::OnFrame);
+  ui::set_reduced_motion(desktop::reduced_motion());
   return ui::on_frame();
 }
 
@@ -172,8 +173,14 @@ void pace(const Loop& loop) {
   if (passed < interval) SDL_Delay(static_cast<Uint32>(interval - passed));
 }
 
+// Whether there is a title whose colours move.
+bool shines() {
+  return !platform::compact() && !desktop::reduced_motion();
+}
+
 void present(Loop& loop) {
-  platform::compose(static_cast<double>(ticks_ms()) / 1000.0);
+  const std::uint64_t shine = desktop::reduced_motion() ? 0 : ticks_ms();
+  platform::compose(static_cast<double>(shine) / 1000.0);
   loop.presented_at = ticks_ms();
   if (!loop.first_frame) return;
   loop.first_frame = false;
@@ -188,8 +195,8 @@ void show_frame(Loop& loop) {
   platform::update_scale();
   const bool repeating = ticks_ms() < loop.repeat_until;
   if (repeating) platform::invalidate_frame();
-  const bool due = (repeating || !platform::compact()) &&
-                   ticks_ms() - loop.presented_at > platform::kLongestFrameMs;
+  const bool due =
+      (repeating || shines()) && ticks_ms() - loop.presented_at > platform::kLongestFrameMs;
   if (ui::take_dirty() || !platform::layers_ready()) {
     const platform::stats::Scope scope(platform::stats::Phase::Draw);
     platform::draw_layers();
@@ -205,6 +212,7 @@ void run_loop(std::uint64_t started_at) {
   int timeout_ms = kFirstTimeoutMs;
   for (;;) {
     handle_events(loop, timeout_ms);
+    platform::find_lost_release();
     handle_signals();
     platform::answer_calls();
     if (!g_running || !platform::recover_renderer()) return;
@@ -217,11 +225,12 @@ void run_loop(std::uint64_t started_at) {
     }
     timeout_ms = visible && loop.animating
                      ? kAnimatingTimeoutMs
-                     : platform::idle_wait_ms(platform::compact(), ticks_ms() - loop.presented_at);
+                     : platform::idle_wait_ms(!shines(), ticks_ms() - loop.presented_at);
   }
 }
 
 void close_video() {
+  compat::ignore_x11_errors();
   platform::destroy_renderer();
   platform::destroy_window();
   SDL_Quit();

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
+#include <utility>
 
 #include "platform_private.h"
 
@@ -17,12 +19,15 @@ using platform::Size;
 constexpr std::uint64_t kRestMs = 250;
 constexpr int kTolerance = 2;  // points that rounding may leave
 
-Size g_reference;                // the view's size at zoom 1; 0 x 0 before it is known
-Size g_hinted;                   // the shape that the window manager knows; 0 x 0: none
-Size g_last;                     // the window size last known to be right
+Size g_reference;  // the view's size at zoom 1; 0 x 0 before it is known
+Size g_hinted;     // the shape that the window manager knows; 0 x 0: none
+Size g_last;       // the window size last known to be right, or asked for
+std::optional<platform::WindowState> g_free;  // as it was before it was taken
+bool g_was_taken = false;
 Size g_kept;                     // the size that the window kept when another was asked for
 std::uint64_t g_correct_at = 0;  // 0: nothing to correct
 
+// What SDL believes.
 Size current_size() {
   Size size;
   SDL_GetWindowSize(platform::window(), &size.w, &size.h);
@@ -39,6 +44,20 @@ void hint(Size shape) {
   compat::x11_aspect_hint(platform::window(), shape.w, shape.h);
 }
 
+bool has_view_shape(Size size) {
+  return g_reference.w > 0 &&
+         std::abs(size.w * g_reference.h - size.h * g_reference.w) <= kTolerance * g_reference.w;
+}
+
+// What the window manager has taken is free of the hint. Some have limited by it what they made of
+// the window, and do not look again.
+void lift_hint(const platform::WindowState& state) {
+  const bool limited = g_hinted.w > 0 && has_view_shape(state.size);
+  hint({});
+  if (limited) platform::fill_again(state);
+  g_was_taken = true;
+}
+
 // The least size of the view, once the window may follow it again.
 Size restore_minimum(Size now) {
   const Size least = platform::least_window_size();
@@ -49,10 +68,12 @@ Size restore_minimum(Size now) {
   return least;
 }
 
-Size wanted_size(Size now) {
+Size wanted_size(Size now, bool was_taken) {
   const Size minimum = restore_minimum(now);
+  // The view may be another one than when the window was taken: its width counts.
+  const Size last = was_taken ? Size{0, now.h} : g_last;
   const auto area = platform::usable_area(SDL_GetWindowDisplayIndex(platform::window()));
-  return corrected_size(now, g_last, g_reference, minimum,
+  return corrected_size(now, last, g_reference, minimum,
                         area ? std::optional(Size{area->w, area->h}) : std::nullopt);
 }
 
@@ -66,13 +87,26 @@ void adopt_aspect() {
   if (reference == g_reference) return;
   g_reference = reference;
   g_kept = {};
-  note_window_size();
+  note_window_size(current_size());
   hint(window_state().taken ? Size{} : reference);
 }
 
-void note_window_size() {
-  g_last = current_size();
+void note_window_size(Size asked) {
+  g_last = asked;
   schedule_aspect_correction();  // whether it was granted
+}
+
+std::optional<Size> lasting_size() {
+  const WindowState state = window_state();
+  const Size size = !state.taken ? state.size : g_free ? g_free->size : Size{};
+  if (size.w < 1 || size.h < 1) return std::nullopt;
+  return differ(size, g_last) ? size : g_last;
+}
+
+std::optional<Point> lasting_place() {
+  const WindowState state = window_state();
+  if (!state.taken) return state.place;
+  return g_free ? std::optional(g_free->place) : std::nullopt;
 }
 
 void schedule_aspect_correction() {
@@ -87,12 +121,17 @@ void correct_aspect() {
     schedule_aspect_correction();
     return;
   }
-  hint(state.taken ? Size{} : g_reference);
-  if (state.taken || state.size == g_kept || state.size.w < 1 || state.size.h < 1) {
+  if (state.taken) return lift_hint(state);
+  hint(g_reference);
+  settle_place();
+  g_free = state;
+  const bool was_taken = std::exchange(g_was_taken, false);
+  if (!differ(state.size, g_last)) return;  // as asked, but for the window manager's rounding
+  if (state.size == g_kept || state.size.w < 1 || state.size.h < 1) {
     g_last = state.size;
     return;
   }
-  const Size wanted = wanted_size(state.size);
+  const Size wanted = wanted_size(state.size, was_taken);
   g_last = wanted;
   g_kept = {};
   if (!differ(wanted, state.size)) return;

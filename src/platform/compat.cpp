@@ -52,6 +52,15 @@ X11Hints load_x11_hints() {
 
 namespace compat {
 
+void ignore_x11_errors() {
+#ifdef SDL_VIDEO_DRIVER_X11
+  if (!platform::video_driver_is("x11")) return;
+  using Set = decltype(&XSetErrorHandler);
+  if (const auto set = reinterpret_cast<Set>(x11_symbol("XSetErrorHandler")); set != nullptr)
+    set([](Display*, XErrorEvent*) { return 0; });
+#endif
+}
+
 std::uint64_t ticks() {
   return platform::widen(g_ticks, SDL_GetTicks());
 }

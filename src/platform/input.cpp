@@ -127,6 +127,7 @@ void on_window_event(const SDL_WindowEvent& event) {
       break;
     case SDL_WINDOWEVENT_MOVED:
       g_grabbed.reset();  // it was a drag
+      platform::schedule_aspect_correction();
       break;
     case SDL_WINDOWEVENT_SIZE_CHANGED:
       platform::schedule_aspect_correction();
@@ -243,6 +244,16 @@ void handle(const SDL_Event& event) {
     default:
       break;
   }
+}
+
+// A window manager that takes the frame away while the button is down takes the window from the
+// screen for that, and with it the release. SDL would ignore the next press.
+void find_lost_release() {
+  static bool missed = false;
+  const bool believed = (SDL_GetMouseState(nullptr, nullptr) & SDL_BUTTON_LMASK) != 0;
+  const bool lost = believed && (SDL_GetGlobalMouseState(nullptr, nullptr) & SDL_BUTTON_LMASK) == 0;
+  if (lost && missed) report_release();  // the first time it may still be on its way
+  missed = lost && !missed;
 }
 
 SDL_HitTestResult on_hit_test(SDL_Window*, const SDL_Point* point, void*) {

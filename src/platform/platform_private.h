@@ -68,6 +68,10 @@ Size least_window_size();
 // follows reliably only once the window is shown.
 void apply_mode(bool compact, bool on_top);
 
+// Puts the window where apply_mode wanted it, if the window manager has added or taken a frame
+// since. Call it once it rests.
+void settle_place();
+
 // Reads the window's and the renderer's size into view() and pixel_scale(). A changed scale empties
 // the cache.
 void update_scale();
@@ -96,13 +100,25 @@ void hide_window();
 
 struct WindowState {
   bool taken = false;  // maximized, also in one direction, full screen or tiled
-  Size size;           // what the window really has
+  bool high = false;   // maximized vertically
+  bool wide = false;   // maximized horizontally
+  Size size;           // what the window really has, without its frame
+  Point place;
 };
 WindowState window_state();
 
 // Tells SDL the size that the window really has, by the event that it has missed; no request goes
 // to the window manager. Returns false where SDL knows by itself.
 bool report_size(Size real);
+
+// Tells SDL that the left button was released, where the window has missed it.
+void report_release();
+
+// Has a maximized window maximized once more, after what limited its size was lifted.
+void fill_again(const WindowState& state);
+
+// Ends every state in which the window manager decides about the size.
+void take_back();
 
 // aspect.cpp
 // ----------------------------------------------------------------------------------------------------------
@@ -111,8 +127,14 @@ bool report_size(Size real);
 // before a size of the new shape is asked for, too: the window manager holds on to the old one.
 void adopt_aspect();
 
-// The window has been given a size on purpose: nothing the user did.
-void note_window_size();
+// The window has been asked on purpose to have this size: nothing the user did.
+void note_window_size(Size asked);
+
+// The window's size and place as they are worth being kept: those that it returns to where the
+// window manager has taken it, and a size that the window manager has only rounded as it was asked
+// for. Empty where nothing is known.
+std::optional<Size> lasting_size();
+std::optional<Point> lasting_place();
 
 // The window's size has changed: look at its shape when it has come to rest.
 void schedule_aspect_correction();
@@ -210,6 +232,9 @@ void free_cursors();
 // Passes one event on to the interface.
 void handle(const SDL_Event& event);
 
+// Notices a release that went elsewhere; call it once a frame.
+void find_lost_release();
+
 // SDL's question what a press at a point of the frameless window means.
 SDL_HitTestResult on_hit_test(SDL_Window* window, const SDL_Point* point, void* user);
 
@@ -241,6 +266,10 @@ void* sdl_symbol(const char* name);
 
 // The same of the X11 library. Call it only under X11.
 void* x11_symbol(const char* name);
+
+// From here on requests that the display refuses do not end the program. SDL wakes itself up by a
+// message to the window, over a connection of its own, which may arrive when the window is gone.
+void ignore_x11_errors();
 
 // Does nothing where SDL cannot.
 void always_on_top(SDL_Window* window, bool on);

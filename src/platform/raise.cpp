@@ -5,6 +5,8 @@
 // a window.
 
 #include <cstdlib>
+#include <optional>
+#include <utility>
 
 #include "platform_private.h"
 
@@ -97,16 +99,18 @@ bool activate_as_pager(SDL_Window*) {
 
 #endif
 
-platform::Point g_place;  // of the hidden window
+std::optional<platform::Point> g_place;  // of the window that we have hidden
 
-// Window managers treat a window that is shown again as a new one, and place it again.
+// Window managers treat a window that is shown again as a new one, and place it again. SDL calls a
+// minimised one hidden, too, but that has kept its place.
 void show_again(const desktop::Activation& activation) {
   SDL_Window* window = platform::window();
   if (!activation.token.empty()) setenv("XDG_ACTIVATION_TOKEN", activation.token.c_str(), 1);
   SDL_ShowWindow(window);
-  if (!platform::video_driver_is("x11")) return;
+  const auto place = std::exchange(g_place, std::nullopt);
+  if (!place || !platform::video_driver_is("x11")) return;
   SDL_PumpEvents();
-  SDL_SetWindowPosition(window, g_place.x, g_place.y);
+  SDL_SetWindowPosition(window, place->x, place->y);
 }
 
 }  // namespace
@@ -124,7 +128,9 @@ void raise_window(const desktop::Activation& activation) {
 
 void hide_window() {
   if (window_has(SDL_WINDOW_HIDDEN)) return;
-  platform::window_pos(&g_place.x, &g_place.y);
+  Point place;
+  platform::window_pos(&place.x, &place.y);
+  g_place = place;
   SDL_HideWindow(platform::window());
 }
 

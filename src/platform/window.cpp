@@ -1,7 +1,11 @@
 // DESIGN: one window for both modes, changed in place. The arithmetic of sizes and places is in
 // window_rules; this file asks the display and carries out the answers.
 
+#include <algorithm>
 #include <cmath>
+#include <optional>
+#include <tuple>
+#include <utility>
 
 #include "app/logger.h"
 #include "app/settings.h"
@@ -12,12 +16,14 @@ namespace {
 
 constexpr double kScaleTolerance = 0.0001;
 constexpr std::uint64_t kFrameWaitMs = 60;
+constexpr int kThickestFrame = 64;
 
 SDL_Window* g_window = nullptr;
 Settings* g_settings = nullptr;  // not owned
 double g_scale = 1.0;            // device pixels per window point
 double g_k = 0.0;                // device pixels per logical pixel
 ui::View g_view;
+std::optional<platform::Point> g_place;  // where it is to be, until it has come to rest
 
 std::vector<platform::Area> usable_areas() {
   std::vector<platform::Area> areas;
@@ -27,10 +33,32 @@ std::vector<platform::Area> usable_areas() {
   return areas;
 }
 
+// How far the window is from where it was asked to be, where that may be a frame's doing. A window
+// that is elsewhere altogether was not let go there.
+platform::Point off_by(platform::Point wanted) {
+  const platform::WindowState now = platform::window_state();
+  const platform::Point off{wanted.x - now.place.x, wanted.y - now.place.y};
+  const bool near = std::max(std::abs(off.x), std::abs(off.y)) <= kThickestFrame;
+  return near && !now.taken ? off : platform::Point{};
+}
+
+// Moves the window so that its picture begins there. A window manager may reckon with a frame that
+// SDL does not know of, or with none where SDL believes in one: then the window is off by its
+// thickness, which is made up for.
+void move_to(platform::Point p) {
+  platform::Point asked = p;
+  for (int tries = 0; tries < 3; ++tries) {
+    SDL_SetWindowPosition(g_window, asked.x, asked.y);
+    if (platform::window_has(SDL_WINDOW_HIDDEN)) return;
+    const auto [right, down] = off_by(p);
+    if (right == 0 && down == 0) return;
+    if (tries > 0) asked = {asked.x + right, asked.y + down};
+  }
+}
+
 void place(int x, int y, int w, int h) {
-  const platform::Point p =
-      platform::place_for({x, y}, {w, h}, usable_areas(), platform::usable_area(0));
-  SDL_SetWindowPosition(g_window, p.x, p.y);
+  g_place = platform::place_for({x, y}, {w, h}, usable_areas(), platform::usable_area(0));
+  move_to(*g_place);
 }
 
 bool has_frame() {
@@ -116,14 +144,14 @@ void apply_mode(bool compact, bool on_top) {
   const Size size = mode_size(compact, s.collapsed, saved, usable_area(0));
   const Size minimum = mode_minimum(compact, s.collapsed);
   // Most window managers give a maximized window no other size: the strip would fill the screen.
-  if (compact && platform::window_has(SDL_WINDOW_MAXIMIZED)) SDL_RestoreWindow(g_window);
+  if (compact) take_back();
   set_frame(compact);
   adopt_aspect();
   SDL_SetWindowMinimumSize(g_window, minimum.w, minimum.h);
   SDL_SetWindowSize(g_window, size.w, size.h);
   compat::always_on_top(g_window, compact && on_top);
   place(compact ? s.mini_x : s.win_x, compact ? s.mini_y : s.win_y, size.w, size.h);
-  note_window_size();
+  note_window_size(size);
   update_scale();
 }
 
@@ -142,6 +170,11 @@ void update_scale() {
 
 void forget_scale() {
   g_k = 0.0;
+}
+
+void settle_place() {
+  const auto wanted = std::exchange(g_place, std::nullopt);
+  if (wanted && off_by(*wanted) != platform::Point{}) move_to(*wanted);
 }
 
 const ui::View& view() {
@@ -164,11 +197,12 @@ void set_compact(bool compact, bool on_top) {
 void window_pos(int* x, int* y) {
   // Wayland tells no window where it is.
   if (g_window == nullptr || video_driver_is("wayland")) return;
-  SDL_GetWindowPosition(g_window, x, y);
+  if (const auto place = lasting_place()) std::tie(*x, *y) = std::pair(place->x, place->y);
 }
 
 void window_size(int* w, int* h) {
-  if (g_window != nullptr) SDL_GetWindowSize(g_window, w, h);
+  if (g_window == nullptr) return;
+  if (const auto size = lasting_size()) std::tie(*w, *h) = std::pair(size->w, size->h);
 }
 
 void resize_window(int w, int h, int min_w, int min_h) {
@@ -179,7 +213,7 @@ void resize_window(int w, int h, int min_w, int min_h) {
     SDL_SetWindowMinimumSize(g_window, min_w, min_h);
     SDL_SetWindowSize(g_window, w, h);
   }
-  note_window_size();
+  note_window_size({w, h});
   update_scale();
   invalidate_layers();
 }

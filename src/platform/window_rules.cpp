@@ -62,10 +62,10 @@ std::uint64_t widen(WideTicks& ticks, std::uint32_t reading) {
   return ticks.high + reading;
 }
 
-int idle_wait_ms(bool compact, std::uint64_t passed_ms) {
+int idle_wait_ms(bool at_rest, std::uint64_t passed_ms) {
   constexpr std::uint64_t kIdleMs = 20;
-  constexpr int kIdleCompactMs = 50;
-  if (compact) return kIdleCompactMs;
+  constexpr int kIdleAtRestMs = 50;
+  if (at_rest) return kIdleAtRestMs;
   const std::uint64_t left = kLongestFrameMs + 1 - std::min(passed_ms, kLongestFrameMs);
   return static_cast<int>(std::min(left, kIdleMs));
 }

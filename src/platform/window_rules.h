@@ -48,12 +48,13 @@ struct WideTicks {
 };
 std::uint64_t widen(WideTicks& ticks, std::uint32_t reading);
 
-// In the full view, whose title never rests, a frame is due when the last one is older.
+// Where the full view's title shines, a frame is due when the last one is older.
 inline constexpr std::uint64_t kLongestFrameMs = 49;
 
 // How long to wait for an event while nothing moves, when the last frame is `passed_ms` old: not
 // beyond the next one that is due. At least 1.
-int idle_wait_ms(bool compact, std::uint64_t passed_ms);
+//   at_rest   nothing shines, so that none is due
+int idle_wait_ms(bool at_rest, std::uint64_t passed_ms);
 
 // Modes
 // ---------------------------------------------------------------------------------------------------------------

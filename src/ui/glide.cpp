@@ -61,6 +61,10 @@ bool advance_glide(std::uint64_t now) {
   State& s = state();
   const Glide& g = s.look.glide;
   if (!g.running) return false;
+  if (s.reduced_motion) {
+    finish_glide();
+    return true;
+  }
   const float elapsed = now > g.start_ms ? static_cast<float>(now - g.start_ms) : 0.0F;
   bool done = true;
   for (int i = 0; i < kGains; ++i) {

@@ -74,6 +74,7 @@ struct State {
   std::uint64_t last_frame = 0;
   std::uint64_t devices_at = 0;  // when the device list was looked at
   float pixel_scale = 1.0F;
+  bool reduced_motion = false;
 
   // As last painted
   Layout view;

@@ -183,6 +183,10 @@ void set_pixel_scale(float scale) {
   g_state.pixel_scale = scale > 0.0F ? scale : 1.0F;
 }
 
+void set_reduced_motion(bool reduced) {
+  g_state.reduced_motion = reduced;
+}
+
 void set_compact(bool on) {
   Settings& s = *g_state.settings;
   Look& look = g_state.look;

@@ -85,3 +85,40 @@ def test_runs_where_there_is_only_wayland(lab):
     check(program.count("Video: wayland, ") == 1, "it is not on Wayland")
     lab.end(program)
     weston.stop()
+
+
+# Less motion, as the desktop's portal says it: the title stands still, and a preset's gains arrive at once.
+def test_a_wish_for_less_motion_is_followed_while_it_holds(lab):
+    require_programs("dbus-daemon", "gdbus")
+    directory = temp_dir()
+    session = lab.server.environment() | {"DBUS_SESSION_BUS_ADDRESS": f"unix:path={directory}/bus"}
+    daemon = Process(["dbus-daemon", "--session", f"--address={session['DBUS_SESSION_BUS_ADDRESS']}", "--nofork"],
+                     session, directory / "bus.log")
+    becomes("the bus listens", (directory / "bus").exists)
+    program, window = lab.open("--preset", "flat", DBUS_SESSION_BUS_ADDRESS=session["DBUS_SESSION_BUS_ADDRESS"])
+    portal = Process(["/usr/bin/python3", Path(__file__).parent.parent / "desktop/portal.py"], session, directory / "portal.log")
+
+    def wish(key, value):
+        subprocess.run(["gdbus", "call", "--session", "--dest=org.freedesktop.portal.Desktop",
+                        "--object-path=/org/freedesktop/portal/desktop",
+                        "--method=org.freedesktop.portal.Settings.Set", *key.split("/"), value], env=session, check=True)
+
+    def title_rests():
+        first = window.picture()[TITLE]
+        time.sleep(0.6)
+        return (window.picture()[TITLE] == first).all()
+    becomes("the portal is there", lambda: wish("org.gnome.desktop.interface/enable-animations", "<true>") is None)
+    for row, key, less, more in ((3, "org.gnome.desktop.interface/enable-animations", "<false>", "<true>"),
+                                 (5, "org.freedesktop.appearance/reduced-motion", "<uint32 1>", "<uint32 0>")):
+        check(not title_rests(), "the title does not shine")
+        wish(key, less)
+        becomes(f"the title rests with {key}", title_rests)
+        window.opens(*PRESETS_BUTTON)
+        window.click(*preset_row(row))
+        seen = len({window.masked()[300:500].tobytes() for _ in range(60)})
+        check(seen <= 2, f"the gains are seen in {seen} places on their way")
+        wish(key, more)
+        becomes("the title shines again", title_rests, False)
+    portal.stop()
+    lab.end(program)
+    daemon.stop()

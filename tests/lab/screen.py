@@ -17,28 +17,34 @@ MANAGER_RULES = """<?xml version="1.0"?><openbox_config xmlns="http://openbox.or
 </keyboard></openbox_config>"""
 
 
+MANAGER = "openbox --sm-disable --config-file {root}/rules"
+
+
 class Screen:
-    def __init__(self, width=1280, height=1024):
-        require_programs("Xvfb", "openbox", "xdotool", "xwininfo", "xprop")
+    #   manager   a window manager's command, in which {root}/rules is a file with its rules; "": none
+    def __init__(self, width=1280, height=1024, manager=MANAGER, rules=MANAGER_RULES):
+        require_programs("Xvfb", *manager.split()[:1], "xdotool", "xwininfo", "xprop")
         self.size = width, height
         self.directory = temp_dir()
         root = str(self.directory)
         self.quiet = clean_environment(HOME=root, XDG_CONFIG_HOME=root, XDG_CACHE_HOME=root,
                                        DBUS_SESSION_BUS_ADDRESS=f"unix:path={root}/no-bus")
-        (self.directory / "rules.xml").write_text(MANAGER_RULES)
+        (self.directory / "rules").write_text(rules)
         self.server = Process(["Xvfb", "-displayfd", 1, "-screen", 0, f"{width}x{height}x24", "-nolisten", "tcp",
                                "-noreset", "-fbdir", root], self.quiet, self.directory / "server.txt")
         number = becomes("the X server names its display", lambda: [
             line for line in self.server.output().split("\n")[:-1] if line.isdigit()])
         self.display = f":{number[0]}"
-        self.manager = Process(["openbox", "--sm-disable", "--config-file", f"{root}/rules.xml"],
-                               self.quiet | self.environment(), self.directory / "manager.txt")
+        self.manager = manager and Process(manager.format(root=root).split(), self.quiet | self.environment(),
+                                           self.directory / "manager.txt")
 
-        # It answers before it manages windows, so it is asked for something; it begins with four desktops.
+        # Openbox answers before it manages windows, so it is asked for something; it begins with four desktops.
         def listens():
+            if "openbox" not in manager:
+                return not manager or "window id" in self.run("xprop", "-root", "_NET_SUPPORTING_WM_CHECK")
             self.run("xdotool", "set_num_desktops", 1)
-            return self.run("xdotool", "get_num_desktops")
-        becomes("the window manager listens", listens, "1")
+            return self.run("xdotool", "get_num_desktops") == "1"
+        becomes("the window manager listens", listens)
 
     # For the programs to be seen on this screen: drawn without a graphics card, the same everywhere.
     def environment(self):
@@ -49,7 +55,8 @@ class Screen:
         self.server.kill()
 
     def close(self):
-        self.manager.kill()
+        if self.manager:
+            self.manager.kill()
         self.server.kill()
 
     # Runs a program on this screen to its end and returns its output.

@@ -97,6 +97,10 @@ bool take(Command* command);
 // The state as of this frame. Costs a comparison while nothing has changed.
 void publish(const State& state);
 
+// Whether the user has asked the desktop for less motion; false until the desktop says so. It may
+// change from frame to frame.
+bool reduced_motion();
+
 // Leaves the bus. May be called twice, and without start. Returns within 300 ms, whatever the bus
 // does.
 void stop();

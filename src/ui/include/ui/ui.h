@@ -74,6 +74,9 @@ View view_for(int w, int h);
 // count as 1.
 void set_pixel_scale(float scale);
 
+// Whether what moves by itself is to arrive at once. Asked for before each frame.
+void set_reduced_motion(bool reduced);
+
 // Paint a layer of w x h. draw_overlay returns whether it drew anything.
 void draw_base(int w, int h);
 bool draw_overlay(int w, int h);
