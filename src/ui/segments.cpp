@@ -209,7 +209,7 @@ BarView bar_view() {
   view.bars = s.view.bars;
   view.meters = s.view.meters;
   // The compact view's areas stay as they are laid out; the columns are centred in them.
-  if (view.compact) fit_segments(&view.bars, &view.meters, true);
+  if (view.compact && view.bars.w > 0.0F) fit_segments(&view.bars, &view.meters, true);
   view.show_glass = !view.compact;
   if (view.show_glass) view.glass = s.view.spectrum;
   return view;

@@ -118,4 +118,24 @@ TEST_F(sliders, glide_to_a_preset_band_after_band_unless_one_is_taken) {
   EXPECT_EQ(settings::load().curve.gain[0], 7);
 }
 
+TEST_F(sliders, show_their_fill_around_the_value_and_the_curve_beside_the_labels) {
+  const auto below_the_tracks = [this] {
+    std::vector<std::uint32_t> row;
+    for (int i = static_cast<int>(x(0)); i < 930; ++i)
+      row.push_back(canvas_->at(i, static_cast<int>(layout().track_bottom) + 13));
+    return row;
+  };
+  const std::vector<std::uint32_t> free = below_the_tracks();
+  s_.curve = {{0, 0, 0, -12, -12, -12, -12, 0, -8}, 0};  // together far more than one
+  paint();
+  int filled = 0;
+  for (int dy = 13; dy < 26; ++dy) {
+    for (int dx = -3; dx <= 3; ++dx)
+      filled += canvas_->at(static_cast<int>(x(8)) + dx, static_cast<int>(knob(-8)) - dy) ==
+                theme::colors()->accent;
+  }
+  EXPECT_GT(filled, 5) << "behind the value";
+  EXPECT_EQ(below_the_tracks(), free) << "where the labels begin";
+}
+
 }  // namespace
