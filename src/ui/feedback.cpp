@@ -147,7 +147,7 @@ bool advance_feedback(std::uint64_t now, float dt) {
   State& s = state();
   if (!s.touch.held && now >= s.touch.pressed_ms + kPressMs) s.look.feedback.pressed = kHitNone;
   follow_pointer(now);
-  if (s.look.settings_open) return move_switches(dt);
+  if (s.look.settings_open && !s.reduced_motion) return move_switches(dt);
   settle_switches();
   return false;
 }

@@ -138,6 +138,10 @@ TEST_F(panel, switches_are_on_their_way_for_120_ms) {
   EXPECT_FLOAT_EQ(ui::switch_at(ui::kHitEqOnStart), 0.5F);
   EXPECT_FALSE(frame(61));
   EXPECT_EQ(ui::switch_at(ui::kHitEqOnStart), 1.0F);
+  ui::set_reduced_motion(true);
+  press(ui::kHitEqOnStart);
+  EXPECT_FALSE(frame(1));
+  EXPECT_EQ(ui::switch_at(ui::kHitEqOnStart), 0.0F) << "at once where less motion is wanted";
 }
 
 TEST_F(views, a_save_that_failed_is_tried_again_a_minute_later) {
