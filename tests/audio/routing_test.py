@@ -300,7 +300,7 @@ def test_a_device_that_changes_its_profile_is_followed_under_its_new_name(lab):
     lab.routed_to("bt.hfp")
     lab.hears("bt.hfp")
     lab.end(program)
-    check(lab.server.default() == "bt.hfp", "the device was forgotten")
+    lab.default_is("bt.hfp")
     lab.remember()
 
 

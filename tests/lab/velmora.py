@@ -197,7 +197,8 @@ class Lab:
     def start(self, *switches, device="speakers", **options):
         program = self.launch(*(switches or FLAT_SWITCHES), **options)
         self.routed_to(device)
-        program.wait_for_log("First frame after")  # which takes its memory, too
+        if program.inode():  # it has a log
+            program.wait_for_log("First frame after")  # which takes its memory, too
         program.remember()
         return program
 
