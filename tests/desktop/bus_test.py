@@ -3,6 +3,7 @@
 from lab.all import *
 
 SERVERS = ("none",)
+OWN_PRESETS = "Own preset for each output device"
 PROGRAMS = ("dbus-daemon", "gdbus", "gapplication", "unshare")
 PRESET_NAMES = ["Standard", "Flat", "Bass boost", "Treble boost", "Vocals", "Rock", "Pop", "Jazz", "Classical", "Electronic",
                 "Loudness"]
@@ -155,8 +156,8 @@ def test_the_tray_finds_it_drives_it_and_never_keeps_its_window(session):
         return {re.sub(".*'label': <'([^']*)'>.*", r"\1", entry): (entry[:entry.index(",")], "'toggle-state': <1>" in entry)
                 for entry in re.findall(r"<\((\d+, {[^}]*})", layout) if "'label'" in entry}
     numbers = {label: number for label, (number, _) in entries().items()}
-    equal(list(numbers), ["On", "Preset", *PRESET_NAMES, "My__own", "Own preset for each output device",
-                           "Compact view", "Settings", "Hide Velmora", "Quit Velmora"])
+    equal(list(numbers), ["On", "Preset", *PRESET_NAMES, "My__own", OWN_PRESETS, "Compact view",
+                           "Settings", "Hide Velmora", "Quit Velmora"])
     equal([label for label, (_, marked) in entries().items() if marked], ["Flat"])
 
     # What happens to another entry meanwhile is none of this one's business.
@@ -165,6 +166,9 @@ def test_the_tray_finds_it_drives_it_and_never_keeps_its_window(session):
                     " (999, 'clicked', <0>, 0)]", path="/Menu")
     check(click("Rock") == "([999],)", "only the unknown entry is refused")
     becomes("the menu has chosen", lambda: states(session), "on=false preset=rock")
+    for on in (True, False):
+        click(OWN_PRESETS)
+        becomes("the wish is marked", lambda: entries()[OWN_PRESETS][1], on)
     for view in ("1", "0"):
         click("Compact view")
         becomes("the other view is there, and is marked", lambda: (entries()["Compact view"][1], settings(session.home)["compact"]),
