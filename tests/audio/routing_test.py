@@ -326,7 +326,7 @@ def test_a_restarted_server_gets_the_default_device_of_the_user_back(lab):
             program = lab.launch(home=home)
         lab.routed_to("headset")
         lab.end(program)
-        check(lab.server.default() == "headset", "the device was forgotten")
+        lab.default_is("headset")
     lab.server.set_default("speakers")
     lab.remember()
 
