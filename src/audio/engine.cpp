@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <limits>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -48,8 +49,14 @@ std::vector<Device> g_devices;
 
 std::atomic<Clock::rep> g_patience_ends{Clock::time_point::max().time_since_epoch().count()};
 
-std::thread g_thread;  // the thread that calls start and stop
+// When to try again to start the threads; kNever while they run or are not wanted.
+constexpr Clock::rep kNever = std::numeric_limits<Clock::rep>::max();
+std::atomic<Clock::rep> g_try_again_at{kNever};
+
+std::mutex g_start_mtx;  // held while threads are started or stopped
+std::thread g_thread;    // g_start_mtx
 std::atomic<bool> g_started{false};
+bool g_failure_logged = false;  // g_start_mtx
 
 // Control thread only.
 int g_failures = 0;                 // passes in a row that failed
@@ -169,9 +176,32 @@ void control_loop() {
 }
 
 bool not_started(const std::string& why) {
-  logger::error("The audio engine cannot be started: " + why);
-  g_started.store(false);
+  if (!std::exchange(g_failure_logged, true))
+    logger::error("The audio engine cannot be started: " + why);
+  publish_state(kNoServer);
+  g_try_again_at.store((Clock::now() + kLookAgain).time_since_epoch().count());
   return false;
+}
+
+bool start_threads() {
+  if (!loop_start()) return not_started("no main loop");
+  restart_path();
+  try {
+    g_thread = std::thread(control_loop);
+  } catch (const std::system_error& error) {
+    loop_stop();
+    return not_started(error.what());
+  }
+  g_try_again_at.store(kNever);
+  return true;
+}
+
+// Where there was no thread to be had, there may be one now. Whoever looks at the status is the
+// only one left to ask.
+void try_again() {
+  if (Clock::now().time_since_epoch().count() < g_try_again_at.load()) return;
+  const std::unique_lock lock(g_start_mtx, std::try_to_lock);
+  if (lock && g_try_again_at.load() != kNever) start_threads();
 }
 
 }  // namespace
@@ -209,6 +239,7 @@ void publish_status(const Status& status, std::vector<Device> devices) {
 }
 
 bool start(bool takeover) {
+  const std::lock_guard starting(g_start_mtx);
   if (g_started.exchange(true)) return true;
   {
     const std::lock_guard lock(g_mtx);
@@ -217,19 +248,13 @@ bool start(bool takeover) {
     g_dirty = true;
   }
   g_patience_ends.store(Clock::time_point::max().time_since_epoch().count());
-  if (!loop_start()) return not_started("no main loop");
-  restart_path();
-  try {
-    g_thread = std::thread(control_loop);
-  } catch (const std::system_error& error) {
-    loop_stop();
-    return not_started(error.what());
-  }
-  return true;
+  return start_threads();
 }
 
 void stop() {
+  const std::lock_guard stopping(g_start_mtx);
   if (!g_started.exchange(false)) return;
+  if (g_try_again_at.exchange(kNever) != kNever) return;
   g_patience_ends.store((Clock::now() + kStopLimit).time_since_epoch().count());
   {
     const std::lock_guard lock(g_mtx);
@@ -269,11 +294,13 @@ void set_restore_hint(const std::string& name) {
 }
 
 Status status() {
+  try_again();
   const std::lock_guard lock(g_mtx);
   return g_status;
 }
 
 void read_status(Status* status) {
+  try_again();
   const std::lock_guard lock(g_mtx);
   *status = g_status;
 }

@@ -1,5 +1,7 @@
 # The sound itself: what another program plays arrives equalized, and nothing is lost on the way. The
 # engine runs alone, so that it can be asked and changed while it plays.
+import resource
+
 from lab.all import *
 
 SPEAKERS = "speakers.monitor"
@@ -38,6 +40,19 @@ def test_tones_arrive_and_are_shown_as_the_curve_says_on_both_channels(lab):
             lambda seen: abs(level_db(seen[0][:, 0], 1000) + 20) < 0.2 and jump(seen[0][:, 0]) < 0.02 and
             abs(seen[1][0] - 0.1) < 0.005 and not seen[0][:, 1].any() and seen[1][1] == 0)
     check(engine.tap(8192 + 4096)[3].shape and engine.tap()[2] > 0, "the blocks are not counted")
+
+
+def test_an_engine_that_gets_no_thread_says_so_and_starts_later(lab):
+    if b"Sanitizer" in Path(tool("lab_probe")).read_bytes():
+        return  # it needs more memory than it is left here
+    engine = lab.engine()
+    engine.ask("active", 1)
+    pid = engine.process.pid
+    size = int(proc(pid, "statm").split()[0]) * 4096
+    limits = resource.prlimit(pid, resource.RLIMIT_AS, (size + 4 * 2**20, -1))  # less than a thread's stack
+    check(engine.ask("start", 1) == "0" and engine.status()["state"] == "2", "it runs, or does not say so")
+    resource.prlimit(pid, resource.RLIMIT_AS, limits)
+    becomes("the engine runs", engine.status, lambda s: s["state"] == "1")
 
 
 # A null sink that nobody has used is up to two seconds ahead of the clock: ours after it was loaded, and

@@ -54,7 +54,8 @@ struct Status {
 
 // Starts the engine; it connects by itself and reconnects whenever the connection is lost.
 //   takeover   the engine may change the default device and move other programs' streams
-// Returns false when the sound library cannot be set up.
+// Returns false when there are no threads to be had: the state is kNoServer then, and whoever asks
+// for the status makes it try again every other second.
 bool start(bool takeover);
 
 // Restores the server (default device, streams, virtual sink), disconnects and frees everything. A
