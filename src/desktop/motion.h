@@ -12,7 +12,7 @@
 namespace desktop::motion {
 
 // Returns at once. The connection is not owned and must live until end().
-//   changed   is told each answer of the portal's
+//   changed   receives each answer of the portal's
 void begin(GDBusConnection* connection, std::function<void(bool reduced)> changed);
 void end();
 

@@ -23,7 +23,7 @@ Settings* g_settings = nullptr;  // not owned
 double g_scale = 1.0;            // device pixels per window point
 double g_k = 0.0;                // device pixels per logical pixel
 ui::View g_view;
-std::optional<platform::Point> g_place;  // where it is to be, until it has come to rest
+std::optional<platform::Point> g_place;  // where it belongs, until it rests
 
 std::vector<platform::Area> usable_areas() {
   std::vector<platform::Area> areas;

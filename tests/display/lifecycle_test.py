@@ -23,18 +23,27 @@ def test_a_minimised_window_is_brought_back_by_a_second_start_and_ends_in_order(
         lab.ended(program, program.wait())
 
 
-def test_a_screen_that_vanishes_costs_neither_the_sound_nor_the_last_change(lab):
+def test_a_screen_that_hangs_or_vanishes_costs_neither_the_sound_nor_the_last_change(lab):
     lab.play()
-    program, window = lab.open(expect=["screen is gone"])
-    lab.routed_to("speakers")
-    window.click(*COLLAPSE)
-    becomes("folded", window.size, COLLAPSED)
-    lab.screen.crash()  # before the change is saved in its own time
-    check(program.wait() >= 0, "a signal ended it")
-    lab.programs.remove(program)
-    lab.as_before()
-    check(settings(lab.home)["collapsed"] == "1", "the change is lost")
-    check(not (program.folder / "crash_report.txt").exists(), "a crash is reported")
+    for hangs in (True, False):
+        lab.home = temp_dir()
+        program, window = lab.open(expect=["screen is gone"])
+        lab.routed_to("speakers")
+        window.click(*COLLAPSE)
+        becomes("folded", window.size, COLLAPSED)
+        if hangs:
+            becomes("the change is saved", lambda: settings(lab.home)["collapsed"], "1")
+            lab.screen.server.freeze()
+            program.signal(signal.SIGTERM)
+            check(program.wait(limit=7) >= 0, "a signal ended it")
+            lab.screen.server.thaw()
+        else:
+            lab.screen.crash()  # before the change is saved in its own time
+            check(program.wait() >= 0, "a signal ended it")
+        lab.programs.remove(program)
+        lab.as_before()
+        check(settings(lab.home)["collapsed"] == "1", "the change is lost")
+        check(not (program.folder / "crash_report.txt").exists(), "a crash is reported")
 
 
 def test_a_system_bus_that_never_answers_keeps_no_picture_away(lab):

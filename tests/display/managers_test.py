@@ -13,7 +13,6 @@ MANAGERS = {"openbox": MANAGER, "i3": "i3 -c {root}/rules", "none": "", "xfwm4":
             "bspwm": "bspwm -c /bin/true", "kwin": BUS + "kwin_x11", "mutter": BUS + "mutter --x11"}
 RULES = {"openbox": MANAGER_RULES, "i3": "for_window [class=.*] border pixel 1\n"}
 TILING = "i3", "bspwm"  # the size is theirs
-KEYS = {"fullscreen": "super+f", "maximized_vert,maximized_horz": "super+m"}  # awesome refuses to be asked
 
 
 class Desk:
@@ -32,8 +31,8 @@ class Desk:
         picture[:picture.shape[1] // 16] = 0
         return picture
 
-    # Looks, once the window rests, whether it has this size, is painted up to its edges, and shows what it
-    # would paint anew.
+    # Looks, once the window rests, whether it has this size and place, is painted up to its edges, and
+    # shows what a repaint shows.
     def looks(self, action, size=None, place=None):
         self.window.pointer_away()
         seen = [self.window.geometry()] * 2
@@ -46,9 +45,9 @@ class Desk:
         self.x11.XFlush(self.display)
         shows = lambda: self.picture().shape == before.shape and np.array_equal(self.picture(), before)
         try:
-            becomes("it shows what it would paint anew", shows, limit=2)
+            becomes("a repaint shows the same", shows, limit=2)
         except AssertionError:
-            self.faults.append(f"{action}: it is not what it would paint anew")
+            self.faults.append(f"{action}: a repaint shows something else")
         if not all(edge.any() for edge in edges):
             self.faults.append(f"{action}: a black edge")
         wrong_size = size and self.name not in TILING and self.window.size() != size
@@ -57,10 +56,7 @@ class Desk:
         return self.window.geometry()
 
     def state(self, action, name):
-        if self.name == "awesome" and name in KEYS:
-            self.window.key(KEYS[name])
-        else:
-            self.screen.run("wmctrl", "-i", "-r", self.window.id, "-b", f"{action},{name}")
+        self.screen.run("wmctrl", "-i", "-r", self.window.id, "-b", f"{action},{name}")
 
     # A place of the view in a window of any shape: elements keep to the left, the middle, the right or the bottom.
     def click(self, spot, view):
@@ -75,8 +71,7 @@ class Desk:
         self.click(COLLAPSE, COLLAPSED)
         self.looks(f"{when}expanded", place=place)
         self.click(TO_COMPACT, FULL)
-        if self.name != "awesome" or free:
-            self.looks(f"{when}compact", COMPACT)
+        self.looks(f"{when}compact", COMPACT)
         self.click(TO_FULL, COMPACT)
 
     def second_start(self, minimised, place):

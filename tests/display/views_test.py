@@ -12,15 +12,6 @@ def test_the_window_introduces_itself_and_keeps_its_shape(lab):
     lab.screen.run("xprop", "-id", window.id, "-remove", "WM_NORMAL_HINTS")
     window.resize(1200, 640)
     becomes("it keeps its shape", window.size, (1200, 800))
-    # Maximized in one direction it keeps the height it was given, and the picture fills it.
-    window.key("alt+F10")
-    becomes("it is higher", lambda: window.size()[1] > 900)
-    high, looks = window.size(), []
-    becomes("corrections would have come", lambda: window.size() != high or looks.append(0) or len(looks) > 20)
-    check(window.size() == high, f"it is {window.size()}, not {high}")
-    check(any(window.pixel(600, high[1] - 8)), "black at the bottom")
-    window.key("alt+F10")
-    becomes("it is as before", window.size, (1200, 800))
 
 
 def test_compact_and_full_view_find_their_places_again(lab):

@@ -13,7 +13,6 @@ from .sound import np
 MANAGER_RULES = """<?xml version="1.0"?><openbox_config xmlns="http://openbox.org/3.4/rc">
 <focus><focusNew>yes</focusNew></focus>
 <keyboard><keybind key="A-F4"><action name="Close"/></keybind>
-<keybind key="A-F10"><action name="ToggleMaximize"><direction>vertical</direction></action></keybind>
 </keyboard></openbox_config>"""
 
 
