@@ -27,6 +27,9 @@ pkg_check_modules(PANGO REQUIRED IMPORTED_TARGET pangocairo)
 # The way to the person's mail program. Pango brings the library along anyway.
 pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-unix-2.0)
 
+# Screen readers: the headers alone, because the libraries are loaded only where there is a reader.
+pkg_check_modules(ATK REQUIRED atk)
+
 # Equalizer files of other programs: their encodings, and JSON. The latter is headers only.
 pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 pkg_check_modules(NLOHMANN_JSON REQUIRED IMPORTED_TARGET nlohmann_json>=3.9)

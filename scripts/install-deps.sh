@@ -16,13 +16,14 @@ set -euo pipefail
 exec >&2
 
 build_packages=(g++ cmake ninja-build pkg-config python3 gettext libpulse-dev libsdl2-dev
-  libcairo2-dev libpango1.0-dev libglib2.0-dev nlohmann-json3-dev libgtest-dev libgmock-dev)
+  libcairo2-dev libpango1.0-dev libglib2.0-dev libatk1.0-dev nlohmann-json3-dev libgtest-dev libgmock-dev)
 # pactl, pacat and parec, without a server.
 client_packages=(pulseaudio-utils)
 # A virtual X11 screen with a window manager and hands to use it, a Wayland one, and fonts for the
 # writing systems of all languages: the only pictures that can be looked at are those with letters.
 test_packages=(locales xvfb openbox i3-wm wmctrl xdotool x11-utils weston desktop-file-utils
-  dbus python3-dbus python3-gi python3-numpy python3-scipy libpipewire-0.3-dev
+  dbus python3-dbus python3-gi at-spi2-core python3-pyatspi python3-numpy python3-scipy
+  libpipewire-0.3-dev
   fonts-dejavu-core fonts-noto-core fonts-noto-cjk)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)
 package_packages=(dpkg-dev file lintian appstream man-db desktop-file-utils
@@ -103,6 +104,10 @@ wanted=("${build_packages[@]}" "${client_packages[@]}")
 # Monocypher seals the settings file where it is there; libsodium is what Debian has.
 if ! pkg-config --exists 'monocypher >= 4' 2>/dev/null; then
   wanted+=(libsodium-dev)
+fi
+# By its file: the package's name depends on the release.
+if ! ldconfig=$(PATH=$PATH:/sbin ldconfig -p 2>/dev/null) || [[ $ldconfig != *libatk-bridge-2.0.so.0* ]]; then
+  wanted+=(libatk-bridge2.0-0)
 fi
 if [[ $tests == yes ]]; then
   wanted+=("${test_packages[@]}")

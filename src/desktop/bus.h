@@ -7,6 +7,7 @@
 //   tray_menu.cpp        its menu
 //   motion.cpp           whether the user wants less motion
 //   single_instance.cpp  the lock, and calling the copy that has it
+//   accessibility.cpp    whether a screen reader is there
 //   bus.cpp              names and data of a call
 #pragma once
 

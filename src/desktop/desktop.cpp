@@ -18,6 +18,7 @@
 #include <thread>
 #include <utility>
 
+#include "accessibility.h"
 #include "app/logger.h"
 #include "app/paths.h"
 #include "application.h"
@@ -53,6 +54,7 @@ struct Shared {
 Shared& g_shared = *new Shared;
 
 std::atomic<bool> g_reduced_motion{false};
+std::atomic<bool> g_reader_wanted{false};
 
 std::unique_ptr<Bus> g_bus;  // main thread; between connect and start
 
@@ -96,10 +98,12 @@ void run(std::unique_ptr<Bus> bus) {
   if (g_dbus_connection_is_closed(bus->connection.get()) == FALSE &&
       application::begin(bus->connection.get(), bus->directory, current_state(), submit)) {
     tray::begin(bus->connection.get(), current_state(), submit);
+    accessibility::begin(bus->connection.get(), [] { g_reader_wanted = true; });
     motion::begin(bus->connection.get(), [](bool reduced) { g_reduced_motion = reduced; });
     g_main_loop_run(bus->loop.get());
   }
   motion::end();
+  accessibility::end();
   tray::end();
   application::end();
   g_signal_handler_disconnect(bus->connection.get(), closed);
@@ -169,6 +173,10 @@ bool take(Command* command) {
   *command = std::move(g_shared.commands.front());
   g_shared.commands.pop_front();
   return true;
+}
+
+bool reader_wanted() {
+  return g_reader_wanted;
 }
 
 void publish(const State& state) {

@@ -15,6 +15,7 @@
 #include "frame_stats.h"
 #include "gfx/gfx.h"
 #include "platform_private.h"
+#include "reader/reader.h"
 
 namespace {
 
@@ -223,6 +224,7 @@ void run_loop(std::uint64_t started_at) {
       loop.animating = on_frame();
       loop.presented_at = ticks_ms();  // nothing is due
     }
+    platform::serve_reader();
     timeout_ms = visible && loop.animating
                      ? kAnimatingTimeoutMs
                      : platform::idle_wait_ms(!shines(), ticks_ms() - loop.presented_at);
@@ -295,6 +297,7 @@ int run_gui(Settings* settings) {
   if (!set_up(settings)) return 1;
   platform::begin_calls(settings);
   run_loop(started_at);
+  reader::stop();
   desktop::stop();
   tear_down();
   return 0;

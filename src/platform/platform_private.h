@@ -11,6 +11,7 @@
 //   compose.cpp       puts layers, bars, meters and title on the screen
 //   input.cpp         events to the interface, pointers, the border of the frameless window
 //   calls.cpp         what is asked over the session bus
+//   reader.cpp        the window for a screen reader, and what it asks for
 //   signals.cpp       requests to end and to raise the window
 //   compat.cpp        time, and what not every SDL or display offers
 //   xsettings.cpp     what a desktop tells the programs on its X server
@@ -247,6 +248,13 @@ void begin_calls(const Settings* settings);
 
 // Carries out what was asked since the last frame.
 void answer_calls();
+
+// reader.cpp
+// ----------------------------------------------------------------------------------------------------------
+
+// Where there is a screen reader: does what it has asked for since the last frame, or tells it what
+// the window shows as painted.
+void serve_reader();
 
 // signals.cpp
 // ---------------------------------------------------------------------------------------------------------

@@ -34,10 +34,13 @@ float bounded(float gain_db) {
   return std::clamp(gain_db, -eq::kMaxGainDb, eq::kMaxGainDb);
 }
 
+void set_gain(int slider, float gain_db) {
+  gain_of(slider) = bounded(std::round(gain_db / kStepDb) * kStepDb);
+}
+
 void drag_to(float y) {
   const State& s = state();
-  const float gain = y_to_gain(s.view, y - s.drag_dy);
-  gain_of(s.look.drag) = bounded(std::round(gain / kStepDb) * kStepDb);
+  set_gain(s.look.drag, y_to_gain(s.view, y - s.drag_dy));
 }
 
 void press_slider(int code, float y) {
@@ -175,6 +178,16 @@ auto layers() {
 }
 
 }  // namespace
+
+void press_element(int code) {
+  act(code);
+  state().look.hover = kHitNone;  // the pointer is elsewhere
+}
+
+void set_slider(int code, float gain_db) {
+  stop_glide();
+  set_gain(code, gain_db);
+}
 
 void on_mouse_move(float x, float y) {
   Look& look = state().look;

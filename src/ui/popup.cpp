@@ -107,6 +107,18 @@ void close_popup() {
   state().look.popup = {};
 }
 
+void choose_row(int row) {
+  const PopupRow chosen = row_of(state().look.popup, row);  // a copy: the list closes
+  if (chosen.choose == nullptr) return;
+  close_popup();
+  chosen.choose(chosen.value);
+}
+
+void erase_row(int row) {
+  const PopupRow erased = row_of(state().look.popup, row);
+  if (erased.erase != nullptr) erased.erase(erased.value);
+}
+
 void popup_move(float x, float y) {
   Popup& p = state().look.popup;
   p.hover = row_at(state().list, count(p), x, y);
@@ -120,12 +132,10 @@ void popup_press(float x, float y) {
     if (!inside(state().list.rect, x, y)) close_popup();
     return;
   }
-  const PopupRow row = row_of(p, i);  // a copy: the list may close
   if (in_delete_zone(i, x)) {
-    row.erase(row.value);
-  } else if (row.choose != nullptr) {
-    close_popup();
-    row.choose(row.value);
+    erase_row(i);
+  } else {
+    choose_row(i);
   }
 }
 

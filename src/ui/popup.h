@@ -34,6 +34,10 @@ struct Popup {
 void open_popup(int button, std::vector<PopupRow> rows);
 void close_popup();
 
+// Does what a press on a row, or on its mark for deleting, does. Nothing where it does nothing.
+void choose_row(int row);
+void erase_row(int row);
+
 void popup_move(float x, float y);
 void popup_press(float x, float y);
 void popup_wheel(int steps);

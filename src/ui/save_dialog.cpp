@@ -83,16 +83,12 @@ void draw_field() {
   gfx::pop_clip();
 }
 
-// What saving under this name does, where that is not plain.
-void draw_hint(const std::string& name) {
-  if (name.empty()) return;
-  const bool replaces = find_user(name) >= 0;
-  if (!replaces && can_store(name)) return;
-  const theme::Colors& c = *theme::colors();
+void draw_hint() {
+  const std::string text = save_hint();
+  if (text.empty()) return;
   const Rect f = state().dialog.layer.at(kHitSaveName);
-  const std::string text = i18n::T(replaces ? "preset_overwrite" : "preset_full");
   gfx::text_wrapped({f.x, f.y + f.h + 8.0F, f.w, 48.0F}, text, kSmall,
-                    replaces ? quiet_text() : c.danger, start_align());
+                    can_save() ? quiet_text() : theme::colors()->danger, start_align());
 }
 
 void draw_buttons(const std::string& save, const std::string& cancel, bool possible) {
@@ -127,9 +123,21 @@ void close_save() {
   if (closed.before) start_glide(*closed.before);
 }
 
-void commit_save() {
+bool can_save() {
   const std::string name = trimmed(dialog().name);
-  if (name.empty() || !can_store(name)) return;
+  return !name.empty() && can_store(name);
+}
+
+std::string save_hint() {
+  const std::string name = trimmed(dialog().name);
+  if (name.empty()) return "";
+  if (find_user(name) >= 0) return i18n::T("preset_overwrite");
+  return can_store(name) ? "" : i18n::T("preset_full");
+}
+
+void commit_save() {
+  if (!can_save()) return;
+  const std::string name = trimmed(dialog().name);
   if (dialog().before) {
     finish_glide();
     state().settings->active = true;
@@ -192,9 +200,8 @@ void draw_save_dialog(float w, float h) {
   gfx::text({field.x, field.y - 22.0F, field.w, 18.0F}, i18n::T("preset_name"), kSmall,
             quiet_text(), start_align(), false, true);
   draw_field();
-  const std::string name = trimmed(dialog().name);
-  draw_hint(name);
-  draw_buttons(save, cancel, !name.empty() && can_store(name));
+  draw_hint();
+  draw_buttons(save, cancel, can_save());
 }
 
 }  // namespace ui

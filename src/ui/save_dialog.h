@@ -36,6 +36,11 @@ void close_save();
 // name, or one more preset than there may be, leaves the dialog open.
 void commit_save();
 
+// Whether it would store something under the name that is typed, and the dialog's hint about it;
+// empty for nothing.
+bool can_save();
+std::string save_hint();
+
 // Input
 void select_none();
 void save_key(Key key);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include "app/addresses.h"
 #include "app/version.h"
@@ -77,14 +78,6 @@ void draw_switch_row(const Rect& row, const SwitchRow& what) {
   separator(row);
 }
 
-std::string language_name() {
-  const std::string& setting = state().settings->language;
-  for (const i18n::Language& l : i18n::languages()) {
-    if (l.code == setting) return l.name;
-  }
-  return i18n::T("language_auto");
-}
-
 void language_row(const SettingsLayout& l, float h) {
   const theme::Colors& c = *theme::colors();
   const Rect& button = l.language_button;
@@ -139,6 +132,10 @@ std::string component_line() {
   return library + (library == "Monocypher" ? " — CC0 / BSD-2-Clause" : " — ISC");
 }
 
+std::string version_line() {
+  return with_argument(with_argument(i18n::T("about_version"), kVersion), kBuild);
+}
+
 std::vector<AboutText> about_texts() {
   const theme::Colors& c = *theme::colors();
   return {
@@ -180,11 +177,9 @@ void link(const Rect& r, const std::string& text, const std::string& address, in
 void about(const SettingsLayout& l) {
   const theme::Colors& c = *theme::colors();
   const Rect& r = l.about;
-  const std::string version =
-      with_argument(with_argument(i18n::T("about_version"), kVersion), kBuild);
   gfx::text({r.x, r.y, r.w, 22.0F}, "Velmora", 16.0F, c.text, start_align(), true, true);
-  gfx::text({r.x, r.y + 22.0F, r.w, 18.0F}, directed(version), 12.0F, quiet_text(), start_align(),
-            false, true);
+  gfx::text({r.x, r.y + 22.0F, r.w, 18.0F}, directed(version_line()), 12.0F, quiet_text(),
+            start_align(), false, true);
   const std::vector<AboutText> texts = about_texts();
   const float top = r.y + 46.0F;
   const float room = l.layer.at(kHitHomepage).y - 6.0F - top;
@@ -207,6 +202,21 @@ void about(const SettingsLayout& l) {
 }
 
 }  // namespace
+
+std::string language_name() {
+  const std::string& setting = state().settings->language;
+  for (const i18n::Language& l : i18n::languages()) {
+    if (l.code == setting) return l.name;
+  }
+  return i18n::T("language_auto");
+}
+
+std::vector<std::string> about_lines() {
+  std::vector<std::string> lines{"Velmora", version_line()};
+  for (AboutText& t : about_texts())
+    lines.push_back(std::move(t.text));
+  return lines;
+}
 
 void draw_settings_panel(float w, float h) {
   if (!state().look.settings_open) return;

@@ -127,10 +127,7 @@ void slider(int i) {
   }
   knob(cx, y, lit);
 
-  char value[16];
-  // A gain that rounds to zero reads "+0.0", never "-0.0".
-  std::snprintf(value, sizeof value, "%+.1f",
-                static_cast<double>(std::fabs(gain) < 0.05F ? 0.0F : gain));
+  const std::string value = gain_text(gain);
   // The track behind it is dark in both themes, the fill is bright.
   gfx::text_with_halo({cx - 24.0F, y - kKnobHeight * 0.5F - 17.0F, 48.0F, 16.0F}, value, kSmall,
                       lit ? c.text_strong : c.text, theme::mix(c.panel, c.recessed, 0.5F),

@@ -3,6 +3,7 @@
 //   ui.cpp              the state, its lifecycle, what follows from a change, the switch of views
 //   frame.cpp           one frame: status of the engine, spectrum, delayed saving
 //   glide.cpp           all sliders on their way to a preset
+//   accessible.cpp      all of it in words, for a screen reader
 //   input.cpp           what presses, keys and the wheel do
 //   feedback.cpp        what answers the pointer: pressed buttons, switches on their way, names
 //   layout.cpp          where everything is
@@ -100,6 +101,10 @@ bool hovered(int code);
 
 void set_compact(bool on);
 void toggle_collapsed();
+
+// Input that comes without a place: what a press does there, and a gain in dB.
+void press_element(int code);
+void set_slider(int code, float gain_db);
 
 // Where a point is: the table of the layer that lies on top.
 const Layer& top_layer();

@@ -3,6 +3,9 @@
 // the parts are isolated from each other with Unicode's own marks, which take no room.
 #include "text.h"
 
+#include <cmath>
+#include <cstdio>
+
 #include "app/utf8.h"
 #include "i18n/i18n.h"
 
@@ -40,6 +43,13 @@ float fit_size(const std::string& text, float size, float least, float max_width
 std::string with_argument(std::string text, std::string_view argument) {
   const std::size_t at = text.find_first_of('%');
   if (at != std::string::npos && at + 1 < text.size()) text.replace(at, 2, argument);
+  return text;
+}
+
+std::string gain_text(float gain_db) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%+.1f",
+                static_cast<double>(std::fabs(gain_db) < 0.05F ? 0.0F : gain_db));
   return text;
 }
 

@@ -23,6 +23,9 @@ float fit_size(const std::string& text, float size, float least, float max_width
 // Replaces the first "%s" or "%d".
 std::string with_argument(std::string text, std::string_view argument);
 
+// A gain as it is read, such as "+3.5"; one that rounds to zero is "+0.0".
+std::string gain_text(float gain_db);
+
 // A part of a line that keeps its own direction, whatever surrounds it.
 std::string isolated(const std::string& text);
 // A line whose direction is the language's, even if it starts with a foreign word.

@@ -1,6 +1,9 @@
 // The painters of the views and layers, and what they share.
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "ui/ui.h"
 
 namespace ui {
@@ -11,6 +14,10 @@ void draw_full(float w, float h);
 void draw_sliders();
 void draw_compact(float w, float h);
 void draw_settings_panel(float w, float h);
+
+// The texts of the settings panel's second column, and the language that the user has chosen.
+std::vector<std::string> about_lines();
+std::string language_name();
 
 // Puts the areas of bars and meters on whole device pixels, where segments stand on them too, and
 // takes from them what columns leave free.

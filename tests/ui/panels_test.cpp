@@ -4,6 +4,7 @@
 
 #include "app/addresses.h"
 #include "app/autostart.h"
+#include "ui/accessible.h"
 #include "window.h"
 
 namespace {
@@ -239,6 +240,47 @@ TEST_F(views, what_lies_above_takes_all_input) {
 }
 
 // ---- Notes
+
+// For a screen reader whatever the mouse can meet has a name, is where it is painted, and is met
+// there alone.
+TEST_F(views, are_all_there_in_words) {
+  const auto found = [](int code) {
+    std::vector<reader::Element> all = ui::describe();
+    std::erase_if(all, [code](const reader::Element& e) { return e.id != code; });
+    return all.size() == 1 ? all[0] : reader::Element{};
+  };
+  const auto check = [&](int code) {
+    if (code != ui::kHitNone) ui::carry_out({code, found(code).name});
+    frame(16);
+    paint();
+    for (const ui::Element& e : ui::top_layer().elements) {
+      if (e.code == ui::kHitPanel) continue;
+      EXPECT_NE(found(e.code).name, "") << "element " << e.code << " after " << code;
+      EXPECT_EQ(found(e.code).x, e.rect.x);
+      EXPECT_TRUE(found(e.code).enabled || e.code == ui::kHitSaveOk);
+    }
+  };
+  fakes::sound.status.setup_needed = true;
+  s_.active = true;
+  for (const int code :
+       {ui::kHitNone, ui::kHitSettings, ui::kHitPanelClose, ui::kHitSave, ui::kHitSaveCancel,
+        ui::kHitCollapse, ui::kHitCollapse, ui::kHitCompact, ui::kHitBack}) {
+    check(code);
+  }
+  check(ui::kHitPresets);
+  EXPECT_FALSE(found(ui::kHitSlider).enabled);
+  ui::carry_out({ui::kHitSlider, "31 Hz", reader::Verb::kSet, 6});
+  EXPECT_EQ(s_.curve.gain[0], 0) << "a slider below a list has moved";
+  const int rows = found(ui::kHitPresets).id * 1000 + 1000;
+  EXPECT_EQ(found(rows + 2).name, "Flat");
+  ui::carry_out({rows + 2, "Rock"});
+  EXPECT_TRUE(list().open) << "the row is another one by now";
+  ui::carry_out({rows + 2, "Flat"});
+  EXPECT_EQ(s_.preset, "b:preset_flat");
+  ui::set_crash_report("");
+  paint();
+  check(ui::kHitNone);
+}
 
 using notes = Window;
 

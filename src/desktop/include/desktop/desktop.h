@@ -1,6 +1,6 @@
 // The program as the desktop sees it, over the session bus: a name, actions by which shortcuts,
-// launchers and a second start reach the copy that runs, and an icon in the tray where there is
-// one.
+// launchers and a second start reach the copy that runs, an icon in the tray where there is one,
+// and whether there is a screen reader.
 //
 // Vocabulary: a *command* is what somebody outside the window asks for, already checked; the
 // *state* is what they may know. A *preset* is named by its identifier, as in the settings. A
@@ -93,6 +93,10 @@ void start(const State& state);
 // The next command in order of arrival. Returns false when there is none. At most 64 wait; further
 // ones are refused to who asks.
 bool take(Command* command);
+
+// Whether a screen reader, or what else needs the accessibility bus, is there, or was during this
+// run.
+bool reader_wanted();
 
 // The state as of this frame. Costs a comparison while nothing has changed.
 void publish(const State& state);

@@ -1,0 +1,94 @@
+// The window for those who cannot see it: screen readers and other aids read it over AT-SPI,
+// and what they ask for comes back as commands.
+//
+// Vocabulary: an *element* is one thing on the window that has a name: a slider, a row, a note. A
+// *reader* is whatever program listens.
+//
+// Lifecycle: nothing, and at no cost, until start; then take and publish once a frame, and stop at
+// the end. Threads: all functions from the main thread, and none waits for a reader or a bus: a
+// thread of its own speaks to them, from a copy of what was published last. Where the accessibility
+// libraries are not installed, the log says so and nothing is ever asked.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace reader {
+
+enum class Role {
+  kGroup,
+  kButton,
+  kToggle,  // a button that stays down
+  kChoice,  // one of a group: the others go off
+  kSwitch,
+  kSlider,  // a gain: -12 to +12 in steps of 0.5
+  kCombo,   // a button with a list; its text is what is chosen
+  kList,
+  kRow,
+  kLabel,
+  kLink,
+  kEntry,  // of text; the caret is at the end
+  kDialog,
+  kAlert,   // a dialog that warns
+  kNote,    // read out when it appears
+  kStatus,  // read out when it changes
+};
+
+struct Element {
+  int id = 0;      // of one element as long as it is there; not 0
+  int parent = 0;  // the id of an element further up in the list, 0 for the window
+  Role role = Role::kLabel;
+  std::string name;  // in the user's language
+  std::string text;  // what it holds: a gain as read, a choice, what was typed
+  // Place in the window, in units of Window::zoom.
+  float x = 0.0F;
+  float y = 0.0F;
+  float w = 0.0F;
+  float h = 0.0F;
+  float value = 0.0F;  // of a slider, in dB
+  bool enabled = true;
+  bool on = false;         // down, checked, chosen, open
+  bool pressable = false;  // a press does something
+  bool erasable = false;   // of a row
+  bool focused = false;    // keys go there; of one element at most, else to the window
+  bool selected = false;   // all of an entry's text
+
+  bool operator==(const Element&) const = default;
+};
+
+struct Window {
+  std::string title;
+  bool shown = false;
+  bool active = false;  // has the keyboard
+  int x = 0;            // of its contents on the screen, where that can be known
+  int y = 0;
+  int w = 0;
+  int h = 0;
+  float zoom = 1.0F;  // screen units per unit of the elements
+  std::vector<Element> elements;
+
+  bool operator==(const Window&) const = default;
+};
+
+enum class Verb { kPress, kErase, kSet };
+
+struct Command {
+  int id = 0;
+  std::string name;  // of the element when the reader saw it
+  Verb verb = Verb::kPress;
+  float value = 0.0F;  // kSet
+};
+
+// Begins to speak to readers. Further calls do nothing.
+void start();
+
+// The next command in order of arrival; false when there is none.
+bool take(Command* command);
+
+// The window as of this frame. Costs a comparison while nothing has changed.
+void publish(const Window& window);
+
+// Takes leave of readers. May be called without start. Returns within 300 ms, whatever they do.
+void stop();
+
+}  // namespace reader

@@ -1,0 +1,42 @@
+// The objects that a reader sees: the program, its window, and the window's elements. Thread: the
+// reader's only.
+#pragma once
+
+#include <atk/atk.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "reader/reader.h"
+
+namespace reader {
+
+// Takes what a reader asks for.
+using Submit = std::function<void(Command)>;
+
+// What stands behind one of the library's objects.
+struct Node {
+  Element element;  // id 0: the window
+  AtkObject* object = nullptr;
+  Node* parent = nullptr;  // null: the program itself is
+  std::vector<Node*> children;
+};
+
+// Makes the program's object and gives it to the library. Once.
+void make_root(Submit submit);
+
+// Brings the objects up to date, and tells of every difference.
+void show(const Window& window);
+
+// The window as shown last.
+const Window& shown();
+
+// For the objects
+// -------------------------------------------------------------------------------------------------
+
+AtkObject* root();
+Node* window_node();  // null before the first window
+void submit(const Node& node, Verb verb, float value = 0.0F);
+
+}  // namespace reader
