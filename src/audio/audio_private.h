@@ -224,7 +224,7 @@ void report_dry_moment(Clock::time_point now);
 // device_curves.cpp
 // ---------------------------------------------------------------------------------------------
 
-// The device `device` (as Status::target_id) is about to be played to: its curve is applied, where
+// The engine is about to play to `device` (as Status::target_id): its curve is applied, where
 // it has one. Control thread.
 void use_curve_of(const std::string& device);
 

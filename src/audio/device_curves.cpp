@@ -1,4 +1,4 @@
-// DESIGN: the curve of the device to be played to is looked up where the device changes, by the
+// DESIGN: the curve of the next device is looked up where the device changes, by the
 // control thread: waiting for the interface to notice would play the one device with the curve of
 // the other.
 #include <map>

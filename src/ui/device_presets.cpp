@@ -25,7 +25,7 @@ struct Own {
 };
 Own g_own;
 
-// What the engine is to know.
+// What the engine gets.
 std::vector<audio::DeviceCurve> curves() {
   std::vector<audio::DeviceCurve> all;
   for (const DevicePreset& p : g_own.presets->devices)
@@ -47,7 +47,7 @@ void remember() {
   save_later();
 }
 
-// All curves, and the one to be heard: a device that played unnoticed may have brought another.
+// All curves, and the one in use: a device that played unnoticed may have brought another.
 void tell_engine() {
   audio::set_device_curves(g_own.presets->on ? curves() : std::vector<audio::DeviceCurve>{});
   state().heard = curve_to_hear();

@@ -25,7 +25,7 @@ void stop_glide();
 
 // Where the gains arrive in the end, or are where there is no glide.
 const eq::Curve& curve_to_come();
-// What is to be heard now.
+// What the engine plays with.
 const eq::Curve& curve_to_hear();
 
 // Puts the gains where they arrive in the end.

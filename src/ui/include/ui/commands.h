@@ -20,7 +20,7 @@ void choose_preset(const std::string& id);
 
 // Whether every output device has its own preset.
 bool has_device_presets();
-// From now on each has, or all have the same again. What is to be heard now stays.
+// From now on each has, or all have the same again. The curve in use stays.
 void use_device_presets(bool on);
 
 // Changes to the compact or the full view. Nothing changes in the view that is there already.

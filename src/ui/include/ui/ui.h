@@ -36,7 +36,7 @@ void import_at_start(const std::string& path);
 
 // Takes what is remembered of output devices, not owned, and hands their curves to the engine; null
 // remembers nothing beyond this run. Called before init.
-//   keep_choice  the settings' preset and curve are to be those of the first device that plays
+//   keep_choice  the first device that plays gets the settings' preset and curve
 void set_device_presets(DevicePresets* presets, bool keep_choice);
 
 // Takes the settings, not owned, to be edited in place until shutdown; null is a view without
