@@ -99,13 +99,9 @@ def test_runs_where_there_is_only_wayland(lab):
 # Less motion, as the desktop's portal says it: the title stands still, and a preset's gains arrive at once.
 def test_a_wish_for_less_motion_is_followed_while_it_holds(lab):
     require_programs("dbus-daemon", "gdbus")
-    directory = temp_dir()
-    session = lab.server.environment() | {"DBUS_SESSION_BUS_ADDRESS": f"unix:path={directory}/bus"}
-    daemon = Process(["dbus-daemon", "--session", f"--address={session['DBUS_SESSION_BUS_ADDRESS']}", "--nofork"],
-                     session, directory / "bus.log")
-    becomes("the bus listens", (directory / "bus").exists)
-    program, window = lab.open("--preset", "flat", DBUS_SESSION_BUS_ADDRESS=session["DBUS_SESSION_BUS_ADDRESS"])
-    portal = Process(["/usr/bin/python3", Path(__file__).parent.parent / "desktop/portal.py"], session, directory / "portal.log")
+    portal = Double("portal")
+    session = lab.server.environment() | {"DBUS_SESSION_BUS_ADDRESS": portal.address}
+    program, window = lab.open("--preset", "flat", DBUS_SESSION_BUS_ADDRESS=portal.address)
 
     def wish(key, value):
         subprocess.run(["gdbus", "call", "--session", "--dest=org.freedesktop.portal.Desktop",
@@ -128,6 +124,5 @@ def test_a_wish_for_less_motion_is_followed_while_it_holds(lab):
         check(seen <= 2, f"the gains are seen in {seen} places on their way")
         wish(key, more)
         becomes("the title shines again", title_rests, False)
-    portal.stop()
     lab.end(program)
-    daemon.stop()
+    portal.stop()

@@ -22,6 +22,8 @@ ADDRESS, FILE, SERVICE, *WORDS = sys.argv[1:]
 OPTIONS = {"version": 3, "response": 0, "granted": 1, "priority": 20} | {
     name: int(value) for name, value in (word.split("=") for word in WORDS)}
 MAIL, WATCHER = "org.freedesktop.portal.Email", "org.kde.StatusNotifierWatcher"
+SETTINGS = "org.freedesktop.portal.Settings"
+WISHES = {("org.gnome.desktop.interface", "enable-animations"): True}  # what Set changes
 PROPERTIES = {"version": dbus.UInt32(OPTIONS["version"]), "RTTimeUSecMax": dbus.Int64(200000), "MinNiceLevel": dbus.Int32(-15),
               "MaxRealtimePriority": dbus.Int32(OPTIONS["priority"]), "IsStatusNotifierHostRegistered": True}
 
@@ -78,6 +80,19 @@ class Portal(real_time("org.freedesktop.portal.Realtime")):
         if OPTIONS["response"] >= 0:
             GLib.idle_add(self.respond, path, sender)
         return dbus.ObjectPath(path)
+
+    @dbus.service.method(SETTINGS, "ss", "v")
+    def Read(self, group, key):
+        return WISHES[(group, key)]
+
+    @dbus.service.method(SETTINGS, "ssv")
+    def Set(self, group, key, value):
+        WISHES[(group, key)] = value
+        self.SettingChanged(group, key, value)
+
+    @dbus.service.signal(SETTINGS, "ssv")
+    def SettingChanged(self, group, key, value):
+        pass
 
     def respond(self, path, sender):
         message = dbus.lowlevel.SignalMessage(path, "org.freedesktop.portal.Request", "Response")
