@@ -59,7 +59,7 @@ std::int64_t PlayQueue::lateness_us(Clock::time_point now) const {
 
 void PlayQueue::arrived(std::size_t samples, std::size_t following, Clock::time_point now) {
   if (us_between(block_at_, now) > kHiccupUs) {
-    meter_.look_anew();
+    meter_.look_again();
     aligned_ = false;
   }
   late_us_ = lateness_us(now);

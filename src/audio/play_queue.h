@@ -40,7 +40,7 @@ class PlayQueue {
   void restart(Start why, Clock::time_point now);
   // The server's report; `at` is when it looked.
   void report(const Timing& timing, Clock::time_point at) { meter_.report(timing, at); }
-  // Whether the server is to be asked for a report now. To be called once after each fragment.
+  // Whether to ask the server for a report now. Call once after each fragment.
   bool wants_report() { return meter_.wants_report(); }
 
   // Takes the next block of interleaved stereo, which is changed in place, and calls `write` with

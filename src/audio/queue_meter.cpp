@@ -39,10 +39,10 @@ void QueueMeter::restart(bool same_device) {
   device_us_before_ = same_device ? device_us_ : -kPeriodUs;
   device_us_ = device_us_before_;
   device_most_us_ = 0;
-  look_anew();
+  look_again();
 }
 
-void QueueMeter::look_anew() {
+void QueueMeter::look_again() {
   came_us_ = kNeverSeen;
   new_looks_ = 0;
   fragments_ = 0;

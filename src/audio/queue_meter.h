@@ -26,15 +26,15 @@ class QueueMeter {
 
   // The stream is empty. On the same device nothing is forgotten of the device's own delay.
   void restart(bool same_device);
-  // Something happened that may have changed the queue: it is measured anew.
-  void look_anew();
+  // Something happened that may have changed the queue: what was measured no longer counts.
+  void look_again();
 
   // Sound has come: `frames`, and then `following` that will be told of as well.
   void recorded(std::size_t frames, std::size_t following, Clock::time_point now);
   void wrote(std::size_t frames) { written_ += static_cast<std::int64_t>(frames); }
   // `at` is when the server looked.
   void report(const Timing& timing, Clock::time_point at);
-  // Whether the server is to be asked for a report now. To be called once after each fragment.
+  // Whether to ask the server for a report now. Call once after each fragment.
   bool wants_report();
 
   // How long the queue is now, in us; nothing while the server has not reported since the restart.
@@ -73,7 +73,7 @@ class QueueMeter {
   std::int64_t device_most_us_ = 0;    // the most of that since the restart
   std::int64_t device_us_ = 0;         // what it delays by itself, and does not count
   std::int64_t device_us_before_ = 0;  // the same before the restart
-  int new_looks_ = 0;                  // reports since it is measured anew
+  int new_looks_ = 0;                  // reports since look_again
   int fragments_ = 0;                  // the same
   int until_report_ = 0;               // fragments
 };

@@ -140,20 +140,6 @@ TEST(Cushion, a_queue_is_aligned_to_the_frame_without_a_click) {
   }
 }
 
-// The server tells the queue seldom, and as it was at the device's last gulp.
-TEST(Cushion, a_queue_that_is_told_too_long_is_left_alone) {
-  Cushion cushion;
-  constexpr int kAnswerEvery = 150;  // blocks
-  std::size_t written = 0;
-  for (int i = 0; i < 3000; ++i) {
-    std::array<float, std::size_t{2} * kBlock> block{};
-    block.fill(0.25F);
-    const std::int64_t error_us = i / kAnswerEvery % 4 * 7000;
-    written += cushion.shape(block, Cushion::kTargetUs - 10000 + error_us).samples.size() / 2;
-  }
-  EXPECT_EQ(written, std::size_t{3000} * kBlock);
-}
-
 TEST(Cushion, a_queue_that_has_become_short_is_filled_up_in_silence) {
   Path path;
   path.run(100);
