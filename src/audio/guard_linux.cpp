@@ -4,7 +4,7 @@
 // bounds its life anyway.
 //
 // A guard that was killed alone, or that is stopped and reads nothing, is replaced by a new process
-// of our own executable, for by then there are threads and a connection; it is told what the lost
+// of our own executable, for by then there are threads and a connection; it gets what the lost
 // one knew. Nothing ever waits for a guard to read.
 
 #include <fcntl.h>

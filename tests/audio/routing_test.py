@@ -172,7 +172,7 @@ def test_a_lost_guard_is_replaced_and_delays_no_end(lab):
             os.kill(guard, signal.SIGKILL if loss == "killed" else signal.SIGSTOP)
             if loss == "full":
                 fill_pipe(guard)
-            if loss != "killed":  # there is something to be told
+            if loss != "killed":  # there is a message for it
                 lab.choose("headset")
                 lab.routed_to("headset")
             if loss != "full":

@@ -8,10 +8,12 @@ from lab.all import *
 
 ROUND, CALM_S, PATIENCE_S, RESCUE_S = 10, 3, 12, 3
 LEVEL_DB = -30
+TONES_HZ = {300 * 2 ** (n / 3) for n in range(12)}  # each to be heard among the others
 POWER_LIGHT = (468, 44)  # on its button, green while the equalizer is on
 DEEDS = {"play": 6, "stop_playing": 4, "plug_in": 4, "pull_out": 4, "replug": 3, "rename": 2, "switch_default": 5,
          "turn_volume": 4, "mute": 2, "start_program": 5, "end_program": 2, "kill_program": 2, "second_copy": 2,
-         "rob": 2, "hang": 2, "restart_server": 1, "press_power": 4}
+         "rob": 2, "hang": 2, "restart_server": 1, "press_power": 4, "filter": 3, "change_profile": 3, "mix": 2,
+         "lose_guard": 2}
 
 
 PLUGGABLE = [f"usb{number}" for number in range(9)]
@@ -29,8 +31,9 @@ class Chaos:
             write_devices(home, {f"name={d}": own_preset(d) for d in ("speakers", "headset", *PLUGGABLE)})
         self.programs = [None, None]  # the program and a second copy
         self.preset = "flat"
-        self.players, self.plugged = {}, []
+        self.players, self.plugged, self.filters = {}, [], []
         self.count = 0
+        self.lost_guard = None
 
     def act(self, number):
         deed, = self.dice.choices(list(DEEDS), DEEDS.values())
@@ -41,13 +44,14 @@ class Chaos:
         time.sleep(self.dice.uniform(0, 0.4))
 
     def device(self):
-        return self.dice.choice(["speakers", "headset", *self.plugged])
+        return self.dice.choice(["speakers", "headset", *self.plugged, *self.filters])
 
     def play(self):
         if len(self.players) >= 4:
             return self.stop_playing()
         self.count += 1
-        hz = 300 * 2 ** (self.count % 12 / 3)  # a third of an octave apart, each to be heard among the others
+        used = {hz for hz, _ in self.players.values()}
+        hz = self.dice.choice(sorted(TONES_HZ - used))
         self.players[f"Player {self.count}"] = hz, Player(self.server, sines((hz, LEVEL_DB)), f"Player {self.count}")
 
     def stop_playing(self):
@@ -76,13 +80,60 @@ class Chaos:
     def rename(self):
         return self.replug(f"Device {self.count}")
 
+    # A headset that goes from one profile to another.
+    def change_profile(self):
+        if self.own_presets:  # this one has none
+            return
+        bluetooth = [name for name in self.server.sinks() if name.startswith("bt")]
+        for name in bluetooth:
+            self.server.remove_sink(name)
+            self.plugged.remove(name)
+            time.sleep(self.dice.choice((0.02, 0.4)))
+        self.count += 1
+        name = f"bt{self.count}"
+        self.server.load("module-null-sink", *sink_arguments(name), "sink_properties=device.string=00:11:22")
+        self.plugged.append(name)
+        return name
+
+    # Made for a device, or for whatever is the default.
+    def filter(self):
+        if self.own_presets:
+            return
+        if self.filters:
+            return self.server.remove_sink(self.filters.pop())
+        self.count += 1
+        self.filters.append(f"filter{self.count}")
+        master = self.dice.choice((["master=speakers"], []))
+        self.server.load("module-remap-sink", f"sink_name={self.filters[0]}", *master)
+        return master
+
+    # Our own stream, in a mixer.
+    def mix(self, percent=None):
+        for stream in self.server.list()["sink_inputs"]:
+            if stream["properties"].get("application.name") == OURS:
+                self.server.pactl("set-sink-input-volume", stream["index"], f"{percent or self.dice.randrange(30, 100)}%")
+                self.server.pactl("set-sink-input-mute", stream["index"], self.dice.randrange(2) if percent is None else 0)
+
+    def lose_guard(self):
+        if self.programs[0] and not self.lost_guard:
+            self.lost_guard = self.programs[0].guard()
+            os.kill(self.lost_guard, self.dice.choice((signal.SIGSTOP, signal.SIGKILL)))
+
+    def find_guard(self):
+        if self.lost_guard and os.path.exists(f"/proc/{self.lost_guard}"):
+            os.kill(self.lost_guard, signal.SIGCONT)
+        if self.lost_guard and not os.path.exists(f"/proc/{self.lost_guard}"):
+            becomes("there is a guard", self.programs[0].guard)
+        self.lost_guard = None
+
     def switch_default(self):
         name = self.device()
         self.server.set_default(name)
         return name
 
     def turn_volume(self):
-        self.server.set_volume(self.dice.choice((SINK, self.device())), self.dice.randrange(30, 110))
+        percents = [self.dice.randrange(30, 110) for _ in range(self.dice.choice((1, 2)))]
+        self.server.set_volume(self.dice.choice((SINK, self.device())), *percents)
 
     def mute(self):
         self.server.set_mute(self.dice.choice((SINK, self.device())), self.dice.randrange(2))
@@ -99,6 +150,8 @@ class Chaos:
 
     def end_program(self, kill=False, copy=0):
         if self.programs[copy]:
+            if copy == 0:
+                self.find_guard()
             program, self.programs[copy] = self.programs[copy], None
             program.calm = None
             self.lab.end(program, kill)
@@ -127,10 +180,11 @@ class Chaos:
     def restart_server(self):
         self.server.kill()
         time.sleep(self.dice.uniform(0, 2))
+        self.server.write("config/pulse/daemon.conf", f"flat-volumes = {self.dice.choice(('yes', 'no'))}\n")
         self.server.start()
         for _, player in self.players.values():
             player.close()
-        self.players, self.plugged = {}, []
+        self.players, self.plugged, self.filters = {}, [], []
 
     # What its window says, where there is only one.
     def equalizes(self):
@@ -163,6 +217,7 @@ class Chaos:
         for name in (SINK, device):
             self.server.set_volume(name, 100)
             self.server.set_mute(name, False)
+        self.mix(100)
         self.lab.hears(device, *((hz, LEVEL_DB) for hz, _ in self.players.values()),
                        curve=PRESETS[own_preset(device) if self.own_presets else self.preset])
 
