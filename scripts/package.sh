@@ -55,9 +55,10 @@ offers_to_open_corrections() (
   export XDG_DATA_HOME=$work/empty XDG_CONFIG_HOME=$work/empty XDG_DATA_DIRS=$1:$work/editor:/usr/share
   export LC_ALL=C.UTF-8 PATH=$1/../bin:$PATH  # a program that is not found is not offered
   echo 'GraphicEQ: 20 -1; 30 2' >"$work/HD 600 GraphicEQ.txt"
-  gio info -a standard::content-type "$work/HD 600 GraphicEQ.txt" | grep -q text/x-velmora-equalizer &&
-    gio mime text/x-velmora-equalizer | grep -q '^Default .*editor.desktop' &&
-    gio mime text/x-velmora-equalizer | grep -q Velmora.desktop
+  local type programs # whole: a reader that stops early would fail the writer
+  type=$(gio info -a standard::content-type "$work/HD 600 GraphicEQ.txt")
+  programs=$(gio mime text/x-velmora-equalizer)
+  [[ $type == *text/x-velmora-equalizer* && $programs == "Default "*editor.desktop*Velmora.desktop* ]]
 )
 
 check_prefix() {
