@@ -152,7 +152,7 @@ void add(const Element& element, Node* parent, std::size_t index) {
   node.element = element;
   node.parent = parent;
   node.object = make_object(&node);
-  // Not by the library's function: a new object's parent is no change to tell of.
+  // Not by the library's function: a new object's parent is no change to report.
   AtkObject* above = parent != nullptr ? parent->object : g_tree.program;
   node.object->accessible_parent = static_cast<AtkObject*>(g_object_ref(above));
   g_tree.nodes[element.id] = std::move(made);

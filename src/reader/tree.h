@@ -26,7 +26,7 @@ struct Node {
 // Makes the program's object and gives it to the library. Once.
 void make_root(Submit submit);
 
-// Brings the objects up to date, and tells of every difference.
+// Brings the objects up to date, and reports every difference.
 void show(const Window& window);
 
 // The window as shown last.
