@@ -232,7 +232,6 @@ void run_loop(std::uint64_t started_at) {
 }
 
 void close_video() {
-  compat::ignore_x11_errors();
   platform::destroy_renderer();
   platform::destroy_window();
   SDL_Quit();
@@ -260,6 +259,7 @@ bool set_up(Settings* settings) {
   set_hints();
   keep_memory_of_frames();
   if (!init_video()) return false;
+  compat::ignore_x11_errors();
   prefer_direct_picture();
   if (!platform::create_window(settings) || !platform::create_renderer()) {
     close_video();
