@@ -4,7 +4,8 @@
 //   application.cpp      what is exported under the application's name
 //   actions.cpp          the table of actions, and what a call of one means; pure
 //   tray.cpp             the icon in the tray
-//   tray_menu.cpp        its menu
+//   tray_entries.cpp     what stands in its menu
+//   tray_menu.cpp        the menu
 //   motion.cpp           whether the user wants less motion
 //   single_instance.cpp  the lock, and calling the copy that has it
 //   accessibility.cpp    whether a screen reader is there

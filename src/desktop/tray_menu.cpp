@@ -1,16 +1,16 @@
-// DESIGN: the menu is rebuilt from the state as a flat list of entries, each with the command
-// that a click on it means; what has changed is found by comparing two lists. Trays differ in how
-// they ask (one entry or many, with or without their own notice that the menu opens), so all ways
-// are served, and a click counts even after the menu has been reported closed.
+// DESIGN: the menu is rebuilt from the state as a flat list of entries (tray_entries.h), each with
+// the command that a click on it means; what has changed is found by comparing two lists. Trays
+// differ in how they ask (one entry or many, with or without their own notice that the menu opens),
+// so all ways are served, and a click counts even after the menu has been reported closed.
 #include "tray_menu.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "app/logger.h"
+#include "tray_entries.h"
 
 namespace desktop::menu {
 
@@ -73,112 +73,24 @@ constexpr const char* kXml = R"(
   </interface>
 </node>)";
 
-// Numbers of entries; those of the presets follow.
-enum Id : int {
-  kRoot,
-  kPower,
-  kPresets,
-  kDevicePresets,
-  kCompact,
-  kSettings,
-  kHide,
-  kQuit,
-  kRule,
-  kOwnRule = 19
-};
-constexpr int kFirstPreset = 20;
-
-enum class Kind { kPlain, kRule, kCheck, kRadio, kSubmenu };
-
-struct Entry {
-  int id = kRoot;
-  int parent = kRoot;
-  Kind kind = Kind::kPlain;
-  std::string label;
-  bool checked = false;
-  bool visible = true;
-  Command command;  // of a click; rules and submenus have none
-
-  // Whether the tray draws the same entry at the same place, but for its marks.
-  [[nodiscard]] bool like(const Entry& other) const {
-    return id == other.id && parent == other.parent && kind == other.kind && label == other.label;
-  }
-};
-
 struct Exported {
   GDBusConnection* connection = nullptr;  // the bus thread's
   Submit submit;
-  std::vector<Entry> entries;  // the root first, children in the order in which they are shown
+  std::vector<Entry> entries;
   bool rtl = false;
   unsigned revision = 1;
   unsigned object = 0;
 };
 Exported& g_menu = *new Exported;  // bus thread; in place as long as the process lives
 
-// Entries
+// The properties of an entry
 // ------------------------------------------------------------------------------------------------
-
-Command command_of(Verb verb, const std::string& preset = "") {
-  return {verb, preset, "", {}};
-}
-
-// In a label an underscore marks the next letter as the entry's key.
-std::string escaped(const std::string& text) {
-  std::string result;
-  for (const char c : text)
-    result.append(c == '_' ? 2 : 1, c);
-  return result;
-}
-
-void add_presets(std::vector<Entry>* entries, const State& state) {
-  const bool some_own = !state.presets.empty() && state.presets.back().id.starts_with("u:");
-  int id = kFirstPreset;
-  for (const Preset& preset : state.presets) {
-    const bool first_own =
-        preset.id.starts_with("u:") && !entries->back().command.preset.starts_with("u:");
-    if (some_own && first_own)
-      entries->push_back({kOwnRule, kPresets, Kind::kRule, "", false, true, {}});
-    entries->push_back({id++, kPresets, Kind::kRadio, escaped(preset.name),
-                        preset.id == state.preset, true, command_of(Verb::kPreset, preset.id)});
-  }
-}
-
-std::vector<Entry> entries_of(const State& state) {
-  const Texts& texts = state.texts;
-  int rule = kRule;
-  const auto rule_entry = [&] { return Entry{rule++, kRoot, Kind::kRule, "", false, true, {}}; };
-  const auto plain = [](int id, const std::string& label, Verb verb) {
-    return Entry{id, kRoot, Kind::kPlain, escaped(label), false, true, command_of(verb)};
-  };
-  std::vector<Entry> entries;
-  entries.push_back({kRoot, -1, Kind::kSubmenu, "", false, true, {}});
-  entries.push_back(
-      {kPower, kRoot, Kind::kCheck, escaped(texts.on), state.on, true, command_of(Verb::kToggle)});
-  entries.push_back(rule_entry());
-  entries.push_back({kPresets, kRoot, Kind::kSubmenu, escaped(texts.presets), false, true, {}});
-  add_presets(&entries, state);
-  entries.push_back({kDevicePresets, kRoot, Kind::kCheck, escaped(texts.device_presets),
-                     state.device_presets, true,
-                     command_of(state.device_presets ? Verb::kOnePreset : Verb::kDevicePresets)});
-  entries.push_back(rule_entry());
-  entries.push_back({kCompact, kRoot, Kind::kCheck, escaped(texts.compact), state.compact, true,
-                     command_of(state.compact ? Verb::kFull : Verb::kCompact)});
-  entries.push_back(plain(kSettings, texts.settings, Verb::kSettings));
-  entries.push_back(rule_entry());
-  entries.push_back(plain(kHide, texts.hide, Verb::kHide));
-  entries.back().visible = !state.hidden;
-  entries.push_back(plain(kQuit, texts.quit, Verb::kQuit));
-  return entries;
-}
 
 const Entry* find(int id) {
   const auto found = std::find_if(g_menu.entries.begin(), g_menu.entries.end(),
                                   [&](const Entry& e) { return e.id == id; });
   return found != g_menu.entries.end() ? &*found : nullptr;
 }
-
-// The properties of an entry
-// ------------------------------------------------------------------------------------------------
 
 // Calls `add` with every property that differs from its default, by name and floating value.
 template <typename Add>
@@ -401,7 +313,7 @@ void set_state(const State& state) {
   if (alike) {
     tell_marks(before);
   } else {
-    emit("LayoutUpdated", g_variant_new("(ui)", ++g_menu.revision, static_cast<int>(kRoot)));
+    emit("LayoutUpdated", g_variant_new("(ui)", ++g_menu.revision, kRoot));
   }
 }
 
