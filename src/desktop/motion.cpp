@@ -33,7 +33,7 @@ struct Motion {
   guint changes = 0;
   std::array<std::optional<bool>, kKeys.size()> reduced;  // as each of the settings says
 };
-Motion g_motion;
+Motion& g_motion = *new Motion;  // bus thread; in place as long as the process lives
 
 void note(std::size_t key, std::optional<bool> reduced) {
   g_motion.reduced[key] = reduced;

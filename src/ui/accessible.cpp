@@ -130,6 +130,7 @@ std::string text_of(int code) {
 bool is_on(int code) {
   const Look& look = state().look;
   const Settings& s = *state().settings;
+  if (const Switch* found = find_switch(code)) return switch_on(*found);
   switch (code) {
     case kHitPower:
     case kHitMiniPower:
@@ -144,12 +145,6 @@ bool is_on(int code) {
       return !s.collapsed;
     case kHitBack:
       return true;
-    case kHitAutostart:
-      return look.autostart;
-    case kHitEqOnStart:
-      return s.active_on_start;
-    case kHitOnTop:
-      return s.compact_on_top;
     case kHitDark:
       return theme::dark();
     case kHitLight:

@@ -77,8 +77,8 @@ float eased(float t) {
 
 bool move_switches(float dt) {
   bool moving = false;
-  for (int i = 0; i < kSwitches; ++i) {
-    const float to = switch_on(kHitAutostart + i) ? 1.0F : 0.0F;
+  for (std::size_t i = 0; i < std::size(kSwitches); ++i) {
+    const float to = switch_on(kSwitches[i]) ? 1.0F : 0.0F;
     float& at = state().look.feedback.switch_at[i];
     const float step = dt / kSwitchS;
     at = to > at ? std::min(at + step, to) : std::max(at - step, to);
@@ -112,14 +112,19 @@ bool pressed(int code) {
   return look.feedback.pressed == code || (look.popup.open && look.popup.button == code);
 }
 
-bool switch_on(int code) {
-  const State& s = state();
-  if (code == kHitAutostart) return s.look.autostart;
-  return code == kHitEqOnStart ? s.settings->active_on_start : s.settings->compact_on_top;
+const Switch* find_switch(int code) {
+  const auto* const found = std::find_if(std::begin(kSwitches), std::end(kSwitches),
+                                         [code](const Switch& s) { return s.code == code; });
+  return found != std::end(kSwitches) ? found : nullptr;
 }
 
-float switch_at(int code) {
-  return eased(state().look.feedback.switch_at[code - kHitAutostart]);
+bool switch_on(const Switch& which) {
+  const State& s = state();
+  return which.setting == nullptr ? s.look.autostart : s.settings->*which.setting;
+}
+
+float switch_at(const Switch& which) {
+  return eased(state().look.feedback.switch_at[&which - kSwitches]);
 }
 
 void note_press(int code) {

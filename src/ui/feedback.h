@@ -3,17 +3,27 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 
+#include "app/settings.h"
 #include "elements.h"
 
 namespace ui {
 
-inline constexpr int kSwitches = 3;  // of the settings panel, from kHitAutostart on
+struct Switch {
+  int code;
+  const char* key;          // of the text beside it
+  bool Settings::*setting;  // null: whether there is an autostart entry
+};
+// Of the settings panel, from the top.
+inline constexpr Switch kSwitches[] = {{kHitAutostart, "autostart", nullptr},
+                                       {kHitEqOnStart, "eq_on_start", &Settings::active_on_start},
+                                       {kHitOnTop, "on_top", &Settings::compact_on_top}};
 
 struct Feedback {
-  int pressed = kHitNone;        // button that was pressed just now
-  float switch_at[kSwitches]{};  // from 0 (off) to 1 (on), on its way in between
-  bool tip = false;              // the name of what is under the pointer is shown
+  int pressed = kHitNone;                   // button that was pressed just now
+  float switch_at[std::size(kSwitches)]{};  // from 0 (off) to 1 (on), on its way in between
+  bool tip = false;                         // the name of what is under the pointer is shown
 
   bool operator==(const Feedback&) const = default;
 };
@@ -31,9 +41,11 @@ struct Touch {
 // Whether a button shows a press: it was pressed just now, or its list is open.
 bool pressed(int code);
 
-// Whether a switch of the settings panel is on, and how much of its way it has come.
-bool switch_on(int code);
-float switch_at(int code);
+// The switch with this code; null for other elements.
+const Switch* find_switch(int code);
+// Whether one of kSwitches is on, and how much of its way it has come.
+bool switch_on(const Switch& which);
+float switch_at(const Switch& which);
 
 void note_press(int code);
 void note_release();

@@ -60,13 +60,14 @@ void reset_slider(int code) {
 
 // ---- Elements
 
-void toggle(bool* setting) {
-  *setting = !*setting;
-}
-
-void toggle_autostart() {
-  bool& shown = state().look.autostart;
-  if (autostart::set(!shown, "")) shown = !shown;
+void flip(const Switch& which) {
+  State& s = state();
+  const bool on = !switch_on(which);
+  if (which.setting != nullptr) {
+    s.settings->*which.setting = on;
+  } else if (autostart::set(on, "")) {
+    s.look.autostart = on;
+  }
 }
 
 void close_compact() {
@@ -86,6 +87,7 @@ void end_crash_note(bool send) {
 // What a press on an element does, for all that need no place.
 void act(int code) {
   Settings& s = *state().settings;
+  if (const Switch* found = find_switch(code)) return flip(*found);
   switch (code) {
     case kHitNone:
     case kHitSaveCancel:
@@ -110,12 +112,6 @@ void act(int code) {
       return;
     case kHitBack:
       return set_compact(false);
-    case kHitAutostart:
-      return toggle_autostart();
-    case kHitEqOnStart:
-      return toggle(&s.active_on_start);
-    case kHitOnTop:
-      return toggle(&s.compact_on_top);
     case kHitLanguage:
       return open_languages();
     case kHitDark:

@@ -21,19 +21,10 @@ namespace {
 
 constexpr float kText = 13.0F;
 
-// A row with a switch. What a press on it does stands where presses do.
-struct SwitchRow {
-  int code;
-  const char* key;
-};
-
-constexpr SwitchRow kSwitchRows[kSwitches] = {
-    {kHitAutostart, "autostart"}, {kHitEqOnStart, "eq_on_start"}, {kHitOnTop, "on_top"}};
-
 // The codes of all rows from the top.
 std::vector<int> row_codes() {
   std::vector<int> codes;
-  for (const SwitchRow& row : kSwitchRows)
+  for (const Switch& row : kSwitches)
     codes.push_back(row.code);
   codes.insert(codes.end(), {kHitLanguage, kHitDark});
   return codes;
@@ -58,11 +49,11 @@ void row_label(const Rect& row, const char* key, int code, float end_width) {
             start_align(), false, true);
 }
 
-void draw_switch_row(const Rect& row, const SwitchRow& what) {
+void draw_switch_row(const Rect& row, const Switch& what) {
   constexpr float kWidth = 42.0F;
   constexpr float kHeight = 22.0F;
   const theme::Colors& c = *theme::colors();
-  const float at = switch_at(what.code);
+  const float at = switch_at(what);
   row_label(row, what.key, what.code, kWidth + 14.0F);
   const bool rtl = start_align() == Align::Right;
   const Rect body{rtl ? row.x : row.x + row.w - kWidth, row.y + (row.h - kHeight) * 0.5F, kWidth,
@@ -235,7 +226,7 @@ void draw_settings_panel(float w, float h) {
   gfx::text(heading, i18n::T("settings"), 18.0F, c.text, start_align(), true, true);
   button_bg(close_button, kHitPanelClose);
   button_label(close_button, close, kText, hovered(kHitPanelClose), false);
-  for (const SwitchRow& row : kSwitchRows)
+  for (const Switch& row : kSwitches)
     draw_switch_row(l.layer.at(row.code), row);
   language_row(l, h);
   appearance_row(l);

@@ -131,18 +131,19 @@ TEST_F(views, answer_a_press_at_once_and_name_icons_after_a_while) {
 }
 
 TEST_F(panel, switches_are_on_their_way_for_120_ms) {
+  const ui::Switch& eq_on_start = ui::kSwitches[1];
   s_.active_on_start = false;
   frame(200);
-  EXPECT_EQ(ui::switch_at(ui::kHitEqOnStart), 0.0F);
+  EXPECT_EQ(ui::switch_at(eq_on_start), 0.0F);
   press(ui::kHitEqOnStart);
   EXPECT_TRUE(frame(60));
-  EXPECT_FLOAT_EQ(ui::switch_at(ui::kHitEqOnStart), 0.5F);
+  EXPECT_FLOAT_EQ(ui::switch_at(eq_on_start), 0.5F);
   EXPECT_FALSE(frame(61));
-  EXPECT_EQ(ui::switch_at(ui::kHitEqOnStart), 1.0F);
+  EXPECT_EQ(ui::switch_at(eq_on_start), 1.0F);
   ui::set_reduced_motion(true);
   press(ui::kHitEqOnStart);
   EXPECT_FALSE(frame(1));
-  EXPECT_EQ(ui::switch_at(ui::kHitEqOnStart), 0.0F) << "at once where less motion is wanted";
+  EXPECT_EQ(ui::switch_at(eq_on_start), 0.0F) << "at once where less motion is wanted";
 }
 
 TEST_F(views, a_save_that_failed_is_tried_again_a_minute_later) {
