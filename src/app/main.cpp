@@ -236,6 +236,8 @@ int main(int argc, char** argv) {
   // A write to a pipe that nobody reads, or beyond the user's limits, must not end the program.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
+  // Some launchers have it ignored: then nobody would learn how a child ended.
+  std::signal(SIGCHLD, SIG_DFL);
 
   const Args args(argv + std::min(argc, 1), argv + argc);
   if (command_line::has(args, "--version")) {
