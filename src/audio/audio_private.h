@@ -183,8 +183,11 @@ void forget_module();
 // Replaces an earlier record stream. On failure it is logged once and false returned.
 bool open_record(const LoopLock&, const SinkInfo& monitored, bool routed);
 void close_record(const LoopLock&);
-// Whether the record stream is ready on that very sink's monitor, in that role.
+// Whether the record stream is ready on that very sink's monitor, in that role, and brings sound or
+// silence where it is to be played; may wait for half a second.
 bool record_alive(const LoopLock&, const SinkInfo& monitored, bool routed);
+// Whether what is to be played has not come for a while, which no event tells of.
+bool record_missed(const LoopLock&);
 // Whether it is being created or ready, wherever.
 bool record_good(const LoopLock&);
 // Whether it brings sound (or silence); waits for the first of it, for `ms` at most.

@@ -77,6 +77,11 @@ bool connected() {
   return context(lock) != nullptr && !connection_lost();
 }
 
+bool sound_missed() {
+  const LoopLock lock;
+  return record_missed(lock);
+}
+
 // Waits until there is something to do. Returns false when the engine is to stop.
 bool wait_for_work(bool idle_work) {
   std::unique_lock lock(g_mtx);
@@ -156,6 +161,7 @@ void control_loop() {
     }
     guard::tick();
     report_dry_moment(Clock::now());
+    if (sound_missed()) mark_dirty();
     if (!wait_for_work(!connected())) break;
     {
       const std::lock_guard lock(g_mtx);

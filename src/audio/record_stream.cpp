@@ -5,10 +5,14 @@
 // Silence needs no hundred looks a second: after a while the fragments get longer, and a capture
 // for the display rests altogether. The first sound, or a stream that may bring some, brings the
 // short fragments back.
+//
+// Our sink always runs while it is recorded, so a stream that brings not even silence has been cut
+// off from it, by a patchbay or by a server that lost its link. No event tells of that.
 #include <algorithm>
 #include <array>
 #include <utility>
 
+#include "app/logger.h"
 #include "audio_private.h"
 #include "cushion.h"
 #include "server_stream.h"
@@ -25,12 +29,16 @@ constexpr std::size_t kWatchingFragmentFrames = 4800;  // of silence that is onl
 constexpr std::size_t kAsleepFragmentFrames = 2048;
 static_assert(kAsleepFragmentFrames * 1000000 / kRate < Cushion::kTargetUs);
 constexpr std::size_t kIdleAfterFrames = std::size_t{5} * kRate;
+constexpr std::chrono::seconds kMissedAfter{2};
+constexpr int kLastChanceMs = 500;  // for a server that was held up
 
 // Main-loop lock.
 struct Record {
   ServerStream stream;
   bool routed = false;
-  bool delivers = false;         // something has arrived since it was opened
+  bool delivers = false;         // something has arrived since it was opened, or missed
+  bool loss_logged = false;      // and nothing has arrived since
+  Clock::time_point came_at;     // when something arrived, or the stream was opened
   std::size_t quiet_frames = 0;  // recorded since the last sound, or the last sign of one to come
   bool idle = false;             // long fragments are requested
   bool rests = false;            // it is corked, because there is nothing to be seen
@@ -38,6 +46,7 @@ struct Record {
   void restart() {
     stream.close();
     delivers = false;
+    came_at = Clock::now();
     quiet_frames = 0;
     idle = false;
     rests = false;
@@ -82,7 +91,10 @@ void on_read(pa_stream* s, std::size_t /*bytes*/, void* /*user*/) {
     }
     pa_stream_drop(s);
   }
-  if (current && !std::exchange(g_record.delivers, true)) signal_loop();
+  if (!current) return;
+  g_record.came_at = Clock::now();
+  g_record.loss_logged = false;
+  if (!std::exchange(g_record.delivers, true)) signal_loop();
 }
 
 }  // namespace
@@ -108,9 +120,22 @@ void close_record(const LoopLock& /*lock*/) {
   g_record.restart();
 }
 
-bool record_alive(const LoopLock& /*lock*/, const SinkInfo& monitored, bool routed) {
-  return g_record.routed == routed &&
-         g_record.stream.is_on(monitored.monitor, monitored.monitor_index);
+bool record_alive(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
+  if (g_record.routed != routed ||
+      !g_record.stream.is_on(monitored.monitor, monitored.monitor_index)) {
+    return false;
+  }
+  if (!record_missed(lock)) return true;
+  g_record.delivers = false;
+  if (record_delivers(lock, kLastChanceMs)) return true;
+  if (!std::exchange(g_record.loss_logged, true))
+    logger::info("No sound is recorded any more, not even silence: the stream is opened again");
+  return false;
+}
+
+bool record_missed(const LoopLock& /*lock*/) {
+  return g_record.routed && g_record.stream.in_place() &&
+         Clock::now() - g_record.came_at > kMissedAfter;
 }
 
 bool record_good(const LoopLock& /*lock*/) {

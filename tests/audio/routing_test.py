@@ -252,6 +252,17 @@ def test_recovers_when_its_sink_is_removed_by_others(lab):
     lab.hears("speakers")
 
 
+# A patchbay takes the record stream off our sink.
+def test_is_heard_again_after_its_links_were_cut(lab):
+    lab.play()
+    lab.start(expect=["Audio path"])
+    lab.hears("speakers")
+    for side in ("FL", "FR"):
+        subprocess.run(["pw-link", "-d", f"{SINK}:monitor_{side}", f"{OURS}:input_{side}"], check=True, env=lab.server.environment())
+    lab.hears("speakers")
+test_is_heard_again_after_its_links_were_cut.SERVERS = (PIPEWIRE,)
+
+
 # Chosen by the user before or after our sink is there, by switch or as the default; made for a device
 # or for whatever is the default, which is us.
 def test_a_filter_sink_is_played_to_but_never_fed_back(lab):
