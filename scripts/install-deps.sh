@@ -22,7 +22,7 @@ client_packages=(pulseaudio-utils)
 # A virtual X11 screen with a window manager and hands to use it, a Wayland one, and fonts for the
 # writing systems of all languages: the only pictures that can be looked at are those with letters.
 test_packages=(locales xvfb openbox i3-wm wmctrl xdotool x11-utils weston desktop-file-utils
-  dbus python3-dbus python3-gi at-spi2-core python3-pyatspi python3-numpy python3-scipy
+  dbus xsettingsd python3-dbus python3-gi at-spi2-core python3-pyatspi python3-numpy python3-scipy
   libpipewire-0.3-dev
   fonts-dejavu-core fonts-noto-core fonts-noto-cjk)
 server_packages=(pulseaudio pipewire pipewire-pulse wireplumber)

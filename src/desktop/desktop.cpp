@@ -53,7 +53,7 @@ struct Shared {
 // In place as long as the process lives: the thread may outlive main.
 Shared& g_shared = *new Shared;
 
-std::atomic<bool> g_reduced_motion{false};
+std::atomic<motion::Wish> g_wish{};
 std::atomic<bool> g_reader_wanted{false};
 
 std::unique_ptr<Bus> g_bus;  // main thread; between connect and start
@@ -99,7 +99,7 @@ void run(std::unique_ptr<Bus> bus) {
       application::begin(bus->connection.get(), bus->directory, current_state(), submit)) {
     tray::begin(bus->connection.get(), current_state(), submit);
     accessibility::begin(bus->connection.get(), [] { g_reader_wanted = true; });
-    motion::begin(bus->connection.get(), [](bool reduced) { g_reduced_motion = reduced; });
+    motion::begin(bus->connection.get(), [](motion::Wish wish) { g_wish = wish; });
     g_main_loop_run(bus->loop.get());
   }
   motion::end();
@@ -186,8 +186,9 @@ void publish(const State& state) {
   hand_over(on_new_state, nullptr);
 }
 
-bool reduced_motion() {
-  return g_reduced_motion;
+bool reduced_motion(bool toolkits_rest) {
+  const motion::Wish wish = g_wish;
+  return wish.known ? wish.reduced : wish.reduced || toolkits_rest;
 }
 
 void stop() {

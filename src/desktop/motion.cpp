@@ -28,7 +28,7 @@ constexpr std::array kKeys{
 
 struct Motion {
   GDBusConnection* connection = nullptr;  // not owned
-  std::function<void(bool)> changed;
+  std::function<void(Wish)> changed;
   guint watch = 0;
   guint changes = 0;
   std::array<std::optional<bool>, kKeys.size()> reduced;  // as each of the settings says
@@ -38,7 +38,7 @@ Motion& g_motion = *new Motion;  // bus thread; in place as long as the process 
 void note(std::size_t key, std::optional<bool> reduced) {
   g_motion.reduced[key] = reduced;
   const auto& [own, toolkits] = g_motion.reduced;
-  g_motion.changed(own.value_or(toolkits.value_or(false)));
+  g_motion.changed({own.has_value(), own.value_or(toolkits.value_or(false))});
 }
 
 // What a value says; portals wrap it more than once. Empty where it is none that we know.
@@ -87,7 +87,7 @@ void on_portal(GDBusConnection* connection, const char*, const char*, void*) {
 
 }  // namespace
 
-void begin(GDBusConnection* connection, std::function<void(bool)> changed) {
+void begin(GDBusConnection* connection, std::function<void(Wish)> changed) {
   g_motion.connection = connection;
   g_motion.changed = std::move(changed);
   g_motion.changes = g_dbus_connection_signal_subscribe(

@@ -11,9 +11,14 @@
 
 namespace desktop::motion {
 
+struct Wish {
+  bool known = false;    // the portal has a setting for it
+  bool reduced = false;  // else: whether toolkits have no animations, as the portal says
+};
+
 // Returns at once. The connection is not owned and must live until end().
 //   changed   receives each answer of the portal's
-void begin(GDBusConnection* connection, std::function<void(bool reduced)> changed);
+void begin(GDBusConnection* connection, std::function<void(Wish)> changed);
 void end();
 
 }  // namespace desktop::motion

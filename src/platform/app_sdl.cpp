@@ -152,7 +152,7 @@ void handle_signals() {
 
 bool on_frame() {
   const platform::stats::Scope scope(platform::stats::Phase::OnFrame);
-  ui::set_reduced_motion(desktop::reduced_motion());
+  ui::set_reduced_motion(platform::less_motion());
   return ui::on_frame();
 }
 
@@ -176,11 +176,11 @@ void pace(const Loop& loop) {
 
 // Whether there is a title whose colours move.
 bool shines() {
-  return !platform::compact() && !desktop::reduced_motion();
+  return !platform::compact() && !platform::less_motion();
 }
 
 void present(Loop& loop) {
-  const std::uint64_t shine = desktop::reduced_motion() ? 0 : ticks_ms();
+  const std::uint64_t shine = platform::less_motion() ? 0 : ticks_ms();
   platform::compose(static_cast<double>(shine) / 1000.0);
   loop.presented_at = ticks_ms();
   if (!loop.first_frame) return;

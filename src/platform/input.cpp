@@ -29,6 +29,7 @@ struct Press {
   std::uint64_t when_ms = 0;
 };
 platform::DoubleClick g_double_click;
+bool g_toolkits_rest = false;           // the desktop's toolkits have no animations
 std::optional<platform::Point> g_grab;  // where a press, if it comes, moves the window
 std::optional<Press> g_grabbed;         // the last press that did
 std::optional<Press> g_pressed;         // the last press that went to the interface
@@ -85,8 +86,9 @@ void note_grab() {
 }
 
 // Whoever changes the desktop's settings comes back from another window.
-void read_double_click() {
+void read_desktop_settings() {
   const std::string all = platform::xsettings();
+  g_toolkits_rest = platform::xsetting(all, "Gtk/EnableAnimations") == 0;
   g_double_click = platform::double_click(platform::xsetting(all, "Net/DoubleClickTime"),
                                           platform::xsetting(all, "Net/DoubleClickDistance"));
   SDL_SetHint("SDL_MOUSE_DOUBLE_CLICK_TIME", std::to_string(g_double_click.ms).c_str());
@@ -117,7 +119,7 @@ void update_pointer(int x, int y) {
 void on_window_event(const SDL_WindowEvent& event) {
   switch (event.event) {
     case SDL_WINDOWEVENT_FOCUS_GAINED:
-      read_double_click();
+      read_desktop_settings();
       break;
     case SDL_WINDOWEVENT_LEAVE:
       ui::on_mouse_leave();
@@ -199,6 +201,10 @@ void free_cursors() {
     SDL_FreeCursor(std::exchange(cursor, nullptr));
   for (SDL_Cursor*& cursor : g_resize_cursors)
     SDL_FreeCursor(std::exchange(cursor, nullptr));
+}
+
+bool less_motion() {
+  return desktop::reduced_motion(g_toolkits_rest);
 }
 
 void handle(const SDL_Event& event) {

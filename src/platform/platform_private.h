@@ -233,6 +233,9 @@ void free_cursors();
 // Passes one event on to the interface.
 void handle(const SDL_Event& event);
 
+// Whether the user wants less motion, as the desktop's portal says, or its X server.
+bool less_motion();
+
 // Notices a release that went elsewhere; call it once a frame.
 void find_lost_release();
 

@@ -96,9 +96,9 @@ def test_runs_where_there_is_only_wayland(lab):
     weston.stop()
 
 
-# Less motion, as the desktop's portal says it: the title stands still, and a preset's gains arrive at once.
+# Less motion, as the desktop's portal says it, or without one the settings on its X server: the title stands still, and a preset's gains arrive at once.
 def test_a_wish_for_less_motion_is_followed_while_it_holds(lab):
-    require_programs("dbus-daemon", "gdbus")
+    require_programs("dbus-daemon", "gdbus", "xsettingsd")
     portal = Double("portal")
     session = lab.server.environment() | {"DBUS_SESSION_BUS_ADDRESS": portal.address}
     program, window = lab.open("--preset", "flat", DBUS_SESSION_BUS_ADDRESS=portal.address)
@@ -126,3 +126,11 @@ def test_a_wish_for_less_motion_is_followed_while_it_holds(lab):
         becomes("the title shines again", title_rests, False)
     lab.end(program)
     portal.stop()
+    rules = lab.server.directory / "xsettings"
+    rules.write_text("Gtk/EnableAnimations 0\n")
+    shared = Process(["xsettingsd", "-c", rules], lab.server.environment() | lab.screen.environment(), rules.with_suffix(".log"))
+    becomes("settings are shared", lambda: "Took ownership" in shared.output())
+    program, window = lab.open("--preset", "flat")
+    becomes("the title rests without animations", title_rests, limit=5)
+    lab.end(program)
+    shared.stop()

@@ -101,9 +101,10 @@ bool reader_wanted();
 // The state as of this frame. Costs a comparison while nothing has changed.
 void publish(const State& state);
 
-// Whether the user has asked the desktop for less motion; false until the desktop says so. It may
-// change from frame to frame.
-bool reduced_motion();
+// Whether the user has asked the desktop for less motion, as its portal says. Where the portal has
+// no setting for that, toolkits without animations mean the same, whether it is the portal that
+// says so or the caller by `toolkits_rest`. It may change from frame to frame.
+bool reduced_motion(bool toolkits_rest);
 
 // Leaves the bus. May be called twice, and without start. Returns within 300 ms, whatever the bus
 // does.
