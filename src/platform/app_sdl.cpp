@@ -141,7 +141,7 @@ void handle_events(Loop& loop, int timeout_ms) {
   if (SDL_WaitEventTimeout(&event, timeout_ms) == 0) return;
   do {
     if (changes_window(event)) repeat_frames(loop);
-    platform::handle(event);
+    if (!platform::hold_back(event)) platform::handle(event);
   } while (SDL_PollEvent(&event) != 0);
 }
 
@@ -213,6 +213,7 @@ void run_loop(std::uint64_t started_at) {
   int timeout_ms = kFirstTimeoutMs;
   for (;;) {
     handle_events(loop, timeout_ms);
+    const bool keys_wait = platform::release_keys();
     platform::find_lost_release();
     handle_signals();
     platform::answer_calls();
@@ -225,7 +226,7 @@ void run_loop(std::uint64_t started_at) {
       loop.presented_at = ticks_ms();  // nothing is due
     }
     platform::serve_reader();
-    timeout_ms = visible && loop.animating
+    timeout_ms = keys_wait || (visible && loop.animating)
                      ? kAnimatingTimeoutMs
                      : platform::idle_wait_ms(!shines(), ticks_ms() - loop.presented_at);
   }

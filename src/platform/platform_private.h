@@ -10,6 +10,7 @@
 //   strips.cpp        the cache of pictures from which moving parts are copied
 //   compose.cpp       puts layers, bars, meters and title on the screen
 //   input.cpp         events to the interface, pointers, the border of the frameless window
+//   keys.cpp          keys, first offered to a screen reader that listens to them
 //   calls.cpp         what is asked over the session bus
 //   reader.cpp        the window for a screen reader, and what it asks for
 //   signals.cpp       requests to end and to raise the window
@@ -241,6 +242,17 @@ void find_lost_release();
 
 // SDL's question what a press at a point of the frameless window means.
 SDL_HitTestResult on_hit_test(SDL_Window* window, const SDL_Point* point, void* user);
+
+// keys.cpp
+// ------------------------------------------------------------------------------------------------------------
+
+// Whether the event is none to be handled now: it comes back in release_keys unless a screen reader
+// takes the key.
+bool hold_back(const SDL_Event& event);
+
+// Once a frame: handles what was held back and is not the reader's. Returns whether keys still wait
+// for its answer, half a second at most.
+bool release_keys();
 
 // calls.cpp
 // -----------------------------------------------------------------------------------------------------------

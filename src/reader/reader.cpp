@@ -17,6 +17,7 @@
 #include "app/logger.h"
 #include "bus/bus.h"
 #include "crash/crash_handler.h"
+#include "keys.h"
 #include "library.h"
 #include "tree.h"
 
@@ -27,6 +28,7 @@ namespace {
 using bus::Owned;
 
 constexpr std::size_t kMostCommands = 64;
+constexpr std::size_t kMostKeys = 64;
 constexpr std::chrono::milliseconds kEndPatience{300};
 
 struct Shared {
@@ -36,6 +38,8 @@ struct Shared {
   bool told = true;      // it has been asked to take the window
   Window window;
   std::deque<Command> commands;
+  std::deque<Offer> keys;  // that the reader has not been asked about
+  std::deque<Answer> answers;
 };
 // In place as long as the process lives: the thread may outlive main.
 Shared& g_shared = *new Shared;
@@ -46,7 +50,9 @@ struct Loop {
   Owned<GMainLoop> loop;
 };
 Loop& g_loop = *new Loop;
-bool g_started = false;  // main thread
+bool g_started = false;      // main thread
+unsigned g_last_number = 0;  // main thread: of a key
+bool g_asking = false;       // the thread's: it waits for an answer about a key
 
 // The reader's thread
 // ------------------------------------------------------------------------------------------------
@@ -67,6 +73,27 @@ gboolean on_window(void* /*data*/) {
   return G_SOURCE_REMOVE;
 }
 
+bool next_key(Offer* offer) {
+  const std::lock_guard lock(g_shared.m);
+  if (g_shared.keys.empty()) return false;
+  *offer = std::move(g_shared.keys.front());
+  g_shared.keys.pop_front();
+  return true;
+}
+
+// While a reader is asked about a key, this loop goes on, so that it can ask in return. The keys
+// that come meanwhile wait for their turn.
+gboolean on_key(void* /*data*/) {
+  if (std::exchange(g_asking, true)) return G_SOURCE_REMOVE;
+  for (Offer offer; next_key(&offer);) {
+    const bool taken = ask_about(offer.key);
+    const std::lock_guard lock(g_shared.m);
+    g_shared.answers.push_back({offer.number, taken});
+  }
+  g_asking = false;
+  return G_SOURCE_REMOVE;
+}
+
 gboolean on_end(void* /*data*/) {
   g_main_loop_quit(g_loop.loop.get());
   return G_SOURCE_REMOVE;
@@ -78,6 +105,7 @@ void speak() {
     return;
   }
   make_root(submit);
+  take_listeners();
   show(take_window());
   if (library().connect(nullptr, nullptr) != 0) {
     logger::info("A screen reader is there, but no accessibility bus");
@@ -136,9 +164,27 @@ void publish(const Window& window) {
   if (!std::exchange(g_shared.told, true)) hand_over(on_window);
 }
 
+unsigned offer(const Key& key) {
+  if (!hears_keys()) return 0;
+  const std::lock_guard lock(g_shared.m);
+  if (!g_shared.running || g_shared.keys.size() >= kMostKeys) return 0;
+  g_shared.keys.push_back({++g_last_number, key});
+  hand_over(on_key);
+  return g_last_number;
+}
+
+bool take(Answer* answer) {
+  const std::lock_guard lock(g_shared.m);
+  if (g_shared.answers.empty()) return false;
+  *answer = g_shared.answers.front();
+  g_shared.answers.pop_front();
+  return true;
+}
+
 void stop() {
   std::unique_lock lock(g_shared.m);
   if (!g_shared.running) return;
+  g_shared.keys.clear();
   hand_over(on_end);
   g_shared.ended.wait_for(lock, kEndPatience, [] { return !g_shared.running; });
 }

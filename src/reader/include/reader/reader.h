@@ -10,6 +10,7 @@
 // libraries are not installed, the log says so and nothing is ever asked.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,22 @@ struct Window {
   bool operator==(const Window&) const = default;
 };
 
+// A key that went down or up while the window had the keyboard, in X11's terms.
+struct Key {
+  bool down = true;
+  unsigned modifiers = 0;  // a bit each, as they were before
+  unsigned symbol = 0;
+  std::uint16_t code = 0;  // the keyboard's number of it
+  std::uint32_t time_ms = 0;
+  std::string name;  // of the symbol
+};
+
+// What a reader has made of a key.
+struct Answer {
+  unsigned number = 0;  // as `offer` returned it
+  bool taken = false;   // it was meant for the reader
+};
+
 enum class Verb { kPress, kErase, kSet };
 
 struct Command {
@@ -87,6 +104,17 @@ bool take(Command* command);
 
 // The window as of this frame. Costs a comparison while nothing has changed.
 void publish(const Window& window);
+
+// Whether a reader listens to keys. It may change from frame to frame.
+bool hears_keys();
+
+// Offers a key to the reader, and returns its number for the answer. Returns 0, and offers nothing,
+// where no reader listens, or where 64 keys wait.
+unsigned offer(const Key& key);
+
+// The next answer, in the order of the keys; false when there is none. One that hangs answers after
+// some seconds, or never.
+bool take(Answer* answer);
 
 // Takes leave of readers. May be called without start. Returns within 300 ms, whatever they do.
 void stop();
