@@ -5,7 +5,6 @@ from lab.all import *
 SERVERS = ("none",)
 VERSION = "Velmora 1.0.2 (Build 1057)\n"
 NO_SERVER = 1, "Kein Tonserver erreichbar.\n"
-QUIT = re.compile(r".* INFO  Quit\n", re.DOTALL)
 
 
 def shell(script):

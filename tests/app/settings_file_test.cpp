@@ -184,6 +184,22 @@ TEST_F(SettingsFile, is_written_by_a_thread_that_takes_the_newest_record_and_kee
   // Of a file and its directory each time: the records in the middle were never written.
   EXPECT_GE(g_disk.syncs.load(), 6);
   EXPECT_LE(g_disk.syncs.load(), 8);
+  // What could not be written is written with the next record of either file.
+  for (const bool first : {true, false}) {
+    const fs::path in_the_way = first ? temporary_ : home_.config() / "devices.dat.tmp";
+    fs::create_directories(in_the_way);
+    settings::start_saver([] {});
+    s.win_w += 1;
+    devices.on = !first;
+    const std::size_t lines = logger::tail(500).size();
+    first ? settings::save(s) : device_presets::save(devices);
+    ASSERT_TRUE(wait_until("it fails", 20s, [&] { return logger::tail(500).size() > lines; }));
+    fs::remove(in_the_way);
+    first ? device_presets::save(devices) : settings::save(s);
+    settings::stop_saver();
+    EXPECT_EQ(settings::load(), s);
+    EXPECT_EQ(device_presets::load(), devices);
+  }
 }
 
 }  // namespace

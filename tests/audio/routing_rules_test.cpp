@@ -83,13 +83,13 @@ TEST(Default, what_a_server_fell_back_to_is_no_choice_until_the_default_changes)
     remember_default(s, follow, &history);
     return chosen;
   };
-  const std::vector<std::string> sinks = {"speakers", "headset", "velmora"};
+  const std::vector<std::string> sinks = {"speakers", "headset", "usb", "velmora"};
   EXPECT_TRUE(pass("headset", sinks));
   EXPECT_TRUE(pass("velmora", sinks));
-  for (int restart = 0; restart < 2; ++restart) {
+  for (const char* fallback : {"speakers", "speakers", "usb"}) {  // each time it restarts
     history.new_connection = true;
     for (int tries = 0; tries < 3; ++tries)
-      EXPECT_FALSE(pass("speakers", sinks)) << tries;
+      EXPECT_FALSE(pass(fallback, sinks)) << tries;
   }
   EXPECT_TRUE(pass("velmora", sinks));
   EXPECT_TRUE(pass("speakers", sinks));

@@ -189,6 +189,8 @@ TEST_F(Capture, what_is_no_report_of_ours_is_neither_offered_nor_collected_nor_w
     ASSERT_EQ(mkfifo(place.c_str(), 0600), 0);
     expect_untouched(place);
   }
+  write_file(report_path_, "");  // the disk was full
+  expect_untouched(report_path_);
   write_file(early, "");
   fs::resize_file(early, std::uintmax_t{1} << 30U);
   expect_untouched(early);

@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 """Plants one realistic fault at a time and asks the tests whether they notice.
 
-    tests/faults/plant.py --list                        the faults and where they are now
-    tests/faults/plant.py TREE --label unit             unit tests; server and display likewise
-    tests/faults/plant.py TREE                          what was found so far, and what was not
+    tests/faults/plant.py --list              the faults and where they are now
+    tests/faults/plant.py TREE                asks the unit tests, then server and display tests of the fault's area
+    tests/faults/plant.py TREE --stages 4     and then all the others
+    tests/faults/plant.py TREE --summary      what was found so far, and what was not
 
 TREE is a git worktree of its own, with a configured build directory in it: sources are changed and
-restored there. A fault is found when a test fails, fails again on its own, and passes without the
-fault. Later labels look only at what earlier ones did not find. Results are appended to a file, so
-a run may be interrupted and goes on where it was. faults.txt explains the table.
+restored there. A fault is found when a test fails, and fails again on its own. Results are appended
+to a file, so a run may be interrupted and goes on where it was. faults.txt explains the table.
 """
 
 import argparse
@@ -21,14 +21,9 @@ import subprocess
 import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
-LABELS = ("unit", "server", "display")
-# Whose unit tests can notice a fault of an area, after its own.
-UNIT = {
-    "dsp": "dsp|app|cli|ui|audio", "gfx": "gfx|ui", "platform": "platform|ui", "app": "app|cli|ui|audio",
-    "crash": "crash|cli", "curves": "curves|ui", "i18n": "i18n|ui|gfx|cli", "posix": "posix|app|crash|cli|audio",
-    "desktop": "desktop|ui|cli",
-}
-SERVER = ("audio", "dsp", "app", "crash")  # the others are not asked: no server test shows the window
+# Which tests on servers and screens are most likely to notice a fault of an area.
+LAB = {"audio": "engine|soak", "dsp": r"engine\.sound|display\.window", "app": r"engine\.devices|display",
+       "crash": r"display\.crash|reader", "realtime": r"engine\.sound", "reader": "reader", "curves": r"display\.input"}
 Fault = collections.namedtuple("Fault", "name file what old new")
 
 
@@ -49,95 +44,50 @@ def planted(fault, text):
     return text[: found[0].start()] + fault.new.strip() + text[found[0].end() :] if len(found) == 1 else None
 
 
-class Lab:
+class Tree:
     def __init__(self, options):
-        self.tree, self.options, self.build = options.tree, options, options.tree / options.build
-        self.marker = self.build / "planted.txt"
-        if self.marker.exists():  # an earlier run was killed
-            self.run("git", "checkout", "--", self.marker.read_text())
-            self.marker.unlink()
-        if self.run("git", "status", "--porcelain", "src").stdout:
-            sys.exit(f"{self.tree}/src has changes of its own")
+        self.path, self.options, self.build = options.tree, options, options.tree / options.build
 
-    def run(self, *command, where=None):
-        result = subprocess.run([str(word) for word in command], cwd=where or self.tree, text=True, errors="replace",
-                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
-        with (self.build / "planted.log").open("a", encoding="utf-8") as log:
-            log.write(f"$ {shlex.join(map(str, command))}\n{result.stdout}\n")
-        return result
+    def run(self, *command):
+        return subprocess.run([*map(str, command)], text=True, errors="replace", stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, check=False)
 
-    def compile(self):
-        return self.run(*self.options.build_with, "cmake", "--build", self.build).returncode == 0
+    def failures(self, labels, only):
+        """The tests among these that fail, and fail again alone."""
+        wrapper = self.options.build_with if labels == "unit" else self.options.test_with
+        ctest = [*wrapper, "ctest", "--test-dir", self.build, "-L", f"^({labels})$", "--no-tests=ignore", "-R"]
+        output = self.run(*ctest, only, f"-j{self.options.jobs}", "--stop-on-failure").stdout
+        failed = re.findall(r"Test +#\d+: (\S+) .*\*\*\*", output)
+        return [name for name in failed if self.run(*ctest, f"^{re.escape(name)}$").returncode != 0]
 
-    def failures(self, label, only, skip=()):
-        """Names of the tests that fail, at least one of them where any does."""
-        arguments = ["-L", f"^{label}$", "-R", only, f"-j{self.options.jobs}", "--stop-on-failure", "--no-tests=ignore"]
-        if skip:
-            arguments += ["-E", "^(" + "|".join(map(re.escape, skip)) + ")$"]
-        wrapper = self.options.build_with if label == "unit" else self.options.test_with
-        log = self.build / "Testing/Temporary/LastTestsFailed.log"
-        log.unlink(missing_ok=True)
-        if self.run(*wrapper, "ctest", *arguments, where=self.build).returncode == 0:
-            return []
-        return [line.split(":", 1)[1] for line in log.read_text().splitlines()] if log.exists() else ["?"]
+    def ask(self, area):
+        stages = [("unit", rf"^{area}\."), ("unit", "."),
+                  ("server|display", f"^({LAB.get(area, 'display|reader|desktop')})"), ("unit|server|display", ".")]
+        for labels, only in stages[: self.options.stages]:
+            if failed := self.failures(labels, only):
+                return f"found\t{failed[0]}"
+        return "survived"
 
-    def ask(self, label, area, skip):
-        """The test that finds the fault, or an empty string."""
-        for only in [rf"^({folders})\." for folders in (area, UNIT.get(area, area))] if label == "unit" else ["."]:
-            while failed := self.failures(label, only, skip):
-                again = [name for name in failed if self.failures(label, f"^{re.escape(name)}$")]
-                if again:
-                    return again[0]
-                skip = skip + failed  # once only: nothing that a maintainer would act on
-        return ""
-
-    def measure(self, label, fault, skip):
-        """(outcome, test) of one fault, which is gone again afterwards."""
-        source = self.tree / "src" / fault.file
+    def measure(self, fault):
+        source = self.path / "src" / fault.file
         healthy = source.read_text(encoding="utf-8")
         sick = planted(fault, healthy)
         if sick is None:
-            return "lost", ""
-        self.marker.write_text(f"src/{fault.file}")
+            return "lost"
         try:
             source.write_text(sick, encoding="utf-8")
-            if not self.compile():
-                return "build", ""
-            test = self.ask(label, fault.file.split("/")[0], skip)
-            return ("found", test) if test else ("survived", "")
+            built = self.run(*self.options.build_with, "cmake", "--build", self.build).returncode == 0
+            return self.ask(fault.file.split("/")[0]) if built else "does not build"
         finally:
             source.write_text(healthy, encoding="utf-8")
-            self.marker.unlink()
-
-    def broken_without_faults(self, label):
-        """Tests that fail on the healthy tree: they prove nothing."""
-        if not self.compile():
-            sys.exit(f"the tree does not build: see {self.build}/planted.log")
-        broken = []
-        while failed := self.failures(label, ".", broken):
-            broken += failed
-        return broken
-
-
-def summary(faults, results):
-    rows = collections.defaultdict(collections.Counter)
-    for fault in faults:
-        result = results[fault.name]
-        found = [label for label in LABELS if result.get(label, "").startswith("found")]
-        outcome = found[0] if found else "survives " + "+".join(result) if result else "not measured"
-        for area in (fault.file.split("/")[0], "all"):
-            rows[area][outcome] += 1
-        if not found:
-            print(f"{outcome}: {fault.file} {fault.name}: {fault.what}")
-    for area, row in rows.items():
-        print(f"{area}: {sum(row.values())} faults, " + ", ".join(f"{what} {n}" for what, n in row.items()))
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("tree", nargs="?", type=pathlib.Path, default=HERE.parents[1])
-    parser.add_argument("--label", choices=LABELS)
     parser.add_argument("--list", action="store_true")
+    parser.add_argument("--summary", action="store_true")
+    parser.add_argument("--stages", type=int, default=3)
     parser.add_argument("--only", default=".", metavar="REGEX", help="faults whose file and name match")
     parser.add_argument("--build", default="build-dev", help="build directory in the tree")
     parser.add_argument("--jobs", default=2)
@@ -147,33 +97,25 @@ def main():
     options = parser.parse_args()
     options.tree = options.tree.resolve()
     faults = [f for f in read_faults(HERE / "faults.txt") if re.search(options.only, f"{f.file} {f.name}")]
-    if options.list:
-        lost = [f for f in faults if planted(f, (options.tree / "src" / f.file).read_text(encoding="utf-8")) is None]
+    lost = [f for f in faults if planted(f, (options.tree / "src" / f.file).read_text(encoding="utf-8")) is None]
+    known = options.results.read_text(encoding="utf-8").splitlines() if options.results.exists() else []
+    results = dict(line.split("\t", 1) for line in known)  # later lines count
+    if options.list or options.summary:
         for fault in faults:
-            print(f"{fault.file}\t{fault.name}\t{'LOST: ' * (fault in lost)}{fault.what}")
-        print(f"{len(faults)} faults, {len(lost)} without a place")
+            print(f"{fault.file}\t{fault.name}\t{'LOST: ' * (fault in lost)}{fault.what}\t{results.get(fault.name, '')}")
+        found = sum(results.get(fault.name, "").startswith("found") for fault in faults)
+        print(f"{len(faults)} faults, {len(lost)} without a place, {found} found")
         return 1 if lost else 0
-    results = collections.defaultdict(dict)  # fault: {label: outcome}; later lines count
-    if options.results.exists():
-        for line in options.results.read_text(encoding="utf-8").splitlines():
-            name, label, outcome = line.split("\t", 2)
-            results[name][label] = outcome
-    if not options.label:
-        return summary(faults, results)
 
     for number in (signal.SIGTERM, signal.SIGHUP):
         signal.signal(number, lambda *_: sys.exit(1))  # restores on the way out
-    label = options.label
-    asked = [f for f in faults if label not in results[f.name] and (label != "server" or f.file.split("/")[0] in SERVER)
-             and not any(outcome.startswith("found") for outcome in results[f.name].values())]
-    lab = Lab(options)
-    broken = lab.broken_without_faults(label)
-    print(f"{len(asked)} faults to ask; failing without any: {broken or 'none'}", flush=True)
-    for fault in asked:
-        line = "\t".join([fault.name, label, *lab.measure(label, fault, broken)])
-        print(line, flush=True)
-        with options.results.open("a", encoding="utf-8") as out:
-            out.write(line + "\n")
+    tree = Tree(options)
+    for fault in faults:
+        if fault.name not in results:
+            line = f"{fault.name}\t{tree.measure(fault)}"
+            print(line, flush=True)
+            with options.results.open("a", encoding="utf-8") as out:
+                out.write(line + "\n")
     return 0
 
 

@@ -81,11 +81,6 @@ def runs(mask):
     return list(zip(edges[0::2], edges[1::2]))
 
 
-# The longest run of samples below the threshold.
-def longest_gap_ms(channel, threshold=0.01):
-    return max((b - a for a, b in runs(np.abs(channel) < threshold)), default=0) * 1000 / RATE
-
-
 # Frames at which clicks begin.
 def onsets(channel, threshold=0.1):
     loud = np.flatnonzero(np.abs(channel) > threshold)

@@ -16,6 +16,7 @@
 #include "ui/commands.h"
 #include "ui/presets.h"
 #include "ui/state.h"
+#include "ui/theme.h"
 
 namespace events {
 
@@ -198,6 +199,10 @@ const char* broken() {
       {bounded(s.curve), "gains are within +/-12 dB"},
       {!noticed || ui::curve_to_hear() == fakes::sound.curve, "the engine has the curve shown"},
       {s.active == fakes::sound.active, "the engine is on when the switch is"},
+      {s.last_default == fakes::sound.restore_hint, "the engine knows what to restore"},
+      {fakes::sound.output == "(never set)" || fakes::sound.output == s.output,
+       "the engine plays to what is chosen"},
+      {theme::dark() == (s.theme != "light"), "the theme is the one that is chosen"},
       {s.channel >= 0 && s.channel <= 2, "the channel is 0 to 2"},
       // Nothing can be saved where these homes are.
       {ui::state().save_at <= fakes::desktop.now + 60000, "saving is tried again within a minute"},

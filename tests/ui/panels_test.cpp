@@ -263,10 +263,22 @@ TEST_F(views, are_all_there_in_words) {
   };
   fakes::sound.status.setup_needed = true;
   s_.active = true;
-  for (const int code :
-       {ui::kHitNone, ui::kHitSettings, ui::kHitPanelClose, ui::kHitSave, ui::kHitSaveCancel,
-        ui::kHitCollapse, ui::kHitCollapse, ui::kHitCompact, ui::kHitBack}) {
+  const std::string full = "On, Stereo, Sliders, ";
+  for (const auto& [code, on] :
+       {std::pair{ui::kHitNone, full},
+        {ui::kHitSettings, full + "Equalizer active at start, Keep compact view on top, Dark, "},
+        {ui::kHitPanelClose, full},
+        {ui::kHitSave, full},
+        {ui::kHitSaveCancel, full},
+        {ui::kHitCollapse, "On, Stereo, "s},
+        {ui::kHitCollapse, full},
+        {ui::kHitCompact, "On, Compact view, "s},
+        {ui::kHitBack, full}}) {
     check(code);
+    std::string names;
+    for (const reader::Element& e : ui::describe())
+      names += e.on ? e.name + ", " : "";
+    EXPECT_EQ(names, on);
   }
   check(ui::kHitPresets);
   EXPECT_FALSE(found(ui::kHitSlider).enabled);
@@ -343,6 +355,8 @@ TEST_F(notes, the_status_follows_the_engine_and_never_the_switch) {
       {true, false, "s", "", both, bypass + on_speakers, Tone::Warning},
       {true, false, "", "", {}, none, Tone::Warning},
       {true, true, "s", usb, one, none + " — " + short_usb + on_speakers, Tone::Warning},
+      {true, true, "s", usb, both, active + on_speakers, Tone::Good},
+      {true, true, "s", "gone", one, none + " — gone" + on_speakers, Tone::Warning},
       {true, true, "s", usb, both, active + on_speakers, Tone::Good},
       {true, true, "s", usb, one, none + " — Head set" + on_speakers, Tone::Warning},
   };

@@ -244,7 +244,11 @@ TEST_F(device_presets_, come_with_the_device_and_the_sliders_glide_to_what_is_he
   frame(1000);
   frame(2000);
   EXPECT_EQ(device_presets::load(), devices_);
-  ui::use_device_presets(false);
+  for (const bool on : {false, true, false}) {
+    ui::use_device_presets(on);
+    EXPECT_TRUE(saved_in_time());
+    EXPECT_EQ(device_presets::load().on, on);
+  }
   EXPECT_TRUE(fakes::sound.device_curves.empty());
   plays("B");
   EXPECT_EQ(s_.preset, "b:preset_rock");
@@ -367,6 +371,11 @@ TEST_F(imports, refused_ones_change_nothing_and_are_explained_for_five_seconds) 
     frame(1);
     EXPECT_TRUE(notice().title.empty());
   }
+  import("my.txt", "A letter");
+  import();
+  EXPECT_TRUE(notice().title.empty() && dialog().open);
+  ui::on_key(ui::Key::Escape);
+  frame(1000);
   ui::import_at_start("/gone");
   start();
   EXPECT_EQ(notice().reason, "The file cannot be read");
