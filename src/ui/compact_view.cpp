@@ -27,8 +27,10 @@ void background(float w, float h) {
 
 void title() {
   const Rect& r = state().view.title;
-  const std::string text = directed("Velmora  ·  " + isolated(preset_label()));
-  gfx::text(r, shorten(text, kText, r.w), kText, theme::colors()->text, start_align(), false, true);
+  const std::string product = "Velmora  ·  ";
+  const std::string label = preset_label(kText, r.w - gfx::text_width(product, kText, false));
+  gfx::text(r, shorten(directed(product + isolated(label)), kText, r.w), kText,
+            theme::colors()->text, start_align(), false, true);
 }
 
 void buttons() {

@@ -128,10 +128,14 @@ void slider(int i) {
   knob(cx, y, lit);
 
   const std::string value = gain_text(gain);
-  // The track behind it is dark in both themes, the fill is bright.
-  gfx::text_with_halo({cx - 24.0F, y - kKnobHeight * 0.5F - 17.0F, 48.0F, 16.0F}, value, kSmall,
+  // Beside the track, which is dark in both themes and would run through the figures; with a halo
+  // for the marks and the curve.
+  const float width = gfx::text_width(value, kSmall, lit);
+  const float left =
+      std::min(cx + kTrackWidth * 0.5F + 3.0F, l.sliders.x + l.sliders.w - 3.0F - width);
+  gfx::text_with_halo({left, y - kKnobHeight * 0.5F - 16.0F, 34.0F, 16.0F}, value, kSmall,
                       lit ? c.text_strong : c.text, theme::mix(c.panel, c.recessed, 0.5F),
-                      Align::Center, lit, true);
+                      Align::Left, lit, true);
   const Rect label{cx - 47.0F, l.track_bottom + 15.0F, 94.0F, 16.0F};
   const std::string name = i == kPreamp ? i18n::T("preamp") : eq::band_label(i);
   gfx::text(label, shorten(name, kSmall, label.w), kSmall, lit ? c.text_strong : c.text,

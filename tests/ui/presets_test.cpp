@@ -48,6 +48,18 @@ TEST_F(presets, are_labelled_by_name_and_marked_when_changed) {
   const std::string shown = ui::preset_label(14, 150);
   EXPECT_TRUE(shown.starts_with("a n") && shown.ends_with("…" + mark)) << shown;
   EXPECT_LE(gfx::text_width(shown, 14, false), 150.0F);
+  s_.compact = true;
+  own()[0].name = std::string(kMaxPresetName, 'W');
+  s_.preset = "u:" + own()[0].name;
+  const auto title = [this](float gain) {
+    s_.curve.gain[2] = gain;
+    paint();
+    std::vector<std::uint32_t> pixels;
+    for (int x = 36; x < 300; ++x)
+      pixels.push_back(canvas_->at(x, 17));
+    return pixels;
+  };
+  EXPECT_NE(title(0), title(1)) << "the mark of a long name is not seen in the strip";
   ui::choose_builtin("preset_rock");
   EXPECT_EQ(ui::preset_label(), i18n::T("preset_rock"));  // on its way there
 }
