@@ -5,6 +5,9 @@
 #   tests/lab/run.py bench/engine_figures.py delay_after_disturbances --server pipewire
 #   tests/lab/run.py bench/engine_figures.py gaps_beside_compilers --server pipewire seconds=300
 #   tests/lab/run.py bench/engine_figures.py share_of_a_processor --server pipewire seconds=60
+#   tests/lab/run.py bench/engine_figures.py presets_of_devices --server pipewire
+#
+# BASE names another build of the program, measured by the last one in turn with this one.
 #
 # The delay is measured between two recordings, of our sink's monitor and of the device's; both are
 # mapped to one clock by the earliest arrival of a frame in each, so what they have in common cancels
@@ -13,6 +16,8 @@
 import contextlib
 
 from lab.all import *
+from lab.all import EXECUTABLE
+from lab import velmora
 
 SUSPEND_S = 5
 CLICK_S = 0.25
@@ -121,6 +126,37 @@ def test_share_of_a_processor(lab, seconds=60):
     program = lab.launch("--off")
     time.sleep(10)  # a spectrum alone is drawn more slowly when it has been silent for a while
     report(lab, "equalizer off, nothing playing", program, seconds)
+
+
+# What it costs that each device has a preset of its own, with a window on a screen.
+def test_presets_of_devices(lab, seconds=10, count=16, rounds=2):
+    lab.need_screen()
+    variants = {"off": (EXECUTABLE, False), "on": (EXECUTABLE, True)}
+    if "BASE" in os.environ:
+        variants["base"] = os.environ["BASE"], False
+    for name in list(variants) * rounds:
+        velmora.EXECUTABLE, own_presets = variants[name]
+        home = temp_dir()
+        if own_presets:
+            write_devices(home, {"name=speakers": "rock"})
+        program = lab.launch(*(() if own_presets else ("--preset", "rock")), home=home)
+        lab.routed_to("speakers")
+        program.wait_for_log("First frame after")
+        program.remember()
+        check(program.count("Playing with the curve of name=speakers") == own_presets, "the feature is not as wanted")
+        first = program.log_text().split("First frame after ")[1].split("\n")[0]
+        player = Player(lab.server, noise())
+        time.sleep(SETTLED_S)  # the window glides to the curve
+        report(lab, f"{name}, equalizing", program, seconds)
+        kb = memory(program.pid)
+        player.close()
+        lab.players.append(Player(lab.server, clicks(CLICK_S)))
+        time.sleep(SETTLED_S)
+        print(f"  {name}: first picture {first}, {kb / 1024:.1f} MB, delay {median_delay(lab, count)[1]} ms")
+        lab.silence()
+        becomes("our stream sleeps", lambda: corked(lab), [True], limit=30)
+        report(lab, f"{name}, asleep", program, seconds)
+        lab.end(program)
 
 
 # C++ compilers, one after the other in each of so many loops, until the end of the scope.

@@ -28,14 +28,22 @@ def test_a_device_is_never_louder_than_its_own_curve_and_the_one_before(lab):
     plug(lab, "box", BOX)
     lab.choose("phones")
     engine = lab.engine()
-    for device, curve in ((PHONES, LOUD), (BOX, QUIET), (f"{PHONES}, port=socket", PORT)):
+    for device, curve in ((PHONES, LOUD), (BOX, QUIET), ("name=speakers", QUIET), (f"{PHONES}, port=socket", PORT)):
         engine.device_curve(device, *curve)
     engine.ask("active", 1)
     engine.ask("start", 1)
     lab.play(TONE)
     plays(lab, "phones", LOUD)
-    # Where the user chooses the default, a server plays past us at first.
     unplug = lab.server.remove_sink
+
+    def restart():
+        lab.server.kill()
+        lab.server.start()
+        plug(lab, "phones", PHONES)
+        plug(lab, "box", BOX)
+        choose(lab, "phones")
+
+    # Where the user chooses the default, and where there is no program yet, a server plays past us at first.
     for act, device, curve, loudest in (
             (lambda: engine.ask("output", "box"), "box", QUIET, -9),
             (lambda: engine.ask("output", ""), "phones", LOUD, 9),
@@ -43,10 +51,19 @@ def test_a_device_is_never_louder_than_its_own_curve_and_the_one_before(lab):
             (lambda: engine.ask("active", 0), "box", PRESETS["flat"], 0),
             (lambda: choose(lab, "phones"), "phones", PRESETS["flat"], 0),
             (lambda: engine.ask("active", 1), "phones", LOUD, 9),
+            (lambda: unplug("phones"), "speakers", QUIET, 9),
+            (lambda: plug(lab, "phones", PHONES), "phones", LOUD, 9),
+            (restart, "phones", LOUD, 9),
             (lambda: (engine.ask("port", "socket"), plug(lab, "other", "a=b")), "phones", PORT, 9),
             (lambda: (engine.ask("port", "hole"), unplug("other")), "phones", PORT, 3)):
+        appears = act == restart or device not in lab.server.sinks()
+        if appears:
+            act()
         recorder = Recorder(lab.server, f"{device}.monitor")
-        act()
+        if not appears:
+            act()
+        if act == restart:
+            lab.play(TONE)
         lab.hears(device, TONE, curve=curve)
         heard = db_of(peak(recorder.since())) - TONE[1]
         recorder.close()
