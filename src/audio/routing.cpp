@@ -249,8 +249,8 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
   }
   const SinkInfo* ours = s.find(kSinkName);
   if (loading) g_tries = 0;
-  start_at_level(lock, *ours);
-  bool done = ensure_play(lock, s, target);
+  bool done = start_at_level(lock, *ours);
+  done = ensure_play(lock, s, target) && done;
   done = ensure_record(lock, *ours) && done;
   // A server that was too busy to answer may come round.
   if (s.default_sink == kSinkName && !g_refused) g_restricted = false;

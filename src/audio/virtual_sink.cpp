@@ -163,10 +163,13 @@ void reset_level() {
 // sink from run to run. Some servers restore it a moment after the sink has appeared. But where our
 // sink was lost, with its server or because somebody removed it, nothing was handed over, and the
 // new one must not be louder.
-void start_at_level(const LoopLock& lock, const SinkInfo& ours) {
-  if (!just_loaded()) return;
-  if (!has_volume(ours, g_level.volume)) set_sink_volume(lock, kSinkName, g_level.volume);
-  if (ours.muted != g_level.muted) set_sink_mute(lock, kSinkName, g_level.muted);
+bool start_at_level(const LoopLock& lock, const SinkInfo& ours) {
+  if (!just_loaded()) return true;
+  const bool volume_set =
+      has_volume(ours, g_level.volume) || set_sink_volume(lock, kSinkName, g_level.volume);
+  const bool mute_set =
+      ours.muted == g_level.muted || set_sink_mute(lock, kSinkName, g_level.muted);
+  return volume_set && mute_set;
 }
 
 void remember_level(const Snapshot& s) {

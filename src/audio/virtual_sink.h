@@ -33,8 +33,9 @@ bool remove_sink(const LoopLock&);
 // reset_level().
 void set_level(const pa_cvolume& volume, bool muted);
 void reset_level();
-// Corrects a sink that has just been loaded.
-void start_at_level(const LoopLock&, const SinkInfo& ours);
+// Corrects a sink that has just been loaded. Returns false where the server would not: another pass
+// has to try again.
+bool start_at_level(const LoopLock&, const SinkInfo& ours);
 // Remembers what the user has turned the sink to.
 void remember_level(const Snapshot& s);
 
