@@ -12,10 +12,6 @@ def plug(lab, name, identity):
     becomes(f"there is a sink {name}", lambda: name in lab.server.sinks())
 
 
-def choose(lab, device):
-    becomes("the user's default", lambda: lab.server.set_default(device) or lab.server.default() == device)
-
-
 # The program plays to this device, and the tone is heard there with this curve.
 def plays(lab, device, curve):
     becomes(f"it plays to {device}", lambda: lab.server.playing(OURS), (device,))
@@ -41,15 +37,15 @@ def test_a_device_is_never_louder_than_its_own_curve_and_the_one_before(lab):
         lab.server.start()
         plug(lab, "phones", PHONES)
         plug(lab, "box", BOX)
-        choose(lab, "phones")
+        lab.choose("phones")
 
     # Where the user chooses the default, and where there is no program yet, a server plays past us at first.
     for act, device, curve, loudest in (
             (lambda: engine.ask("output", "box"), "box", QUIET, -9),
             (lambda: engine.ask("output", ""), "phones", LOUD, 9),
-            (lambda: choose(lab, "box"), "box", QUIET, 9),
+            (lambda: lab.choose("box"), "box", QUIET, 9),
             (lambda: engine.ask("active", 0), "box", PRESETS["flat"], 0),
-            (lambda: choose(lab, "phones"), "phones", PRESETS["flat"], 0),
+            (lambda: lab.choose("phones"), "phones", PRESETS["flat"], 0),
             (lambda: engine.ask("active", 1), "phones", LOUD, 9),
             (lambda: unplug("phones"), "speakers", QUIET, 9),
             (lambda: plug(lab, "phones", PHONES), "phones", LOUD, 9),
@@ -77,18 +73,12 @@ def test_a_device_is_never_louder_than_its_own_curve_and_the_one_before(lab):
 
 # Chosen over the bus, as by the tray's menu.
 def test_every_device_has_its_own_preset_until_it_is_not_wanted_any_more(lab):
-    bus = {"DBUS_SESSION_BUS_ADDRESS": f"unix:path={lab.server.directory}/bus"}
-    daemon = Process(["dbus-daemon", "--session", f"--address={bus['DBUS_SESSION_BUS_ADDRESS']}", "--nofork"],
-                     lab.server.environment(), lab.server.directory / "bus.log")
-    becomes("the bus listens", (lab.server.directory / "bus").exists)
-    home = temp_dir()
-
-    def action(*words):
-        subprocess.run(["gapplication", "action", "org.velmora.Velmora", *words], check=True, timeout=10,
-                       env={**lab.server.environment(), **bus})
+    bus = Bus(lab.server.environment())
+    action, home = bus.action, temp_dir()
 
     def start(*switches, device):
-        program = lab.start(*switches, home=home, device=device, **bus)
+        program = lab.start(*switches, home=home, device=device, expect=["No sound server reachable", "Cannot play to", "Cannot record from"],
+                            **bus.variables)
         program.wait_for_log("Found on the session bus")
         return program
 
@@ -97,7 +87,7 @@ def test_every_device_has_its_own_preset_until_it_is_not_wanted_any_more(lab):
         lab.server.start()
         plug(lab, "phones2", PHONES)
         plug(lab, "box", BOX)
-        choose(lab, "phones2")
+        lab.choose("phones2")
         lab.play(TONE)
 
     rock, jazz, bass = PRESETS["rock"], PRESETS["jazz"], PRESETS["bass"]
@@ -106,22 +96,21 @@ def test_every_device_has_its_own_preset_until_it_is_not_wanted_any_more(lab):
     lab.choose("phones")
     lab.play(TONE)
     program = start("--preset", "rock", device="phones")
-    program.expect += ["No sound server reachable", "Cannot play to", "Cannot record from"]
     for act, device, curve in (
             (lambda: action("preset-per-device"), "phones", rock),
-            (lambda: choose(lab, "box"), "box", rock),  # met for the first time
+            (lambda: lab.choose("box"), "box", rock),  # met for the first time
             (lambda: action("preset", "'jazz'"), "box", jazz),
-            (lambda: choose(lab, "phones"), "phones", rock),
+            (lambda: lab.choose("phones"), "phones", rock),
             (lambda: lab.server.remove_sink("box"), "phones", rock),
             (lambda: plug(lab, "box", BOX), "phones", rock),
-            (lambda: choose(lab, "box"), "box", jazz),
+            (lambda: lab.choose("box"), "box", jazz),
             (lambda: lab.server.remove_sink("phones"), "box", jazz),
             (lambda: plug(lab, "phones2", PHONES), "box", jazz),
-            (lambda: choose(lab, "phones2"), "phones2", rock),
+            (lambda: lab.choose("phones2"), "phones2", rock),
             (lambda: plug(lab, "phones3", "device.bus_path=usb-3"), "phones2", rock),  # of the same make
-            (lambda: choose(lab, "phones3"), "phones3", rock),
+            (lambda: lab.choose("phones3"), "phones3", rock),
             (lambda: action("preset", "'bass'"), "phones3", bass),
-            (lambda: choose(lab, "phones2"), "phones2", rock),
+            (lambda: lab.choose("phones2"), "phones2", rock),
             (restart, "phones2", rock)):
         act()
         plays(lab, device, curve)
@@ -131,12 +120,20 @@ def test_every_device_has_its_own_preset_until_it_is_not_wanted_any_more(lab):
     lab.end(program)
     program = start("--preset", "bass", device="phones2")  # the switch is the user's choice for this device
     plays(lab, "phones2", bass)
-    choose(lab, "box")
+    lab.choose("box")
     plays(lab, "box", jazz)
     action("preset-per-device")
-    choose(lab, "phones2")
+    # Whatever else is asked over the bus is heard as well.
+    for muted in (True, False):
+        action("mute")
+        becomes("the device is muted, or heard again", lambda: lab.server.muted("box"), muted)
+    for verb, curve in (("off", PRESETS["flat"]), ("on", jazz), ("toggle", PRESETS["flat"]), ("toggle", jazz)):
+        action(verb)
+        plays(lab, "box", curve) if curve is jazz else lab.default_is("box")
+    lab.choose("phones2")
     plays(lab, "phones2", jazz)
-    lab.end(program)
-    daemon.kill()
-    choose(lab, "speakers")
+    action("quit")
+    lab.ended(program, program.wait())
+    bus.kill()
+    lab.choose("speakers")
     lab.remember()

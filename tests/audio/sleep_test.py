@@ -1,4 +1,4 @@
-# With nothing playing, the real device may sleep; the first sound wakes it.
+# With nothing playing, the real device may sleep; the first sound wakes it, and is heard from its beginning.
 from lab.all import *
 
 SUSPEND_S = 1
@@ -9,18 +9,19 @@ def uncorked(lab, kind):
 
 
 # Off, a capture of the device's own monitor shows its spectrum: that keeps nothing awake either.
-def test_the_device_sleeps_in_silence_and_the_first_sound_wakes_it(lab):
-    for switches, default, rounds in ((("--preset", "flat"), SINK, 2), (("--off",), "speakers", 1)):
+def test_the_device_sleeps_in_silence_and_the_first_sound_wakes_it_and_is_whole(lab):
+    for switches, default in ((FLAT_SWITCHES, SINK), (("--off",), "speakers")):
         program = lab.launch(*switches)
         becomes("the sound is captured", lambda: uncorked(lab, "source-outputs"), [True])
-        for _ in range(rounds):
-            becomes("the device sleeps", lambda: (lab.server.default(), lab.server.sinks()["speakers"]["state"]),
-                    (default, "SUSPENDED"), limit=40)
-            lab.play()
-            becomes("the capture goes on", lambda: uncorked(lab, "source-outputs"), [True])
-            lab.hears("speakers")
-            lab.silence()
-        if "--off" in switches:  # while its capture rests, another device takes over, and may sleep as well
+        if default == SINK:
+            hears_a_ramp(lab)
+        becomes("the device sleeps", lambda: (lab.server.default(), lab.server.sinks()["speakers"]["state"]),
+                (default, "SUSPENDED"), limit=40)
+        lab.play()
+        becomes("the capture goes on", lambda: uncorked(lab, "source-outputs"), [True])
+        lab.hears("speakers")
+        lab.silence()
+        if default != SINK:  # while its capture rests, another device takes over, and may sleep as well
             becomes("the device sleeps", lambda: lab.server.sinks()["speakers"]["state"], "SUSPENDED", limit=40)
             lab.choose("headset")
             becomes("it is captured", lambda: lab.own_streams()[1], ("headset.monitor",))
@@ -29,12 +30,11 @@ def test_the_device_sleeps_in_silence_and_the_first_sound_wakes_it(lab):
         lab.end(program)
 
 
-# A ramp tells for each of its samples when it was played.
-def test_the_first_sound_is_heard_from_its_beginning(lab):
+# The first sound after our stream has fallen asleep; a ramp tells for each of its samples when it was played.
+def hears_a_ramp(lab):
     start, per_frame = 0.1, 0.5 / (2 * RATE)
     few_ms = 0.006 * RATE * per_frame
     recorder = Recorder(lab.server, "speakers.monitor")  # keeps the device awake
-    lab.launch("--preset", "flat")
     for awake in (True, False):
         becomes("our stream " + ("plays" if awake else "sleeps"), lambda: uncorked(lab, "sink-inputs"), [awake], limit=40)
     first = recorder.frames
@@ -42,9 +42,11 @@ def test_the_first_sound_is_heard_from_its_beginning(lab):
     def ramp(first, count):
         at = first + np.arange(count)
         return np.repeat(np.where(at < 2 * RATE, start + per_frame * at, 0)[:, None], 2, axis=1)
-    lab.players.append(Player(lab.server, ramp))
+    player = Player(lab.server, ramp)
     becomes("the ramp has been heard", lambda: peak(recorder.since(first)) > 0.58)
+    player.close()
     heard = recorder.since(first)[:, 0]
+    recorder.close()
     at = int(np.argmax(heard > 0.05))
     check(heard[at] < start + few_ms, f"it begins at {heard[at]}")
     # Nor is anything missing right behind it, while the queue finds its length. What a busy server

@@ -46,22 +46,6 @@ def test_a_screen_that_hangs_or_vanishes_costs_neither_the_sound_nor_the_last_ch
         check(not (program.folder / "crash_report.txt").exists(), "a crash is reported")
 
 
-def test_a_system_bus_that_never_answers_keeps_no_picture_away(lab):
-    require_programs("dbus-daemon")
-    folder = lab.server.directory
-    session, system = (f"unix:path={folder}/{name}" for name in ("session.bus", "system.bus"))
-    daemon = Process(["dbus-daemon", "--session", f"--address={session}", "--nofork"], lab.server.environment(),
-                     folder / "bus.log")
-    becomes("the bus listens", (folder / "session.bus").exists)
-    silent = socket.socket(socket.AF_UNIX)
-    silent.bind(str(folder / "system.bus"))
-    silent.listen()
-    program, _ = lab.open(DBUS_SESSION_BUS_ADDRESS=session, DBUS_SYSTEM_BUS_ADDRESS=system)
-    program.wait_for_log("First frame after", limit=5)
-    lab.end(program)
-    daemon.kill()
-
-
 def test_the_panels_switch_makes_a_session_start_the_program(lab):
     require_programs("desktop-file-validate", "gio")
     entry = lab.server.directory / "home/.config/autostart/Velmora.desktop"
@@ -134,3 +118,32 @@ def test_a_wish_for_less_motion_is_followed_while_it_holds(lab):
     becomes("the title rests without animations", title_rests, limit=5)
     lab.end(program)
     shared.stop()
+
+
+def test_the_tray_hides_the_window_shows_it_where_it_was_and_follows_its_language(lab):
+    require_programs("dbus-daemon", "gdbus")
+    tray = Double("watcher")
+    session = lab.server.environment() | {"DBUS_SESSION_BUS_ADDRESS": tray.address}
+
+    def ask(path, method, *arguments):
+        return subprocess.run(["gdbus", "call", "--session", "--dest=org.velmora.Velmora", f"--object-path={path}",
+                               f"--method={method}", *arguments], env=session, text=True, check=True, stdout=subprocess.PIPE).stdout
+
+    def menu():
+        return ask("/Menu", "com.canonical.dbusmenu.GetLayout", "0", "int32 -1", "[]")
+    program, window = lab.open("--preset", "flat", DBUS_SESSION_BUS_ADDRESS=tray.address)
+    lab.routed_to("speakers")
+    becomes("the tray hears of it", tray.calls)
+    window.move(140, 90)
+    before, place, english = window.still(), window.geometry(), menu()
+    for count in (1, 2):
+        for shown in ("Window not visible", "Window visible again"):
+            ask("/StatusNotifierItem", "org.kde.StatusNotifierItem.Activate", "0", "0")
+            becomes("the click is followed", lambda: program.count(shown), count)
+        becomes("it is where it was", lambda: (window.geometry(), (window.still() == before).all()), (place, True))
+    window.opens(*SETTINGS)
+    window.opens(*LANGUAGE)
+    window.click(LANGUAGE[0], LANGUAGE[1] - 120)
+    becomes("the menu is in the language that was chosen", lambda: menu() != english)
+    lab.end(program)
+    tray.stop()

@@ -31,6 +31,11 @@ def test_compact_and_full_view_find_their_places_again(lab):
     check(not window.framed(), "the strip has a frame")
     beside = full[0] + FULL[0] - COMPACT[0], full[1]
     check(settles_near(window, *beside) == beside, "the strip is not at the window's upper right corner")
+    # The pointer is another one at the border, and only there.
+    pointer = lab.screen.pointer()
+    for spot in (MINI_BODY, (2, 66), MINI_BODY):
+        window.at(spot)
+        pointer = becomes(f"the pointer changes at {spot}", lab.screen.pointer, lambda now: now != pointer)  # noqa: B023
     window.move(300, 500)
     mini = settles_near(window, 300, 500)
     lab.end(program)

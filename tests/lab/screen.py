@@ -1,6 +1,7 @@
 # A screen of the test's own: a virtual X server with a window manager, and a user's hand and eye before
 # it. The X server keeps its picture in a file, so a pixel is read without asking anybody; input comes
 # from xdotool, and the program cannot tell it from a user's. Pictures are rows x columns x (r, g, b).
+import ctypes
 import struct
 import subprocess
 import time
@@ -66,6 +67,17 @@ class Screen:
             raise RuntimeError(f"{arguments[0]}: {done.stdout}")
         return done.stdout.strip()
 
+    # The picture of the pointer as it is now.
+    def pointer(self):
+        x11, fixes = ctypes.CDLL("libX11.so.6"), ctypes.CDLL("libXfixes.so.3")
+        x11.XOpenDisplay.restype = fixes.XFixesGetCursorImage.restype = ctypes.c_void_p
+        display = ctypes.c_void_p(x11.XOpenDisplay(self.display.encode()))
+        image = fixes.XFixesGetCursorImage(display)
+        width, height = (ctypes.c_ushort * 2).from_address(image + 4)
+        pixels = ctypes.string_at(ctypes.c_void_p.from_address(image + 24).value, 8 * width * height)
+        x11.XCloseDisplay(display)
+        return pixels
+
     def picture(self):
         data = (self.directory / "Xvfb_screen0").read_bytes()
         header = struct.unpack(">25I", data[:100])
@@ -115,6 +127,10 @@ class Window:
 
     def minimised(self):
         return "_HIDDEN" in self.property("_NET_WM_STATE")
+
+    # What the window manager and others know of it, but for times.
+    def properties(self):
+        return {line for line in self.screen.run("xprop", "-id", self.id).split("\n") if "TIME" not in line}
 
     def property(self, name):
         return self.screen.run("xprop", "-id", self.id, name).split("=")[-1]
@@ -172,11 +188,12 @@ class Window:
     def double_click(self, *spot):
         self.click(*spot, times=2)
 
-    # Presses at the first place, moves in small steps, releases at the second.
+    # Presses at the first place, moves in small steps, releases at the second; on the way another button is
+    # clicked, which has no say.
     def drag(self, start, end):
         steps = [[round(a + (b - a) * i / 8) for a, b in zip(start, end)] for i in range(1, 9)]
-        moves = [word for step in steps for word in ("mousemove", "--window", self.id, *step)]
-        self.at(start, "mousedown", 1, *moves, "mouseup", 1)
+        moves = [["mousemove", "--window", self.id, *step] for step in steps]
+        self.at(start, "mousedown", 1, *sum(moves[:4], []), "click", 3, *sum(moves[4:], []), "mouseup", 1)
 
     # Turns the wheel away from the user, or towards them with a negative number.
     def wheel(self, spot, steps):

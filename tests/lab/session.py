@@ -144,6 +144,20 @@ class Process:
         return self.popen.wait()
 
 
+# A session bus of the test's own.
+class Bus(Process):
+    def __init__(self, environment):
+        socket = temp_dir() / "bus"
+        self.variables = {"DBUS_SESSION_BUS_ADDRESS": f"unix:path={socket}"}
+        super().__init__(["dbus-daemon", "--session", f"--address=unix:path={socket}", "--nofork"], environment, temp_dir() / "log")
+        becomes("the bus listens", socket.exists)
+
+    # Calls an action of the program, as a shortcut does.
+    def action(self, *words):
+        subprocess.run(["gapplication", "action", "org.velmora.Velmora", *words], check=True, timeout=10,
+                       env=clean_environment(**self.variables))
+
+
 # A stand-in for a service of the desktop, see doubles.py, on this bus or on one of its own.
 class Double(Process):
     def __init__(self, service, address="", **options):

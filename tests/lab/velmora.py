@@ -98,11 +98,8 @@ class Session:
                                  PULSE_SERVER="unix:/nonexistent/velmora", DBUS_SESSION_BUS_ADDRESS=self.address)
 
     def start_bus(self):
-        socket = temp_dir() / "bus"
-        self.address = f"unix:path={socket}"
-        self.daemon = Process(["dbus-daemon", "--session", f"--address={self.address}", "--nofork"],
-                              self.environment(), temp_dir() / "log")
-        becomes("the bus listens", socket.exists)
+        self.daemon = Bus(self.environment())
+        self.address, = self.daemon.variables.values()
 
     def start(self, *switches, expect=(), **options):
         self.programs.append(Velmora(self, *switches, home=self.home, expect=["No sound server", *expect], **options))
