@@ -195,9 +195,9 @@ bool record_delivers(const LoopLock&, int ms);
 // A stream of some program came or changed: sound may follow immediately. Loop thread, or with the
 // main-loop lock held.
 void expect_sound();
-// A capture for the display rests while there is nothing to be seen and the device is not in use:
+// A capture for the display rests while there is nothing to be seen and nobody plays to the device:
 // on some servers any capture keeps the device from being suspended.
-void rest_spectrum(const LoopLock&, bool device_in_use);
+void rest_spectrum(const LoopLock&, bool device_running, bool played_to);
 
 // play_stream.cpp
 // ----------------------------------------------------------------------------------------------

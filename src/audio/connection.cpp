@@ -79,11 +79,13 @@ void on_event(pa_context* /*c*/, pa_subscription_event_type_t type, std::uint32_
   const bool matters =
       facility == PA_SUBSCRIPTION_EVENT_SINK ||
       (facility == PA_SUBSCRIPTION_EVENT_SERVER && kind == PA_SUBSCRIPTION_EVENT_CHANGE) ||
-      (facility == PA_SUBSCRIPTION_EVENT_SINK_INPUT && kind != PA_SUBSCRIPTION_EVENT_REMOVE);
+      facility == PA_SUBSCRIPTION_EVENT_SINK_INPUT;
   if (!matters) return;
   mark_dirty();
-  // A stream that changed may have been moved, or sound may follow.
-  if (facility == PA_SUBSCRIPTION_EVENT_SINK_INPUT) expect_sound();
+  // A stream that changed may have been moved, or sound may follow. One that went may have been the
+  // last that kept a device awake.
+  if (facility == PA_SUBSCRIPTION_EVENT_SINK_INPUT && kind != PA_SUBSCRIPTION_EVENT_REMOVE)
+    expect_sound();
 }
 
 // Releases the lock until something is signalled, for 100 ms at most.

@@ -153,9 +153,11 @@ void expect_sound() {
   set_idle(false);
 }
 
-void rest_spectrum(const LoopLock& /*lock*/, bool device_in_use) {
-  if (device_in_use && g_record.rests) expect_sound();
-  if (device_in_use || !g_record.idle || std::exchange(g_record.rests, true)) return;
+// What keeps a device running may be this very capture: some servers still call it running when the
+// last player has gone or is paused. So only a device that runs while the capture rests is in use.
+void rest_spectrum(const LoopLock& /*lock*/, bool device_running, bool played_to) {
+  if (device_running && g_record.rests) expect_sound();
+  if (played_to || !g_record.idle || std::exchange(g_record.rests, true)) return;
   dismiss(pa_stream_cork(g_record.stream.get(), 1, nullptr, nullptr));
 }
 

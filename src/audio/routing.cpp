@@ -218,7 +218,7 @@ bool reconcile_off(const LoopLock& lock, const Snapshot& s, const std::string& t
   } else if (!record_alive(lock, *heard, false)) {
     done = open_record(lock, *heard, false) && done;
   } else {
-    rest_spectrum(lock, heard->in_use);
+    rest_spectrum(lock, heard->running, is_played_to(s, *heard));
   }
   auto now = query(lock);
   if (!now) return false;

@@ -192,6 +192,12 @@ bool is_idle(const Snapshot& s, const SinkInfo& sink) {
   });
 }
 
+bool is_played_to(const Snapshot& s, const SinkInfo& sink) {
+  return std::ranges::any_of(s.playbacks, [&](const StreamInfo& stream) {
+    return stream.client != s.own_client && stream.device == sink.index && !stream.corked;
+  });
+}
+
 std::vector<std::uint32_t> streams_to_return(const Snapshot& s) {
   std::vector<std::uint32_t> result;
   const SinkInfo* ours = s.find(kSinkName);

@@ -39,7 +39,7 @@ struct SinkInfo {
       false;  // a null sink, which runs seconds ahead while nobody asks for a short latency
   bool flat_volume = false;  // a stream's volume may be the device's
   pa_cvolume volume{};
-  bool in_use = false;  // somebody plays to it, be it silence
+  bool running = false;  // somebody plays to it, be it silence, or did
   bool suspended = false;
 };
 
@@ -51,6 +51,7 @@ struct StreamInfo {
   bool ours_by_name = false;        // "application.name" is kAppName: this copy's or another's
   std::uint32_t module = kNoIndex;  // module that owns it, none for a program's
   std::string link_group{};         // see SinkInfo
+  bool corked = false;              // it is paused
 };
 
 // What the server looks like at one moment.
@@ -140,6 +141,9 @@ std::string recognised_by(const Snapshot& s, const SinkInfo& sink);
 
 // Whether the sink plays nothing, our own streams aside.
 bool is_idle(const Snapshot& s, const SinkInfo& sink);
+
+// Whether another program plays to the sink, be it silence.
+bool is_played_to(const Snapshot& s, const SinkInfo& sink);
 
 // Playback streams of other programs on our sink.
 std::vector<std::uint32_t> streams_to_return(const Snapshot& s);

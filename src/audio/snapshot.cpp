@@ -75,7 +75,7 @@ void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
       .works_ahead = text(info->driver) == kNullSinkDriver,
       .flat_volume = (info->flags & PA_SINK_FLAT_VOLUME) != 0,
       .volume = info->volume,
-      .in_use = info->state == PA_SINK_RUNNING,
+      .running = info->state == PA_SINK_RUNNING,
       .suspended = info->state == PA_SINK_SUSPENDED,
   });
 }
@@ -85,6 +85,7 @@ void on_sink_input(pa_context* /*c*/, const pa_sink_input_info* info, int eol, v
   if (list_ended(answer, eol)) return;
   answer->value.push_back(
       stream_info(info->index, info->sink, info->client, info->owner_module, info->proplist));
+  answer->value.back().corked = info->corked != 0;
 }
 
 void on_source_output(pa_context* /*c*/, const pa_source_output_info* info, int eol, void* user) {

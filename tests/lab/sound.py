@@ -142,7 +142,7 @@ FUNCTIONS = {  # name: result, arguments
     "stream_disconnect": (I, P), "stream_set_read_callback": (None, P, READ, P),
     "stream_set_write_callback": (None, P, READ, P), "stream_peek": (I, P, P, P), "stream_drop": (I, P),
     "stream_connect_record": (I, P, S, P, I), "stream_connect_playback": (I, P, S, P, I, P, P),
-    "stream_write": (I, P, P, SIZE, P, ctypes.c_int64, I),
+    "stream_write": (I, P, P, SIZE, P, ctypes.c_int64, I), "stream_cork": (P, P, I, P, P), "operation_unref": (None, P),
 }
 
 
@@ -249,6 +249,11 @@ class Player(Stream):
         data = self.generate(self.frames, size // FRAME).astype(np.float32).tobytes()
         self.frames += size // FRAME
         pulse.stream_write(stream, data, len(data), None, 0, 0)
+
+    # It stays where it is, without a sound.
+    def pause(self):
+        with self:
+            pulse.operation_unref(pulse.stream_cork(self.stream, 1, None, None))
 
 
 # Records a source, e.g. "speakers.monitor", and keeps everything.
