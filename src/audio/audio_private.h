@@ -4,7 +4,8 @@
 //   engine.cpp           wishes, status, the control thread and its loop, start and stop
 //   connection.cpp       the main loop and the connection; waiting for answers, within a limit
 //   snapshot.cpp         reads the server, publishes status and device list
-//   requests.cpp         what is changed on the server, request by request
+//   default_device.cpp   which one it is, and asking for another
+//   requests.cpp         what else is changed on the server, request by request
 //   routing.cpp          the default device, others' streams: reconcile and teardown
 //   routing_rules.cpp    the decisions behind it, pure
 //   virtual_sink.cpp     our sink: loaded, adopted, removed, its level
@@ -106,6 +107,15 @@ pa_context* context(const LoopLock&);  // null while not connected
 bool connect_locked(const LoopLock&);  // returns whether the connection is ready
 void disconnect_locked(const LoopLock&);
 
+// A connection besides, for a question. `context` is null where there is none within a second.
+struct SecondConnection {
+  explicit SecondConnection(const LoopLock&);
+  ~SecondConnection();
+  SecondConnection(const SecondConnection&) = delete;
+  SecondConnection& operator=(const SecondConnection&) = delete;
+  pa_context* context;
+};
+
 // A new pass of the control loop: requests may be waited for again. See wait_op.
 void begin_pass(const LoopLock&);
 // Whether a request of this pass was dropped because the server did not answer.
@@ -151,10 +161,14 @@ struct Proplist {
 // Reads the server. Nothing when it did not answer completely: no decision is based on half a
 // picture.
 std::optional<Snapshot> query(const LoopLock&);
-// The server's default sink right now; nothing when it did not answer.
-std::optional<std::string> query_default(const LoopLock&);
 void publish(const Snapshot& s, const std::string& target, const std::string& follow, bool active,
              bool streams_alive, bool select_output);
+
+// default_device.cpp
+// ------------------------------------------------------------------------------------------
+
+// The server's default sink right now; nothing when it did not answer.
+std::optional<std::string> query_default(const LoopLock&);
 
 // routing.cpp
 // -------------------------------------------------------------------------------------------------

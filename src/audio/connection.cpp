@@ -12,6 +12,7 @@
 #include <semaphore>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 #include "app/logger.h"
 #include "audio_private.h"
@@ -26,6 +27,7 @@ constexpr const char* kLoopThreadName = "Velq-audio";
 constexpr const char* kAppId = "org.velmora.Velmora";
 constexpr const char* kIconName = "velmora";
 constexpr std::chrono::seconds kLoopStart{2};  // until the loop thread runs
+constexpr int kSecondMs = 1000;                // for a second connection
 constexpr pa_usec_t kCheckUs = 100000;
 
 // Set by the thread that starts and stops; the pointer is stable between.
@@ -112,8 +114,8 @@ Clock::time_point in(int ms) {
   return Clock::now() + std::chrono::milliseconds(ms);
 }
 
-bool context_settled() {
-  switch (pa_context_get_state(g_ctx)) {
+bool context_settled(pa_context* c) {
+  switch (pa_context_get_state(c)) {
     case PA_CONTEXT_CONNECTING:
     case PA_CONTEXT_AUTHORIZING:
     case PA_CONTEXT_SETTING_NAME:
@@ -121,6 +123,27 @@ bool context_settled() {
     default:
       return true;
   }
+}
+
+void on_second_state(pa_context* /*c*/, void* /*user*/) {
+  signal_loop();
+}
+
+pa_context* new_context() {
+  const Proplist props("control");
+  return pa_context_new_with_proplist(pa_threaded_mainloop_get_api(g_ml), kAppName, props.list);
+}
+
+bool connect_context(pa_context* c, int ms) {
+  return pa_context_connect(c, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) >= 0 &&
+         wait_until(in(ms), [c] { return context_settled(c); }) &&
+         pa_context_get_state(c) == PA_CONTEXT_READY;
+}
+
+void release_context(pa_context* c) {
+  pa_context_set_state_callback(c, nullptr, nullptr);
+  pa_context_disconnect(c);
+  pa_context_unref(c);
 }
 
 }  // namespace
@@ -179,15 +202,11 @@ pa_context* context(const LoopLock& /*lock*/) {
 }
 
 bool connect_locked(const LoopLock& lock) {
-  const Proplist props("control");
-  g_ctx = pa_context_new_with_proplist(pa_threaded_mainloop_get_api(g_ml), kAppName, props.list);
+  g_ctx = new_context();
   g_ctx_lost.store(false);
   if (g_ctx == nullptr) return false;
   pa_context_set_state_callback(g_ctx, on_ctx_state, nullptr);
-  const bool ready = pa_context_connect(g_ctx, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) >= 0 &&
-                     wait_until(in(kRequestMs), context_settled) &&
-                     pa_context_get_state(g_ctx) == PA_CONTEXT_READY;
-  if (!ready) {
+  if (!connect_context(g_ctx, kRequestMs)) {
     disconnect_locked(lock);
     return false;
   }
@@ -204,11 +223,18 @@ void disconnect_locked(const LoopLock& lock) {
   close_record(lock);
   close_play(lock);
   if (g_ctx == nullptr) return;
-  pa_context_set_state_callback(g_ctx, nullptr, nullptr);
   pa_context_set_subscribe_callback(g_ctx, nullptr, nullptr);
-  pa_context_disconnect(g_ctx);
-  pa_context_unref(g_ctx);
-  g_ctx = nullptr;
+  release_context(std::exchange(g_ctx, nullptr));
+}
+
+SecondConnection::SecondConnection(const LoopLock& /*lock*/) : context(new_context()) {
+  if (context == nullptr) return;
+  pa_context_set_state_callback(context, on_second_state, nullptr);
+  if (!connect_context(context, kSecondMs)) release_context(std::exchange(context, nullptr));
+}
+
+SecondConnection::~SecondConnection() {
+  if (context != nullptr) release_context(context);
 }
 
 void begin_pass(const LoopLock& /*lock*/) {

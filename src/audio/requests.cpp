@@ -25,21 +25,6 @@ void on_level(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) 
 
 }  // namespace
 
-bool set_default(const LoopLock& lock, const std::string& sink, int ms) {
-  return request_ok(lock, ms, [&](pa_context* c, bool* yes) {
-    return pa_context_set_default_sink(c, sink.c_str(), on_success, yes);
-  });
-}
-
-bool poll_default(const LoopLock& lock, const std::string& sink) {
-  for (int i = 0; i < kPolls; ++i) {
-    if (i > 0) pause_unlocked(lock, kPollMs);
-    const auto now = query_default(lock);
-    if (!now || *now == sink) return now.has_value();
-  }
-  return false;
-}
-
 void move_streams(const LoopLock& lock, const std::vector<std::uint32_t>& streams,
                   std::uint32_t sink) {
   for (const std::uint32_t stream : streams) {

@@ -17,11 +17,6 @@ namespace audio {
 inline constexpr int kPolls = 10;  // for what the server has promised and does a moment later
 inline constexpr int kPollMs = 100;
 
-bool set_default(const LoopLock&, const std::string& sink, int ms);
-// The server may agree and change the default later, or never. Waits for it, for a second at most,
-// and returns whether it did.
-bool poll_default(const LoopLock&, const std::string& sink);
-
 // Streams end at any time, so a move that fails is no fault: the next snapshot shows it.
 void move_streams(const LoopLock&, const std::vector<std::uint32_t>& streams, std::uint32_t sink);
 

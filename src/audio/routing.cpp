@@ -12,6 +12,7 @@
 #include "app/logger.h"
 #include "audio/guard.h"
 #include "audio_private.h"
+#include "default_device.h"
 #include "handover.h"
 #include "requests.h"
 #include "virtual_sink.h"
@@ -32,10 +33,11 @@ Follow g_follow;
 std::optional<Handover> g_handed_over;
 int g_tries = 0;  // to become the default device in vain, with the same sink
 Clock::time_point g_tried_at;
-std::string g_asked_for;  // the present device, before another try
+std::string g_asked_for;  // the device that was the default at the last try
 bool g_restricted = false;
 bool g_refused = false;  // and the server said so
 DefaultHistory g_history;
+std::vector<std::pair<std::uint32_t, std::uint32_t>> g_elsewhere;  // see streams_elsewhere
 bool g_no_device_logged = false;
 bool g_surround_logged = false;
 std::string g_looked_for;  // the last device that the user chose
@@ -66,10 +68,11 @@ bool become_default(const LoopLock& lock, const std::string& present) {
     set_default(lock, kSinkName, kRestrictedMs);
     return true;
   }
-  if (g_tries > 0) {
-    g_asked_for = present;
-    set_default(lock, present, kRequestMs);
-  }
+  // Opening the streams took its time: where the user has chosen another device meanwhile, the next
+  // pass follows it.
+  if (query_default(lock) != present) return false;
+  g_asked_for = present;
+  if (g_tries > 0) set_default(lock, present, kRequestMs);
   const bool agreed = set_default(lock, kSinkName, kRequestMs);
   if (!agreed && !server_silent(lock) && access_denied(lock)) {
     g_refused = true;
@@ -81,9 +84,7 @@ bool become_default(const LoopLock& lock, const std::string& present) {
     return true;
   }
   if (server_silent(lock)) return false;
-  // Where the user has chosen another device meanwhile, the next pass follows it.
-  const auto now = query_default(lock);
-  if (now && *now == present) count_try(lock);
+  if (query_default(lock) == present) count_try(lock);
   return g_restricted;
 }
 
@@ -122,7 +123,9 @@ void turn_up_again(const LoopLock& lock, const Handover& handover) {
 void hand_back(const LoopLock& lock, const Snapshot& s, const SinkInfo& target, bool takeover) {
   // Without takeover the user's volume keys did not turn our sink.
   if (takeover) hand_over_volume(lock, target.name);
-  if (takeover && s.default_sink == kSinkName) {
+  // A server may carry out later what it has ignored, when our sink appears the next time.
+  const bool asked = g_tries > 0 && !g_refused && s.default_sink == g_asked_for;
+  if (takeover && (s.default_sink == kSinkName || asked)) {
     set_default(lock, target.name, g_restricted ? kRestrictedMs : kRequestMs);
     if (!g_restricted) poll_default(lock, target.name);
   }
@@ -281,6 +284,17 @@ bool release_filter(const LoopLock& lock, const std::string& filter, std::option
   return s->has_value();
 }
 
+// A stream that has come to a device while our sink seems to be the default: the user may have
+// chosen that device, and the server not reported it.
+bool check_default(const LoopLock& lock, std::optional<Snapshot>* s) {
+  auto elsewhere = streams_elsewhere(**s);
+  if ((*s)->default_sink != kSinkName) elsewhere.clear();
+  const bool known = std::exchange(g_elsewhere, elsewhere) == elsewhere;
+  if (known || elsewhere.empty() || !correct_default(lock)) return true;
+  *s = query(lock);
+  return s->has_value();
+}
+
 // A default that the server fell back to is not the user's. Nor is the one that we asked for on the
 // way.
 Default meaning_of_default(const Snapshot& s, const Wishes& wishes) {
@@ -330,6 +344,7 @@ bool reconcile(const LoopLock& lock, const Wishes& wishes) {
     stay_passive(lock);
     return true;
   }
+  if (wishes.active.value_or(false) && wishes.takeover && !check_default(lock, &s)) return false;
   if (wishes.active.value_or(false) &&
       !(release_filter(lock, s->default_sink, &s) && release_filter(lock, wishes.output, &s)))
     return false;

@@ -173,6 +173,17 @@ std::vector<std::uint32_t> streams_to_acquire(const Snapshot& s, const std::stri
   return result;
 }
 
+std::vector<std::pair<std::uint32_t, std::uint32_t>> streams_elsewhere(const Snapshot& s) {
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> result;
+  for (const StreamInfo& stream : s.playbacks) {
+    if (stream.client == s.own_client || plays_for_a_filter(s, stream)) continue;
+    const auto device = std::ranges::find(s.sinks, stream.device, &SinkInfo::index);
+    if (device != s.sinks.end() && !is_reserved(device->name))
+      result.emplace_back(stream.index, stream.device);
+  }
+  return result;
+}
+
 std::string recognised_by(const Snapshot& s, const SinkInfo& sink) {
   if (sink.identity.empty()) return utf8::one_line("name=" + sink.name, kMaxId);
   std::string id = sink.identity;

@@ -135,6 +135,9 @@ std::string choose_target(const Snapshot& s, const std::string& output, const st
 // filter sinks play stay where they are.
 std::vector<std::uint32_t> streams_to_acquire(const Snapshot& s, const std::string& follow);
 
+// Other programs' streams that are on real devices: pairs of stream and device.
+std::vector<std::pair<std::uint32_t, std::uint32_t>> streams_elsewhere(const Snapshot& s);
+
 // What a sink and its active port are recognised by when they come back: the hardware, and the name
 // of the sink only where nothing else tells it from others. One line.
 std::string recognised_by(const Snapshot& s, const SinkInfo& sink);

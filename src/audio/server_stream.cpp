@@ -20,6 +20,15 @@ void on_moved(pa_stream* /*s*/, void* /*user*/) {
   mark_dirty();
 }
 
+// Of a stream that was closed while the server had not answered yet.
+void on_abandoned(pa_stream* s, void* /*user*/) {
+  if (pa_stream_get_state(s) == PA_STREAM_READY) {
+    pa_stream_disconnect(s);
+  } else if (!PA_STREAM_IS_GOOD(pa_stream_get_state(s))) {
+    pa_stream_unref(s);
+  }
+}
+
 std::string fault(const LoopLock& lock, pa_stream* s) {
   if (s == nullptr || pa_stream_get_state(s) != PA_STREAM_READY) return error_text(lock);
   const char* name = pa_stream_get_device_name(s);
@@ -64,9 +73,15 @@ void ServerStream::close() {
   pa_stream_set_read_callback(stream_, nullptr, nullptr);
   pa_stream_set_underflow_callback(stream_, nullptr, nullptr);
   pa_stream_set_latency_update_callback(stream_, nullptr, nullptr);
-  pa_stream_disconnect(stream_);
-  pa_stream_unref(stream_);
-  stream_ = nullptr;
+  pa_stream* closed = std::exchange(stream_, nullptr);
+  if (pa_stream_get_state(closed) == PA_STREAM_CREATING) {
+    // It cannot be disconnected yet. Without the library's object, the server would keep it for
+    // good.
+    pa_stream_set_state_callback(closed, on_abandoned, nullptr);
+    return;
+  }
+  pa_stream_disconnect(closed);
+  pa_stream_unref(closed);
 }
 
 bool ServerStream::good() const {

@@ -48,15 +48,6 @@ StreamInfo stream_info(std::uint32_t index, std::uint32_t device, std::uint32_t 
           .link_group = property(props, kLinkGroup)};
 }
 
-void on_server(pa_context* /*c*/, const pa_server_info* info, void* user) {
-  auto* answer = static_cast<Answer<std::string>*>(user);
-  if (info != nullptr) {
-    answer->value = text(info->default_sink_name);
-    answer->complete = true;
-  }
-  signal_loop();
-}
-
 void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
   auto* answer = static_cast<Answer<std::vector<SinkInfo>>*>(user);
   if (list_ended(answer, eol)) return;
@@ -96,13 +87,6 @@ void on_source_output(pa_context* /*c*/, const pa_source_output_info* info, int 
 }
 
 }  // namespace
-
-std::optional<std::string> query_default(const LoopLock& lock) {
-  Answer<std::string> answer;
-  if (!received(lock, pa_context_get_server_info(context(lock), on_server, &answer), answer))
-    return {};
-  return std::move(answer.value);
-}
 
 std::optional<Snapshot> query(const LoopLock& lock) {
   pa_context* c = context(lock);

@@ -79,6 +79,14 @@ def test_follows_when_the_user_switches_the_default_and_pins_no_stream(lab):
         lab.as_before()
         lab.choose("speakers")
         lab.music_is_on("speakers")  # a pinned stream would stay
+    # While a client is connecting, PipeWire does not tell the others of a new default device.
+    program = lab.start()
+    with lab.server.clients_coming_and_going():
+        for device in ("headset", "speakers") * 6:
+            lab.server.set_default(device)
+            lab.routed_to(device)
+    lab.end(program)
+    lab.default_is("speakers")
 
 
 def test_what_was_turned_down_does_not_come_back_loud(lab):

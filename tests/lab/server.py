@@ -6,6 +6,8 @@ import os
 import re
 import signal
 import subprocess
+import threading
+from contextlib import contextmanager
 from pathlib import Path
 
 from .session import Process, becomes, check, clean_environment, require_programs, temp_dir
@@ -220,6 +222,23 @@ class Server:
     def remove_sink(self, name):
         self.pactl("unload-module", self.sinks()[name]["owner_module"])
         becomes(f"there is no sink {name}", lambda: name not in self.sinks())
+
+    @contextmanager
+    def clients_coming_and_going(self):
+        ended = threading.Event()
+
+        def come_and_go():
+            while not ended.is_set():
+                self.default()
+        threads = [threading.Thread(target=come_and_go) for _ in range(4)]
+        for thread in threads:
+            thread.start()
+        try:
+            yield
+        finally:
+            ended.set()
+            for thread in threads:
+                thread.join()
 
     # What a user would notice of the server, and what must be the same after the program as before.
     def state(self):
