@@ -256,7 +256,10 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
   done = ensure_play(lock, s, target) && done;
   done = ensure_record(lock, *ours) && done;
   // A server that was too busy to answer may come round.
-  if (s.default_sink == kSinkName && !g_refused) g_restricted = false;
+  if (s.default_sink == kSinkName && !g_refused) {
+    g_restricted = false;
+    g_tries = 0;
+  }
   if (takeover) {
     const bool settled = s.default_sink == kSinkName || become_default(lock, s.default_sink);
     done = settled && done;
