@@ -252,10 +252,11 @@ void draw_changed_title() {
   platform::copy_overlay();
 }
 
-// Sends what was drawn to the screen; `rects` is empty for all of it.
+// Sends what was drawn to the screen.
 void show(const std::vector<SDL_Rect>& rects) {
   SDL_RenderSetClipRect(platform::renderer(), nullptr);
   SDL_RenderFlush(platform::renderer());
+  if (platform::put_small(rects)) return;
   if (SDL_UpdateWindowSurfaceRects(platform::window(), rects.data(),
                                    static_cast<int>(rects.size())) != 0)
     SDL_RenderPresent(platform::renderer());

@@ -9,6 +9,7 @@
 //   layers.cpp        the base and overlay layers that the interface draws into
 //   strips.cpp        the cache of pictures from which moving parts are copied
 //   compose.cpp       puts layers, bars, meters and title on the screen
+//   direct.cpp        sends what is small to an X server without waiting for it
 //   input.cpp         events to the interface, pointers, the border of the frameless window
 //   keys.cpp          keys, first offered to a screen reader that listens to them
 //   calls.cpp         what is asked over the session bus
@@ -224,6 +225,14 @@ void compose(double t);
 
 // The next frame is a whole one.
 void invalidate_frame();
+
+// direct.cpp
+// ----------------------------------------------------------------------------------------------------------
+
+// Sends these parts of the window's picture (device pixels, inside it) to the screen without
+// waiting for an answer. Returns false where that is not possible or not cheap: then SDL is to show
+// them.
+bool put_small(const std::vector<SDL_Rect>& parts);
 
 // input.cpp
 // -----------------------------------------------------------------------------------------------------------
