@@ -59,7 +59,7 @@ std::optional<Handover> hand_over(const SinkLevel& ours, const std::string& devi
 // device's name.
 void keep_handover(const Handover& handover) {
   // A volume above 100 % is not restored: it would be too loud for a moment.
-  if (pa_cvolume_max(&handover.ours) > PA_VOLUME_NORM) return;
+  if (pa_cvolume_max(&handover.ours) > PA_VOLUME_NORM) return forget_handover();
   std::ostringstream text;
   text << static_cast<unsigned>(handover.before.channels);
   write(text, handover.before);
@@ -69,11 +69,9 @@ void keep_handover(const Handover& handover) {
   if (files::write_durably(path, text.str()) != files::Written::kYes) unlink(path.c_str());
 }
 
-std::optional<Handover> consume_handover() {
-  const std::string path = file_path();
+std::optional<Handover> kept_handover() {
   std::string text;
-  if (files::read_all(path, kMaxFileSize, &text) != files::Read::kOk) return std::nullopt;
-  unlink(path.c_str());
+  if (files::read_all(file_path(), kMaxFileSize, &text) != files::Read::kOk) return std::nullopt;
   std::istringstream fields(text);
   Handover h;
   unsigned count = 0;
@@ -98,6 +96,17 @@ bool still_as_left(const Handover& handover, const pa_cvolume& volume, bool mute
     if (v + kRounding < left.values[c] || v > left.values[c] + kRounding) return false;
   }
   return true;
+}
+
+void forget_handover() {
+  unlink(file_path().c_str());
+}
+
+bool being_taken_back(const Handover& handover, const SinkLevel& ours, const SinkLevel& device) {
+  const pa_volume_t now = pa_cvolume_max(&ours.volume);
+  const pa_volume_t kept = pa_cvolume_max(&handover.ours);
+  return now <= kept + kRounding && kept <= now + kRounding &&
+         still_as_left(handover, device.volume, device.muted);
 }
 
 void keep_unrestored() {

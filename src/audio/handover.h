@@ -40,8 +40,13 @@ std::optional<Handover> hand_over(const SinkLevel& ours, const std::string& devi
 // Keeps it in place of an earlier one.
 void keep_handover(const Handover& handover);
 
-// What was kept, and forgets it.
-std::optional<Handover> consume_handover();
+// What was kept. It stays until it has been taken back or counts no more: the program may be killed
+// on the way.
+std::optional<Handover> kept_handover();
+void forget_handover();
+
+// Whether it is being taken back: our sink is at its level again, and the device as it was left.
+bool being_taken_back(const Handover& handover, const SinkLevel& ours, const SinkLevel& device);
 
 // Whether a device of this volume is as the handover has left it.
 bool still_as_left(const Handover& handover, const pa_cvolume& volume, bool muted);

@@ -179,10 +179,14 @@ bool taken_over(const View& view) {
   return false;
 }
 
-// What was turned down on our sink must not come back loud on the device.
+// What was turned down on our sink must not come back loud on the device, nor be turned down twice
+// where the program died while it took that back.
 std::optional<Handover> hand_over_volume(Server* server, const View& view,
                                          const std::string& device) {
   SinkLevel level = view.device_level;
+  const auto kept = kept_handover();
+  if (kept && kept->device == device && being_taken_back(*kept, view.level, level))
+    return std::nullopt;
   auto handover = hand_over(view.level, device, &level, nullptr);
   if (!handover) return std::nullopt;
   pa_context* c = server->context;

@@ -105,18 +105,20 @@ void hand_over_volume(const LoopLock& lock, const std::string& device) {
 
 // What of it can be taken back, now that our sink is there again.
 std::optional<Handover> handover_to_take_back(const Snapshot& s) {
-  auto handover = consume_handover();
-  if (!handover || handover->device != g_follow.device) return std::nullopt;
-  const SinkInfo* device = s.find(handover->device);
-  if (device == nullptr || !still_as_left(*handover, device->volume, device->muted))
-    return std::nullopt;
-  return handover;
+  auto handover = kept_handover();
+  const SinkInfo* device = handover ? s.find(handover->device) : nullptr;
+  if (device != nullptr && device->name == g_follow.device &&
+      still_as_left(*handover, device->volume, device->muted))
+    return handover;
+  forget_handover();
+  return std::nullopt;
 }
 
 // Our sink is turned down and has the music, so nothing gets louder.
 void turn_up_again(const LoopLock& lock, const Handover& handover) {
   set_sink_volume(lock, handover.device, handover.before);
   if (handover.muted) set_sink_mute(lock, handover.device, false);
+  forget_handover();
 }
 
 // Gives the default device and the streams back to `target`.

@@ -314,7 +314,7 @@ TEST(PathStats, report_what_is_new_once) {
 }
 
 // What of the device's level comes of ours, and what of it is asked back.
-TEST(Handover, multiplies_once_keeps_every_field_and_is_consumed_once) {
+TEST(Handover, multiplies_once_keeps_every_field_and_is_taken_back_once) {
   struct Case {
     unsigned ours_percent;
     bool ours_muted;
@@ -353,14 +353,18 @@ TEST(Handover, multiplies_once_keeps_every_field_and_is_consumed_once) {
       EXPECT_EQ(pa_cvolume_max(&device.volume), left);
     }
     keep_handover(*handover);
-    const auto back = consume_handover();
+    const auto back = kept_handover();
     ASSERT_EQ(back.has_value(), c.kept);
     if (!back) continue;
     EXPECT_EQ(back->device, "a device");
     EXPECT_EQ(pa_cvolume_max(&back->before), percent(80));
     EXPECT_EQ(pa_cvolume_max(&back->ours), pa_cvolume_max(&ours.volume));
     EXPECT_EQ(back->muted, c.ours_muted);
-    EXPECT_FALSE(consume_handover());
+    EXPECT_EQ(being_taken_back(*back, ours, device), device.muted == c.ours_muted);
+    pa_cvolume_set(&ours.volume, 2, percent(20));
+    EXPECT_FALSE(being_taken_back(*back, ours, device));
+    forget_handover();
+    EXPECT_FALSE(kept_handover());
   }
 }
 
