@@ -200,7 +200,7 @@ void close_record(const LoopLock&);
 // Whether the record stream is ready on that very sink's monitor, in that role, and brings sound or
 // silence where it is to be played; may wait for half a second.
 bool record_alive(const LoopLock&, const SinkInfo& monitored, bool routed);
-// Whether what is to be played has not come for a while, which no event tells of.
+// Whether the stream has brought nothing for a while. There is no event for it.
 bool record_missed(const LoopLock&);
 // Whether it is being created or ready, wherever.
 bool record_good(const LoopLock&);

@@ -7,7 +7,7 @@
 // short fragments back.
 //
 // Our sink always runs while it is recorded, so a stream that brings not even silence has been cut
-// off from it, by a patchbay or by a server that lost its link. No event tells of that.
+// off from it, by a patchbay or by a server that lost its link. There is no event for it.
 #include <algorithm>
 #include <array>
 #include <utility>
