@@ -53,7 +53,7 @@ struct Shared {
 // In place as long as the process lives: the thread may outlive main.
 Shared& g_shared = *new Shared;
 
-std::atomic<motion::Wish> g_wish{};
+std::atomic<motion::Wish> g_wish{motion::Wish::kUnknown};
 std::atomic<bool> g_reader_wanted{false};
 
 std::unique_ptr<Bus> g_bus;  // main thread; between connect and start
@@ -187,8 +187,16 @@ void publish(const State& state) {
 }
 
 bool reduced_motion(bool toolkits_rest) {
-  const motion::Wish wish = g_wish;
-  return wish.known ? wish.reduced : wish.reduced || toolkits_rest;
+  switch (g_wish.load()) {
+    case motion::Wish::kUnknown:
+      return toolkits_rest;
+    case motion::Wish::kFull:
+      return false;
+    case motion::Wish::kToolkitsRest:
+    case motion::Wish::kReduced:
+      break;
+  }
+  return true;
 }
 
 void stop() {

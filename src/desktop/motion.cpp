@@ -38,7 +38,11 @@ Motion& g_motion = *new Motion;  // bus thread; in place as long as the process 
 void note(std::size_t key, std::optional<bool> reduced) {
   g_motion.reduced[key] = reduced;
   const auto& [own, toolkits] = g_motion.reduced;
-  g_motion.changed({own.has_value(), own.value_or(toolkits.value_or(false))});
+  if (own) {
+    g_motion.changed(*own ? Wish::kReduced : Wish::kFull);
+  } else {
+    g_motion.changed(toolkits.value_or(false) ? Wish::kToolkitsRest : Wish::kUnknown);
+  }
 }
 
 // What a value says; portals wrap it more than once. Empty where it is none that we know.

@@ -11,9 +11,11 @@
 
 namespace desktop::motion {
 
-struct Wish {
-  bool known = false;    // the portal has a setting for it
-  bool reduced = false;  // else: whether toolkits have no animations, as the portal says
+enum class Wish {
+  kUnknown,       // the portal has no setting for it,
+  kToolkitsRest,  // nor that, but says that toolkits have no animations
+  kFull,
+  kReduced,
 };
 
 // Returns at once. The connection is not owned and must live until end().
