@@ -259,6 +259,9 @@ void keep_memory_of_frames() {
 bool set_up(Settings* settings) {
   set_hints();
   keep_memory_of_frames();
+  // Twice: SDL sets a handler of its own at the start, and restores this first one before it
+  // closes.
+  compat::ignore_x11_errors();
   if (!init_video()) return false;
   compat::ignore_x11_errors();
   prefer_direct_picture();

@@ -1,9 +1,10 @@
 // DESIGN: what not every SDL, display or desktop offers is looked up while the program runs, once,
-// and done without where it is missing. The X11 library is the one SDL itself uses; under Wayland
-// it is never loaded.
+// and done without where it is missing. The X11 library is the one SDL itself uses; where there is
+// no X server it is never loaded.
 
 #include <dlfcn.h>
 
+#include "app/environment.h"
 #include "app/logger.h"
 #include "platform_private.h"
 #include "posix/child.h"
@@ -54,7 +55,8 @@ namespace compat {
 
 void ignore_x11_errors() {
 #ifdef SDL_VIDEO_DRIVER_X11
-  if (!platform::video_driver_is("x11")) return;
+  const bool chosen = SDL_GetCurrentVideoDriver() != nullptr;
+  if (!(chosen ? platform::video_driver_is("x11") : environment::is_set("DISPLAY"))) return;
   using Set = decltype(&XSetErrorHandler);
   if (const auto set = reinterpret_cast<Set>(x11_symbol("XSetErrorHandler")); set != nullptr)
     set([](Display*, XErrorEvent*) { return 0; });

@@ -301,6 +301,8 @@ void* x11_symbol(const char* name);
 
 // From here on requests that the display refuses do not end the program. SDL wakes itself up by a
 // message to the window, over a connection of its own, which may arrive when the window is gone.
+// Call it before SDL has a video driver, too: SDL puts the handler of that time back before it
+// closes its connections, and hears of the last errors then.
 void ignore_x11_errors();
 
 // Does nothing where SDL cannot.

@@ -1,5 +1,6 @@
 // Preloaded into the program: counts what it holds of the sound library and writes that, at its
-// end, to $LAB_COUNTS.PID: streams, connections and main loops not released, requests cancelled.
+// end, to $LAB_COUNTS.PID: streams, connections and main loops not released, whether a late error
+// of the screen would have ended it, requests cancelled.
 #include <dlfcn.h>
 #include <pulse/pulseaudio.h>
 #include <unistd.h>
@@ -11,6 +12,13 @@
 
 namespace {
 
+bool x_errors_are_fatal() {
+  void* const x11 = dlopen("libX11.so.6", RTLD_LAZY | RTLD_NOLOAD);
+  if (x11 == nullptr || std::getenv("DISPLAY") == nullptr) return false;
+  const auto set = reinterpret_cast<void* (*)(void*)>(dlsym(x11, "XSetErrorHandler"));
+  return set(nullptr) == dlsym(x11, "_XDefaultError");
+}
+
 struct Counts {
   std::atomic<int> streams, contexts, loops, cancelled;
 
@@ -18,7 +26,8 @@ struct Counts {
     const char* const file = std::getenv("LAB_COUNTS");
     if (file != nullptr)
       std::ofstream(file + ("." + std::to_string(getpid())))
-          << streams << ' ' << contexts << ' ' << loops << ' ' << cancelled;
+          << streams << ' ' << contexts << ' ' << loops << ' ' << x_errors_are_fatal() << ' '
+          << cancelled;
   }
 } g_counts;
 
