@@ -7,7 +7,7 @@
 #   tests/lab/run.py bench/engine_figures.py share_of_a_processor --server pipewire seconds=60
 #   tests/lab/run.py bench/engine_figures.py presets_of_devices --server pipewire
 #
-# BASE names another build of the program, measured by the last one in turn with this one.
+# BASE names other builds of the program (PATH or PATH:PATH), measured by the last one in turn with this one.
 #
 # The delay is measured between two recordings, of our sink's monitor and of the device's; both are
 # mapped to one clock by the earliest arrival of a frame in each, so what they have in common cancels
@@ -132,8 +132,8 @@ def test_share_of_a_processor(lab, seconds=60):
 def test_presets_of_devices(lab, seconds=10, count=16, rounds=2):
     lab.need_screen()
     variants = {"off": (EXECUTABLE, False), "on": (EXECUTABLE, True)}
-    if "BASE" in os.environ:
-        variants["base"] = os.environ["BASE"], False
+    for base in filter(None, os.environ.get("BASE", "").split(":")):
+        variants[base] = base, False
     for name in list(variants) * rounds:
         velmora.EXECUTABLE, own_presets = variants[name]
         home = temp_dir()
