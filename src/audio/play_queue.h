@@ -31,7 +31,7 @@ class PlayQueue {
   // Why the queue is empty.
   enum class Start {
     kOpened,  // a new stream: another device, another clock
-    kWoken,   // the same device, after the stream was corked and flushed
+    kWoken,   // the same device, after the stream was flushed
     kRanDry,  // underrun: sound came too late
   };
 
@@ -40,6 +40,8 @@ class PlayQueue {
   void restart(Start why, Clock::time_point now);
   // The server's report; `at` is when it looked.
   void report(const Timing& timing, Clock::time_point at) { meter_.report(timing, at); }
+  // Whether a report shows that the server has lost count of the stream, which only flushing cures.
+  [[nodiscard]] bool miscounted(const Timing& timing) const { return meter_.miscounted(timing); }
   // Whether to ask the server for a report now. Call once after each fragment.
   bool wants_report() { return meter_.wants_report(); }
 

@@ -76,10 +76,14 @@ void on_timing(pa_stream* s, void* /*user*/) {
   }
   const auto age =
       std::chrono::microseconds(std::min(pa_timeval_age(&timing->timestamp), kOldestReportUs));
-  g_play.queue.report({.fill_us = us_of(timing->write_index - timing->read_index),
-                       .device_us = static_cast<std::int64_t>(timing->sink_usec),
-                       .playing = timing->playing != 0},
-                      Clock::now() - age);
+  const PlayQueue::Timing report{.fill_us = us_of(timing->write_index - timing->read_index),
+                                 .device_us = static_cast<std::int64_t>(timing->sink_usec),
+                                 .playing = timing->playing != 0};
+  if (!g_play.asleep && g_play.queue.miscounted(report)) {
+    dismiss(pa_stream_flush(s, nullptr, nullptr));
+    return g_play.queue.restart(PlayQueue::Start::kWoken, Clock::now());
+  }
+  g_play.queue.report(report, Clock::now() - age);
 }
 
 void on_underflow(pa_stream* s, void* /*user*/) {

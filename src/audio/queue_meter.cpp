@@ -9,6 +9,10 @@
 // A device that takes its periods from the stream and tells what is left of them is counted in
 // full, so that the delay is the same on every device. Only what it delays beyond a period is its
 // own, as with a wireless headset, and cannot be shortened.
+//
+// A starved pipewire-pulse loses count of what it has played, and from then on reports that much
+// too much. Where that is more than the queue may hold, nothing would be written until the stream
+// has run dry, again and again. A dry stream is known to be empty, so it shows there.
 #include "queue_meter.h"
 
 #include <utility>
@@ -18,6 +22,8 @@ namespace audio {
 namespace {
 
 constexpr std::int64_t kPeriodUs = 20000;  // that a device takes from the stream at once, at most
+// What an empty stream holds at most: less than a period, and what was written meanwhile.
+constexpr std::int64_t kUnderWayUs = 2 * kPeriodUs;
 // After which the first ones, from while playback began, no longer count.
 constexpr int kEnoughLooks = 12;
 constexpr int kFirstFragments = 50;  // with a report each
@@ -39,6 +45,7 @@ void QueueMeter::restart(bool same_device) {
   device_us_before_ = same_device ? device_us_ : -kPeriodUs;
   device_us_ = device_us_before_;
   device_most_us_ = 0;
+  dry_at_ = same_device ? written_ : kNeverDry;
   look_again();
 }
 
@@ -82,6 +89,11 @@ void QueueMeter::report(const Timing& timing, Clock::time_point at) {
                               : least_us > kPeriodUs ? least_us
                                                      : 0;
   device_us_ = std::max(device_us_before_, own_us);
+}
+
+bool QueueMeter::miscounted(const Timing& timing) const {
+  return dry_at_ != kNeverDry && !timing.playing &&
+         timing.fill_us - duration_us(written_ - dry_at_) > kUnderWayUs;
 }
 
 bool QueueMeter::wants_report() {

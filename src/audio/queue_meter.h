@@ -34,6 +34,8 @@ class QueueMeter {
   void wrote(std::size_t frames) { written_ += static_cast<std::int64_t>(frames); }
   // `at` is when the server looked.
   void report(const Timing& timing, Clock::time_point at);
+  // Whether the report tells of far more sound than was written since the stream ran dry.
+  [[nodiscard]] bool miscounted(const Timing& timing) const;
   // Whether to ask the server for a report now. Call once after each fragment.
   bool wants_report();
 
@@ -46,6 +48,7 @@ class QueueMeter {
 
  private:
   static constexpr std::int64_t kNeverSeen = std::numeric_limits<std::int64_t>::max();
+  static constexpr std::int64_t kNeverDry = -1;
   static constexpr int kKept = 8;
 
   // Points in time, in us, each of which should be the same and is late by chance: the newest few.
@@ -60,10 +63,11 @@ class QueueMeter {
     }
   };
 
-  std::int64_t recorded_ = 0;  // frames
-  std::int64_t written_ = 0;   // frames
-  bool known_ = false;         // there was a report since the restart
-  std::int64_t idle_us_ = 0;   // before it plays: the fill level, less what had been written
+  std::int64_t recorded_ = 0;        // frames
+  std::int64_t written_ = 0;         // frames
+  std::int64_t dry_at_ = kNeverDry;  // of these, when it ran dry
+  bool known_ = false;               // there was a report since the restart
+  std::int64_t idle_us_ = 0;         // before it plays: the fill level, less what had been written
   // While it plays:
   Line runs_out_;                      // when the stream had run out, had nothing been written
   Line came_;                          // when the sound had begun, had it always come
