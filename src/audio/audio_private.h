@@ -197,8 +197,8 @@ void forget_module();
 // Replaces an earlier record stream. On failure it is logged once and false returned.
 bool open_record(const LoopLock&, const SinkInfo& monitored, bool routed);
 void close_record(const LoopLock&);
-// Whether the record stream is ready on that very sink's monitor, in that role, and brings sound or
-// silence where it is to be played; may wait for half a second.
+// Whether the record stream is ready on that very sink's monitor, in that role. A routed one must
+// also deliver data, be it silence; waits for that, half a second at most.
 bool record_alive(const LoopLock&, const SinkInfo& monitored, bool routed);
 // Whether the stream has brought nothing for a while. There is no event for it.
 bool record_missed(const LoopLock&);

@@ -147,12 +147,12 @@ bool Cushion::cutting(std::int64_t queue_us, bool silent) {
 void Cushion::watch(std::int64_t queue_us) {
   if (mode_ == Mode::kSettling && ++settle_blocks_ >= kSettleBlocks) {
     mode_ = Mode::kSteady;
-    watch_anew();
+    start_watching();
   }
   if (queue_us == kUnknown || mode_ != Mode::kSteady) return;
   if (trim_us_ > 0) {
     if (queue_us <= target_us_) trim_us_ = 0;
-    watch_anew();
+    start_watching();
     return;
   }
   window_least_us_ = window_blocks_ == 0 ? queue_us : std::min(window_least_us_, queue_us);
@@ -168,7 +168,7 @@ void Cushion::watch(std::int64_t queue_us) {
   }
 }
 
-void Cushion::watch_anew() {
+void Cushion::start_watching() {
   window_blocks_ = 0;
   windows_ = 0;
 }

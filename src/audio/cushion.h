@@ -61,7 +61,7 @@ class Cushion {
   bool cutting(std::int64_t queue_us, bool silent);
   void relax();
   void watch(std::int64_t queue_us);
-  void watch_anew();
+  void start_watching();
   void remember_cut(std::span<const float> block);
   void join_cut(std::span<float> block);
   std::span<const float> splice(std::span<float> block);

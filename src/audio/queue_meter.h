@@ -29,7 +29,7 @@ class QueueMeter {
   // Something happened that may have changed the queue: what was measured no longer counts.
   void look_again();
 
-  // Sound has come: `frames`, and then `following` that will be told of as well.
+  // `frames` were recorded; the `following` ones will be reported by calls of their own.
   void recorded(std::size_t frames, std::size_t following, Clock::time_point now);
   void wrote(std::size_t frames) { written_ += static_cast<std::int64_t>(frames); }
   // `at` is when the server looked.

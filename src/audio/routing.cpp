@@ -300,8 +300,8 @@ bool check_default(const LoopLock& lock, std::optional<Snapshot>* s) {
   return s->has_value();
 }
 
-// A default that the server fell back to is not the user's. Nor is the one that we asked for on the
-// way.
+// A default that the server fell back to was not chosen by the user, and neither was the one that
+// we requested on the way.
 Default meaning_of_default(const Snapshot& s, const Wishes& wishes) {
   if (!wishes.active.value_or(false) || !wishes.takeover) return Default::kChosen;
   if (g_tries > 0 && s.default_sink == g_asked_for) return Default::kFallback;

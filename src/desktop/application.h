@@ -15,7 +15,7 @@ namespace desktop::application {
 bool begin(GDBusConnection* connection, const std::string& directory, const State& state,
            Submit submit);
 
-// What callers are answered from now on; those who listen are told of what changed.
+// What callers are answered from now on; listeners get a signal for each change.
 void set_state(const State& state);
 
 // Gives the name back.

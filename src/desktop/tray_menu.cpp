@@ -265,7 +265,7 @@ void emit(const char* signal, GVariant* arguments) {
                                 nullptr);
 }
 
-// The marks of these entries have changed; the defaults are told, too, where they hold again.
+// Announces the marks that have changed, also where they are back at their defaults.
 void tell_marks(const std::vector<Entry>& before) {
   GVariantBuilder changed;
   g_variant_builder_init(&changed, G_VARIANT_TYPE("a(ia{sv})"));

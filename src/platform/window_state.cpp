@@ -1,7 +1,7 @@
 // DESIGN: SDL believes that a size it has asked for was granted, and knows only of windows that are
 // maximized in both directions. What has really become of the window stands in a property that the
 // window manager keeps, and in the display server's own record of its size. What SDL has missed is
-// told to it as the display server would have told it.
+// sent to it as an event of the display server's.
 
 #include <cstring>
 

@@ -211,7 +211,7 @@ void on_mouse_up() {
 void on_mouse_leave() {
   Look& look = state().look;
   if (look.drag != kHitNone) return;
-  note_release();  // outside the window it may never be told
+  note_release();  // outside the window it may not be reported
   look.popup.hover = -1;
   look.popup.hover_delete = false;
   look.hover = kHitNone;

@@ -57,7 +57,7 @@ std::vector<Device> devices() {
 
 bool tap(float* left, float* right, int n, float* rate, std::uint64_t* serial) {
   if (!g_sound.has_sound) return false;
-  // A tone of 1 kHz at 48 kHz that starts anew with every block.
+  // A tone of 1 kHz at 48 kHz that starts again with every block.
   for (int i = 0; i < n; ++i) {
     const float wave = i % 48 < 24 ? 1.0F : -1.0F;
     left[i] = wave * g_sound.left;

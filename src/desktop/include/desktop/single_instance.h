@@ -16,7 +16,7 @@ bool claim(const std::string& directory);
 // After claim returned false: asks the copy that has the lock to come to the front, in the compact
 // view if `compact`, and to import `file` unless that is empty. Over the bus where it answers
 // within a second, else by SIGUSR1, which knows neither compact view nor file. The signal goes to
-// nobody but that copy: where its process cannot be told for certain, none is sent. Takes a second
+// nobody but that copy: where its process is not known for certain, none is sent. Takes a second
 // and a half at most.
 void call_other(bool compact, const std::string& file);
 
