@@ -51,7 +51,9 @@ def test_a_device_is_never_louder_than_its_own_curve_and_the_one_before(lab):
             (lambda: plug(lab, "phones", PHONES), "phones", LOUD, 9),
             (restart, "phones", LOUD, 9),
             (lambda: (engine.ask("port", "socket"), plug(lab, "other", "a=b")), "phones", PORT, 9),
-            (lambda: (engine.ask("port", "hole"), unplug("other")), "phones", PORT, 3)):
+            (lambda: (engine.ask("port", "hole"), unplug("other")), "phones", PORT, 3),
+            # One without a curve goes on with the last one, whatever becomes of that one's.
+            (lambda: (engine.device_curve(f"{PHONES}, port=socket", *LOUD), lab.settle()), "phones", PORT, 3)):
         appears = act == restart or device not in lab.server.sinks()
         if appears:
             act()

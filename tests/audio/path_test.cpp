@@ -146,6 +146,7 @@ struct Line {
   double period = 20;
   double speed = 1;  // of its clock
   int fragments = 0;
+  int unanswered = 0;  // fragments at first
   std::int64_t late_us = 0;
   std::vector<std::pair<PlayQueue::Timing, PlayQueue::Clock::time_point>> answers{};
 
@@ -184,7 +185,7 @@ struct Line {
         written.insert(written.end(), out.begin(), out.end());
         fill += static_cast<double>(out.size()) / 96;
       });
-      if (!queue.wants_report()) continue;
+      if (!queue.wants_report() || fragments < unanswered) continue;
       const std::int64_t fill_us = std::llround((fill + extra) * 1000);
       answers.push_back({{fill_us, std::llround((device + own) * 1000), device > 0}, now});
     }
@@ -255,15 +256,17 @@ TEST(PlayQueue, follows_a_clock_within_three_milliseconds_and_leaves_equal_clock
 TEST(PlayQueue, forgets_everything_when_a_stream_is_opened) {
   Line old;
   old.speed = 1.0004;
+  old.own = 400;
   old.restart(PlayQueue::Start::kOpened);
   old.run(3000);
-  old.fill += 120;  // and an excess that is not yet trimmed
-  old.run(200);
+  old.fill += 120;  // and an excess that is being trimmed
+  old.run(430);
   Line fresh;
   for (Line* line : {&old, &fresh}) {
     line->speed = 1;
     line->own = 150;
     line->fragments = 0;
+    line->unanswered = 30;
     line->late_us = 0;
     line->restart(PlayQueue::Start::kOpened);
     line->run(3000);
@@ -325,7 +328,7 @@ TEST(PathStats, report_what_is_new_once) {
   EXPECT_THAT(logger::tail(1)[0], testing::EndsWith("ran dry: no sound was recorded for 70 ms"));
 }
 
-// What of the device's level comes of ours, and what of it is asked back.
+// How our sink's level changes the device's, and when that is taken back.
 TEST(Handover, multiplies_once_keeps_every_field_and_is_taken_back_once) {
   struct Case {
     unsigned ours_percent;

@@ -3,6 +3,7 @@ from lab.all import *
 
 PASSIVE = "Another installation is running - this one stays passive"
 SURPRISES = [PASSIVE, "Cannot record from"]  # when the other one's sink goes at that moment
+REPLACED = "The guard process was lost and has been replaced"
 HALF_DB = -18.06
 
 
@@ -150,14 +151,27 @@ def test_of_two_copies_one_stays_passive_until_the_other_goes(lab):
 
 def test_a_sink_left_behind_is_taken_over_or_removed_and_the_guard_leaves_it_alone(lab):
     lab.play()
-    for switch in ("", "--off"):
-        dead = lab.start()
+    for switch in ("", "--off", None):
+        dead = lab.start(expect=[REPLACED])
+        if switch is None:  # the one that replaces it knows the sink as well
+            os.kill(dead.guard(), signal.SIGKILL)
+            dead.wait_for_log(REPLACED)
         guard = dead.guard()
-        check(os.getpgid(guard) != os.getpgid(dead.pid), "a kill of the whole job takes both")
+        becomes("a kill of the whole job does not take both", lambda: os.getpgid(guard) != os.getpgid(dead.pid))  # noqa: B023
         os.kill(guard, signal.SIGSTOP)
         dead.kill()
         lab.programs.remove(dead)
         check(SINK in lab.server.sinks(), "nothing was left behind")
+        if switch is None:  # and leaves somebody else's of that name alone
+            lab.server.remove_sink(SINK)
+            for name in ("another", SINK):  # the other one has the number of ours, where they are used again
+                lab.server.load("module-null-sink", f"sink_name={name}")
+            os.kill(guard, signal.SIGCONT)
+            becomes("the guard has ended", lambda: not os.path.exists(f"/proc/{guard}"))
+            for name in ("another", SINK):
+                lab.server.remove_sink(name)
+            lab.choose("speakers")
+            break
         # The settings of the run before know the device to restore.
         program = lab.launch(*filter(None, [switch, "--preset", "flat"]), home=dead.home)
         if switch:
@@ -178,8 +192,7 @@ def test_a_sink_left_behind_is_taken_over_or_removed_and_the_guard_leaves_it_alo
 def test_a_lost_guard_is_replaced_and_delays_no_end(lab):
     lab.play()
     for losses, kill in ((("killed", "stopped"), True), (("full",), False)):
-        replaced = "The guard process was lost and has been replaced"
-        program = lab.start(expect=[replaced])
+        program = lab.start(expect=[REPLACED])
         for done, loss in enumerate(losses):
             guard = program.guard()
             os.kill(guard, signal.SIGKILL if loss == "killed" else signal.SIGSTOP)
@@ -189,7 +202,7 @@ def test_a_lost_guard_is_replaced_and_delays_no_end(lab):
                 lab.choose("headset")
                 lab.routed_to("headset")
             if loss != "full":
-                becomes("it is replaced", lambda: program.count(replaced) > done)  # noqa: B023
+                becomes("it is replaced", lambda: program.count(REPLACED) > done)  # noqa: B023
         began = time.monotonic()
         program.signal(signal.SIGKILL if kill else signal.SIGHUP)  # or its terminal closes
         lab.ended(program, program.wait(), -signal.SIGKILL if kill else 0)

@@ -99,7 +99,6 @@ def test_shortcuts_reach_the_copy_that_runs_and_nonsense_is_refused(session):
     becomes("it is handed over by a second start", lambda: program.count("Imported: "), 2)
     check("'quit'" in call(session, f"{ACTIONS}.List"), "there is a list")
     listener.kill()
-    # More calls than a program that stands still can carry out are refused, and it lives on.
     check(action(session, "quit") == "", "it is asked to end")
     session.ended(program, program.wait())
 

@@ -67,7 +67,7 @@ def test_one_click_opens_a_mail_with_everything_attached(lab):
     tools, got = temp_dir(), temp_dir() / "arguments"
     (tools / "xdg-email").write_text(f"#!/bin/sh\nprintf '%s\\n' \"$@\" > '{got}'\n")
     (tools / "xdg-email").chmod(0o700)
-    # Nor is the machine's own mail program to be found.
+    # The machine's own mail program must not be found either.
     program, window = lab.open(expect=SURPRISES, PATH=f"{tools}:{os.environ['PATH']}",
                                XDG_DATA_DIRS=str(tools))
     window.opens(*SEND)

@@ -36,6 +36,9 @@ def test_compact_and_full_view_find_their_places_again(lab):
     for spot in (MINI_BODY, (2, 66), MINI_BODY):
         window.at(spot)
         pointer = becomes(f"the pointer changes at {spot}", lab.screen.pointer, lambda now: now != pointer)  # noqa: B023
+    # A drag is no first press of a double click.
+    press = "mousedown", 1, "sleep", 0.07, "mouseup", 1
+    window.at(MINI_BODY, *press[:4], *["mousemove_relative", 10, 0, "sleep", 0.02] * 4, *press[4:], "sleep", 0.05, *press)
     window.move(300, 500)
     mini = settles_near(window, 300, 500)
     lab.end(program)

@@ -2,7 +2,7 @@
 """Plants one realistic fault at a time and asks the tests whether they notice.
 
     tests/faults/plant.py --list              the faults and where they are now
-    tests/faults/plant.py TREE                asks the unit tests, then server and display tests of the fault's area
+    tests/faults/plant.py TREE                asks the unit tests, those of the area first, then some on servers and screens
     tests/faults/plant.py TREE --stages 4     and then all the others
     tests/faults/plant.py TREE --summary      what was found so far, and what was not
 
@@ -61,9 +61,13 @@ class Tree:
         return [name for name in failed if self.run(*ctest, f"^{re.escape(name)}$").returncode != 0]
 
     def ask(self, area):
-        stages = [("unit", rf"^{area}\."), ("unit", "."),
-                  ("server|display", f"^({LAB.get(area, 'display|reader|desktop')})"), ("unit|server|display", ".")]
-        for labels, only in stages[: self.options.stages]:
+        own = [f"test_{area}"] if list((HERE.parent / area).glob("*_test.cpp")) else []
+        stages = [("unit", rf"^{area}\.", own), ("unit", ".", []),
+                  ("server|display", f"^({LAB.get(area, 'display|reader|desktop')})", []), ("unit|server|display", ".", [])]
+        for labels, only, needed in stages[: self.options.stages]:
+            targets = [word for target in needed for word in ("--target", target)]
+            if self.run(*self.options.build_with, "cmake", "--build", self.build, *targets).returncode != 0:
+                return "does not build"
             if failed := self.failures(labels, only):
                 return f"found\t{failed[0]}"
         return "survived"
@@ -76,8 +80,7 @@ class Tree:
             return "lost"
         try:
             source.write_text(sick, encoding="utf-8")
-            built = self.run(*self.options.build_with, "cmake", "--build", self.build).returncode == 0
-            return self.ask(fault.file.split("/")[0]) if built else "does not build"
+            return self.ask(fault.file.split("/")[0])
         finally:
             source.write_text(healthy, encoding="utf-8")
 

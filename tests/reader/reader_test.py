@@ -100,9 +100,12 @@ def test_a_screen_reader_that_comes_later_reads_sets_and_presses_everything(lab)
         x, y, width, height = reader.place("slider", "62 Hz", reader.api.DESKTOP_COORDS)
         left, top = (a + b for a, b in zip(window.place(), at[1]))
         return abs(x + width / 2 - left) > 3 or not y < top < y + height
-    becomes("it is told to be where it is seen", off, False)
+    becomes("its reported place is where it is seen", off, False)
     slider.currentValue = 3.4
     becomes("it stands at the next step", lambda: reader.element("slider", "62 Hz").queryValue().currentValue, 3.5)
+    for action, gain in ((1, 3), (0, 3.5)):
+        reader.press("slider", "62 Hz", action)
+        becomes("a step down, and up again", lambda: reader.element("slider", "62 Hz").queryValue().currentValue, gain)
     lab.hears("speakers", *low, curve=((0, 3.5, *8 * [0]), 0))
     reader.heard.clear()
     window.wheel(at[0], 2)

@@ -208,6 +208,35 @@ TEST_F(views, compact_strip_closes_and_the_panel_opens_in_the_full_view) {
   EXPECT_EQ(calls(), Calls{"set_compact 0 1"});
 }
 
+TEST_F(views, mark_what_is_chosen_and_warn_where_the_engine_does_not_work) {
+  const auto pixel = [&](float x, float y) {
+    ui::on_mouse_leave();
+    paint();
+    return canvas_->at(static_cast<int>(x), static_cast<int>(y));
+  };
+  const auto face = [&](int code) { return pixel(at(code).x + 5, at(code).y + at(code).h / 2); };
+  for (s_.channel = 0; s_.channel < 3; ++s_.channel) {
+    for (int i = 0; i < 3; ++i)
+      EXPECT_EQ(face(ui::kHitChannel + i) == theme::colors()->mute_face, i != s_.channel) << i;
+  }
+  s_.channel = 0;
+  ui::open_settings();
+  for (const bool dark : {true, false}) {
+    press(dark ? ui::kHitDark : ui::kHitLight);
+    EXPECT_EQ(face(ui::kHitLight) == theme::colors()->mute_face, dark);
+    EXPECT_EQ(face(ui::kHitDark) == theme::colors()->mute_face, !dark);
+  }
+  ui::set_compact(true);
+  for (const bool works : {true, false}) {
+    fakes::sound.status.active = works;
+    frame(2000);
+    paint();
+    const gfx::Rect power = at(ui::kHitMiniPower);
+    const theme::Colors& c = *theme::colors();
+    EXPECT_EQ(pixel(power.x + 22, power.y + 17), works ? c.on : c.warning);
+  }
+}
+
 TEST_F(views, collapsing_keeps_the_scale_of_the_content) {
   fakes::desktop.w = 1440;
   fakes::desktop.h = 960;
