@@ -239,7 +239,7 @@ class Chaos:
             becomes("the guard gives the device back", self.server.default, followed, limit=RESCUE_S)
 
 
-def test_everything_finds_its_place(lab, actions=40, seed=1):
+def test_everything_finds_its_place(lab, actions=20, seed=1):
     print("seed", seed)
     lab.need_screen()
     chaos = Chaos(lab, random.Random(seed), seed % 2)
