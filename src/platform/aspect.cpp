@@ -41,7 +41,7 @@ bool differ(Size a, Size b) {
 void hint(Size shape) {
   if (shape == g_hinted) return;
   g_hinted = shape;
-  compat::x11_aspect_hint(platform::window(), shape.w, shape.h);
+  compat::x11_aspect_hint(shape.w, shape.h);
 }
 
 bool has_view_shape(Size size) {

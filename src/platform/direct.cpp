@@ -5,12 +5,7 @@
 
 #include "platform_private.h"
 
-// After all our headers: X11 defines words like None as macros.
-#include <SDL_syswm.h>
-#ifdef SDL_VIDEO_DRIVER_X11
-#include <X11/Xlib.h>
-#include <X11/Xutil.h>
-#endif
+#include "x11.h"
 
 namespace {
 
@@ -19,29 +14,6 @@ namespace {
 constexpr int kMostPixels = 16384;  // in a frame: more of them are better shared
 constexpr int kMostUnawaited = 15;  // frames in a row
 constexpr int kPixelBits = 32;
-
-struct X11 {
-  template <typename Function>
-  static void find(Function** function, const char* name) {
-    *function = reinterpret_cast<Function*>(compat::x11_symbol(name));
-  }
-  X11() {
-    find(&attributes, "XGetWindowAttributes");
-    find(&gc, "XCreateGC");
-    find(&image, "XInitImage");
-    find(&put, "XPutImage");
-    find(&flush, "XFlush");
-  }
-  [[nodiscard]] bool complete() const {
-    return attributes != nullptr && gc != nullptr && image != nullptr && put != nullptr &&
-           flush != nullptr;
-  }
-  decltype(XGetWindowAttributes)* attributes = nullptr;
-  decltype(XCreateGC)* gc = nullptr;
-  decltype(XInitImage)* image = nullptr;
-  decltype(XPutImage)* put = nullptr;
-  decltype(XFlush)* flush = nullptr;
-};
 
 // Where parts are put. Graphics contexts are freed with the connection.
 struct Target {
@@ -52,12 +24,13 @@ struct Target {
 
 int g_unawaited = 0;
 
-const Target& target(const X11& x11, Display* display, Window window) {
+const Target& target(const platform::X11Window& window) {
   static Target known;
-  if (known.window == window) return known;
-  known = {window, x11.gc(display, window, 0, nullptr), 0};
+  if (known.window == window.id) return known;
+  known = {window.id, window.x11.create_gc(window.display, window.id, 0, nullptr), 0};
   XWindowAttributes attributes{};
-  if (x11.attributes(display, window, &attributes) != 0) known.depth = attributes.depth;
+  if (window.x11.attributes(window.display, window.id, &attributes) != 0)
+    known.depth = attributes.depth;
   return known;
 }
 
@@ -69,18 +42,13 @@ bool few(const std::vector<SDL_Rect>& parts) {
 }
 
 bool put(const std::vector<SDL_Rect>& parts) {
-  SDL_SysWMinfo info{};
-  SDL_VERSION(&info.version)
-  if (SDL_GetWindowWMInfo(platform::window(), &info) != SDL_TRUE || info.subsystem != SDL_SYSWM_X11)
-    return false;
+  const auto window = platform::x11_window();
+  if (!window) return false;
   const SDL_Surface* surface = SDL_GetWindowSurface(platform::window());
   if (surface == nullptr || surface->format->BitsPerPixel == 0 ||
       surface->format->BytesPerPixel * 8 != kPixelBits)
     return false;
-  static const X11 x11;
-  if (!x11.complete()) return false;
-  Display* display = info.info.x11.display;
-  const Target& to = target(x11, display, info.info.x11.window);
+  const Target& to = target(*window);
   XImage image{};
   image.width = surface->w;
   image.height = surface->h;
@@ -90,12 +58,12 @@ bool put(const std::vector<SDL_Rect>& parts) {
   image.bitmap_unit = image.bitmap_pad = image.bits_per_pixel = kPixelBits;
   image.depth = to.depth;
   image.bytes_per_line = surface->pitch;
-  if (to.depth == 0 || to.gc == nullptr || x11.image(&image) == 0) return false;
+  if (to.depth == 0 || to.gc == nullptr || window->x11.init_image(&image) == 0) return false;
   for (const SDL_Rect& part : parts) {
-    x11.put(display, to.window, to.gc, &image, part.x, part.y, part.x, part.y,
-            static_cast<unsigned>(part.w), static_cast<unsigned>(part.h));
+    window->x11.put_image(window->display, to.window, to.gc, &image, part.x, part.y, part.x, part.y,
+                          static_cast<unsigned>(part.w), static_cast<unsigned>(part.h));
   }
-  x11.flush(display);
+  window->x11.flush(window->display);
   return true;
 }
 

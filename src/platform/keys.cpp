@@ -10,12 +10,7 @@
 
 #include "platform_private.h"
 #include "reader/reader.h"
-
-// After all our headers: X11 defines words like None as macros.
-#include <SDL_syswm.h>
-#ifdef SDL_VIDEO_DRIVER_X11
-#include <X11/Xutil.h>
-#endif
+#include "x11.h"
 
 namespace {
 
@@ -38,22 +33,15 @@ bool g_listening = false;  // the display's events are asked for
 
 constexpr unsigned kModifiers = 0xFF;
 
-struct X11 {
-  decltype(XLookupString)* look_up =
-      reinterpret_cast<decltype(XLookupString)*>(compat::x11_symbol("XLookupString"));
-  decltype(XKeysymToString)* name =
-      reinterpret_cast<decltype(XKeysymToString)*>(compat::x11_symbol("XKeysymToString"));
-};
-
 std::optional<reader::Key> key_in(const SDL_SysWMmsg& message) {
   if (message.subsystem != SDL_SYSWM_X11) return std::nullopt;
   XEvent event = message.msg.x11.event;
   if (event.type != KeyPress && event.type != KeyRelease) return std::nullopt;
-  static const X11 x11;
-  if (x11.look_up == nullptr || x11.name == nullptr) return std::nullopt;
+  const platform::X11Functions* x11 = platform::x11_functions();
+  if (x11 == nullptr) return std::nullopt;
   KeySym symbol = 0;
-  x11.look_up(&event.xkey, nullptr, 0, &symbol, nullptr);
-  const char* name = x11.name(symbol);
+  x11->lookup_key(&event.xkey, nullptr, 0, &symbol, nullptr);
+  const char* name = x11->key_name(symbol);
   return reader::Key{event.type == KeyPress,
                      event.xkey.state & kModifiers,
                      static_cast<unsigned>(symbol),

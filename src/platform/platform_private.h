@@ -16,6 +16,7 @@
 //   reader.cpp        the window for a screen reader, and what it asks for
 //   signals.cpp       requests to end and to raise the window
 //   compat.cpp        time, and what not every SDL or display offers
+//   x11.cpp           what is called of the X11 library
 //   xsettings.cpp     what a desktop tells the programs on its X server
 //   window_rules.cpp  the decisions behind it, pure
 //   frame_stats.h     where the time of a frame goes, in debug builds
@@ -296,9 +297,6 @@ std::uint64_t ticks();
 // The address of a function of SDL's that older versions lack, or null.
 void* sdl_symbol(const char* name);
 
-// The same of the X11 library. Call it only under X11.
-void* x11_symbol(const char* name);
-
 // From here on requests that the display refuses do not end the program. SDL wakes itself up by a
 // message to the window, over a connection of its own, which may arrive when the window is gone.
 // Call it before SDL has a video driver, too: SDL puts the handler of that time back before it
@@ -313,6 +311,6 @@ bool open_url(const std::string& address);
 
 // Asks the window manager to keep the window's shape at w : h, 0 : 0 for any shape. Does nothing
 // but under X11.
-void x11_aspect_hint(SDL_Window* window, int w, int h);
+void x11_aspect_hint(int w, int h);
 
 }  // namespace compat

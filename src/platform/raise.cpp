@@ -9,42 +9,13 @@
 #include <utility>
 
 #include "platform_private.h"
-
-// After all our headers: X11 defines words like None as macros.
-#include <SDL_syswm.h>
-#ifdef SDL_VIDEO_DRIVER_X11
-#include <X11/Xatom.h>
-#include <X11/Xlib.h>
-#endif
+#include "x11.h"
 
 namespace {
 
 #ifdef SDL_VIDEO_DRIVER_X11
 
 constexpr long kFromPager = 2;
-
-struct X11 {
-  template <typename Function>
-  static void find(Function** function, const char* name) {
-    *function = reinterpret_cast<Function*>(compat::x11_symbol(name));
-  }
-  X11() {
-    find(&atom, "XInternAtom");
-    find(&change, "XChangeProperty");
-    find(&send, "XSendEvent");
-    find(&await, "XIfEvent");
-    find(&flush, "XFlush");
-  }
-  [[nodiscard]] bool complete() const {
-    return atom != nullptr && change != nullptr && send != nullptr && await != nullptr &&
-           flush != nullptr;
-  }
-  decltype(XInternAtom)* atom = nullptr;
-  decltype(XChangeProperty)* change = nullptr;
-  decltype(XSendEvent)* send = nullptr;
-  decltype(XIfEvent)* await = nullptr;
-  decltype(XFlush)* flush = nullptr;
-};
 
 struct Mark {
   Window window;
@@ -60,42 +31,26 @@ Bool is_marked(Display*, XEvent* event, XPointer data) {
 }
 
 // The server's time: that of a change that changes nothing.
-Time present_time(const X11& x11, Display* display, Window window) {
-  Mark mark{window, x11.atom(display, "_VELMORA_TIME", False)};
+Time present_time(const platform::X11Window& window) {
+  Mark mark{window.id, window.atom("_VELMORA_TIME")};
   const unsigned char nothing = 0;
-  x11.change(display, window, mark.atom, XA_STRING, 8, PropModeAppend, &nothing, 0);
+  window.x11.change_property(window.display, window.id, mark.atom, XA_STRING, 8, PropModeAppend,
+                             &nothing, 0);
   XEvent event{};
-  x11.await(display, &event, is_marked, reinterpret_cast<XPointer>(&mark));
+  window.x11.await_event(window.display, &event, is_marked, reinterpret_cast<XPointer>(&mark));
   return event.xproperty.time;
 }
 
-// Returns false where this is not X11.
-bool activate_as_pager(SDL_Window* sdl_window) {
-  SDL_SysWMinfo info{};
-  SDL_VERSION(&info.version)
-  if (SDL_GetWindowWMInfo(sdl_window, &info) != SDL_TRUE || info.subsystem != SDL_SYSWM_X11)
-    return false;
-  static const X11 x11;
-  if (!x11.complete()) return false;
-  Display* display = info.info.x11.display;
-  XEvent event{};
-  event.xclient.type = ClientMessage;
-  event.xclient.window = info.info.x11.window;
-  event.xclient.message_type = x11.atom(display, "_NET_ACTIVE_WINDOW", False);
-  event.xclient.format = 32;
-  event.xclient.data.l[0] = kFromPager;
-  event.xclient.data.l[1] = static_cast<long>(present_time(x11, display, info.info.x11.window));
-  x11.send(display, DefaultRootWindow(display), False,
-           SubstructureRedirectMask | SubstructureNotifyMask, &event);
-  x11.flush(display);
-  return true;
+// Does nothing but under X11.
+void activate_as_pager() {
+  if (const auto window = platform::x11_window())
+    window->tell_manager("_NET_ACTIVE_WINDOW",
+                         {kFromPager, static_cast<long>(present_time(*window))});
 }
 
 #else
 
-bool activate_as_pager(SDL_Window*) {
-  return false;
-}
+void activate_as_pager() {}
 
 #endif
 
@@ -123,7 +78,7 @@ void raise_window(const desktop::Activation& activation) {
   // Restoring a maximized window would shrink it.
   if (window_has(SDL_WINDOW_MINIMIZED)) SDL_RestoreWindow(window);
   SDL_RaiseWindow(window);
-  activate_as_pager(window);
+  activate_as_pager();
 }
 
 void hide_window() {

@@ -6,13 +6,7 @@
 #include <cstring>
 
 #include "platform_private.h"
-
-// After all our headers: X11 defines words like None as macros.
-#include <SDL_syswm.h>
-#ifdef SDL_VIDEO_DRIVER_X11
-#include <X11/Xatom.h>
-#include <X11/Xlib.h>
-#endif
+#include "x11.h"
 
 namespace {
 
@@ -27,75 +21,32 @@ constexpr long kRemove = 0;
 constexpr long kAdd = 1;
 constexpr long kFromPager = 2;
 
-struct X11 {
-  template <typename Function>
-  static void find(Function** function, const char* name) {
-    *function = reinterpret_cast<Function*>(compat::x11_symbol(name));
-  }
-  X11() {
-    find(&atom, "XInternAtom");
-    find(&property, "XGetWindowProperty");
-    find(&geometry, "XGetGeometry");
-    find(&translate, "XTranslateCoordinates");
-    find(&free, "XFree");
-    find(&send, "XSendEvent");
-    find(&flush, "XFlush");
-  }
-  [[nodiscard]] bool complete() const {
-    return atom != nullptr && property != nullptr && geometry != nullptr && translate != nullptr &&
-           free != nullptr && send != nullptr && flush != nullptr;
-  }
-  decltype(XInternAtom)* atom = nullptr;
-  decltype(XGetWindowProperty)* property = nullptr;
-  decltype(XGetGeometry)* geometry = nullptr;
-  decltype(XTranslateCoordinates)* translate = nullptr;
-  decltype(XFree)* free = nullptr;
-  decltype(XSendEvent)* send = nullptr;
-  decltype(XFlush)* flush = nullptr;
-};
-
-void read_states(const X11& x11, Display* display, Window window, platform::WindowState* state) {
+void read_states(const platform::X11Window& window, platform::WindowState* state) {
   Atom type = 0;
   int format = 0;
   unsigned long count = 0;
   unsigned long left = 0;
   unsigned char* data = nullptr;
-  const Atom property = x11.atom(display, "_NET_WM_STATE", False);
-  if (x11.property(display, window, property, 0, kMostStates, False, XA_ATOM, &type, &format,
-                   &count, &left, &data) != Success ||
+  if (window.x11.property(window.display, window.id, window.atom("_NET_WM_STATE"), 0, kMostStates,
+                          False, XA_ATOM, &type, &format, &count, &left, &data) != Success ||
       data == nullptr)
     return;
   for (unsigned long i = 0; format == 32 && i < count; ++i) {
     unsigned long atom = 0;  // a property's 32-bit values come as longs
     std::memcpy(&atom, data + i * sizeof atom, sizeof atom);
-    const auto is = [&](const char* name) { return atom == x11.atom(display, name, False); };
+    const auto is = [&](const char* name) { return atom == window.atom(name); };
     state->high = state->high || is(kHigh);
     state->wide = state->wide || is(kWide);
     state->taken = state->taken || is(kFullScreen) || is(kTiled);
   }
-  x11.free(data);
+  window.x11.free(data);
   state->taken = state->taken || state->high || state->wide;
 }
 
-// Null where this is not X11. Otherwise the display and the window are filled in.
-const X11* x11_of(Display** display, Window* window) {
-  SDL_SysWMinfo info{};
-  SDL_VERSION(&info.version)
-  if (SDL_GetWindowWMInfo(platform::window(), &info) != SDL_TRUE || info.subsystem != SDL_SYSWM_X11)
-    return nullptr;
-  static const X11 x11;
-  *display = info.info.x11.display;
-  *window = info.info.x11.window;
-  return x11.complete() ? &x11 : nullptr;
-}
-
 bool ask_x11(platform::WindowState* state) {
-  Display* display = nullptr;
-  Window window = 0;
-  const X11* found = x11_of(&display, &window);
-  if (found == nullptr) return false;
-  const X11& x11 = *found;
-  read_states(x11, display, window, state);
+  const auto window = platform::x11_window();
+  if (!window) return false;
+  read_states(*window, state);
   Window root = 0;
   int x = 0;
   int y = 0;
@@ -103,69 +54,54 @@ bool ask_x11(platform::WindowState* state) {
   unsigned h = 0;
   unsigned border = 0;
   unsigned depth = 0;
-  if (x11.geometry(display, window, &root, &x, &y, &w, &h, &border, &depth) != 0)
+  if (window->x11.geometry(window->display, window->id, &root, &x, &y, &w, &h, &border, &depth) !=
+      0)
     state->size = {static_cast<int>(w), static_cast<int>(h)};
   Window child = 0;
-  x11.translate(display, window, root, 0, 0, &state->place.x, &state->place.y, &child);
+  window->x11.translate(window->display, window->id, root, 0, 0, &state->place.x, &state->place.y,
+                        &child);
   return true;
 }
 
 bool send_size(platform::Size real) {
-  Display* display = nullptr;
-  Window window = 0;
-  const X11* x11 = x11_of(&display, &window);
-  if (x11 == nullptr) return false;
+  const auto window = platform::x11_window();
+  if (!window) return false;
   XEvent event{};
   event.xconfigure.type = ConfigureNotify;
-  event.xconfigure.event = event.xconfigure.window = window;
+  event.xconfigure.event = event.xconfigure.window = window->id;
   SDL_GetWindowPosition(platform::window(), &event.xconfigure.x, &event.xconfigure.y);
   // SDL compares with the last such event, which may have had this size: first another one.
   for (const int more : {1, 0}) {
     event.xconfigure.width = real.w + more;
     event.xconfigure.height = real.h;
-    x11->send(display, window, False, StructureNotifyMask, &event);
+    window->x11.send_event(window->display, window->id, False, StructureNotifyMask, &event);
   }
-  x11->flush(display);
+  window->x11.flush(window->display);
   return true;
 }
 
 void send_release() {
-  Display* display = nullptr;
-  Window window = 0;
-  const X11* x11 = x11_of(&display, &window);
-  if (x11 == nullptr) return;
+  const auto window = platform::x11_window();
+  if (!window) return;
   XEvent event{};
   event.xbutton.type = ButtonRelease;
-  event.xbutton.window = window;
+  event.xbutton.window = window->id;
   event.xbutton.button = Button1;
   event.xbutton.state = Button1Mask;
   event.xbutton.same_screen = True;
   SDL_GetMouseState(&event.xbutton.x, &event.xbutton.y);
-  x11->send(display, window, False, ButtonReleaseMask, &event);
-  x11->flush(display);
+  window->x11.send_event(window->display, window->id, False, ButtonReleaseMask, &event);
+  window->x11.flush(window->display);
 }
 
 // Asks the window manager to change two states at once; the second may be null.
 void change_states(long action, const char* first, const char* second) {
-  Display* display = nullptr;
-  Window window = 0;
-  const X11* x11 = x11_of(&display, &window);
-  if (x11 == nullptr) return;
+  const auto window = platform::x11_window();
+  if (!window) return;
   const auto atom = [&](const char* name) {
-    return name == nullptr ? 0 : static_cast<long>(x11->atom(display, name, False));
+    return name == nullptr ? 0 : static_cast<long>(window->atom(name));
   };
-  XEvent event{};
-  event.xclient.type = ClientMessage;
-  event.xclient.window = window;
-  event.xclient.message_type = x11->atom(display, "_NET_WM_STATE", False);
-  event.xclient.format = 32;
-  event.xclient.data.l[0] = action;
-  event.xclient.data.l[1] = atom(first);
-  event.xclient.data.l[2] = atom(second);
-  event.xclient.data.l[3] = kFromPager;
-  x11->send(display, DefaultRootWindow(display), False,
-            SubstructureRedirectMask | SubstructureNotifyMask, &event);
-  x11->flush(display);
+  window->tell_manager("_NET_WM_STATE", {action, atom(first), atom(second), kFromPager});
 }
 
 void maximize_again(const platform::WindowState& state) {

@@ -7,12 +7,7 @@
 #include <cstddef>
 
 #include "platform_private.h"
-
-// After all our headers: X11 defines words like None as macros.
-#include <SDL_syswm.h>
-#ifdef SDL_VIDEO_DRIVER_X11
-#include <X11/Xlib.h>
-#endif
+#include "x11.h"
 
 namespace {
 
@@ -55,62 +50,31 @@ class Reader {
 
 constexpr long kMostWords = 16384;  // of four bytes
 
-struct X11 {
-  template <typename Function>
-  static void find(Function** function, const char* name) {
-    *function = reinterpret_cast<Function*>(compat::x11_symbol(name));
-  }
-  X11() {
-    find(&atom, "XInternAtom");
-    find(&screen, "XDefaultScreen");
-    find(&owner, "XGetSelectionOwner");
-    find(&property, "XGetWindowProperty");
-    find(&grab, "XGrabServer");
-    find(&ungrab, "XUngrabServer");
-    find(&flush, "XFlush");
-    find(&free, "XFree");
-  }
-  [[nodiscard]] bool complete() const {
-    return atom != nullptr && screen != nullptr && owner != nullptr && property != nullptr &&
-           grab != nullptr && ungrab != nullptr && flush != nullptr && free != nullptr;
-  }
-  decltype(XInternAtom)* atom = nullptr;
-  decltype(XDefaultScreen)* screen = nullptr;
-  decltype(XGetSelectionOwner)* owner = nullptr;
-  decltype(XGetWindowProperty)* property = nullptr;
-  decltype(XGrabServer)* grab = nullptr;
-  decltype(XUngrabServer)* ungrab = nullptr;
-  decltype(XFlush)* flush = nullptr;
-  decltype(XFree)* free = nullptr;
-};
-
-std::string property_of(const X11& x11, Display* display, Window window) {
-  const Atom settings = x11.atom(display, "_XSETTINGS_SETTINGS", False);
+std::string property_of(const platform::X11Window& ours, Window owner) {
+  const Atom settings = ours.atom("_XSETTINGS_SETTINGS");
   Atom type = 0;
   int format = 0;
   unsigned long count = 0;
   unsigned long left = 0;
   unsigned char* data = nullptr;
-  if (x11.property(display, window, settings, 0, kMostWords, False, settings, &type, &format,
-                   &count, &left, &data) != Success ||
+  if (ours.x11.property(ours.display, owner, settings, 0, kMostWords, False, settings, &type,
+                        &format, &count, &left, &data) != Success ||
       data == nullptr)
     return "";
   std::string bytes;
   if (format == 8) bytes.assign(reinterpret_cast<const char*>(data), count);
-  x11.free(data);
+  ours.x11.free(data);
   return bytes;
 }
 
-std::string read_settings(Display* display) {
-  static const X11 x11;
-  if (!x11.complete()) return "";
-  const std::string name = "_XSETTINGS_S" + std::to_string(x11.screen(display));
-  const Atom selection = x11.atom(display, name.c_str(), False);
-  x11.grab(display);
-  const Window owner = x11.owner(display, selection);
-  std::string bytes = owner != 0 ? property_of(x11, display, owner) : "";
-  x11.ungrab(display);
-  x11.flush(display);
+std::string read_settings(const platform::X11Window& ours) {
+  const std::string name = "_XSETTINGS_S" + std::to_string(ours.x11.default_screen(ours.display));
+  const Atom selection = ours.atom(name.c_str());
+  ours.x11.grab_server(ours.display);
+  const Window owner = ours.x11.selection_owner(ours.display, selection);
+  std::string bytes = owner != 0 ? property_of(ours, owner) : "";
+  ours.x11.ungrab_server(ours.display);
+  ours.x11.flush(ours.display);
   return bytes;
 }
 
@@ -122,10 +86,7 @@ namespace platform {
 
 std::string xsettings() {
 #ifdef SDL_VIDEO_DRIVER_X11
-  SDL_SysWMinfo info{};
-  SDL_VERSION(&info.version)
-  if (SDL_GetWindowWMInfo(window(), &info) == SDL_TRUE && info.subsystem == SDL_SYSWM_X11)
-    return read_settings(info.info.x11.display);
+  if (const auto ours = x11_window()) return read_settings(*ours);
 #endif
   return "";
 }
