@@ -193,6 +193,7 @@ void show_frame(Loop& loop) {
   loop.animating = on_frame();
   platform::adopt_aspect();
   platform::correct_aspect();
+  if (platform::report_missed_size()) return;
   platform::update_scale();
   const bool repeating = ticks_ms() < loop.repeat_until;
   if (repeating) platform::invalidate_frame();

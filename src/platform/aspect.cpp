@@ -3,7 +3,11 @@
 //
 // What a window manager has taken into its hands (maximized in any direction, full screen, tiled)
 // stays as it is, without the hint, and so does a size that it holds on to: the views fill any
-// shape. One that was refused is not asked for again until the size changes once more.
+// shape. A window that has the size from before a request of ours was resized by nobody: the
+// request was refused, or is carried out later, and nothing else is asked for.
+//
+// SDL takes every request for granted. For a while after each one the real size is looked at before
+// a picture is drawn for a size that the window does not have.
 
 #include <algorithm>
 #include <cstdint>
@@ -17,15 +21,19 @@ namespace {
 using platform::Size;
 
 constexpr std::uint64_t kRestMs = 250;
-constexpr int kTolerance = 2;  // points that rounding may leave
+constexpr std::uint64_t kWatchMs = 2000;  // after a request
+constexpr int kTolerance = 2;             // points that rounding may leave
 
 Size g_reference;  // the view's size at zoom 1; 0 x 0 before it is known
 Size g_hinted;     // the shape that the window manager knows; 0 x 0: none
+Size g_asked;      // the size last asked for
 Size g_last;       // the window size last known to be right, or asked for
 std::optional<platform::WindowState> g_free;  // as it was before it was taken
 bool g_was_taken = false;
-Size g_kept;                     // the size that the window kept when another was asked for
-std::uint64_t g_correct_at = 0;  // 0: nothing to correct
+Size g_kept;                      // the size from before the last request; 0 x 0: not any more
+Size g_reported;                  // what SDL was last told since then
+std::uint64_t g_watch_until = 0;  // 0: SDL knows the window's size
+std::uint64_t g_correct_at = 0;   // 0: nothing to correct
 
 // What SDL believes.
 Size current_size() {
@@ -91,9 +99,29 @@ void adopt_aspect() {
   hint(window_state().taken ? Size{} : reference);
 }
 
-void note_window_size(Size asked) {
-  g_last = asked;
+void note_window_size(Size size) {
+  g_asked = g_last = size;
   schedule_aspect_correction();  // whether it was granted
+}
+
+void ask_for_size(Size size) {
+  const Size before = window_state().size;
+  g_kept = differ(before, size) ? before : Size{};
+  g_reported = {};
+  g_watch_until = ticks_ms() + kWatchMs;
+  SDL_SetWindowSize(window(), size.w, size.h);
+  note_window_size(size);
+}
+
+bool report_missed_size() {
+  if (g_watch_until == 0) return false;
+  const Size real = window_state().size;
+  if (real == current_size()) {
+    if (real == g_asked || ticks_ms() >= g_watch_until) g_watch_until = 0;
+    return false;
+  }
+  // Once only: what SDL makes nothing of is drawn all the same, and looked at again later.
+  return std::exchange(g_reported, real) != real && report_size(real);
 }
 
 std::optional<Size> lasting_size() {
@@ -126,20 +154,16 @@ void correct_aspect() {
   settle_place();
   g_free = state;
   const bool was_taken = std::exchange(g_was_taken, false);
-  if (!differ(state.size, g_last)) return;  // as asked, but for the window manager's rounding
-  if (state.size == g_kept || state.size.w < 1 || state.size.h < 1) {
-    g_last = state.size;
-    return;
-  }
+  if (state.size != g_kept) g_kept = {};
+  if (!differ(state.size, g_asked)) g_last = g_asked;  // but for the window manager's rounding
+  if (g_kept.w > 0 || state.size.w < 1 || state.size.h < 1) g_last = state.size;
+  if (!differ(state.size, g_last)) return;
   const Size wanted = wanted_size(state.size, was_taken);
   g_last = wanted;
-  g_kept = {};
   if (!differ(wanted, state.size)) return;
-  SDL_SetWindowSize(window(), wanted.w, wanted.h);
+  ask_for_size(wanted);
   update_scale();
   invalidate_layers();
-  g_kept = state.size;  // if that is what the next look finds, it was refused
-  schedule_aspect_correction();
 }
 
 }  // namespace platform

@@ -131,8 +131,15 @@ void take_back();
 // before a size of the new shape is asked for, too: the window manager holds on to the old one.
 void adopt_aspect();
 
-// The window has been asked on purpose to have this size: nothing the user did.
-void note_window_size(Size asked);
+// Asks for a size of the view's shape: what comes of it is nothing the user did.
+void ask_for_size(Size size);
+
+// The view has this size where nothing else decides about the window's.
+void note_window_size(Size size);
+
+// Whether SDL believes in a size that the window does not have, and has just been told the real
+// one: a picture of that size can be drawn once the event is handled. Call it before drawing.
+bool report_missed_size();
 
 // The window's size and place as they are worth being kept: those that it returns to where the
 // window manager has taken it, and a size that the window manager has only rounded as it was asked

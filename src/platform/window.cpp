@@ -148,10 +148,9 @@ void apply_mode(bool compact, bool on_top) {
   set_frame(compact);
   adopt_aspect();
   SDL_SetWindowMinimumSize(g_window, minimum.w, minimum.h);
-  SDL_SetWindowSize(g_window, size.w, size.h);
+  ask_for_size(size);
   compat::always_on_top(g_window, compact && on_top);
   place(compact ? s.mini_x : s.win_x, compact ? s.mini_y : s.win_y, size.w, size.h);
-  note_window_size(size);
   update_scale();
 }
 
@@ -209,11 +208,12 @@ void resize_window(int w, int h, int min_w, int min_h) {
   if (g_window == nullptr) return;
   adopt_aspect();
   // A maximized window stays as it is, and the other view fills it.
-  if (!window_state().taken) {
+  if (window_state().taken) {
+    note_window_size({w, h});
+  } else {
     SDL_SetWindowMinimumSize(g_window, min_w, min_h);
-    SDL_SetWindowSize(g_window, w, h);
+    ask_for_size({w, h});
   }
-  note_window_size({w, h});
   update_scale();
   invalidate_layers();
 }

@@ -143,3 +143,22 @@ def test_window_managers(lab, all=0):
         print(f"{name}:", *desk.faults or ["ok"], sep="\n    ")
         lab.screen.close()
         check(all or not desk.faults, f"{name}: {desk.faults}")
+
+
+# A window that has the size from before the program's own request was not resized by its user.
+def test_a_window_manager_that_is_late_gets_its_time(lab):
+    lab.screen = Screen(rules=MANAGER_RULES.replace("</focus>", "</focus><mouse/>"))  # it holds no click back
+    program, window = lab.open("--preset", "flat")
+    lab.routed_to("speakers")
+    for spot, size in ((COLLAPSE, COLLAPSED), (EXPAND, FULL)):
+        before = window.picture()[-200]
+        lab.screen.manager.signal(signal.SIGSTOP)
+        window.click(*spot)
+        becomes("another view", lambda: np.array_equal(window.picture()[-200], before), False)
+        time.sleep(0.8)
+        lab.screen.manager.signal(signal.SIGCONT)
+        becomes("the size that was asked for", window.size, size)
+        time.sleep(0.4)
+        check(window.size() == size, f"later it is {window.size()}")
+    lab.end(program)
+    lab.screen.close()
