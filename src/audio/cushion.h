@@ -10,12 +10,13 @@
 #include <cstdint>
 #include <span>
 
+#include "block.h"
+
 namespace audio {
 
 // Interleaved stereo at 48 kHz throughout.
 class Cushion {
  public:
-  static constexpr int kMaxFrames = 480;        // longest block that shape takes: 10 ms
   static constexpr int kTargetUs = 60000;       // what the queue is kept near
   static constexpr int kMostTargetUs = 120000;  // the same where sound comes late
   static constexpr int kLimitUs = 300000;       // a queue longer than this is never made longer
@@ -37,7 +38,7 @@ class Cushion {
   // exactly.
   void align(std::int64_t excess_us);
 
-  // Decides about the next block, at most kMaxFrames frames, which is changed in place where it
+  // Decides about the next block, at most kBlockFrames frames, which is changed in place where it
   // must be. The result is valid until the next call.
   //   queue_us   what waits in the stream now, the device's own delay excluded, or kUnknown
   Output shape(std::span<float> block, std::int64_t queue_us);
@@ -55,7 +56,7 @@ class Cushion {
 
   static constexpr int kFadeFrames =
       192;  // 4 ms: short against a tone's ear-time, long against its period
-  static constexpr int kMaxLag = kMaxFrames - kFadeFrames;
+  static constexpr int kMaxLag = kBlockFrames - kFadeFrames;
 
   int lack_frames(std::int64_t queue_us, std::span<const float> block) const;
   bool cutting(std::int64_t queue_us, bool silent);
@@ -84,7 +85,7 @@ class Cushion {
   int until_splice_ = 0;      // blocks until the next piece may be taken
   bool cut_open_ = false;     // blocks have been thrown away since the last one written
   int align_frames_ = 0;      // still to be cut, or inserted when negative
-  std::array<float, std::size_t{2} * (kMaxFrames + kMaxLag)> drawn_out_{};
+  std::array<float, std::size_t{2} * (kBlockFrames + kMaxLag)> drawn_out_{};
   std::array<float, std::size_t{2} * kFadeFrames>
       cut_start_{};  // how the sound went on when the cut began
 };

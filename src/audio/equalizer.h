@@ -12,14 +12,13 @@
 #include <mutex>
 #include <span>
 
+#include "block.h"
 #include "dsp/eq_dsp.h"
 
 namespace audio {
 
 class Equalizer {
  public:
-  static constexpr int kMaxFrames = 480;  // longest block: 10 ms
-
   // The curve to apply from the next block on. Of several between two blocks the newest counts.
   void set_curve(const eq::Curve& curve);
 
@@ -30,7 +29,7 @@ class Equalizer {
   // Nothing of what is equalized can be heard: the newest curve needs no crossfade.
   void apply_unheard();
 
-  // Equalizes interleaved stereo in place, at most kMaxFrames frames.
+  // Equalizes interleaved stereo in place, at most kBlockFrames frames.
   void process(std::span<float> samples);
 
   // Whether it has been silent for ten seconds: what rings in the filters is far below any float by
@@ -46,7 +45,7 @@ class Equalizer {
   int blend_left_ = 0;    // frames of the crossfade
   int silent_blocks_ = 0;
   std::uint32_t applied_version_ = 0;
-  std::array<float, std::size_t{2} * kMaxFrames> blend_{};
+  std::array<float, std::size_t{2} * kBlockFrames> blend_{};
 
   std::mutex curve_mtx_;
   eq::Curve curve_;  // curve_mtx_

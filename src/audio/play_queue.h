@@ -25,9 +25,6 @@ class PlayQueue {
  public:
   using Clock = std::chrono::steady_clock;
 
-  static constexpr int kMaxFrames = Cushion::kMaxFrames;  // longest block: 10 ms
-  static_assert(kMaxFrames <= Resampler::kMaxFrames);
-
   // Why the queue is empty.
   enum class Start {
     kOpened,  // a new stream: another device, another clock
@@ -82,7 +79,7 @@ class PlayQueue {
   [[nodiscard]] std::int64_t playing_us(Clock::time_point now) const;
 
  private:
-  static constexpr std::array<float, std::size_t{2} * kMaxFrames> kSilence{};
+  static constexpr std::array<float, std::size_t{2} * kBlockFrames> kSilence{};
 
   struct Plan {
     bool dropped = false;

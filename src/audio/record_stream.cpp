@@ -14,6 +14,7 @@
 
 #include "app/logger.h"
 #include "audio_private.h"
+#include "block.h"
 #include "cushion.h"
 #include "server_stream.h"
 #include "stream_path.h"
@@ -22,7 +23,7 @@ namespace audio {
 
 namespace {
 
-constexpr std::size_t kFragmentFrames = 480;           // 10 ms
+constexpr std::size_t kFragmentFrames = kBlockFrames;
 constexpr std::size_t kWatchingFragmentFrames = 4800;  // of silence that is only looked at
 // Of silence that will be played: less than the target of the queue, so that the first sound fills
 // it, and a whole number of periods where the server counts them in powers of two.

@@ -6,6 +6,8 @@
 #include <array>
 #include <span>
 
+#include "block.h"
+
 namespace audio {
 
 // A fractional delay that grows or shrinks. At speed 0 from the start it is a whole number of
@@ -14,15 +16,14 @@ class Resampler {
  public:
   static constexpr int kTaps = 48;          // input frames that one output frame is made of
   static constexpr int kDelay = kTaps / 2;  // frames
-  static constexpr int kMaxFrames = 480;    // longest block
-  static constexpr int kMaxOutput = kMaxFrames + 2;
+  static constexpr int kMaxOutput = kBlockFrames + 2;
 
   Resampler();
 
   // Silence came before.
   void restart();
 
-  // Interleaved stereo, at most kMaxFrames frames. The result is valid until the next call and is
+  // Interleaved stereo, at most kBlockFrames frames. The result is valid until the next call and is
   // as long as the block, give or take a frame.
   //   speed   how much faster than as recorded: 0.0002 is 200 parts per million
   std::span<const float> process(std::span<const float> block, double speed);
@@ -35,7 +36,7 @@ class Resampler {
 
   // One row more, so that every phase has a next one.
   std::array<std::array<float, kTaps>, kPhases + 1> kernel_{};
-  std::array<float, std::size_t{kTaps + kMaxFrames} * kChannels> input_{};
+  std::array<float, std::size_t{kTaps + kBlockFrames} * kChannels> input_{};
   std::array<float, std::size_t{kMaxOutput} * kChannels> output_{};
   int frames_ = 0;         // in input_
   double position_ = 0.0;  // of the next output frame, in input_

@@ -15,6 +15,7 @@
 
 #include "app/logger.h"
 #include "audio_private.h"
+#include "block.h"
 #include "equalizer.h"
 #include "tap.h"
 
@@ -24,7 +25,7 @@ namespace {
 
 Equalizer g_equalizer;
 Tap g_tap;
-std::array<float, std::size_t{2} * Equalizer::kMaxFrames> g_block{};  // loop thread
+std::array<float, std::size_t{2} * kBlockFrames> g_block{};  // loop thread
 
 // Counted on the loop thread, read anywhere.
 std::atomic<std::uint64_t> g_dropped{0};  // bytes

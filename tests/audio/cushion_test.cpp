@@ -7,7 +7,7 @@
 namespace audio {
 namespace {
 
-constexpr int kBlock = Cushion::kMaxFrames;
+constexpr int kBlock = kBlockFrames;
 constexpr double kUsPerFrame = 1e6 / 48000.0;
 
 // A tone goes in block by block, and what comes out is kept. The queue drains in real time.

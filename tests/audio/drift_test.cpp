@@ -181,7 +181,7 @@ TEST(DriftControl, follows_a_slow_device_before_anything_is_taken_out_of_the_sou
     DriftControl control;
     std::mt19937 random(11);  // NOLINT(cert-msc51-cpp): the same course in every run
     std::uniform_real_distribution<double> gulp_us(0, 10667);
-    std::array<float, std::size_t{2} * audio::Cushion::kMaxFrames> block{};
+    std::array<float, std::size_t{2} * audio::kBlockFrames> block{};
     double queue_us = audio::Cushion::kTargetUs - 10000 + excess_ms * 1000;
     double error_us = 0;
     for (int i = 0; i < 60000; ++i) {
