@@ -55,6 +55,23 @@ def test_an_engine_that_gets_no_thread_says_so_and_starts_later(lab):
     becomes("the engine runs", engine.status, lambda s: s["state"] == "1")
 
 
+def test_the_status_tells_of_a_missing_device_and_a_missing_sink(lab):
+    engine = run(lab)
+    for device in lab.server.devices:
+        lab.server.remove_sink(device)
+    becomes("no device is named", engine.status, lambda s: (s["target"], s["label"]) == ("", ""))
+    for device in lab.server.devices:
+        lab.server.add_sink(device, device.capitalize())
+    lab.routed_to("speakers")
+    lab.server.write("home/.config/pulse/daemon.conf", "allow-module-loading = no\n")
+    lab.server.kill()
+    lab.server.start()
+    becomes("it is not active", engine.status, lambda s: (s["state"], s["active"], s["target"]) == ("1", "0", "speakers"))
+
+
+test_the_status_tells_of_a_missing_device_and_a_missing_sink.SERVERS = (PULSEAUDIO,)
+
+
 # A null sink that nobody has used is up to two seconds ahead of the clock: ours after it was loaded, and
 # the user's own where that is the device.
 def test_the_first_sound_after_the_start_is_not_lost(lab):

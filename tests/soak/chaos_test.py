@@ -119,11 +119,12 @@ class Chaos:
             self.lost_guard = self.programs[0].guard()
             os.kill(self.lost_guard, self.dice.choice((signal.SIGSTOP, signal.SIGKILL)))
 
+    # One that was killed is a zombie until the program looks.
     def find_guard(self):
-        if self.lost_guard and os.path.exists(f"/proc/{self.lost_guard}"):
-            os.kill(self.lost_guard, signal.SIGCONT)
-        if self.lost_guard and not os.path.exists(f"/proc/{self.lost_guard}"):
-            becomes("there is a guard", self.programs[0].guard)
+        if self.lost_guard:
+            if os.path.exists(f"/proc/{self.lost_guard}"):
+                os.kill(self.lost_guard, signal.SIGCONT)
+            becomes("there is a guard", lambda: proc(self.programs[0].guard(), "stat").rsplit(")", 1)[1].split()[0] in "SR")
         self.lost_guard = None
 
     def switch_default(self):
@@ -253,4 +254,6 @@ def test_everything_finds_its_place(lab, actions=20, seed=1):
     chaos.settle()
     for _, player in chaos.players.values():
         player.close()
+    for name in chaos.filters:
+        lab.server.remove_sink(name)
     lab.remember()
