@@ -37,8 +37,9 @@ class PlayQueue {
   void restart(Start why, Clock::time_point now);
   // The server's report; `at` is when it looked.
   void report(const Timing& timing, Clock::time_point at) { meter_.report(timing, at); }
-  // Whether a report shows that the server has lost count of the stream, which only flushing cures.
-  [[nodiscard]] bool miscounted(const Timing& timing) const { return meter_.miscounted(timing); }
+  // Whether reports show that the server has lost count of the stream, which only flushing cures.
+  // Call with each report.
+  [[nodiscard]] bool miscounted(const Timing& timing) { return meter_.miscounted(timing); }
   // Whether to ask the server for a report now. Call once after each fragment.
   bool wants_report() { return meter_.wants_report(); }
 

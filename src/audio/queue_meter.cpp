@@ -24,6 +24,7 @@ namespace {
 constexpr std::int64_t kPeriodUs = 20000;  // that a device takes from the stream at once, at most
 // What an empty stream holds at most: less than a period, and what was written meanwhile.
 constexpr std::int64_t kUnderWayUs = 2 * kPeriodUs;
+constexpr int kMiscounts = 3;  // a burst may have been under way, but not each time
 // After which the first ones, from while playback began, no longer count.
 constexpr int kEnoughLooks = 12;
 constexpr int kFirstFragments = 50;  // with a report each
@@ -46,6 +47,7 @@ void QueueMeter::restart(bool same_device) {
   device_us_ = device_us_before_;
   device_most_us_ = 0;
   dry_at_ = same_device ? written_ : kNeverDry;
+  if (!same_device) miscounts_ = 0;
   look_again();
 }
 
@@ -91,9 +93,11 @@ void QueueMeter::report(const Timing& timing, Clock::time_point at) {
   device_us_ = std::max(device_us_before_, own_us);
 }
 
-bool QueueMeter::miscounted(const Timing& timing) const {
-  return dry_at_ != kNeverDry && !timing.playing &&
-         timing.fill_us - duration_us(written_ - dry_at_) > kUnderWayUs;
+bool QueueMeter::miscounted(const Timing& timing) {
+  if (dry_at_ == kNeverDry || timing.playing) return false;
+  const std::int64_t written_us = duration_us(written_ - std::exchange(dry_at_, kNeverDry));
+  miscounts_ = timing.fill_us - written_us > kUnderWayUs ? miscounts_ + 1 : 0;
+  return miscounts_ >= kMiscounts;
 }
 
 bool QueueMeter::wants_report() {

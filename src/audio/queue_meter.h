@@ -34,8 +34,9 @@ class QueueMeter {
   void wrote(std::size_t frames) { written_ += static_cast<std::int64_t>(frames); }
   // `at` is when the server looked.
   void report(const Timing& timing, Clock::time_point at);
-  // Whether the report tells of far more sound than was written since the stream ran dry.
-  [[nodiscard]] bool miscounted(const Timing& timing) const;
+  // Whether reports told of far more sound than was written since the stream ran dry, some dry
+  // moments in a row. Call with each report.
+  [[nodiscard]] bool miscounted(const Timing& timing);
   // Whether to ask the server for a report now. Call once after each fragment.
   bool wants_report();
 
@@ -65,7 +66,8 @@ class QueueMeter {
 
   std::int64_t recorded_ = 0;        // frames
   std::int64_t written_ = 0;         // frames
-  std::int64_t dry_at_ = kNeverDry;  // of these, when it ran dry
+  std::int64_t dry_at_ = kNeverDry;  // of these, when it ran dry, until a report has told of that
+  int miscounts_ = 0;                // dry moments in a row
   bool known_ = false;               // there was a report since the restart
   std::int64_t idle_us_ = 0;         // before it plays: the fill level, less what had been written
   // While it plays:
