@@ -250,7 +250,7 @@ def test_names_may_hold_anything_and_the_list_of_devices_has_a_line_for_each(lab
 # monitor, and our playback never on our own sink.
 def test_recovers_when_its_sink_is_removed_by_others(lab):
     lab.play()
-    lab.start(expect=["Cannot record from"])  # removed again at that moment
+    lab.start()
     lab.settle()
     lab.server.set_volume(SINK, 50)
     lab.hears("speakers", gain_db=HALF_DB)
