@@ -1,9 +1,11 @@
 #include "virtual_sink.h"
 
+#include <optional>
 #include <utility>
 
 #include "app/logger.h"
 #include "audio/guard.h"
+#include "handover.h"
 #include "requests.h"
 
 namespace audio {
@@ -17,6 +19,8 @@ constexpr const char* kModuleArguments =
     "device.icon_name=velmora'";
 // In which a server brings back the level of an earlier sink.
 constexpr std::chrono::seconds kRememberedLevel{1};
+// In which a busy server may do so, too, if it is the level that was handed over.
+constexpr std::chrono::seconds kRememberedLate{5};
 
 pa_cvolume uniform(pa_volume_t volume) {
   pa_cvolume result;
@@ -34,7 +38,8 @@ std::uint32_t g_module = kNoIndex;
 bool g_load_unanswered = false;
 std::string g_load_fault;  // why the last sink could not be loaded, empty when it could
 Clock::time_point g_loaded_at;
-Level g_level;  // to which the user has turned our sink
+Level g_level;                   // to which the user has turned our sink
+std::optional<Level> g_earlier;  // that of the sink before, where it must not come back
 
 // Servers round, but not 100 %.
 bool has_volume(const SinkInfo& sink, const pa_cvolume& volume) {
@@ -51,6 +56,16 @@ bool has_volume(const SinkInfo& sink, const pa_cvolume& volume) {
 
 bool just_loaded() {
   return Clock::now() - g_loaded_at <= kRememberedLevel;
+}
+
+// Of a device with other channels our sink's were all alike.
+Level stereo(const pa_cvolume& volume, bool muted) {
+  return {volume.channels == kChannels ? volume : uniform(pa_cvolume_max(&volume)), muted};
+}
+
+bool brought_back(const SinkInfo& ours) {
+  return g_earlier && Clock::now() - g_loaded_at <= kRememberedLate &&
+         ours.muted == g_earlier->muted && has_volume(ours, g_earlier->volume);
 }
 
 bool unload(const LoopLock& lock, std::uint32_t module) {
@@ -95,6 +110,8 @@ bool load_sink(const LoopLock& lock, Snapshot* s) {
     return false;
   }
   g_loaded_at = Clock::now();
+  g_earlier.reset();
+  if (const auto kept = kept_handover()) g_earlier = stereo(kept->ours, kept->muted);
   return true;
 }
 
@@ -148,10 +165,9 @@ bool remove_sink(const LoopLock& lock) {
   return unloaded;
 }
 
-// Of a device with other channels our sink's were all alike.
 void set_level(const pa_cvolume& volume, bool muted) {
-  const bool same = volume.channels == kChannels;
-  g_level = {same ? volume : uniform(pa_cvolume_max(&volume)), muted};
+  g_level = stereo(volume, muted);
+  g_earlier.reset();  // it is what is wanted
 }
 
 void reset_level() {
@@ -160,11 +176,12 @@ void reset_level() {
 
 // What the server remembers of an earlier virtual sink (a low volume, a mute) is not what the user
 // hears now, and at the end a low volume is handed over to the real device: without this it would
-// sink from run to run. Some servers restore it a moment after the sink has appeared. But where our
-// sink was lost, with its server or because somebody removed it, nothing was handed over, and the
-// new one must not be louder.
+// sink from run to run. Some servers restore it a moment after the sink has appeared, a busy one
+// seconds later: there it can be told from the user's wish by being what was handed over, volume
+// and mute at once. But where our sink was lost, with its server or because somebody removed it,
+// nothing was handed over, and the new one must not be louder.
 bool start_at_level(const LoopLock& lock, const SinkInfo& ours) {
-  if (!just_loaded()) return true;
+  if (!just_loaded() && !brought_back(ours)) return true;
   const bool volume_set =
       has_volume(ours, g_level.volume) || set_sink_volume(lock, kSinkName, g_level.volume);
   const bool mute_set =
@@ -173,8 +190,8 @@ bool start_at_level(const LoopLock& lock, const SinkInfo& ours) {
 }
 
 void remember_level(const Snapshot& s) {
-  if (just_loaded()) return;
   const SinkInfo* ours = s.find(kSinkName);
+  if (just_loaded() || brought_back(*ours)) return;
   g_level = {ours->volume, ours->muted};
 }
 

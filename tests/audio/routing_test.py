@@ -121,6 +121,10 @@ def test_what_was_turned_down_does_not_come_back_loud(lab):
         lab.server.set_mute("speakers", False)
         program = lab.start(home=home)
         lab.settle()
+        if lab.server.kind == PIPEWIRE:  # on a busy machine its session manager brings the level of the last sink back late
+            node = lab.server.sinks()[SINK]["properties"]["object.id"]
+            subprocess.run(["pw-cli", "set-param", node, "Props", "{ mute: true, channelVolumes: [ 0.125, 0.015625 ] }"],
+                           env=lab.server.environment(), check=True, stdout=subprocess.DEVNULL)
         becomes("nothing is undone", lambda: (levels("speakers"), levels(SINK)), (([60, 60], False), ([100, 100], False)))
         lab.end(program)
         lab.expect(speakers={"volume": [60, 60], "mute": False})
