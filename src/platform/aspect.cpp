@@ -3,7 +3,7 @@
 //
 // What a window manager has taken into its hands (maximized in any direction, full screen, tiled)
 // stays as it is, without the hint, and so does a size that it holds on to: the views fill any
-// shape. A window that has the size from before a request of ours was resized by nobody: the
+// shape. A window that has the size from before our last request was resized by nobody: the
 // request was refused, or is carried out later, and nothing else is asked for.
 //
 // SDL takes every request for granted. For a while after each one the real size is looked at before
