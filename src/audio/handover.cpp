@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <span>
 #include <sstream>
 
@@ -23,6 +24,10 @@ std::string file_path() {
 
 std::span<const pa_volume_t> channels(const pa_cvolume& volume) {
   return std::span(volume.values).first(volume.channels);
+}
+
+bool near(pa_volume_t a, pa_volume_t b) {
+  return a <= b + kRounding && b <= a + kRounding;
 }
 
 void write(std::ostream& out, const pa_cvolume& volume) {
@@ -88,14 +93,9 @@ std::optional<Handover> kept_handover() {
 }
 
 bool still_as_left(const Handover& handover, const pa_cvolume& volume, bool muted) {
-  if (muted != handover.muted || volume.channels != handover.before.channels) return false;
   pa_cvolume left;
   pa_sw_cvolume_multiply(&left, &handover.before, &handover.ours);
-  for (std::size_t c = 0; c < volume.channels; ++c) {
-    const pa_volume_t v = volume.values[c];
-    if (v + kRounding < left.values[c] || v > left.values[c] + kRounding) return false;
-  }
-  return true;
+  return muted == handover.muted && std::ranges::equal(channels(volume), channels(left), near);
 }
 
 void forget_handover() {
@@ -103,10 +103,9 @@ void forget_handover() {
 }
 
 bool being_taken_back(const Handover& handover, const SinkLevel& ours, const SinkLevel& device) {
-  const pa_volume_t now = pa_cvolume_max(&ours.volume);
-  const pa_volume_t kept = pa_cvolume_max(&handover.ours);
-  return now <= kept + kRounding && kept <= now + kRounding &&
-         still_as_left(handover, device.volume, device.muted);
+  const bool at_level = near(pa_cvolume_max(&ours.volume), pa_cvolume_max(&handover.ours));
+  const bool only_muted = handover.muted && pa_cvolume_is_norm(&ours.volume) != 0;
+  return (at_level || only_muted) && still_as_left(handover, device.volume, device.muted);
 }
 
 void keep_unrestored() {

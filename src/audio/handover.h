@@ -45,7 +45,8 @@ void keep_handover(const Handover& handover);
 std::optional<Handover> kept_handover();
 void forget_handover();
 
-// Whether it is being taken back: our sink is at its level again, and the device as it was left.
+// Whether it is being taken back: the device is as it was left, and our sink is at its level again
+// or has as yet only its mute: a new sink may forget the volume that it was just given.
 bool being_taken_back(const Handover& handover, const SinkLevel& ours, const SinkLevel& device);
 
 // Whether a device of this volume is as the handover has left it.

@@ -21,7 +21,7 @@ namespace audio {
 
 namespace {
 
-constexpr int kTries = 3;  // to become the default device, before it counts as refused
+constexpr int kTries = 3;  // to become the default device, or to take back what was handed over
 constexpr std::chrono::seconds kTryEvery{2};
 constexpr int kFirstSoundMs = 50;    // for several fragments
 constexpr int kFirstLinkMs = 1000;   // where the session manager must be awaited
@@ -31,6 +31,7 @@ constexpr int kRestrictedMs = 1000;  // for the answer of a server that refuses 
 Follow g_follow;
 // While our sink is being removed, and until what was handed over has been taken back.
 std::optional<Handover> g_handed_over;
+int g_take_back_tries = 0;
 int g_tries = 0;  // to become the default device in vain, with the same sink
 Clock::time_point g_tried_at;
 std::string g_asked_for;  // the device that was the default at the last try
@@ -114,11 +115,16 @@ std::optional<Handover> handover_to_take_back(const Snapshot& s) {
   return std::nullopt;
 }
 
-// Our sink is turned down and has the music, so nothing gets louder.
-void turn_up_again(const LoopLock& lock, const Handover& handover) {
-  set_sink_volume(lock, handover.device, handover.before);
-  if (handover.muted) set_sink_mute(lock, handover.device, false);
+// Our sink is turned down and has the music, so nothing gets louder. Returns whether that is done,
+// or has been refused too often: the device may have gone.
+bool turn_up_again(const LoopLock& lock) {
+  const auto& [device, before, ours, muted] = *g_handed_over;
+  const bool done =
+      set_sink_volume(lock, device, before) && (!muted || set_sink_mute(lock, device, false));
+  if (server_silent(lock) || (!done && ++g_take_back_tries < kTries)) return false;
+  g_handed_over.reset();
   forget_handover();
+  return true;
 }
 
 // Gives the default device and the streams back to `target`.
@@ -250,6 +256,7 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
   }
   if (loading && takeover && !g_restricted) {
     g_handed_over = handover_to_take_back(s);
+    g_take_back_tries = 0;
     if (g_handed_over) set_level(g_handed_over->ours, g_handed_over->muted);
   }
   const SinkInfo* ours = s.find(kSinkName);
@@ -267,7 +274,7 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
     done = settled && done;
     if (settled && !g_restricted) {
       if (!acquire_streams(lock)) return false;
-      if (const auto handover = std::exchange(g_handed_over, {})) turn_up_again(lock, *handover);
+      if (g_handed_over) done = turn_up_again(lock) && done;
     }
   }
   auto now = query(lock);

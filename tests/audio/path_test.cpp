@@ -380,8 +380,12 @@ TEST(Handover, multiplies_once_keeps_every_field_and_is_taken_back_once) {
     EXPECT_EQ(pa_cvolume_max(&back->ours), pa_cvolume_max(&ours.volume));
     EXPECT_EQ(back->muted, c.ours_muted);
     EXPECT_EQ(being_taken_back(*back, ours, device), device.muted == c.ours_muted);
-    pa_cvolume_set(&ours.volume, 2, percent(20));
-    EXPECT_FALSE(being_taken_back(*back, ours, device));
+    for (const pa_volume_t volume : {PA_VOLUME_NORM, percent(20)}) {
+      pa_cvolume_set(&ours.volume, 2, volume);
+      EXPECT_EQ(being_taken_back(*back, ours, device),
+                volume == PA_VOLUME_NORM && c.ours_muted && device.muted)
+          << "at 100 %, a new sink that has got only its mute";
+    }
     forget_handover();
     EXPECT_FALSE(kept_handover());
   }
