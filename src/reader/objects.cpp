@@ -21,7 +21,6 @@ constexpr unsigned kText = 4;
 constexpr unsigned kWindow = 8;
 constexpr unsigned kKinds = 16;
 
-constexpr double kMostDb = 12.0;
 constexpr double kStepDb = 0.5;
 
 struct Object {
@@ -155,7 +154,8 @@ const ActionRow* find_action(AtkAction* action, int i) {
 
 bool set_gain(const Node& node, double gain_db) {
   if (!node.element.enabled || std::isnan(gain_db)) return false;
-  submit(node, Verb::kSet, static_cast<float>(std::clamp(gain_db, -kMostDb, kMostDb)));
+  const double limit = static_cast<double>(node.element.limit);
+  submit(node, Verb::kSet, static_cast<float>(std::clamp(gain_db, -limit, limit)));
   return true;
 }
 
@@ -187,8 +187,10 @@ void get_value(AtkValue* value, double* gain_db, char** text) {
   if (text != nullptr) *text = node != nullptr ? g_strdup(node->element.text.c_str()) : nullptr;
 }
 
-AtkRange* get_range(AtkValue* /*value*/) {
-  return library().new_range(-kMostDb, kMostDb, nullptr);
+AtkRange* get_range(AtkValue* value) {
+  const Node* node = node_of(value);
+  const double limit = node != nullptr ? static_cast<double>(node->element.limit) : 0.0;
+  return library().new_range(-limit, limit, nullptr);
 }
 
 double get_increment(AtkValue* /*value*/) {

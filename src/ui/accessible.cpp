@@ -195,7 +195,10 @@ void add_layer(const Layer& layer, int parent, Items* all) {
     Item& e = add(control.code, control.group != 0 ? control.group : parent, control.role,
                   name_of(control), found->rect, all);
     e.text = text_of(control.code);
-    e.value = is_slider(control.code) ? gain_of(control.code) : 0.0F;
+    if (is_slider(control.code)) {
+      e.value = gain_of(control.code);
+      e.limit = eq::kMaxGainDb;
+    }
     e.enabled =
         on_top && (active || !found->while_active) && (control.code != kHitSaveOk || can_save());
     e.on = is_on(control.code);

@@ -22,7 +22,7 @@ enum class Role {
   kToggle,  // a button that stays down
   kChoice,  // one of a group: the others go off
   kSwitch,
-  kSlider,  // a gain: -12 to +12 in steps of 0.5
+  kSlider,  // a gain, in steps of 0.5 dB
   kCombo,   // a button with a list; its text is what is chosen
   kList,
   kRow,
@@ -47,6 +47,7 @@ struct Element {
   float w = 0.0F;
   float h = 0.0F;
   float value = 0.0F;  // of a slider, in dB
+  float limit = 0.0F;  // it goes from -limit to +limit
   bool enabled = true;
   bool on = false;         // down, checked, chosen, open
   bool pressable = false;  // a press does something
