@@ -1,11 +1,9 @@
-// The stations of a sample's path, without a server: equalizer, fade, tap and play queue. And what
-// becomes of the volume at its end.
+// The stations of a sample's path, without a server: equalizer, fade, tap and play queue.
 
 #include "app/logger.h"
 #include "audio/audio_private.h"
 #include "audio/equalizer.h"
 #include "audio/fade.h"
-#include "audio/handover.h"
 #include "audio/play_queue.h"
 #include "audio/stream_path.h"
 #include "audio/tap.h"
@@ -330,65 +328,6 @@ TEST(PathStats, report_what_is_new_once) {
     EXPECT_EQ(logger::tail(500).size() - before, s == 0 || s == 61 ? 1U : 0U) << s;
   }
   EXPECT_THAT(logger::tail(1)[0], testing::EndsWith("ran dry: no sound was recorded for 70 ms"));
-}
-
-// How our sink's level changes the device's, and when that is taken back.
-TEST(Handover, multiplies_once_keeps_every_field_and_is_taken_back_once) {
-  struct Case {
-    unsigned ours_percent;
-    bool ours_muted;
-    bool device_muted;
-    bool handed_over;
-    bool kept;  // until the next start
-  };
-  const auto percent = [](unsigned n) {
-    return static_cast<pa_volume_t>(PA_VOLUME_NORM / 100U * n);
-  };
-  for (const Case& c : {Case{100, false, false, false, false}, Case{50, false, false, true, true},
-                        Case{50, false, true, true, true}, Case{100, true, false, true, true},
-                        Case{40, true, true, true, true}, Case{120, false, false, true, false}}) {
-    const Home home;
-    fs::create_directories(home.config());
-    SinkLevel ours;
-    pa_cvolume_set(&ours.volume, 2,
-                   c.ours_percent == 100 ? PA_VOLUME_NORM : percent(c.ours_percent));
-    ours.muted = c.ours_muted;
-    SinkLevel device;
-    pa_cvolume_set(&device.volume, 2, percent(80));
-    device.muted = c.device_muted;
-    const auto handover = hand_over(ours, "a device", &device, nullptr);
-    ASSERT_EQ(handover.has_value(), c.handed_over);
-    EXPECT_EQ(device.muted, c.device_muted || c.ours_muted);
-    const pa_volume_t left = pa_sw_volume_multiply(percent(80), pa_cvolume_max(&ours.volume));
-    EXPECT_EQ(pa_cvolume_max(&device.volume), left);
-    if (!handover) continue;
-    EXPECT_EQ(still_as_left(*handover, device.volume, device.muted), device.muted == c.ours_muted);
-    pa_cvolume louder = device.volume;
-    louder.values[1] += percent(2);
-    EXPECT_FALSE(still_as_left(*handover, louder, c.ours_muted)) << "in one channel";
-    // A pass that is repeated.
-    if (!c.device_muted) {
-      EXPECT_FALSE(hand_over(ours, "a device", &device, &*handover));
-      EXPECT_EQ(pa_cvolume_max(&device.volume), left);
-    }
-    keep_handover(*handover);
-    const auto back = kept_handover();
-    ASSERT_EQ(back.has_value(), c.kept);
-    if (!back) continue;
-    EXPECT_EQ(back->device, "a device");
-    EXPECT_EQ(pa_cvolume_max(&back->before), percent(80));
-    EXPECT_EQ(pa_cvolume_max(&back->ours), pa_cvolume_max(&ours.volume));
-    EXPECT_EQ(back->muted, c.ours_muted);
-    EXPECT_EQ(being_taken_back(*back, ours, device), device.muted == c.ours_muted);
-    for (const pa_volume_t volume : {PA_VOLUME_NORM, percent(20)}) {
-      pa_cvolume_set(&ours.volume, 2, volume);
-      EXPECT_EQ(being_taken_back(*back, ours, device),
-                volume == PA_VOLUME_NORM && c.ours_muted && device.muted)
-          << "at 100 %, a new sink that has got only its mute";
-    }
-    forget_handover();
-    EXPECT_FALSE(kept_handover());
-  }
 }
 
 }  // namespace

@@ -61,8 +61,9 @@ class Tree:
         return [name for name in failed if self.run(*ctest, f"^{re.escape(name)}$").returncode != 0]
 
     def ask(self, area):
-        own = [f"test_{area}"] if list((HERE.parent / area).glob("*_test.cpp")) else []
-        stages = [("unit", rf"^{area}\.", own), ("unit", ".", []),
+        lists = HERE.parent / area / "CMakeLists.txt"
+        own = re.findall(r"NAME (\S+) LABEL unit", lists.read_text(encoding="utf-8")) if lists.exists() else []
+        stages = [("unit", rf"^({'|'.join(own)})\." if own else "^$", [f"test_{name}" for name in own]), ("unit", ".", []),
                   ("server|display", f"^({LAB.get(area, 'display|reader|desktop')})", []), ("unit|server|display", ".", [])]
         for labels, only, needed in stages[: self.options.stages]:
             targets = [word for target in needed for word in ("--target", target)]
@@ -90,6 +91,7 @@ def main():
     parser.add_argument("tree", nargs="?", type=pathlib.Path, default=HERE.parents[1])
     parser.add_argument("--list", action="store_true")
     parser.add_argument("--summary", action="store_true")
+    parser.add_argument("--faults", type=pathlib.Path, default=HERE / "faults.txt", help="another list of faults")
     parser.add_argument("--stages", type=int, default=3)
     parser.add_argument("--only", default=".", metavar="REGEX", help="faults whose file and name match")
     parser.add_argument("--build", default="build-dev", help="build directory in the tree")
@@ -99,7 +101,7 @@ def main():
     parser.add_argument("--test-with", type=shlex.split, default=[], help="put before the other tests")
     options = parser.parse_args()
     options.tree = options.tree.resolve()
-    faults = [f for f in read_faults(HERE / "faults.txt") if re.search(options.only, f"{f.file} {f.name}")]
+    faults = [f for f in read_faults(options.faults) if re.search(options.only, f"{f.file} {f.name}")]
     lost = [f for f in faults if planted(f, (options.tree / "src" / f.file).read_text(encoding="utf-8")) is None]
     known = options.results.read_text(encoding="utf-8").splitlines() if options.results.exists() else []
     results = dict(line.split("\t", 1) for line in known)  # later lines count

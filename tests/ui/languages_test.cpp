@@ -1,6 +1,7 @@
 // Texts of every language find room where the layout gives them no ellipsis, in all views at their
 // reference sizes.
 #include "app/utf8.h"
+#include "ui/lists.h"
 #include "window.h"
 
 namespace {

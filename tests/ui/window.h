@@ -6,7 +6,6 @@
 #include "fakes.h"
 #include "i18n/i18n.h"
 #include "test.h"
-#include "ui/lists.h"
 #include "ui/presets.h"
 #include "ui/state.h"
 #include "ui/status_view.h"
@@ -57,44 +56,9 @@ class Window : public Test {
   }
   static int code_at(const gfx::Rect& r) { return code_at(r.x + r.w / 2, r.y + r.h / 2); }
 
-  // A press, and what is seen then.
-  void press(float x, float y) {
-    ui::on_mouse_move(x, y);
-    ui::on_mouse_down(x, y);
-    ui::on_mouse_up();
-    paint();
-  }
-  void press(const gfx::Rect& r) { press(r.x + r.w / 2, r.y + r.h / 2); }
-  void press(int code) { press(at(code)); }
-
-  // The middle of a row of the open list as painted.
-  static gfx::Rect row(int i) {
-    const auto below_top = static_cast<float>(i - shown().first) * ui::kRowHeight;
-    const gfx::Rect& r = shown().rect;
-    return {r.x, r.y + ui::kPopupPadding + below_top, r.w, ui::kRowHeight};
-  }
-  static int row_with(const std::string& value) {
-    const std::vector<ui::PopupRow>& rows = list().rows;
-    const auto found = std::find_if(rows.begin(), rows.end(), [&](const ui::PopupRow& row) {
-      return row.value == value && row.choose != nullptr;
-    });
-    EXPECT_NE(found, rows.end()) << "no row " << value;
-    return static_cast<int>(found - rows.begin());
-  }
-
   static const ui::Layout& layout() { return ui::state().view; }
   // Where an element of the layer on top is, as painted.
   static gfx::Rect at(int code) { return ui::top_layer().at(code); }
-  static bool saved() { return fs::exists(settings::file_path()); }
-  // Whether the last change is written 1.2 s later, and not before.
-  static bool saved_in_time() {
-    fs::remove(settings::file_path());
-    frame(1199);
-    const bool early = saved();
-    frame(1);
-    return !early && saved();
-  }
-  static const ui::Popup& list() { return ui::state().look.popup; }
   static const ui::PopupLayout& shown() { return ui::state().list; }
   // The view at its reference size.
   static gfx::Rect view() {
@@ -107,7 +71,6 @@ class Window : public Test {
     return r.x >= outer.x && r.y >= outer.y && r.x + r.w <= outer.x + outer.w &&
            r.y + r.h <= outer.y + outer.h;
   }
-  static std::vector<std::string> calls() { return std::exchange(fakes::desktop.calls, {}); }
 
   Home home_;
   Settings s_;

@@ -1,0 +1,396 @@
+// A walk through the interface, and all that follows from each step: what is drawn, what can be met
+// and read, what the engine, the window and the settings get.
+#include "app/autostart.h"
+#include "app/device_presets.h"
+#include "app/logger.h"
+#include "app/settings_text.h"
+#include "approved.h"
+#include "fakes.h"
+#include "i18n/i18n.h"
+#include "recording.h"
+#include "ui/accessible.h"
+#include "ui/commands.h"
+#include "ui/state.h"
+#include "ui/views.h"
+
+namespace recording {
+
+std::string one_line(std::string text) {
+  for (const auto& [mark, name] :
+       {std::pair{"\u2068"s, "<"}, {"\u2069"s, ">"}, {"\u200F"s, "<rtl>"}, {"\n"s, "<br>"}})
+    for (std::size_t at = 0; (at = text.find(mark, at)) != std::string::npos;)
+      text.replace(at, mark.size(), name);
+  return text;
+}
+
+}  // namespace recording
+
+namespace {
+
+using approved::Lines;
+using approved::number;
+
+std::string text(const eq::Curve& curve) {
+  std::string all = number(curve.preamp);
+  for (const float gain : curve.gain)
+    all += " " + number(gain);
+  return all;
+}
+
+std::string text(float x, float y, float w, float h) {
+  return number(x) + " " + number(y) + " " + number(w) + " " + number(h);
+}
+
+class walk : public Test {
+ protected:
+  walk() {
+    fakes::reset();
+    fs::create_directories(home_.config());
+    i18n::set_language("en");
+    ui::set_device_presets(&devices_, false);
+    ui::init(&s_, false);
+  }
+  ~walk() override {
+    ui::init(nullptr, false);
+    ui::set_device_presets(nullptr, false);
+  }
+
+  // Paints where that is asked for, as the program does: what was not asked for stays as it was.
+  void paint() {
+    if (!std::exchange(fresh_, false) && !ui::take_dirty()) return;
+    const ui::View v = ui::view_for(fakes::desktop.w, fakes::desktop.h);
+    ui::draw_base(static_cast<int>(v.w), static_cast<int>(v.h));
+    if (!ui::draw_overlay(static_cast<int>(v.w), static_cast<int>(v.h)))
+      recording::drawn.emplace_back("no overlay");
+    picture_ = std::exchange(recording::drawn, {});
+  }
+
+  Lines moving_parts() {
+    const ui::BarView b = ui::bar_view();
+    const ui::SegmentGeom g = ui::bar_geom(b.bars.w, b.bars.h, b.compact);
+    const ui::SegmentGeom m = ui::meter_geom(b.meters.w, b.meters.h);
+    Lines all{"bars at " + text(b.bars.x, b.bars.y, b.bars.w, b.bars.h),
+              "meters at " + text(b.meters.x, b.meters.y, b.meters.w, b.meters.h),
+              "glass at " + text(b.glass.x, b.glass.y, b.glass.w, b.glass.h) +
+                  (b.show_glass ? "" : ", hidden")};
+    for (const auto& [name, x] : {std::pair{"bars", g}, {"meters", m}})
+      all.push_back(name + " of "s + std::to_string(x.columns) + " x " +
+                    std::to_string(x.segments) + ": " +
+                    text(x.column_width, x.gap, x.segment_height, x.pitch));
+    int lit[ui::kBars];
+    int peak[ui::kBars];
+    ui::bar_segments(g.segments, lit, peak);
+    for (const char* what : {"bars", "meters"}) {
+      std::string line = what + " lit:"s;
+      for (int i = 0; i < (what[0] == 'b' ? ui::kBars : ui::kMeters); ++i)
+        line += " " + std::to_string(lit[i]) + "/" + std::to_string(peak[i]);
+      all.push_back(line);
+      ui::meter_segments(m.segments, lit, peak);
+    }
+    // Of the strips and the glyphs their first and last segment.
+    for (int mode = 0; mode < ui::kModes; ++mode) {
+      ui::paint_bars(mode, b.bars.w, b.bars.h, b.compact);
+      ui::paint_meters(mode, b.meters.w, b.meters.h);
+    }
+    ui::paint_glass(b.glass.w, b.glass.h);
+    const ui::TitleView& title = ui::title_view();
+    all.push_back("title at " + text(title.x, title.y, title.size, title.height));
+    for (const ui::TitleGlyph& glyph : title.glyphs) {
+      all.back() += " " + glyph.text + number(glyph.x);
+      ui::paint_glyph(glyph.text, title.size, glyph.width, title.height);
+    }
+    const Lines strips = std::exchange(recording::drawn, {});
+    for (std::size_t i = 0; i < strips.size(); i += 97)
+      all.push_back("strip " + strips[i]);
+    all.push_back("caps of mode " + std::to_string(ui::cap_mode()) + ", " +
+                  std::to_string(strips.size()) + " drawings");
+    return all;
+  }
+
+  Lines world() {
+    paint();
+    Lines all = moving_parts();
+    std::ranges::copy(picture_, std::back_inserter(all));
+    for (std::string& line : approved::lines_of(settings::serialize(s_)))
+      all.push_back("setting " + line);
+    for (const std::string& line : approved::lines_of(device_presets::serialize(devices_)))
+      all.push_back("device " + line);
+    for (const ui::Element& e : ui::top_layer().elements)
+      all.push_back("hit " + std::to_string(e.code) + " " +
+                    text(e.rect.x, e.rect.y, e.rect.w, e.rect.h) +
+                    (e.while_active ? " while active" : ""));
+    for (const reader::Element& e : ui::describe())
+      all.push_back("read " + std::to_string(e.id) + " in " + std::to_string(e.parent) + " role " +
+                    std::to_string(static_cast<int>(e.role)) + " " + text(e.x, e.y, e.w, e.h) +
+                    " " + recording::one_line(e.name + "|" + e.text) + " " + number(e.value) +
+                    (e.enabled ? "" : " disabled") + (e.on ? " on" : "") +
+                    (e.pressable ? " pressable" : "") + (e.erasable ? " erasable" : "") +
+                    (e.focused ? " focused" : "") + (e.selected ? " selected" : ""));
+    const fakes::Audio& engine = fakes::sound;
+    all.push_back("engine " + std::string(engine.active ? "on" : "off") +
+                  (engine.status.muted ? " muted" : "") + ", to " + engine.output + ", restores " +
+                  engine.restore_hint);
+    all.push_back("engine hears " + text(engine.curve));
+    for (const auto& [device, curve] : engine.device_curves)
+      all.push_back("engine for " + device + ": " + text(curve));
+    const ui::Look& look = ui::state().look;
+    all.push_back("over " + std::to_string(look.hover) + ", drags " + std::to_string(look.drag) +
+                  ", cursor " + std::to_string(ui::cursor_at(x_, y_)));
+    int w = 0;
+    int h = 0;
+    ui::reference_size(&w, &h);
+    all.push_back(
+        "view " + text(0, 0, static_cast<float>(w), static_cast<float>(h)) + ", zoom " +
+        number(static_cast<double>(ui::view_for(fakes::desktop.w, fakes::desktop.h).zoom), 3));
+    all.push_back(autostart::enabled() ? "starts at login" : "does not start at login");
+    const Settings written = fs::exists(settings::file_path()) ? settings::load() : Settings{};
+    all.push_back(written == s_ ? "saved" : "not saved");
+    all.push_back(device_presets::load() == devices_ ? "devices saved" : "devices not saved");
+    return all;
+  }
+
+  std::string act(const std::string& line) {
+    std::istringstream in(line);
+    std::string what;
+    std::string word;
+    in >> what;
+    const auto rest = [&in] {
+      std::string all;
+      std::getline(in >> std::ws, all);
+      return all;
+    };
+    // " / " stands for the end of a line.
+    const auto lines = [&rest] {
+      std::string all = rest();
+      for (std::size_t at = all.find(" / "); at != std::string::npos; at = all.find(" / "))
+        all.replace(at, 3, "\n");
+      return all;
+    };
+    const auto next = [&in] {
+      int n = 0;
+      in >> n;
+      return n;
+    };
+    // Of an element's code, with "at" of a point.
+    const auto place = [&] {
+      in >> word;
+      if (word == "at") return void(in >> x_ >> y_);
+      const gfx::Rect r = ui::top_layer().at(std::stoi(word));
+      missing_ = r.w <= 0;
+      x_ = r.x + r.w / 2;
+      y_ = r.y + r.h / 2;
+    };
+    const auto row = [&] {
+      const ui::PopupLayout& list = ui::state().list;
+      x_ = list.rect.x + 20;
+      y_ = list.rect.y + ui::kPopupPadding +
+           (static_cast<float>(next() - list.first) + 0.5F) * ui::kRowHeight;
+    };
+    const auto press = [this] {
+      ui::on_mouse_move(x_, y_);
+      ui::on_mouse_down(x_, y_);
+      ui::on_mouse_up();
+    };
+    audio::Status& status = fakes::sound.status;
+    const std::map<std::string, std::function<void()>> actions{
+        {"look", [this] { before_.clear(); }},
+        {"frame",
+         [&] {
+           fakes::desktop.now += static_cast<std::uint64_t>(next());
+           moving_ = ui::on_frame();
+         }},
+        {"press",
+         [&] {
+           place();
+           press();
+         }},
+        {"hold",
+         [&] {
+           place();
+           ui::on_mouse_move(x_, y_);
+           ui::on_mouse_down(x_, y_);
+         }},
+        {"move",
+         [&] {
+           place();
+           ui::on_mouse_move(x_, y_);
+         }},
+        {"release", [] { ui::on_mouse_up(); }},
+        {"leave", [] { ui::on_mouse_leave(); }},
+        {"double",
+         [&] {
+           place();
+           ui::on_double_click(x_, y_);
+         }},
+        {"wheel",
+         [&] {
+           const int steps = next();
+           place();
+           ui::on_wheel(x_, y_, steps);
+         }},
+        {"row",
+         [&] {
+           row();
+           press();
+         }},
+        {"over-row",
+         [&] {
+           row();
+           ui::on_mouse_move(x_, y_);
+         }},
+        {"erase",
+         [&] {
+           row();
+           x_ = ui::state().list.rect.x + ui::state().list.rect.w - 12;
+           press();
+         }},
+        {"key", [&] { ui::on_key(static_cast<ui::Key>(next())); }},
+        {"type", [&] { ui::on_text(rest()); }},
+        {"set",
+         [&] {
+           settings::deserialize(lines(), &s_);
+           ui::follow_settings();
+         }},
+        {"window",
+         [&] {
+           fakes::desktop.w = next();
+           fakes::desktop.h = next();
+           fresh_ = true;
+         }},
+        {"position",
+         [&] {
+           fakes::desktop.x = next();
+           fakes::desktop.y = next();
+         }},
+        {"framed",
+         [&] {
+           fakes::desktop.framed = next() != 0;
+           fresh_ = true;
+         }},
+        {"scale",
+         [&] {
+           ui::set_pixel_scale(static_cast<float>(next()) / 100);
+           fresh_ = true;
+         }},
+        {"reduced", [&] { ui::set_reduced_motion(next() != 0); }},
+        {"state",
+         [&] {
+           status.state = next();
+           status.active = next() != 0;
+           status.select_output = next() != 0;
+           status.setup_needed = next() != 0;
+           status.permission_needed = next() != 0;
+         }},
+        {"target",
+         [&] {
+           in >> status.target;
+           status.target_label = rest();
+         }},
+        {"follow", [&] { in >> status.follow; }},
+        {"plays",
+         [&] {
+           in >> word;
+           fakes::play_to(word == "nothing" ? "" : word);
+         }},
+        {"device",
+         [&] {
+           in >> word;
+           fakes::sound.devices.push_back({word, rest()});
+         }},
+        {"unplug", [&] { fakes::sound.devices.clear(); }},
+        {"sound",
+         [&] {
+           fakes::Audio& s = fakes::sound;
+           s.has_sound = true;
+           in >> s.left >> s.right;
+           s.peak[0] = s.left;
+           s.peak[1] = s.right;
+           ++s.serial;
+         }},
+        {"file",
+         [&] {
+           in >> word;
+           write_file(home_.path() / word, lines());
+           ui::import_file(home_.path() / word);
+         }},
+        {"import-at-start", [&] { ui::import_at_start(home_.path() / rest()); }},
+        {"block", [&] { fs::create_directories(settings::file_path() + ".tmp"); }},
+        {"unblock", [&] { fs::remove(settings::file_path() + ".tmp"); }},
+        {"devices",
+         [&] {
+           devices_ = device_presets::deserialize(lines());
+           ui::set_device_presets(&devices_, next() != 0);
+         }},
+        {"crash", [&] { ui::set_crash_report(rest()); }},
+        {"ask",
+         [&] {
+           reader::Command c;
+           in >> c.id;
+           c.verb = static_cast<reader::Verb>(next());
+           in >> c.value;
+           c.name = rest();
+           ui::carry_out(c);
+         }},
+        {"choose", [&] { ui::choose_preset(rest()); }},
+        {"each", [&] { ui::use_device_presets(next() != 0); }},
+        {"equalizer", [&] { ui::set_equalizer(next() != 0); }},
+        {"mute", [] { ui::toggle_mute(); }},
+        {"toggle", [] { ui::toggle_equalizer(); }},
+        {"compact",
+         [&] {
+           ui::show_compact(next() != 0);
+           fresh_ = true;
+         }},
+        {"settings", [] { ui::open_settings(); }},
+        {"persist", [] { ui::persist(); }},
+        {"presets",
+         [] {
+           for (const ui::NamedPreset& p : ui::presets())
+             fakes::desktop.calls.push_back(p.id + " " + p.name + " " + text(p.curve));
+         }},
+        {"start", [&] {
+           ui::init(&s_, next() != 0);
+           fresh_ = true;
+         }}};
+    const auto action = actions.find(what);
+    EXPECT_NE(action, actions.end()) << line;
+    if (action == actions.end()) return "";
+    action->second();
+    Lines now = world();
+    std::string result =
+        approved::beginning(approved::difference(before_, now), what == "look" ? now.size() : 24);
+    before_ = std::move(now);
+    if (std::exchange(missing_, false)) result += "is not there\n";
+    for (const std::string& call : std::exchange(fakes::desktop.calls, {}))
+      result += "call " + call + "\n";
+    if (const int curves = std::exchange(fakes::sound.curves, 0); curves != 0)
+      result += "curves " + std::to_string(curves) + "\n";
+    if (what == "frame") result += moving_ ? "moves\n" : "rests\n";
+    return result;
+  }
+
+  Home home_;
+  Settings s_;
+  DevicePresets devices_;
+  float x_ = 0;
+  float y_ = 0;
+  bool fresh_ = true;
+  bool moving_ = false;
+  bool missing_ = false;  // the element of the last action
+  Lines picture_;
+  Lines before_;
+};
+
+TEST_F(walk, leads_through_the_window) {
+  approved::expect("window.txt", [this](const std::string& line) { return act(line); });
+}
+
+TEST_F(walk, leads_through_presets_and_files) {
+  approved::expect("presets.txt", [this](const std::string& line) { return act(line); });
+}
+
+TEST_F(walk, leads_through_devices_and_what_is_said_of_them) {
+  approved::expect("devices.txt", [this](const std::string& line) { return act(line); });
+}
+
+}  // namespace
