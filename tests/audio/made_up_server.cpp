@@ -480,7 +480,7 @@ pa_operation* pa_context_set_sink_mute_by_name(pa_context* c, const char* sink, 
   return answer(c, cb, user, "mute " + std::string(sink) + " " + std::to_string(mute),
                 [=, name = std::string(sink)] {
                   Sink* s = server.find(name);
-                  if (s == nullptr || refused()) return false;
+                  if (s == nullptr || refused() || server.mode == "keeps-levels") return false;
                   s->mute = mute != 0;
                   return true;
                 });
@@ -491,7 +491,7 @@ pa_operation* pa_context_set_sink_volume_by_name(pa_context* c, const char* sink
   return answer(c, cb, user, "volume " + std::string(sink) + percent(*volume),
                 [=, name = std::string(sink), v = *volume] {
                   Sink* s = server.find(name);
-                  if (s == nullptr || refused()) return false;
+                  if (s == nullptr || refused() || server.mode == "keeps-levels") return false;
                   s->volume = v;
                   return true;
                 });

@@ -44,7 +44,7 @@ struct Server {
   std::deque<Stream> streams;
   std::string default_sink;
   std::string shown;  // to connections that are there already, instead of the default
-  std::string mode;   // "silent", "refuses", "ignores", "denies", "gone", "no-module", "no-stream";
+  std::string mode;   // "silent", "refuses", "ignores", "denies", "gone", "keeps-levels", "no-module", "no-stream";
                       // empty: all is well
   int remembered = -1;      // percent, what a new virtual sink starts with
   std::uint32_t next = 10;  // index
