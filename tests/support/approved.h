@@ -24,6 +24,31 @@ inline std::string number(double x, int decimals = 1) {
   return result.find_first_not_of("-0.") == std::string::npos ? "0" : result;
 }
 
+// Of an action: "\n" and "\x7f" stand for the byte.
+inline std::string unescaped(const std::string& text) {
+  std::string result;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool byte = text.compare(i, 2, "\\x") == 0;
+    const bool end = text.compare(i, 2, "\\n") == 0;
+    result += byte  ? static_cast<char>(std::stoi(text.substr(i + 2, 2), nullptr, 16))
+              : end ? '\n'
+                    : text[i];
+    i += byte ? 3 : end ? 1 : 0;
+  }
+  return result;
+}
+
+// What is no text, so that it can be looked at.
+inline std::string escaped(const std::string& text) {
+  std::string result;
+  for (const char c : text) {
+    std::array<char, 8> hex{};
+    std::snprintf(hex.data(), hex.size(), "\\x%02x", static_cast<unsigned char>(c));
+    result += static_cast<unsigned char>(c) < ' ' || c == '\x7f' ? hex.data() : std::string(1, c);
+  }
+  return result;
+}
+
 // What is no longer in a list of lines, and what is new in it, whatever their order.
 inline std::string difference(Lines before, Lines now) {
   std::string text;
