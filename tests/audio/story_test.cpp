@@ -185,7 +185,7 @@ class story : public Test {
            auto& s = sink();
            for (unsigned c = 0; c < s.volume.channels; ++c)
              s.volume.values[c] =
-                 static_cast<pa_volume_t>(std::lround(PA_VOLUME_NORM * next() / 100.0));
+                 static_cast<pa_volume_t>(std::lround(next() * (PA_VOLUME_NORM / 100.0)));
          }},
         {"mute",
          [&] {
