@@ -22,7 +22,8 @@ namespace {
 using platform::ticks_ms;
 
 constexpr int kFirstTimeoutMs = 1;
-constexpr int kAnimatingTimeoutMs = 1;
+constexpr int kKeysTimeoutMs = 1;
+constexpr int kLateTimeoutMs = 1;
 constexpr std::uint64_t kFocusedFrameMs = 16;
 constexpr std::uint64_t kUnfocusedFrameMs = 33;
 constexpr std::uint64_t kRepeatMs = 500;
@@ -165,13 +166,16 @@ bool update_visibility(Loop& loop) {
   return visible;
 }
 
-// Sleeps until the next frame is due.
-void pace(const Loop& loop) {
-  if (!loop.animating) return;
+// While something moves: sleeps until the next frame is due. What happens meanwhile is shown in
+// that frame, and a frame takes one waking up instead of one for events and one for the time.
+// Returns how long to wait for events then.
+int pace(const Loop& loop) {
   const bool focused = (SDL_GetWindowFlags(platform::window()) & SDL_WINDOW_INPUT_FOCUS) != 0;
   const std::uint64_t interval = focused ? kFocusedFrameMs : kUnfocusedFrameMs;
   const std::uint64_t passed = ticks_ms() - loop.presented_at;
-  if (passed < interval) SDL_Delay(static_cast<Uint32>(interval - passed));
+  if (passed >= interval) return kLateTimeoutMs;
+  SDL_Delay(static_cast<Uint32>(interval - passed));
+  return 0;
 }
 
 // Whether there is a title whose colours move.
@@ -189,7 +193,6 @@ void present(Loop& loop) {
 }
 
 void show_frame(Loop& loop) {
-  pace(loop);
   loop.animating = on_frame();
   platform::adopt_aspect();
   platform::correct_aspect();
@@ -227,9 +230,9 @@ void run_loop(std::uint64_t started_at) {
       loop.presented_at = ticks_ms();  // nothing is due
     }
     platform::serve_reader();
-    timeout_ms = keys_wait || (visible && loop.animating)
-                     ? kAnimatingTimeoutMs
-                     : platform::idle_wait_ms(!shines(), ticks_ms() - loop.presented_at);
+    timeout_ms = visible && loop.animating ? pace(loop)
+                 : keys_wait               ? kKeysTimeoutMs
+                             : platform::idle_wait_ms(!shines(), ticks_ms() - loop.presented_at);
   }
 }
 

@@ -36,6 +36,7 @@
 #include "save_dialog.h"
 #include "status_view.h"
 #include "ui/ui.h"
+#include "ui/view_sizes.h"
 
 namespace ui {
 
@@ -75,6 +76,8 @@ struct State {
   std::uint64_t last_frame = 0;
   std::uint64_t devices_at = 0;  // when the device list was looked at
   float pixel_scale = 1.0F;
+  ViewSize before_fold;  // the window before its sliders were last folded away or out, in points,
+  ViewSize after_fold;   // and what became of it
   bool reduced_motion = false;
 
   // As last painted

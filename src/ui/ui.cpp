@@ -207,18 +207,22 @@ void set_compact(bool on) {
 
 void toggle_collapsed() {
   Settings& s = *g_state.settings;
-  int w = 0;
-  int h = 0;
-  platform::window_size(&w, &h);
-  const float zoom = view_for(w, h).zoom;
+  ViewSize now;
+  platform::window_size(&now.w, &now.h);
+  const float zoom = view_for(now.w, now.h).zoom;
   s.collapsed = !s.collapsed;
   leave_view();
   const auto scaled = [zoom](int length) {
     return static_cast<int>(std::lround(static_cast<float>(length) * zoom));
   };
-  const ViewSize size = view_size(false, s.collapsed);
+  const ViewSize view = view_size(false, s.collapsed);
+  // The way back leads to where it began, rounded or not.
+  const ViewSize size = now == g_state.after_fold ? g_state.before_fold
+                                                  : ViewSize{scaled(view.w), scaled(view.h)};
+  g_state.before_fold = now;
+  g_state.after_fold = size;
   const ViewSize least = least_size(false, s.collapsed);
-  platform::resize_window(scaled(size.w), scaled(size.h), least.w, least.h);
+  platform::resize_window(size.w, size.h, least.w, least.h);
 }
 
 void open_settings() {

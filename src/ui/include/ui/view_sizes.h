@@ -7,6 +7,8 @@ namespace ui {
 struct ViewSize {
   int w = 0;
   int h = 0;
+
+  bool operator==(const ViewSize&) const = default;
 };
 
 inline constexpr ViewSize kFullSize{960, 640};
