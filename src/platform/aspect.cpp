@@ -6,6 +6,10 @@
 // shape. A window that has the size from before our last request was resized by nobody: the
 // request was refused, or is carried out later, and nothing else is asked for.
 //
+// Wayland tells SDL's programs nothing of tiles. But a user drags an edge in many steps, and a
+// compositor puts the window into a tile at once: there a size that came at once stays, but for the
+// strip's.
+//
 // SDL takes every request for granted. For a while after each one the real size is looked at before
 // a picture is drawn for a size that the window does not have.
 
@@ -23,6 +27,7 @@ using platform::Size;
 constexpr std::uint64_t kRestMs = 250;
 constexpr std::uint64_t kWatchMs = 2000;  // after a request
 constexpr int kTolerance = 2;             // points that rounding may leave
+constexpr int kAtOnce = 2;                // sizes until the window rests
 
 Size g_reference;  // the view's size at zoom 1; 0 x 0 before it is known
 Size g_hinted;     // the shape that the window manager knows; 0 x 0: none
@@ -34,6 +39,8 @@ Size g_kept;                      // the size from before the last request; 0 x 
 Size g_reported;                  // what SDL was last told since then
 std::uint64_t g_watch_until = 0;  // 0: SDL knows the window's size
 std::uint64_t g_correct_at = 0;   // 0: nothing to correct
+Size g_latest;                    // the last size that the window was seen with,
+int g_steps = 0;                  // and how many it has had since it last rested
 
 // What SDL believes.
 Size current_size() {
@@ -138,6 +145,8 @@ std::optional<Point> lasting_place() {
 }
 
 void schedule_aspect_correction() {
+  const Size now = current_size();
+  if (std::exchange(g_latest, now) != now) ++g_steps;
   if (g_reference.w > 0 && g_reference.h > 0) g_correct_at = ticks_ms() + kRestMs;
 }
 
@@ -149,6 +158,7 @@ void correct_aspect() {
     schedule_aspect_correction();
     return;
   }
+  const bool at_once = std::exchange(g_steps, 0) <= kAtOnce;
   if (state.taken) return lift_hint(state);
   hint(g_reference);
   settle_place();
@@ -156,7 +166,9 @@ void correct_aspect() {
   const bool was_taken = std::exchange(g_was_taken, false);
   if (state.size != g_kept) g_kept = {};
   if (!differ(state.size, g_asked)) g_last = g_asked;  // but for the window manager's rounding
-  if (g_kept.w > 0 || state.size.w < 1 || state.size.h < 1) g_last = state.size;
+  if (g_kept.w > 0 || state.size.w < 1 || state.size.h < 1 ||
+      (at_once && video_driver_is("wayland") && !compact()))
+    g_last = state.size;
   if (!differ(state.size, g_last)) return;
   const Size wanted = wanted_size(state.size, was_taken);
   g_last = wanted;
