@@ -171,8 +171,8 @@ void correct_aspect() {
     g_last = state.size;
   if (!differ(state.size, g_last)) return;
   const Size wanted = wanted_size(state.size, was_taken);
-  g_last = wanted;
-  if (!differ(wanted, state.size)) return;
+  g_last = differ(wanted, state.size) ? wanted : state.size;
+  if (g_last == state.size) return;
   ask_for_size(wanted);
   update_scale();
   invalidate_layers();
