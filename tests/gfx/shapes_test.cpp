@@ -1,8 +1,8 @@
 // Shapes, gradients, clips, images: which pixels they reach.
 
+#include "approved.h"
 #include "canvas.h"
 #include "gfx/icon_data.h"
-#include "test.h"
 
 namespace {
 
@@ -61,36 +61,63 @@ TEST(drawing, clears_to_transparency_and_blends_everything_else) {
   EXPECT_EQ(canvas.at(1, 1), 0x80008000);
 }
 
-TEST(shapes, reach_their_rectangle) {
-  static constexpr Rect kWide{0, 0, 20, 10};
-  static constexpr Rect kSquare{2, 0, 10, 10};
-  const std::pair<void (*)(), Rect> cases[] = {
-      // Rounded up to a pill; outlines are inside their edges.
-      {[] { gfx::fill_round_rect(kWide, 100, kRed); }, kWide},
-      {[] { gfx::stroke_round_rect(kSquare, 3, kRed, 2); }, kSquare},
-      // From twelve to three; the round ends reach half a width beyond.
-      {[] { gfx::stroke_arc(32, 32, 20, 0, 90, kRed, 6); }, {29, 9, 26, 26}},
-      {[] { gfx::line(10, 10, 30, 10, kRed, 8); }, {6, 6, 28, 8}},
-      // A pointed join would reach further down.
-      {[] { gfx::polyline(kVee, 3, kRed, 4); }, {0, 0, 20, 20}},
-      {[] { gfx::fill_under(kVee, 3, 20, kRed, kBlue); }, {2, 2, 16, 18}}};
-  const Canvas canvas(64, 64);
-  for (const auto& [draw, ink] : cases) {
-    gfx::clear(0);
-    draw();
-    EXPECT_EQ(canvas.ink(), ink) << canvas.ink().w << " x " << canvas.ink().h;
+// What an action draws, with a digit for how much of each pixel is covered, and for gradients their
+// middle column.
+std::string picture(const std::string& line) {
+  std::istringstream in(line);
+  std::string what;
+  float x = 0;
+  float y = 0;
+  float w = 0;
+  float h = 0;
+  float a = 0;
+  float b = 0;
+  in >> what >> x >> y >> w >> h >> a >> b;
+  const Rect r{x, y, w, h};
+  const float bend[] = {x, y, w, h, a, b};
+  const std::map<std::string, std::function<void()>> shapes{
+      {"rect", [&] { gfx::fill_rect(r, kRed); }},
+      {"round", [&] { gfx::fill_round_rect(r, a, kRed); }},
+      {"outline", [&] { gfx::stroke_round_rect(r, a, kRed, b); }},
+      {"disc", [&] { gfx::fill_circle(x, y, w, kRed); }},
+      {"circle", [&] { gfx::stroke_circle(x, y, w, kRed, h); }},
+      {"line", [&] { gfx::line(x, y, w, h, kRed, a); }},
+      {"triangle", [&] { gfx::fill_triangle(x, y, w, h, a, b, kRed); }},
+      {"arc", [&] { gfx::stroke_arc(10, 10, x, y, w, kRed, h); }},
+      {"bend", [&] { gfx::polyline(bend, 3, kRed, 3); }},
+      {"under", [&] { gfx::fill_under(bend, 3, 19, kRed, kBlue); }},
+      {"fall", [&] { gfx::fill_rect_vgrad(r, kRed, kBlue); }},
+      {"round-fall", [&] { gfx::fill_round_rect_vgrad(r, a, kRed, kBlue); }},
+      {"clip",
+       [&] {
+         gfx::push_clip({0, 0, x + w / 2, 20});
+         gfx::push_clip(r);
+         gfx::fill_rect({0, 0, 20, 20}, kRed);
+         gfx::pop_clip();
+         gfx::fill_rect({0, 0, a, b}, kRed);
+         gfx::pop_clip();
+         gfx::fill_rect({0, 19, 20, 1}, kRed);
+       }},
+      {"icon", [&] { gfx::image_png(icon_data::kPng, icon_data::kPngSize, r); }}};
+  const Canvas canvas(20, 20);
+  shapes.at(what)();
+  std::string text;
+  std::string column;
+  for (int row = 0; row < 20; ++row) {
+    for (int i = 0; i < 20; ++i) {
+      const unsigned alpha = canvas.at(i, row) >> 24U;
+      text += alpha < 20 ? '.' : static_cast<char>('0' + (alpha + 5) / 29);
+    }
+    text += '\n';
+    if (what.ends_with("fall") || what == "under")
+      column += " " + std::to_string((canvas.at(10, row) >> 16U & 0xffU) / 24) + "/" +
+                std::to_string((canvas.at(10, row) & 0xffU) / 24);
   }
+  return text + (column.empty() ? "" : "red and blue" + column + "\n");
 }
 
-TEST(clip, nests_and_is_undone) {
-  const Canvas canvas(20, 20);
-  gfx::push_clip({0, 0, 10, 20});
-  gfx::push_clip({5, 5, 10, 10});
-  for (const Rect& reached : {Rect{5, 5, 5, 10}, Rect{0, 0, 10, 20}, Rect{0, 0, 20, 20}}) {
-    gfx::fill_rect({0, 0, 20, 20}, kRed);
-    EXPECT_EQ(canvas.ink(), reached);
-    if (reached.w < 20) gfx::pop_clip();
-  }
+TEST(shapes, look_as_they_did) {
+  approved::expect("shapes.txt", picture);
 }
 
 TEST(image, fills_its_rectangle_and_a_damaged_one_draws_nothing_and_harms_nothing) {
