@@ -1,0 +1,78 @@
+// What the parts of the play queue decide at and around their limits, run by run.
+#include "approved.h"
+#include "audio/cushion.h"
+#include "audio/drift.h"
+#include "audio/fade.h"
+
+namespace audio {
+namespace {
+
+using approved::number;
+
+class Parts {
+ public:
+  std::string act(const std::string& line) {
+    std::istringstream in(line);
+    std::string what;
+    double a = 0;
+    double b = 0;
+    double c = 0;
+    int times = 1;
+    in >> what >> times >> a >> b >> c;
+    if (what == "restart") return cushion_.restart(), drift_.restart(), fade_.restart(), "";
+    if (what == "forget") return drift_.forget(), "";
+    if (what == "dry") return cushion_.ran_dry(static_cast<std::int64_t>(a)), "";
+    if (what == "align") return cushion_.align(static_cast<std::int64_t>(a)), "";
+    if (what == "out") return fade_.begin_out(), "";
+    // Runs of equal decisions.
+    std::string text;
+    std::string before;
+    int same = 0;
+    const auto end_run = [&] {
+      if (same > 0) text += before + " x" + std::to_string(same) + "\n";
+    };
+    for (int i = 0; i < times; ++i) {
+      const std::string now = decide(what, a, b, c);
+      if (now != before) end_run();
+      same = std::exchange(before, now) == now ? same + 1 : 1;
+    }
+    end_run();
+    return approved::beginning(text, 12);
+  }
+
+ private:
+  // Blocks of `frames` come at a queue of `queue_us`; what is played is a ramp or silence.
+  std::string decide(const std::string& what, double a, double b, double c) {
+    if (what == "drift") {
+      const double speed = drift_.update(a, b);
+      return "speed " + number(speed * 1e6) + " ppm";
+    }
+    std::vector<float> block(static_cast<std::size_t>(2 * b));
+    for (std::size_t i = 0; i < block.size(); ++i)
+      block[i] = static_cast<float>(c * (1 + static_cast<double>(i % 100) / 100));
+    if (what == "fade") {
+      fade_.apply(block);
+      return "from " + number(block.front(), 3) + " to " + number(block.back(), 3) +
+             (fade_.gone() ? ", gone" : "");
+    }
+    const auto out = cushion_.shape(block, static_cast<std::int64_t>(a));
+    double sum = 0;
+    for (const float x : out.samples)
+      sum += static_cast<double>(x);
+    return "pad " + std::to_string(out.pad_frames) + ", " + std::to_string(out.samples.size() / 2) +
+           " frames of sum " + number(sum) + (out.dropped ? ", dropped" : "") + ", target " +
+           std::to_string(cushion_.target_us()) + (cushion_.steady() ? ", steady" : "");
+  }
+
+  Cushion cushion_;
+  DriftControl drift_;
+  Fade fade_;
+};
+
+TEST(Parts, decide_as_they_did) {
+  Parts parts;
+  approved::expect("parts.txt", [&](const std::string& line) { return parts.act(line); });
+}
+
+}  // namespace
+}  // namespace audio
