@@ -318,8 +318,9 @@ class walk : public Test {
         {"unblock", [&] { fs::remove(settings::file_path() + ".tmp"); }},
         {"devices",
          [&] {
+           const bool keep_choice = next() != 0;
            devices_ = device_presets::deserialize(lines());
-           ui::set_device_presets(&devices_, next() != 0);
+           ui::set_device_presets(&devices_, keep_choice);
          }},
         {"crash", [&] { ui::set_crash_report(rest()); }},
         {"ask",
