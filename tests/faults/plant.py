@@ -62,7 +62,7 @@ class Tree:
 
     def ask(self, area):
         lists = HERE.parent / area / "CMakeLists.txt"
-        own = re.findall(r"NAME (\S+) LABEL unit", lists.read_text(encoding="utf-8")) if lists.exists() else []
+        own = re.findall(r"velmora_test\(NAME (\S+) LABEL unit", lists.read_text(encoding="utf-8")) if lists.exists() else []
         stages = [("unit", rf"^({'|'.join(own)})\." if own else "^$", [f"test_{name}" for name in own]), ("unit", ".", []),
                   ("server|display", f"^({LAB.get(area, 'display|reader|desktop')})", []), ("unit|server|display", ".", [])]
         for labels, only, needed in stages[: self.options.stages]:
