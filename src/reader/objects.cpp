@@ -154,7 +154,7 @@ const ActionRow* find_action(AtkAction* action, int i) {
 
 bool set_gain(const Node& node, double gain_db) {
   if (!node.element.enabled || std::isnan(gain_db)) return false;
-  const double limit = static_cast<double>(node.element.limit);
+  const auto limit = static_cast<double>(node.element.limit);
   submit(node, Verb::kSet, static_cast<float>(std::clamp(gain_db, -limit, limit)));
   return true;
 }

@@ -217,8 +217,8 @@ void toggle_collapsed() {
   };
   const ViewSize view = view_size(false, s.collapsed);
   // The way back leads to where it began, rounded or not.
-  const ViewSize size = now == g_state.after_fold ? g_state.before_fold
-                                                  : ViewSize{scaled(view.w), scaled(view.h)};
+  const ViewSize size =
+      now == g_state.after_fold ? g_state.before_fold : ViewSize{scaled(view.w), scaled(view.h)};
   g_state.before_fold = now;
   g_state.after_fold = size;
   const ViewSize least = least_size(false, s.collapsed);

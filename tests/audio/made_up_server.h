@@ -44,8 +44,9 @@ struct Server {
   std::deque<Stream> streams;
   std::string default_sink;
   std::string shown;  // to connections that are there already, instead of the default
-  std::string mode;   // "silent", "refuses", "ignores", "denies", "gone", "keeps-levels", "no-module", "no-stream";
-                      // empty: all is well
+  // "silent", "refuses", "ignores", "denies", "gone", "keeps-levels", "no-module", "no-stream";
+  // empty: all is well
+  std::string mode;
   int remembered = -1;      // percent, what a new virtual sink starts with
   std::uint32_t next = 10;  // index
   double now_ms = 1e6;
