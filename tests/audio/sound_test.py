@@ -157,7 +157,7 @@ def test_a_server_that_hangs_holds_no_caller_up(lab):
     engine.ask("output")
     lab.server.thaw()
     lab.routed_to("speakers")
-    lab.play()  # anew: a starved pipewire-pulse may forget to ask the old player for more
+    lab.play()  # once more: a starved pipewire-pulse may forget to ask the old player for more
     lab.hears("speakers")
     lab.server.freeze()
     engine.ask("mute", 0)
