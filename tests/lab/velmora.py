@@ -49,6 +49,10 @@ class Velmora(Process):
     def wait_for_log(self, text, limit=PATIENCE):
         becomes(f"the log says {text!r}", lambda: self.log_text()[-2000:] if self.count(text) else "", limit=limit)
 
+    # Whether it answers a request to end by itself. Before that it has touched nothing, and the signal ends it.
+    def answers(self):
+        return int(proc(self.pid, "status").split("SigBlk:")[1].split()[0], 16) >> (signal.SIGTERM - 1) & 1
+
     def guard(self):
         return children_of(self.pid)[0]
 
@@ -204,12 +208,14 @@ class Lab:
     def end(self, program, kill=False):
         if program.calm and not kill:
             program.check_holdings()
-        self.ended(program, program.kill() if kill else program.stop(), -signal.SIGKILL if kill else 0)
+        early = program.running() and not program.answers()
+        wanted = (-signal.SIGKILL,) if kill else (0, -signal.SIGTERM) if early else (0,)
+        self.ended(program, program.kill() if kill else program.stop(), *wanted)
 
-    # It has ended by itself, with this exit code.
-    def ended(self, program, code, wanted=0):
-        check(code == wanted, f"it ended with {code}, not {wanted}")
-        program.check_remains(regular=wanted == 0)
+    # It has ended by itself, with one of these exit codes.
+    def ended(self, program, code, *wanted):
+        check(code in (wanted or (0,)), f"it ended with {code}, not {wanted}")
+        program.check_remains(regular=code == 0)
         self.programs.remove(program)
 
     # ---- Sound
