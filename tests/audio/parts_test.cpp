@@ -19,9 +19,15 @@ class Parts {
     double c = 0;
     int times = 1;
     in >> what >> times >> a >> b >> c;
-    if (what == "restart") return cushion_.restart(), drift_.restart(), fade_.restart(), "";
+    if (what == "restart") {
+      cushion_.restart(), drift_.restart(), fade_.restart();
+      queue_us_ = 0;
+      return "";
+    }
     if (what == "forget") return drift_.forget(), "";
     if (what == "dry") return cushion_.ran_dry(static_cast<std::int64_t>(a)), "";
+    if (what == "queue") return queue_us_ = a, "";
+    if (what == "feed") return feed(times, a, b, std::max(1, static_cast<int>(c)));
     if (what == "align") return cushion_.align(static_cast<std::int64_t>(a)), "";
     if (what == "out") return fade_.begin_out(), "";
     // Runs of equal decisions.
@@ -41,6 +47,39 @@ class Parts {
   }
 
  private:
+  // A tone, or silence, into a queue that is played meanwhile, in blocks of 10 ms, `group` of them
+  // together each time. The largest step is that between neighbouring samples, silence put in left
+  // out where it follows a gap.
+  std::string feed(int times, double elapsed_ms, double level, int group) {
+    std::size_t frames = 0;
+    int pad_frames = 0;
+    int dropped = 0;
+    float step = 0;
+    std::optional<float> last;
+    std::array<float, 960> block{};
+    for (int n = 0; n < times; ++n) {
+      for (std::size_t i = 0; i < block.size(); ++i)
+        block[i] = static_cast<float>(level * std::sin(2 * std::numbers::pi * 440 / 48000 *
+                                                       static_cast<double>(time_ + i / 2)));
+      time_ += block.size() / 2;
+      const auto out = cushion_.shape(block, static_cast<std::int64_t>(queue_us_));
+      if (out.pad_frames > 0) last = 0;
+      for (std::size_t i = 0; i < out.samples.size(); i += 2)
+        step = std::max(step, std::abs(out.samples[i] - last.value_or(out.samples[i]))),
+        last = out.samples[i];
+      frames += out.samples.size() / 2;
+      pad_frames += out.pad_frames;
+      dropped += out.dropped ? 1 : 0;
+      queue_us_ += (out.pad_frames + static_cast<double>(out.samples.size()) / 2) / 0.048;
+      queue_us_ -= n % group == 0 ? std::min(queue_us_, group * elapsed_ms * 1000) : 0;
+    }
+    return "pad " + std::to_string(pad_frames) + ", " + std::to_string(frames) + " frames, " +
+           std::to_string(dropped) + " dropped, largest step " +
+           number(static_cast<double>(step), 3) + ", queue " + number(queue_us_ / 1000) +
+           " ms, target " + std::to_string(cushion_.target_us()) +
+           (cushion_.steady() ? ", steady" : "") + "\n";
+  }
+
   // Blocks of `frames` come at a queue of `queue_us`; what is played is a ramp or silence.
   std::string decide(const std::string& what, double a, double b, double c) {
     if (what == "drift") {
@@ -64,6 +103,8 @@ class Parts {
            std::to_string(cushion_.target_us()) + (cushion_.steady() ? ", steady" : "");
   }
 
+  double queue_us_ = 0;
+  std::size_t time_ = 0;  // frames
   Cushion cushion_;
   DriftControl drift_;
   Fade fade_;
