@@ -246,7 +246,7 @@ void tear_down() {
   ui::persist();
   platform::clear_cache();
   platform::destroy_layers();
-  platform::free_cursors();
+  platform::close_input();
   ui::shutdown();
   gfx::shutdown();
   close_video();
@@ -278,7 +278,7 @@ bool set_up(Settings* settings) {
     close_video();
     return false;
   }
-  platform::create_cursors();
+  platform::open_input();
   ui::init(settings, false);
   set_icon();
   show_window(*settings);

@@ -33,6 +33,16 @@ bool g_toolkits_rest = false;           // the desktop's toolkits have no animat
 std::optional<platform::Point> g_grab;  // where a press, if it comes, moves the window
 std::optional<Press> g_grabbed;         // the last press that did
 std::optional<Press> g_pressed;         // the last press that went to the interface
+bool g_repeats = false;                 // SDL may report a press twice
+
+// SDL 2 by itself never does, and its events bear the time when they were fetched: a double click
+// that a slow frame kept waiting would look like a press reported twice.
+bool runs_on_sdl_3() {
+  constexpr int kLeastPatchOfSdl3 = 50;  // what passes for SDL 2.30 and later has these numbers
+  SDL_version version{};
+  SDL_GetVersion(&version);
+  return version.minor >= 30 && version.patch >= kLeastPatchOfSdl3;
+}
 
 float logical(int points) {
   return static_cast<float>(points) / platform::view().zoom;
@@ -81,8 +91,14 @@ bool grabs(platform::Point p) {
   return ui::cursor_at(logical(p.x), logical(p.y)) == ui::kCursorMove && !is_second_press(p);
 }
 
-void note_grab() {
-  if (g_grab) g_grabbed = Press{*g_grab, platform::ticks_ms()};
+// After a slow frame several presses are fetched at once, and SDL asks of each whether it moves the
+// window before the first one is handled. So a grab is noted where it is fetched.
+int on_fetched(void* /*user*/, SDL_Event* event) {
+  if (event->type != SDL_WINDOWEVENT) return 0;
+  if (event->window.event == SDL_WINDOWEVENT_HIT_TEST && g_grab)
+    g_grabbed = Press{*g_grab, platform::ticks_ms()};
+  if (event->window.event == SDL_WINDOWEVENT_MOVED) g_grabbed.reset();  // it was a drag
+  return 0;
 }
 
 // Whoever changes the desktop's settings comes back from another window.
@@ -124,11 +140,7 @@ void on_window_event(const SDL_WindowEvent& event) {
     case SDL_WINDOWEVENT_LEAVE:
       ui::on_mouse_leave();
       break;
-    case SDL_WINDOWEVENT_HIT_TEST:
-      note_grab();
-      break;
     case SDL_WINDOWEVENT_MOVED:
-      g_grabbed.reset();  // it was a drag
       platform::schedule_aspect_correction();
       break;
     case SDL_WINDOWEVENT_SIZE_CHANGED:
@@ -163,10 +175,10 @@ void on_key_down(SDL_Keycode sym) {
 
 void on_button_down(const SDL_MouseButtonEvent& event) {
   if (event.button != SDL_BUTTON_LEFT) return;
-  // The event's own time: after a slow frame, presses that were apart are handled together.
   const Press press{{event.x, event.y}, event.timestamp};
   const auto before = std::exchange(g_pressed, press);
-  if (before && platform::is_repeated_press(press.when_ms - before->when_ms, before->at, press.at))
+  if (g_repeats && before &&
+      platform::is_repeated_press(press.when_ms - before->when_ms, before->at, press.at))
     return;
   const bool second = event.clicks >= 2 || is_second_press({event.x, event.y});
   g_grabbed.reset();
@@ -189,14 +201,17 @@ void on_wheel(const SDL_MouseWheelEvent& event) {
 
 namespace platform {
 
-void create_cursors() {
+void open_input() {
+  g_repeats = runs_on_sdl_3();
+  SDL_AddEventWatch(on_fetched, nullptr);
   for (std::size_t i = 0; i < kPointers.size(); ++i)
     g_pointer_cursors[i] = SDL_CreateSystemCursor(kPointers[i]);
   for (std::size_t i = 0; i < kResizes.size(); ++i)
     g_resize_cursors[i] = SDL_CreateSystemCursor(kResizes[i]);
 }
 
-void free_cursors() {
+void close_input() {
+  SDL_DelEventWatch(on_fetched, nullptr);
   for (SDL_Cursor*& cursor : g_pointer_cursors)
     SDL_FreeCursor(std::exchange(cursor, nullptr));
   for (SDL_Cursor*& cursor : g_resize_cursors)

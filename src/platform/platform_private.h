@@ -245,8 +245,8 @@ bool put_small(const std::vector<SDL_Rect>& parts);
 // input.cpp
 // -----------------------------------------------------------------------------------------------------------
 
-void create_cursors();
-void free_cursors();
+void open_input();
+void close_input();
 
 // Passes one event on to the interface.
 void handle(const SDL_Event& event);
