@@ -57,16 +57,16 @@ std::string preset_list(const std::string& words) {
   return text;
 }
 
-std::string act(const std::string& line) {
-  const std::size_t blank = std::min(line.find(' '), line.size() - 1);
-  const std::string what = line.substr(0, blank);
-  const std::string rest = approved::unescaped(line.substr(blank + 1));
-  if (what == "read") return changed(parsed(rest));
-  if (what == "changed") return changed(changed_settings());
-  if (what == "again") return changed(parsed(settings::serialize(parsed(rest))));
-  if (what == "presets") return approved::beginning(changed(parsed(preset_list(rest))), 6);
-  if (what == "devices") return lines(device_presets::serialize(device_presets::deserialize(rest)));
-  return started(rest);
+std::string act(approved::Action& a) {
+  std::string rest;
+  std::getline(a.ignore(), rest);
+  rest = approved::unescaped(rest);
+  if (a.is("read")) return changed(parsed(rest));
+  if (a.is("changed")) return changed(changed_settings());
+  if (a.is("again")) return changed(parsed(settings::serialize(parsed(rest))));
+  if (a.is("presets")) return approved::beginning(changed(parsed(preset_list(rest))), 6);
+  if (a.is("devices")) return lines(device_presets::serialize(device_presets::deserialize(rest)));
+  return a.is("switches") ? started(rest) : "";
 }
 
 TEST(Texts, say_what_they_said) {

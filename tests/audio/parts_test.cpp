@@ -11,25 +11,22 @@ using approved::number;
 
 class Parts {
  public:
-  std::string act(const std::string& line) {
-    std::istringstream in(line);
-    std::string what;
-    double a = 0;
-    double b = 0;
-    double c = 0;
-    int times = 1;
-    in >> what >> times >> a >> b >> c;
-    if (what == "restart") {
+  std::string act(approved::Action& action) {
+    const int times = action.next();
+    const auto a = action.next<double>();
+    const auto b = action.next<double>();
+    const auto c = action.next<double>();
+    if (action.is("restart")) {
       cushion_.restart(), drift_.restart(), fade_.restart();
       queue_us_ = 0;
       return "";
     }
-    if (what == "forget") return drift_.forget(), "";
-    if (what == "dry") return cushion_.ran_dry(static_cast<std::int64_t>(a)), "";
-    if (what == "queue") return queue_us_ = a, "";
-    if (what == "feed") return feed(times, a, b, std::max(1, static_cast<int>(c)));
-    if (what == "align") return cushion_.align(static_cast<std::int64_t>(a)), "";
-    if (what == "out") return fade_.begin_out(), "";
+    if (action.is("forget")) return drift_.forget(), "";
+    if (action.is("dry")) return cushion_.ran_dry(static_cast<std::int64_t>(a)), "";
+    if (action.is("queue")) return queue_us_ = a, "";
+    if (action.is("feed")) return feed(times, a, b, std::max(1, static_cast<int>(c)));
+    if (action.is("align")) return cushion_.align(static_cast<std::int64_t>(a)), "";
+    if (action.is("out")) return fade_.begin_out(), "";
     // Runs of equal decisions.
     std::string text;
     std::string before;
@@ -38,7 +35,7 @@ class Parts {
       if (same > 0) text += before + " x" + std::to_string(same) + "\n";
     };
     for (int i = 0; i < times; ++i) {
-      const std::string now = decide(what, a, b, c);
+      const std::string now = decide(action, a, b, c);
       if (now != before) end_run();
       same = std::exchange(before, now) == now ? same + 1 : 1;
     }
@@ -81,19 +78,20 @@ class Parts {
   }
 
   // Blocks of `frames` come at a queue of `queue_us`; what is played is a ramp or silence.
-  std::string decide(const std::string& what, double a, double b, double c) {
-    if (what == "drift") {
+  std::string decide(approved::Action& action, double a, double b, double c) {
+    if (action.is("drift")) {
       const double speed = drift_.update(a, b);
       return "speed " + number(speed * 1e6) + " ppm";
     }
     std::vector<float> block(static_cast<std::size_t>(2 * b));
     for (std::size_t i = 0; i < block.size(); ++i)
       block[i] = static_cast<float>(c * (1 + static_cast<double>(i % 100) / 100));
-    if (what == "fade") {
+    if (action.is("fade")) {
       fade_.apply(block);
       return "from " + number(block.front(), 3) + " to " + number(block.back(), 3) +
              (fade_.gone() ? ", gone" : "");
     }
+    if (!action.is("block")) return "";
     const auto out = cushion_.shape(block, static_cast<std::int64_t>(a));
     double sum = 0;
     for (const float x : out.samples)
@@ -112,7 +110,7 @@ class Parts {
 
 TEST(Parts, decide_as_they_did) {
   Parts parts;
-  approved::expect("parts.txt", [&](const std::string& line) { return parts.act(line); });
+  approved::expect("parts.txt", [&](approved::Action& a) { return parts.act(a); });
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 // Stories on a made-up server, and all that follows from each step: what is requested, where sound
 // goes, what the guard, the interface and the log are told.
-#include <regex>
-
 #include "app/logger.h"
 #include "approved.h"
 #include "audio/audio_private.h"
@@ -49,6 +47,7 @@ void abandon() {
 
 namespace {
 
+using approved::Action;
 using approved::Lines;
 using approved::number;
 using made_up::server;
@@ -119,174 +118,120 @@ class story : public Test {
     return all;
   }
 
-  std::string act(const std::string& line) {
-    std::istringstream in(line);
-    std::string what;
-    std::string name;
-    in >> what;
-    const auto next = [&in] {
-      int n = 0;
-      in >> n;
-      return n;
+  // What others do to a sink.
+  void change_sink(Action& a) {
+    made_up::Sink* sink = nullptr;
+    const auto of_sink = [&](const char* name) {
+      if (!a.is(name)) return false;
+      const std::string word = a.word();
+      sink = server.find(word);
+      if (sink == nullptr) throw std::runtime_error("no sink " + word);
+      return true;
     };
-    const auto rest = [&in] {
-      std::string all;
-      std::getline(in >> std::ws, all);
-      return all;
-    };
-    const auto sink = [&]() -> made_up::Sink& {
-      in >> name;
-      if (server.find(name) == nullptr) throw std::runtime_error("no sink " + name);
-      return *server.find(name);
-    };
-    const std::map<std::string, std::function<void()>> actions{
-        {"sink",
-         [&] {
-           in >> name;
-           server.add(name).properties["device.description"] = rest();
-         }},
-        {"property",
-         [&] {
-           auto& s = sink();
-           in >> name;
-           s.properties[name] = rest();
-         }},
-        {"port",
-         [&] {
-           auto& s = sink();
-           s.port = rest();
-         }},
-        {"channels",
-         [&] {
-           auto& s = sink();
-           pa_cvolume_set(&s.volume, static_cast<unsigned>(next()), PA_VOLUME_NORM);
-         }},
-        {"null", [&] { sink().driver = "module-null-sink.c"; }},
-        {"module",
-         [&] {
-           auto& s = sink();
-           s.module = static_cast<std::uint32_t>(next());
-         }},
-        {"flat", [&] { sink().flat = true; }},
-        {"describe",
-         [&] {
-           auto& s = sink();
-           s.properties["device.description"] = std::regex_replace(rest(), std::regex(" / "), "\n");
-         }},
-        {"remove",
-         [&] {
-           in >> name;
-           server.remove(name);
-         }},
-        {"default", [&] { server.default_sink = rest(); }},
-        {"shown", [&] { server.shown = rest(); }},
-        {"volume",
-         [&] {
-           auto& s = sink();
-           for (unsigned c = 0; c < s.volume.channels; ++c)
-             s.volume.values[c] =
-                 static_cast<pa_volume_t>(std::lround(next() * (PA_VOLUME_NORM / 100.0)));
-         }},
-        {"mute",
-         [&] {
-           auto& s = sink();
-           s.mute = next() != 0;
-         }},
-        {"stream",
-         [&] {
-           const auto& s = sink();
-           made_up::Stream& stream = server.streams.emplace_back();
-           stream.index = server.next++;
-           stream.device = s.index;
-           stream.client = static_cast<std::uint32_t>(next());
-           pa_cvolume_set(&stream.volume, 2, PA_VOLUME_NORM);
-           in >> name;
-           stream.properties["application.name"] = name;
-           if (in >> name) stream.module = server.find(name)->module;  // of the filter that plays
-         }},
-        {"other-copy",
-         [&] {
-           const auto& s = sink();
-           made_up::Stream& stream = server.streams.emplace_back();
-           stream.index = server.next++;
-           stream.device = s.index + 1000;
-           stream.client = static_cast<std::uint32_t>(next());
-           stream.recording = true;
-           pa_cvolume_set(&stream.volume, 2, PA_VOLUME_NORM);
-           stream.properties["application.name"] = "Velmora";
-         }},
-        {"end-client",
-         [&] {
-           const int client = next();
-           std::erase_if(server.streams,
-                         [&](const auto& s) { return static_cast<int>(s.client) == client; });
-         }},
-        {"server", [&] { server.mode = rest(); }},
-        {"remembers", [&] { server.remembered = next(); }},
-        {"flows", [&] { server.flows = next() != 0; }},
-        {"lose",
-         [&] {
-           server.lose_connections();
-           std::erase_if(server.sinks, [](const auto& s) { return s.name == "velmora"; });
-           server.streams.clear();
-         }},
-        {"active", [&] { wishes_.active = next() != 0; }},
-        {"output", [&] { wishes_.output = rest(); }},
-        {"hint", [&] { wishes_.restore_hint = rest(); }},
-        {"takeover", [&] { wishes_.takeover = next() != 0; }},
-        {"wish-mute", [&] { wishes_.mute = next(); }},
-        {"curve",
-         [&] {
-           eq::Curve c;
-           in >> c.preamp >> c.gain[5];
-           audio::set_curve(c);
-         }},
-        {"curve-of",
-         [&] {
-           in >> name;
-           eq::Curve c;
-           in >> c.preamp;
-           audio::set_device_curve(name, c);
-         }},
-        {"pass", [&] { pass(); }},
-        {"sound",
-         [&] {
-           in >> server.left >> server.right;
-           server.pass(next());
-         }},
-        {"missed",
-         [&] {
-           const audio::LoopLock lock;
-           server.asked.push_back(audio::record_missed(lock) ? "missed" : "not missed");
-         }},
-        {"expect", [&] { audio::expect_sound(); }},
-        {"statistics",
-         [&] {
-           audio::report_stats();
-           audio::report_dry_moment(audio::Clock::now());
-         }},
-        {"totals", [&] { audio::report_totals(); }},
-        {"restore",
-         [&] {
-           const audio::LoopLock lock;
-           audio::begin_pass(lock);
-           server.asked.emplace_back(
-               audio::restore_server(lock, wishes_.takeover) ? "restored" : "not restored");
-         }},
-        {"rescue", [&] {
-           guard::Orders orders;
-           orders.armed = true;
-           in >> orders.device;
-           orders.takeover = next() != 0;
-           if (const int module = next(); module > 0)
-             orders.module = static_cast<std::uint32_t>(module);
-           audio::rescue(orders, 4711);
-         }}};
-    const auto action = actions.find(what);
-    EXPECT_NE(action, actions.end()) << line;
-    if (action == actions.end()) return "";
+    if (a.is("sink")) {
+      sink = &server.add(a.word());
+      sink->properties["device.description"] = a.rest();
+    }
+    if (of_sink("property")) {
+      const std::string key = a.word();
+      sink->properties[key] = a.rest();
+    }
+    if (of_sink("describe")) sink->properties["device.description"] = a.rest();
+    if (of_sink("port")) sink->port = a.rest();
+    if (of_sink("channels")) pa_cvolume_set(&sink->volume, a.next<unsigned>(), PA_VOLUME_NORM);
+    if (of_sink("null")) sink->driver = "module-null-sink.c";
+    if (of_sink("module")) a >> sink->module;
+    if (of_sink("flat")) sink->flat = true;
+    if (of_sink("mute")) a >> sink->mute;
+    if (of_sink("volume"))
+      for (unsigned c = 0; c < sink->volume.channels; ++c)
+        sink->volume.values[c] =
+            static_cast<pa_volume_t>(std::lround(a.next() * (PA_VOLUME_NORM / 100.0)));
+    const bool copy = of_sink("other-copy");
+    if (copy || of_sink("stream")) {
+      made_up::Stream& stream = server.streams.emplace_back();
+      stream.index = server.next++;
+      stream.device = sink->index + (copy ? 1000 : 0);
+      stream.recording = copy;
+      a >> stream.client;
+      pa_cvolume_set(&stream.volume, 2, PA_VOLUME_NORM);
+      stream.properties["application.name"] = copy ? "Velmora" : a.word();
+      // Of the filter that plays.
+      if (const std::string name = a.word(); !name.empty())
+        stream.module = server.find(name)->module;
+    }
+  }
+
+  void change_server(Action& a) {
+    if (a.is("remove")) server.remove(a.word());
+    if (a.is("default")) server.default_sink = a.rest();
+    if (a.is("shown")) server.shown = a.rest();
+    if (a.is("end-client")) {
+      const auto client = a.next<std::uint32_t>();
+      std::erase_if(server.streams, [&](const auto& s) { return s.client == client; });
+    }
+    if (a.is("server")) server.mode = a.rest();
+    if (a.is("remembers")) server.remembered = a.next();
+    if (a.is("flows")) server.flows = a.next() != 0;
+    if (a.is("lose")) {
+      server.lose_connections();
+      std::erase_if(server.sinks, [](const auto& s) { return s.name == "velmora"; });
+      server.streams.clear();
+    }
+    if (a.is("sound")) {
+      a >> server.left >> server.right;
+      server.pass(a.next());
+    }
+  }
+
+  // What the interface, the control thread and the guard ask for.
+  void ask(Action& a) {
+    if (a.is("active")) wishes_.active = a.next() != 0;
+    if (a.is("output")) wishes_.output = a.rest();
+    if (a.is("hint")) wishes_.restore_hint = a.rest();
+    if (a.is("takeover")) wishes_.takeover = a.next() != 0;
+    if (a.is("wish-mute")) wishes_.mute = a.next();
+    if (a.is("curve")) {
+      eq::Curve c;
+      a >> c.preamp >> c.gain[5];
+      audio::set_curve(c);
+    }
+    if (a.is("curve-of")) {
+      const std::string device = a.word();
+      audio::set_device_curve(device, {.preamp = a.next<float>()});
+    }
+    if (a.is("pass")) pass();
+    if (a.is("missed")) {
+      const audio::LoopLock lock;
+      server.asked.push_back(audio::record_missed(lock) ? "missed" : "not missed");
+    }
+    if (a.is("expect")) audio::expect_sound();
+    if (a.is("statistics")) {
+      audio::report_stats();
+      audio::report_dry_moment(audio::Clock::now());
+    }
+    if (a.is("totals")) audio::report_totals();
+    if (a.is("restore")) {
+      const audio::LoopLock lock;
+      audio::begin_pass(lock);
+      server.asked.emplace_back(audio::restore_server(lock, wishes_.takeover) ? "restored"
+                                                                              : "not restored");
+    }
+    if (a.is("rescue")) {
+      guard::Orders orders;
+      orders.armed = true;
+      a >> orders.device >> orders.takeover;
+      if (const int module = a.next(); module > 0)
+        orders.module = static_cast<std::uint32_t>(module);
+      audio::rescue(orders, 4711);
+    }
+  }
+
+  std::string act(Action& a) {
     const double before_ms = server.now_ms;
-    action->second();
+    change_sink(a);
+    change_server(a);
+    ask(a);
     std::string result;
     for (const std::string& asked : std::exchange(server.asked, {}))
       result += asked + "\n";
@@ -317,7 +262,7 @@ class story : public Test {
 
 TEST_F(story, ends_where_it_ended) {
   for (const char* part : {"life.txt", "devices.txt"})
-    approved::expect(part, [this](const std::string& line) { return act(line); });
+    approved::expect(part, [this](Action& a) { return act(a); });
 }
 
 }  // namespace

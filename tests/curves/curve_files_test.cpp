@@ -27,9 +27,9 @@ std::string utf16(const std::string& ascii, bool big) {
 }
 
 // "repeat 3 x" is "xxx".
-std::string content(std::istringstream& in) {
+std::string content(approved::Action& a) {
   std::string text;
-  std::getline(in >> std::ws, text);
+  std::getline(a >> std::ws, text);
   text = approved::unescaped(text);
   int times = 0;
   std::istringstream words(text);
@@ -42,19 +42,17 @@ std::string content(std::istringstream& in) {
   return all;
 }
 
-std::string act(const std::string& line) {
-  std::istringstream in(line);
-  std::string what;
-  in >> what;
-  if (what == "little" || what == "big")
-    return told(curves::import_text(utf16(content(in), what == "big"), "a.txt"));
-  if (what == "name") return told(curves::import_text("Preamp: 0 dB", content(in)));
-  if (what == "file") return told(curves::import_file(content(in)));
-  if (what == "read") return told(curves::import_text(content(in), "a.txt"));
+std::string act(approved::Action& a) {
+  if (a.is("little") || a.is("big"))
+    return told(curves::import_text(utf16(content(a), a.is("big")), "a.txt"));
+  if (a.is("name")) return told(curves::import_text("Preamp: 0 dB", content(a)));
+  if (a.is("file")) return told(curves::import_file(content(a)));
+  if (a.is("read")) return told(curves::import_text(content(a), "a.txt"));
+  if (!a.is("write")) return "";
   eq::Curve curve;
-  in >> curve.preamp;
+  a >> curve.preamp;
   for (float& gain : curve.gain)
-    in >> gain;
+    a >> gain;
   const std::string text = curves::apo_text(curve);
   return text + told(curves::import_text(text, ""));
 }

@@ -63,44 +63,39 @@ TEST(drawing, clears_to_transparency_and_blends_everything_else) {
 
 // What an action draws, with a digit for how much of each pixel is covered, and for gradients their
 // middle column.
-std::string picture(const std::string& line) {
-  std::istringstream in(line);
-  std::string what;
+std::string picture(approved::Action& action) {
   float x = 0;
   float y = 0;
   float w = 0;
   float h = 0;
   float a = 0;
   float b = 0;
-  in >> what >> x >> y >> w >> h >> a >> b;
+  action >> x >> y >> w >> h >> a >> b;
   const Rect r{x, y, w, h};
   const float bend[] = {x, y, w, h, a, b};
-  const std::map<std::string, std::function<void()>> shapes{
-      {"rect", [&] { gfx::fill_rect(r, kRed); }},
-      {"round", [&] { gfx::fill_round_rect(r, a, kRed); }},
-      {"outline", [&] { gfx::stroke_round_rect(r, a, kRed, b); }},
-      {"disc", [&] { gfx::fill_circle(x, y, w, kRed); }},
-      {"circle", [&] { gfx::stroke_circle(x, y, w, kRed, h); }},
-      {"line", [&] { gfx::line(x, y, w, h, kRed, a); }},
-      {"triangle", [&] { gfx::fill_triangle(x, y, w, h, a, b, kRed); }},
-      {"arc", [&] { gfx::stroke_arc(10, 10, x, y, w, kRed, h); }},
-      {"bend", [&] { gfx::polyline(bend, 3, kRed, 3); }},
-      {"under", [&] { gfx::fill_under(bend, 3, 19, kRed, kBlue); }},
-      {"fall", [&] { gfx::fill_rect_vgrad(r, kRed, kBlue); }},
-      {"round-fall", [&] { gfx::fill_round_rect_vgrad(r, a, kRed, kBlue); }},
-      {"clip",
-       [&] {
-         gfx::push_clip({0, 0, x + w / 2, 20});
-         gfx::push_clip(r);
-         gfx::fill_rect({0, 0, 20, 20}, kRed);
-         gfx::pop_clip();
-         gfx::fill_rect({0, 0, a, b}, kRed);
-         gfx::pop_clip();
-         gfx::fill_rect({0, 19, 20, 1}, kRed);
-       }},
-      {"icon", [&] { gfx::image_png(icon_data::kPng, icon_data::kPngSize, r); }}};
   const Canvas canvas(20, 20);
-  shapes.at(what)();
+  if (action.is("rect")) gfx::fill_rect(r, kRed);
+  if (action.is("round")) gfx::fill_round_rect(r, a, kRed);
+  if (action.is("outline")) gfx::stroke_round_rect(r, a, kRed, b);
+  if (action.is("disc")) gfx::fill_circle(x, y, w, kRed);
+  if (action.is("circle")) gfx::stroke_circle(x, y, w, kRed, h);
+  if (action.is("line")) gfx::line(x, y, w, h, kRed, a);
+  if (action.is("triangle")) gfx::fill_triangle(x, y, w, h, a, b, kRed);
+  if (action.is("arc")) gfx::stroke_arc(10, 10, x, y, w, kRed, h);
+  if (action.is("bend")) gfx::polyline(bend, 3, kRed, 3);
+  if (action.is("under")) gfx::fill_under(bend, 3, 19, kRed, kBlue);
+  if (action.is("fall")) gfx::fill_rect_vgrad(r, kRed, kBlue);
+  if (action.is("round-fall")) gfx::fill_round_rect_vgrad(r, a, kRed, kBlue);
+  if (action.is("icon")) gfx::image_png(icon_data::kPng, icon_data::kPngSize, r);
+  if (action.is("clip")) {
+    gfx::push_clip({0, 0, x + w / 2, 20});
+    gfx::push_clip(r);
+    gfx::fill_rect({0, 0, 20, 20}, kRed);
+    gfx::pop_clip();
+    gfx::fill_rect({0, 0, a, b}, kRed);
+    gfx::pop_clip();
+    gfx::fill_rect({0, 19, 20, 1}, kRed);
+  }
   std::string text;
   std::string column;
   for (int row = 0; row < 20; ++row) {
@@ -109,7 +104,7 @@ std::string picture(const std::string& line) {
       text += alpha < 20 ? '.' : static_cast<char>('0' + (alpha + 5) / 29);
     }
     text += '\n';
-    if (what.ends_with("fall") || what == "under")
+    if (action.is("fall") || action.is("round-fall") || action.is("under"))
       column += " " + std::to_string((canvas.at(10, row) >> 16U & 0xffU) / 24) + "/" +
                 std::to_string((canvas.at(10, row) & 0xffU) / 24);
   }

@@ -24,6 +24,40 @@ inline std::string number(double x, int decimals = 1) {
   return result.find_first_not_of("-0.") == std::string::npos ? "0" : result;
 }
 
+// An action is a name and words, read one after another.
+class Action : public std::istringstream {
+ public:
+  explicit Action(const std::string& line) : std::istringstream(line) { *this >> name_; }
+
+  // Whether it is that one; one that nobody asks about fails.
+  bool is(const std::string& name) {
+    known_ = known_ || name == name_;
+    return name == name_;
+  }
+  [[nodiscard]] bool known() const { return known_; }
+
+  // The next word, as a number where that is asked for; empty or 0 where none is left.
+  template <class Word = int>
+  Word next() {
+    Word word{};
+    *this >> word;
+    return word;
+  }
+  std::string word() { return next<std::string>(); }
+  // All that is left. " / " stands for the end of a line.
+  std::string rest() {
+    std::string all;
+    std::getline(*this >> std::ws, all);
+    for (std::size_t at; (at = all.find(" / ")) != std::string::npos;)
+      all.replace(at, 3, "\n");
+    return all;
+  }
+
+ private:
+  std::string name_;
+  bool known_ = false;
+};
+
 // Of an action: "\n" and "\x7f" stand for the byte.
 inline std::string unescaped(const std::string& text) {
   std::string result;
@@ -83,18 +117,20 @@ inline std::string beginning(const std::string& text, std::size_t most) {
 
 // Carries out the actions of a file and compares what follows from each. With VELMORA_APPROVE set
 // the file is written instead.
-inline void expect(const std::string& name,
-                   const std::function<std::string(const std::string&)>& follow) {
+inline void expect(const std::string& name, const std::function<std::string(Action&)>& follow) {
   const fs::path path = fs::path(APPROVED_DIR) / name;
   const std::string approved = read_file(path);
   std::string now;
   for (const std::string& line : lines_of(approved)) {
     if (line.starts_with("> ") || line.starts_with("# ")) now += line + "\n";
-    if (line.starts_with("> ")) try {
-        now += follow(line.substr(2));
-      } catch (const std::exception& error) {
-        now += "failed: "s + error.what() + "\n";
-      }
+    if (!line.starts_with("> ")) continue;
+    Action action(line.substr(2));
+    try {
+      now += follow(action);
+    } catch (const std::exception& error) {
+      now += "failed: "s + error.what() + "\n";
+    }
+    EXPECT_TRUE(action.known()) << line;
   }
   ASSERT_FALSE(now.empty()) << path;
   if (std::getenv("VELMORA_APPROVE") != nullptr) return write_file(path, now);

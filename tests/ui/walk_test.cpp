@@ -27,6 +27,7 @@ std::string one_line(std::string text) {
 
 namespace {
 
+using approved::Action;
 using approved::Lines;
 using approved::number;
 
@@ -149,224 +150,144 @@ class walk : public Test {
     return all;
   }
 
-  std::string act(const std::string& line) {
-    std::istringstream in(line);
-    std::string what;
-    std::string word;
-    in >> what;
-    const auto rest = [&in] {
-      std::string all;
-      std::getline(in >> std::ws, all);
-      return all;
-    };
-    // " / " stands for the end of a line.
-    const auto lines = [&rest] {
-      std::string all = rest();
-      for (std::size_t at = all.find(" / "); at != std::string::npos; at = all.find(" / "))
-        all.replace(at, 3, "\n");
-      return all;
-    };
-    const auto next = [&in] {
-      int n = 0;
-      in >> n;
-      return n;
-    };
-    // Of an element's code, with "at" of a point.
-    const auto place = [&] {
-      in >> word;
-      if (word == "at") return void(in >> x_ >> y_);
-      const gfx::Rect r = ui::top_layer().at(std::stoi(word));
-      missing_ = r.w <= 0;
-      x_ = r.x + r.w / 2;
-      y_ = r.y + r.h / 2;
-    };
-    const auto row = [&] {
-      const ui::PopupLayout& list = ui::state().list;
-      x_ = list.rect.x + 20;
-      y_ = list.rect.y + ui::kPopupPadding +
-           (static_cast<float>(next() - list.first) + 0.5F) * ui::kRowHeight;
-    };
-    const auto press = [this] {
-      ui::on_mouse_move(x_, y_);
-      ui::on_mouse_down(x_, y_);
-      ui::on_mouse_up();
-    };
+  // To an element, by its code, or to a point: "12", "at 30 300".
+  void go(Action& a) {
+    const std::string word = a.word();
+    if (word == "at") return void(a >> x_ >> y_);
+    const gfx::Rect r = ui::top_layer().at(std::stoi(word));
+    missing_ = r.w <= 0;
+    x_ = r.x + r.w / 2;
+    y_ = r.y + r.h / 2;
+  }
+  // To a row of the list, this far from one of its edges.
+  void go_to_row(Action& a, float from_start) {
+    const ui::PopupLayout& list = ui::state().list;
+    x_ = list.rect.x + from_start + (from_start < 0 ? list.rect.w : 0);
+    y_ = list.rect.y + ui::kPopupPadding +
+         (static_cast<float>(a.next() - list.first) + 0.5F) * ui::kRowHeight;
+  }
+  void hold() const {
+    ui::on_mouse_move(x_, y_);
+    ui::on_mouse_down(x_, y_);
+  }
+
+  void point(Action& a) {
+    const int steps = a.is("wheel") ? a.next() : 0;
+    if (a.is("row") || a.is("over-row")) {
+      go_to_row(a, 20);
+    } else if (a.is("erase")) {
+      go_to_row(a, -12);
+    } else if (a.is("press") || a.is("hold") || a.is("move") || a.is("double") || a.is("wheel")) {
+      go(a);
+    }
+    if (a.is("move") || a.is("over-row")) ui::on_mouse_move(x_, y_);
+    if (a.is("hold") || a.is("press") || a.is("row") || a.is("erase")) hold();
+    if (a.is("release") || a.is("press") || a.is("row") || a.is("erase")) ui::on_mouse_up();
+    if (a.is("leave")) ui::on_mouse_leave();
+    if (a.is("double")) ui::on_double_click(x_, y_);
+    if (a.is("wheel")) ui::on_wheel(x_, y_, steps);
+  }
+
+  // What becomes of the engine and the window without the interface.
+  void change(Action& a) {
     audio::Status& status = fakes::sound.status;
-    const std::map<std::string, std::function<void()>> actions{
-        {"look", [this] { before_.clear(); }},
-        {"frame",
-         [&] {
-           fakes::desktop.now += static_cast<std::uint64_t>(next());
-           moving_ = ui::on_frame();
-         }},
-        {"press",
-         [&] {
-           place();
-           press();
-         }},
-        {"hold",
-         [&] {
-           place();
-           ui::on_mouse_move(x_, y_);
-           ui::on_mouse_down(x_, y_);
-         }},
-        {"move",
-         [&] {
-           place();
-           ui::on_mouse_move(x_, y_);
-         }},
-        {"release", [] { ui::on_mouse_up(); }},
-        {"leave", [] { ui::on_mouse_leave(); }},
-        {"double",
-         [&] {
-           place();
-           ui::on_double_click(x_, y_);
-         }},
-        {"wheel",
-         [&] {
-           const int steps = next();
-           place();
-           ui::on_wheel(x_, y_, steps);
-         }},
-        {"row",
-         [&] {
-           row();
-           press();
-         }},
-        {"over-row",
-         [&] {
-           row();
-           ui::on_mouse_move(x_, y_);
-         }},
-        {"erase",
-         [&] {
-           row();
-           x_ = ui::state().list.rect.x + ui::state().list.rect.w - 12;
-           press();
-         }},
-        {"key", [&] { ui::on_key(static_cast<ui::Key>(next())); }},
-        {"type", [&] { ui::on_text(rest()); }},
-        {"set",
-         [&] {
-           settings::deserialize(lines(), &s_);
-           ui::follow_settings();
-         }},
-        {"window",
-         [&] {
-           fakes::desktop.w = next();
-           fakes::desktop.h = next();
-           fresh_ = true;
-         }},
-        {"position",
-         [&] {
-           fakes::desktop.x = next();
-           fakes::desktop.y = next();
-         }},
-        {"framed",
-         [&] {
-           fakes::desktop.framed = next() != 0;
-           fresh_ = true;
-         }},
-        {"scale",
-         [&] {
-           ui::set_pixel_scale(static_cast<float>(next()) / 100);
-           fresh_ = true;
-         }},
-        {"reduced", [&] { ui::set_reduced_motion(next() != 0); }},
-        {"state",
-         [&] {
-           status.state = next();
-           status.active = next() != 0;
-           status.select_output = next() != 0;
-           status.setup_needed = next() != 0;
-           status.permission_needed = next() != 0;
-         }},
-        {"target",
-         [&] {
-           in >> status.target;
-           status.target_label = rest();
-         }},
-        {"follow", [&] { in >> status.follow; }},
-        {"plays",
-         [&] {
-           in >> word;
-           fakes::play_to(word == "nothing" ? "" : word);
-         }},
-        {"device",
-         [&] {
-           in >> word;
-           fakes::sound.devices.push_back({word, rest()});
-         }},
-        {"unplug", [&] { fakes::sound.devices.clear(); }},
-        {"sound",
-         [&] {
-           fakes::Audio& s = fakes::sound;
-           s.has_sound = true;
-           in >> s.left >> s.right;
-           s.peak[0] = s.left;
-           s.peak[1] = s.right;
-           ++s.serial;
-         }},
-        {"file",
-         [&] {
-           in >> word;
-           write_file(home_.path() / word, lines());
-           ui::import_file(home_.path() / word);
-         }},
-        {"import-at-start", [&] { ui::import_at_start(home_.path() / rest()); }},
-        {"block", [&] { fs::create_directories(settings::file_path() + ".tmp"); }},
-        {"unblock", [&] { fs::remove(settings::file_path() + ".tmp"); }},
-        {"devices",
-         [&] {
-           const bool keep_choice = next() != 0;
-           devices_ = device_presets::deserialize(lines());
-           ui::set_device_presets(&devices_, keep_choice);
-         }},
-        {"crash", [&] { ui::set_crash_report(rest()); }},
-        {"ask",
-         [&] {
-           reader::Command c;
-           in >> c.id;
-           c.verb = static_cast<reader::Verb>(next());
-           in >> c.value;
-           c.name = rest();
-           ui::carry_out(c);
-         }},
-        {"choose", [&] { ui::choose_preset(rest()); }},
-        {"each", [&] { ui::use_device_presets(next() != 0); }},
-        {"equalizer", [&] { ui::set_equalizer(next() != 0); }},
-        {"mute", [] { ui::toggle_mute(); }},
-        {"toggle", [] { ui::toggle_equalizer(); }},
-        {"compact",
-         [&] {
-           ui::show_compact(next() != 0);
-           fresh_ = true;
-         }},
-        {"settings", [] { ui::open_settings(); }},
-        {"persist", [] { ui::persist(); }},
-        {"presets",
-         [] {
-           for (const ui::NamedPreset& p : ui::presets())
-             fakes::desktop.calls.push_back(p.id + " " + p.name + " " + text(p.curve));
-         }},
-        {"start", [&] {
-           ui::init(&s_, next() != 0);
-           fresh_ = true;
-         }}};
-    const auto action = actions.find(what);
-    EXPECT_NE(action, actions.end()) << line;
-    if (action == actions.end()) return "";
-    action->second();
+    fakes::Platform& desktop = fakes::desktop;
+    fakes::Audio& sound = fakes::sound;
+    fresh_ = fresh_ || a.is("window") || a.is("framed") || a.is("scale") || a.is("compact") ||
+             a.is("start");
+    if (a.is("window")) a >> desktop.w >> desktop.h;
+    if (a.is("position")) a >> desktop.x >> desktop.y;
+    if (a.is("framed")) a >> desktop.framed;
+    if (a.is("scale")) ui::set_pixel_scale(a.next<float>() / 100);
+    if (a.is("reduced")) ui::set_reduced_motion(a.next() != 0);
+    if (a.is("state"))
+      a >> status.state >> status.active >> status.select_output >> status.setup_needed >>
+          status.permission_needed;
+    if (a.is("target")) {
+      a >> status.target;
+      status.target_label = a.rest();
+    }
+    if (a.is("follow")) a >> status.follow;
+    if (a.is("plays"))
+      if (const std::string name = a.rest(); true) fakes::play_to(name == "nothing" ? "" : name);
+    if (a.is("device")) {
+      sound.devices.push_back({a.word(), ""});
+      sound.devices.back().label = a.rest();
+    }
+    if (a.is("unplug")) sound.devices.clear();
+    if (a.is("sound")) {
+      sound.has_sound = true;
+      sound.peak[0] = sound.left = std::stof(a.word());
+      sound.peak[1] = sound.right = std::stof(a.word());
+      ++sound.serial;
+    }
+    // A directory where the next one is to be written.
+    if (a.is("block")) fs::create_directories(settings::file_path() + ".tmp");
+    if (a.is("unblock")) fs::remove(settings::file_path() + ".tmp");
+  }
+
+  void ask(Action& a) {
+    if (a.is("key")) ui::on_key(static_cast<ui::Key>(a.next()));
+    if (a.is("type")) ui::on_text(a.rest());
+    if (a.is("file")) {
+      const fs::path path = home_.path() / a.word();
+      write_file(path, a.rest());
+      ui::import_file(path);
+    }
+    if (a.is("import-at-start")) ui::import_at_start(home_.path() / a.rest());
+    if (a.is("devices")) {
+      const bool keep_choice = a.next() != 0;
+      devices_ = device_presets::deserialize(a.rest());
+      ui::set_device_presets(&devices_, keep_choice);
+    }
+    if (a.is("crash")) ui::set_crash_report(a.rest());
+    if (a.is("ask")) {
+      reader::Command c;
+      a >> c.id;
+      c.verb = static_cast<reader::Verb>(a.next());
+      a >> c.value;
+      c.name = a.rest();
+      ui::carry_out(c);
+    }
+    if (a.is("choose")) ui::choose_preset(a.rest());
+    if (a.is("each")) ui::use_device_presets(a.next() != 0);
+    if (a.is("equalizer")) ui::set_equalizer(a.next() != 0);
+    if (a.is("mute")) ui::toggle_mute();
+    if (a.is("toggle")) ui::toggle_equalizer();
+    if (a.is("compact")) ui::show_compact(a.next() != 0);
+    if (a.is("settings")) ui::open_settings();
+    if (a.is("persist")) ui::persist();
+    if (a.is("presets"))
+      for (const ui::NamedPreset& p : ui::presets())
+        fakes::desktop.calls.push_back(p.id + " " + p.name + " " + text(p.curve));
+    if (a.is("start")) ui::init(&s_, a.next() != 0);
+    if (a.is("set")) {
+      settings::deserialize(a.rest(), &s_);
+      ui::follow_settings();
+    }
+  }
+
+  std::string act(Action& a) {
+    const bool whole = a.is("look");
+    if (whole) before_.clear();
+    bool moving = false;
+    if (a.is("frame")) {
+      fakes::desktop.now += a.next<std::uint64_t>();
+      moving = ui::on_frame();
+    }
+    point(a);
+    change(a);
+    ask(a);
     Lines now = world();
     std::string result =
-        approved::beginning(approved::difference(before_, now), what == "look" ? now.size() : 24);
+        approved::beginning(approved::difference(before_, now), whole ? now.size() : 24);
     before_ = std::move(now);
     if (std::exchange(missing_, false)) result += "is not there\n";
     for (const std::string& call : std::exchange(fakes::desktop.calls, {}))
       result += "call " + call + "\n";
     if (const int curves = std::exchange(fakes::sound.curves, 0); curves != 0)
       result += "curves " + std::to_string(curves) + "\n";
-    if (what == "frame") result += moving_ ? "moves\n" : "rests\n";
+    if (a.is("frame")) result += moving ? "moves\n" : "rests\n";
     return result;
   }
 
@@ -376,22 +297,21 @@ class walk : public Test {
   float x_ = 0;
   float y_ = 0;
   bool fresh_ = true;
-  bool moving_ = false;
   bool missing_ = false;  // the element of the last action
   Lines picture_;
   Lines before_;
 };
 
 TEST_F(walk, leads_through_the_window) {
-  approved::expect("window.txt", [this](const std::string& line) { return act(line); });
+  approved::expect("window.txt", [this](Action& a) { return act(a); });
 }
 
 TEST_F(walk, leads_through_presets_and_files) {
-  approved::expect("presets.txt", [this](const std::string& line) { return act(line); });
+  approved::expect("presets.txt", [this](Action& a) { return act(a); });
 }
 
 TEST_F(walk, leads_through_devices_and_what_is_said_of_them) {
-  approved::expect("devices.txt", [this](const std::string& line) { return act(line); });
+  approved::expect("devices.txt", [this](Action& a) { return act(a); });
 }
 
 }  // namespace
