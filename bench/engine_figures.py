@@ -11,7 +11,9 @@
 #
 # The delay is measured between two recordings, of our sink's monitor and of the device's; both are
 # mapped to one clock by the earliest arrival of a frame in each, so what they have in common cancels
-# out. Of the time that is spent, the server's own counts too, and wake-ups beside it. The program draws
+# out. They ask for fragments as long as the cycles of the program's own streams: asking for shorter
+# ones makes PipeWire change the cycle in the middle of the sound, and the delay with it. Of the time
+# that is spent, the server's own counts too, and wake-ups beside it. The program draws
 # its frames all the while, for a window without a screen.
 import contextlib
 
@@ -23,10 +25,11 @@ SUSPEND_S = 5
 CLICK_S = 0.25
 SETTLED_S = 2  # after which the delay is what it stays
 GAP_MS = 5
+CYCLE_S = 512 / RATE
 
 
 def median_delay(lab, count, device="speakers"):
-    sent, heard = Recorder(lab.server, MONITOR), Recorder(lab.server, f"{device}.monitor")
+    sent, heard = (Recorder(lab.server, source, CYCLE_S) for source in (MONITOR, f"{device}.monitor"))
     heard.next((count + 2) * CLICK_S)
     delays = delays_ms(sent.click_times(), heard.click_times(), most_ms=400)
     sent.close()

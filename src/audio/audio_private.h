@@ -104,6 +104,7 @@ bool loop_start();                     // creates and starts the loop thread
 void loop_stop();                      // ends it and frees everything; no LoopLock may be held
 bool connection_lost();                // the server went away; any thread
 pa_context* context(const LoopLock&);  // null while not connected
+pa_mainloop_api* loop_api(const LoopLock&);
 bool connect_locked(const LoopLock&);  // returns whether the connection is ready
 void disconnect_locked(const LoopLock&);
 

@@ -3,6 +3,9 @@
 
 namespace audio {
 
-inline constexpr int kBlockFrames = 480;  // at most: 10 ms
+// PipeWire works in cycles of a power of two of frames. Those of our sink and of the device are to
+// be this long, or shorter where another program wants that: 10.7 ms.
+inline constexpr int kCycleFrames = 512;
+inline constexpr int kBlockFrames = kCycleFrames;  // at most
 
 }  // namespace audio

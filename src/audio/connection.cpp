@@ -10,12 +10,14 @@
 #include <atomic>
 #include <memory>
 #include <semaphore>
+#include <string>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 #include "app/logger.h"
 #include "audio_private.h"
+#include "block.h"
 #include "crash/crash_handler.h"
 #include "realtime/realtime.h"
 
@@ -131,6 +133,12 @@ void on_second_state(pa_context* /*c*/, void* /*user*/) {
 
 pa_context* new_context() {
   const Proplist props("control");
+  // PipeWire runs a recorded device in cycles of a power of two of frames, as long as the fragments
+  // at most. Fragments of 10 ms make that 256, which a moment of 6 ms in which the machine stands
+  // still is enough to lose, and they do not fit in: what is left over waits for up to 10 ms more.
+  // Making them longer later keeps what is left over by then. So its server gives none that are
+  // shorter than a cycle, whatever is requested.
+  pa_proplist_sets(props.list, "pulse.min.frag", (std::to_string(kCycleFrames) + "/48000").c_str());
   return pa_context_new_with_proplist(pa_threaded_mainloop_get_api(g_ml), kAppName, props.list);
 }
 
@@ -195,6 +203,10 @@ void loop_stop() {
 
 bool connection_lost() {
   return g_ctx_lost.load();
+}
+
+pa_mainloop_api* loop_api(const LoopLock& /*lock*/) {
+  return pa_threaded_mainloop_get_api(g_ml);
 }
 
 pa_context* context(const LoopLock& /*lock*/) {

@@ -9,7 +9,7 @@ namespace audio {
 struct DryMoment {
   enum class Cause {
     kLateRecord,    // no sound has come: it is recorded late
-    kLatePlayback,  // sound has just come after a pause: this program did not run in time
+    kLatePlayback,  // sound has just come after a pause: this program, or what serves it, was late
     kServer,        // sound came and went in time: the server lost cycles
   };
 

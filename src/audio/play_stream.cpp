@@ -2,9 +2,11 @@
 // Silence is not played: after a while of it the stream is corked and flushed, because a stream
 // that plays silence for ever would keep the device awake for ever.
 #include <algorithm>
+#include <string>
 #include <utility>
 
 #include "audio_private.h"
+#include "block.h"
 #include "fade.h"
 #include "play_queue.h"
 #include "requests.h"
@@ -28,7 +30,10 @@ struct Play {
   Arrivals arrivals;
   Fade fade;
   bool faded_out = false;
-  bool asleep = false;  // it is corked, because there is nothing to be heard
+  bool asleep = false;            // it is corked, because there is nothing to be heard
+  pa_time_event* asks = nullptr;  // when it goes off, the server is asked for a report
+  bool in_cycles = false;         // the device's
+  std::uint32_t looks = 0;
 
   void restart() {
     queue.restart(PlayQueue::Start::kOpened, Clock::now());
@@ -39,6 +44,11 @@ struct Play {
   }
 };
 Play g_play;
+
+// A cycle is a power of two of frames: the same number of them at 44100 Hz.
+std::string cycle() {
+  return std::to_string(kCycleFrames) + "/44100";
+}
 
 std::uint32_t bytes_of(pa_usec_t us) {
   return static_cast<std::uint32_t>(pa_usec_to_bytes(us, &kFormat));
@@ -86,6 +96,28 @@ void on_timing(pa_stream* s, void* /*user*/) {
   g_play.queue.report(report, Clock::now() - age);
 }
 
+void ask() {
+  if (g_play.stream.in_place())
+    dismiss(pa_stream_update_timing_info(g_play.stream.get(), nullptr, nullptr));
+}
+
+void on_time_to_ask(pa_mainloop_api* /*api*/, pa_time_event* /*e*/, const timeval* /*at*/,
+                    void* /*user*/) {
+  ask();
+}
+
+// Where sound comes and is taken in cycles of the same length, asking when it comes would meet the
+// device at the same point of its cycle each time, and never right after it has taken some.
+void ask_for_report() {
+  constexpr std::uint32_t kPoints = 8;
+  constexpr std::uint32_t kStride = 5;
+  constexpr pa_usec_t kStepUs = pa_usec_t{kCycleFrames} * 1000000 / kRate / kPoints;
+  const std::uint32_t point = g_play.in_cycles ? g_play.looks++ * kStride % kPoints : 0;
+  if (point == 0 || g_play.asks == nullptr) return ask();
+  pa_context_rttime_restart(pa_stream_get_context(g_play.stream.get()), g_play.asks,
+                            pa_rtclock_now() + point * kStepUs);
+}
+
 void on_underflow(pa_stream* s, void* /*user*/) {
   const bool current = s == g_play.stream.get();
   if (current && g_play.fade.gone()) return;
@@ -114,8 +146,7 @@ void play(std::span<float> block, std::size_t following) {
   const PlayQueue::Counts counts = g_play.queue.take_counts();
   if (counts.lost > 0) count_lost(block.last(counts.lost));
   if (counts.inserted > 0) count_inserted(counts.inserted);
-  if (following == 0 && g_play.queue.wants_report())
-    dismiss(pa_stream_update_timing_info(g_play.stream.get(), nullptr, nullptr));
+  if (following == 0 && g_play.queue.wants_report()) ask_for_report();
 }
 
 bool play_asleep() {
@@ -127,10 +158,12 @@ bool open_play(const LoopLock& lock, const SinkInfo& sink) {
   // A crossfade would reach into the new stream: at its device the old curve may be far too loud.
   apply_curve_unheard();
   g_play.restart();
-  pa_stream* s = g_play.stream.create(lock, "playback", "Equalizer", sink.name);
+  pa_stream* s = g_play.stream.create(lock, "playback", "Equalizer", sink.name, cycle());
   if (s != nullptr) {
     pa_stream_set_underflow_callback(s, on_underflow, nullptr);
     pa_stream_set_latency_update_callback(s, on_timing, nullptr);
+    g_play.asks = pa_context_rttime_new(context(lock), PA_USEC_INVALID, on_time_to_ask, nullptr);
+    g_play.in_cycles = sink.in_cycles;
   }
   pa_buffer_attr buffers = default_buffers();
   buffers.maxlength = bytes_of(kMaxLengthUs);
@@ -151,7 +184,8 @@ bool open_play(const LoopLock& lock, const SinkInfo& sink) {
   return true;
 }
 
-void close_play(const LoopLock& /*lock*/) {
+void close_play(const LoopLock& lock) {
+  if (pa_time_event* asks = std::exchange(g_play.asks, nullptr)) loop_api(lock)->time_free(asks);
   g_play.stream.close();
 }
 

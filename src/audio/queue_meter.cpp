@@ -17,6 +17,8 @@
 
 #include <utility>
 
+#include "block.h"
+
 namespace audio {
 
 namespace {
@@ -29,6 +31,9 @@ constexpr int kMiscounts = 3;  // a burst may have been under way, but not each 
 constexpr int kEnoughLooks = 12;
 constexpr int kFirstFragments = 50;  // with a report each
 constexpr int kReportEvery = 37;     // fragments: in step with no device's period
+
+// What a device has taken that never reports any of it, as PipeWire's without hardware.
+constexpr std::int64_t kCycleUs = std::int64_t{kCycleFrames} * 1000000 / 48000;
 
 std::int64_t us_of(QueueMeter::Clock::time_point time) {
   return std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch()).count();
@@ -43,7 +48,7 @@ std::int64_t duration_us(std::int64_t frames) {
 void QueueMeter::restart(bool same_device) {
   known_ = false;
   looks_ = 0;
-  device_us_before_ = same_device ? device_us_ : -kPeriodUs;
+  device_us_before_ = same_device ? device_us_ : -kCycleUs;
   device_us_ = device_us_before_;
   device_most_us_ = 0;
   dry_at_ = same_device ? written_ : kNeverDry;
@@ -87,7 +92,7 @@ void QueueMeter::report(const Timing& timing, Clock::time_point at) {
   // Until then the estimate follows the reports.
   const std::int64_t least_us = device_.least(looks_);
   device_most_us_ = std::max(device_most_us_, timing.device_us);
-  const std::int64_t own_us = device_most_us_ == 0   ? -kPeriodUs
+  const std::int64_t own_us = device_most_us_ == 0   ? -kCycleUs
                               : least_us > kPeriodUs ? least_us
                                                      : 0;
   device_us_ = std::max(device_us_before_, own_us);

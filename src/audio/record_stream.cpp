@@ -4,7 +4,7 @@
 //
 // Silence needs no hundred looks a second: after a while the fragments get longer, and a capture
 // for the display rests altogether. The first sound, or a stream that may bring some, brings the
-// short fragments back.
+// short fragments back. PipeWire gives none as short as 10 ms, see new_context.
 //
 // Our sink always runs while it is recorded, so a stream that brings not even silence has been cut
 // off from it, by a patchbay or by a server that lost its link. There is no event for it.
@@ -23,7 +23,7 @@ namespace audio {
 
 namespace {
 
-constexpr std::size_t kFragmentFrames = kBlockFrames;
+constexpr std::size_t kFragmentFrames = 480;           // 10 ms
 constexpr std::size_t kWatchingFragmentFrames = 4800;  // of silence that is only looked at
 // Of silence that will be played: less than the target of the queue, so that the first sound fills
 // it, and a whole number of periods where the server counts them in powers of two.
@@ -104,8 +104,8 @@ bool open_record(const LoopLock& lock, const SinkInfo& monitored, bool routed) {
   g_record.restart();
   g_record.routed = routed;
   restart_path();
-  pa_stream* s =
-      g_record.stream.create(lock, "record", routed ? "Equalizer" : "Spectrum", monitored.monitor);
+  pa_stream* s = g_record.stream.create(lock, "record", routed ? "Equalizer" : "Spectrum",
+                                        monitored.monitor, "");
   if (s != nullptr) pa_stream_set_read_callback(s, on_read, nullptr);
   pa_buffer_attr buffers = default_buffers();
   buffers.fragsize = fragment_bytes(kFragmentFrames);

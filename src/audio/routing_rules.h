@@ -37,6 +37,7 @@ struct SinkInfo {
   bool muted = false;
   bool works_ahead =
       false;  // a null sink, which runs seconds ahead while nobody asks for a short latency
+  bool in_cycles = false;    // on PipeWire, see kCycleFrames
   bool flat_volume = false;  // a stream's volume may be the device's
   pa_cvolume volume{};
   bool running = false;  // somebody plays to it, be it silence, or did

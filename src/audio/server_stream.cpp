@@ -38,13 +38,14 @@ std::string fault(const LoopLock& lock, pa_stream* s) {
 }  // namespace
 
 pa_stream* ServerStream::create(const LoopLock& lock, const char* name, const char* media_name,
-                                std::string device) {
+                                std::string device, const std::string& cycle) {
   close();
   device_ = std::move(device);
   const Proplist props(media_name);
   // A session manager must not connect the stream to anything else when the device vanishes while
   // it is being opened.
   pa_proplist_sets(props.list, "node.dont-fallback", "true");
+  if (!cycle.empty()) pa_proplist_sets(props.list, "node.max-latency", cycle.c_str());
   stream_ = pa_stream_new_with_proplist(context(lock), name, &kFormat, nullptr, props.list);
   if (stream_ == nullptr) return nullptr;
   pa_stream_set_state_callback(stream_, on_stream_state, nullptr);

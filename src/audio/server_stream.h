@@ -21,7 +21,10 @@ class ServerStream {
   ServerStream& operator=(const ServerStream&) = delete;
 
   // Creates a stream, to be connected to the device of this name. Returns null on failure.
-  pa_stream* create(const LoopLock&, const char* name, const char* media_name, std::string device);
+  //   cycle   PipeWire runs the device in cycles of at most so long, as in "512/48000" of a second.
+  //           Empty: as it likes
+  pa_stream* create(const LoopLock&, const char* name, const char* media_name, std::string device,
+                    const std::string& cycle);
   // Waits until the stream, whose connection has been requested, is ready on its device. On failure
   // closes it and logs "Cannot `what` DEVICE: reason", once until it succeeds again.
   bool finish_opening(const LoopLock&, bool requested, const char* what);

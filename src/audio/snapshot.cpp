@@ -13,6 +13,7 @@ namespace audio {
 namespace {
 
 constexpr const char* kNullSinkDriver = "module-null-sink.c";
+constexpr const char* kPipeWireDriver = "PipeWire";
 constexpr const char* kLinkGroup = "node.link-group";
 constexpr std::size_t kMaxLabel = 200;  // characters
 
@@ -64,6 +65,7 @@ void on_sink(pa_context* /*c*/, const pa_sink_info* info, int eol, void* user) {
       .channels = info->sample_spec.channels,
       .muted = info->mute != 0,
       .works_ahead = text(info->driver) == kNullSinkDriver,
+      .in_cycles = text(info->driver) == kPipeWireDriver,
       .flat_volume = (info->flags & PA_SINK_FLAT_VOLUME) != 0,
       .volume = info->volume,
       .running = info->state == PA_SINK_RUNNING,

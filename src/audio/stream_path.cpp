@@ -52,7 +52,7 @@ std::string text_of(DryMoment::Cause cause, std::int64_t late_us) {
     case DryMoment::Cause::kLateRecord:
       return "no sound was recorded for " + ms;
     case DryMoment::Cause::kLatePlayback:
-      return "this program did not run for " + ms;
+      return "sound came " + ms + " late: this program or the server's thread for it did not run";
     case DryMoment::Cause::kServer:
       break;
   }

@@ -258,8 +258,8 @@ class Player(Stream):
 
 # Records a source, e.g. "speakers.monitor", and keeps everything.
 class Recorder(Stream):
-    def __init__(self, server, source):
-        self.source = source
+    def __init__(self, server, source, fragment_s=0.01):
+        self.source, self.fragment_s = source, fragment_s
         self.blocks, self.frames, self.forgotten = [], 0, 0
         self.origin = math.inf  # time.monotonic() of frame 0: the earliest that any arrival allows
         self.mutex = threading.Lock()
@@ -267,7 +267,7 @@ class Recorder(Stream):
 
     def connect(self):
         pulse.stream_set_read_callback(self.stream, self.callback, None)
-        pulse.stream_connect_record(self.stream, self.source.encode(), buffer_attributes(maxlength=2, fragsize=0.01),
+        pulse.stream_connect_record(self.stream, self.source.encode(), buffer_attributes(maxlength=2, fragsize=self.fragment_s),
                                     ADJUST_LATENCY | DONT_MOVE)
 
     def on_data(self, stream, _size, _):
