@@ -76,6 +76,7 @@ pa_operation* operation(const pa_context* c, std::function<void()> end) {
 
 void ask(const std::string& what) {
   server.asked.push_back(what);
+  if (what == server.meanwhile.first) std::exchange(server.meanwhile, {}).second();
 }
 
 bool refused() {

@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace made_up {
@@ -54,6 +55,8 @@ struct Server {
   float right = 0;
   bool flows = true;  // its monitors give sound
   std::vector<std::string> asked;
+  // What happens when this is asked the next time, before it is answered.
+  std::pair<std::string, std::function<void()>> meanwhile;
   std::size_t written = 0;  // samples
   float peak[2]{};
   double sum = 0;  // of all samples written, each by its place

@@ -142,6 +142,7 @@ class story : public Test {
     if (of_sink("null")) sink->driver = "module-null-sink.c";
     if (of_sink("module")) a >> sink->module;
     if (of_sink("flat")) sink->flat = true;
+    if (of_sink("renumber")) sink->index = server.next++;  // it went and came back
     if (of_sink("mute")) a >> sink->mute;
     if (of_sink("volume"))
       for (unsigned c = 0; c < sink->volume.channels; ++c)
@@ -169,6 +170,13 @@ class story : public Test {
     if (a.is("end-client")) {
       const auto client = a.next<std::uint32_t>();
       std::erase_if(server.streams, [&](const auto& s) { return s.client == client; });
+    }
+    if (a.is("meanwhile")) {
+      std::getline(a >> std::ws, server.meanwhile.first, ':');
+      server.meanwhile.second = [this, line = a.rest()] {
+        Action later(line);
+        change_sink(later), change_server(later);
+      };
     }
     if (a.is("server")) server.mode = a.rest();
     if (a.is("remembers")) server.remembered = a.next();
