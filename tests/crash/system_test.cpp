@@ -33,18 +33,14 @@ class Machine : public Test {
     return lines;
   }
 
-  std::string act(const std::string& line) {
-    std::istringstream in(line);
-    std::string what;
-    std::string name;
-    std::string rest;
-    in >> what >> name;
-    std::getline(in >> std::ws, rest);
-    if (what == "file") file(name, approved::unescaped(rest));
-    if (what == "describe") lines_.clear();
-    if (what == "env") home_.set(name, rest);
-    if (what == "remove") fs::remove(root_ + name);
-    if (what == "link") {
+  std::string act(approved::Action& a) {
+    const std::string name = a.word();
+    const std::string rest = a.rest();
+    if (a.is("file")) file(name, approved::unescaped(rest));
+    if (a.is("describe")) lines_.clear();
+    if (a.is("env")) home_.set(name, rest);
+    if (a.is("remove")) fs::remove(root_ + name);
+    if (a.is("link")) {
       fs::create_directories(fs::path(root_ + name).parent_path());
       fs::remove(root_ + name);
       fs::create_symlink(rest, root_ + name);
@@ -59,7 +55,7 @@ class Machine : public Test {
 };
 
 TEST_F(Machine, is_described_as_it_was) {
-  approved::expect("machines.txt", [this](const std::string& line) { return act(line); });
+  approved::expect("machines.txt", [this](approved::Action& a) { return act(a); });
 }
 
 TEST_F(Machine, whatever_its_files_hold_a_line_is_one_line) {
@@ -83,7 +79,8 @@ TEST_F(Machine, whatever_its_files_hold_a_line_is_one_line) {
 // A package manager that hangs is asked for two seconds, and nobody waits for it at the start.
 TEST_F(Machine, is_described_in_the_background_where_a_program_has_to_be_asked) {
   file("/usr/bin/rpm", "#!/bin/sh\nexec sleep 60\n");
-  act("link /proc/self/exe /opt/tester");
+  approved::Action link("link /proc/self/exe /opt/tester");
+  act(link);
   faultline::App app = crash_test::kTester;
   static std::atomic<bool> logged{false};
   app.log = [](const char* /*level*/, const std::string& line) {

@@ -8,25 +8,21 @@ using analyzer::kFloorDb;
 using approved::number;
 
 // "bars TIMES DB S": so many steps with one loud bar among silent ones. "decay" and "meter" alike.
-std::string act(const std::string& line) {
+std::string act(approved::Action& a) {
   static analyzer::Ballistics bars;
   static analyzer::PeakMeter meter;
-  std::istringstream in(line);
-  std::string what;
-  std::string db;
-  int times = 1;
-  float seconds = 0;
-  in >> what >> times >> db >> seconds;
-  if (what == "restart") return bars = {}, meter = {}, "";
-  if (what == "amplitude")
-    return number(static_cast<double>(analyzer::to_db(std::stof(db)))) + "\n";
+  if (a.is("restart")) return bars = {}, meter = {}, "";
+  const int times = a.next();
+  const std::string db = a.word();
+  const auto seconds = a.next<float>();
+  if (a.is("amplitude")) return number(static_cast<double>(analyzer::to_db(std::stof(db)))) + "\n";
   std::vector<float> levels(analyzer::kBars, -140.0F);
   levels[12] = std::stof(db);
   std::string text;
   for (int i = 0; i < times; ++i) {
-    if (what == "bars") bars.update(levels.data(), seconds);
-    if (what == "decay") bars.decay(seconds);
-    if (what == "meter") meter.update(levels[12], seconds);
+    if (a.is("bars")) bars.update(levels.data(), seconds);
+    if (a.is("decay")) bars.decay(seconds);
+    if (a.is("meter")) meter.update(levels[12], seconds);
     if (bars.peak[12] < bars.level[12] || meter.peak < meter.level)
       text = "a peak below its level\n";
     for (std::size_t b = 0; b < analyzer::kBars; ++b) {
@@ -34,7 +30,7 @@ std::string act(const std::string& line) {
         text = "another bar has moved\n";
     }
   }
-  const bool is_meter = what == "meter";
+  const bool is_meter = a.is("meter");
   return text + number(static_cast<double>(is_meter ? meter.level : bars.level[12]), 2) +
          " dB, peak " + number(static_cast<double>(is_meter ? meter.peak : bars.peak[12]), 2) +
          "\n";
