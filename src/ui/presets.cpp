@@ -95,7 +95,7 @@ std::string preset_label() {
 std::string preset_label(float size, float max_width) {
   const Label label = chosen_label();
   const float room = max_width - gfx::text_width(label.mark, size, false);
-  if (label.mark.empty() || room < kLeastName)
+  if (!label.mark.empty() && room < kLeastName)
     return shorten(directed(preset_label()), size, max_width);
   return directed(isolated(shorten(label.name, size, room)) + label.mark);
 }

@@ -17,6 +17,8 @@ namespace {
 constexpr const char* kDot = "  ·  ";
 constexpr const char* kDash = " — ";
 constexpr const char* kEllipsis = "…";
+constexpr const char* kNoBreakSpace = "\u00A0";
+constexpr const char* kNoBreak = "\u2060";
 constexpr int kLongestName = 28;  // characters of a server's name that are shown
 
 // What a server calls a device, without the driver's prefix. Its end tells devices apart.
@@ -42,6 +44,20 @@ const char* note_key(const audio::Status& s, bool wanted) {
   if (s.setup_needed) return "status_setup_needed";
   if (s.permission_needed) return "status_permission_needed";
   return nullptr;
+}
+
+void replace_all(std::string* text, std::string_view what, const std::string& with) {
+  for (std::size_t at = 0; (at = text->find(what, at)) != std::string::npos; at += with.size())
+    text->replace(at, what.size(), with);
+}
+
+// A line for a note, which is wrapped: no line of it begins with a dash or a dot, or ends with what
+// stands for the beginning of a name.
+std::string wrappable(std::string text) {
+  replace_all(&text, kDash, std::string(kNoBreakSpace) + (kDash + 1));
+  replace_all(&text, kDot, std::string(kNoBreakSpace) + kNoBreakSpace + (kDot + 2));
+  replace_all(&text, kEllipsis, kEllipsis + std::string(kNoBreak));
+  return text;
 }
 
 std::string with_target(const std::string& text, const audio::Status& s) {
@@ -83,7 +99,7 @@ StatusView status_view(const audio::Status& status, const ChosenDevice& chosen, 
     view.tone = wanted ? Tone::Good : Tone::Off;
     return view;
   }
-  if (no_line) view.note = directed(view.line);
+  if (no_line) view.note = directed(wrappable(view.line));
   return view;
 }
 

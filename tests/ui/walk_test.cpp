@@ -16,8 +16,12 @@
 namespace recording {
 
 std::string one_line(std::string text) {
-  for (const auto& [mark, name] :
-       {std::pair{"\u2068"s, "<"}, {"\u2069"s, ">"}, {"\u200F"s, "<rtl>"}, {"\n"s, "<br>"}})
+  for (const auto& [mark, name] : {std::pair{"\u2068"s, "<"},
+                                   {"\u2069"s, ">"},
+                                   {"\u200F"s, "<rtl>"},
+                                   {"\u2060"s, "<joined>"},
+                                   {"\u00A0"s, "~"},
+                                   {"\n"s, "<br>"}})
     for (std::size_t at = 0; (at = text.find(mark, at)) != std::string::npos;)
       text.replace(at, mark.size(), name);
   return text;
