@@ -1,4 +1,4 @@
-// Where the program keeps its files and what it reads from the environment. The move from the
+// Where the program keeps its files. The move from the
 // earlier name happens once per process; the tests of the built program look at it.
 #include "app/paths.h"
 #include "test.h"
@@ -30,29 +30,6 @@ TEST(Paths, the_configuration_directory_follows_the_environment) {
   EXPECT_EQ(paths::config_dir(), "x/Velmora");
   EXPECT_TRUE(fs::is_directory("x/Velmora"));
   fs::current_path(before);
-}
-
-TEST(Paths, the_language_is_that_of_the_first_variable_that_names_one) {
-  using Variables = std::vector<std::pair<const char*, const char*>>;
-  const std::vector<std::pair<Variables, std::string>> cases = {
-      {{}, "en"},
-      {{{"LANG", "de_DE.UTF-8"}}, "de_DE"},
-      {{{"LANG", "sr_RS@latin"}}, "sr_RS"},
-      {{{"LANGUAGE", "pt_BR:en"}, {"LANG", "de_DE"}}, "pt_BR"},
-      {{{"LANGUAGE", ":de"}, {"LC_ALL", "fr_FR"}}, "fr_FR"},
-      {{{"LC_ALL", "C"}, {"LC_MESSAGES", "it"}, {"LANG", "de"}}, "it"},
-      {{{"LC_MESSAGES", "x"}, {"LANG", "de"}}, "de"},
-      {{{"TRSL_LANG", "ar"}, {"LANGUAGE", "de"}, {"LC_ALL", "fr"}}, "ar"},
-  };
-  for (const auto& [variables, language] : cases) {
-    Home home;
-    std::string text;
-    for (const auto& [name, value] : variables) {
-      home.set(name, value);
-      text += std::string(name) + "=" + value + " ";
-    }
-    EXPECT_EQ(paths::system_language(), language) << text;
-  }
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
-// The text form of the settings and of the devices' presets, and what the switches make of
-// settings: what is written, and what is made of whatever is found there.
+// The text form of the settings and of the devices' presets, what the switches make of settings,
+// and the environment's language: what is written, and what is made of whatever is found there.
 #include <clocale>
 #include <locale>
 
 #include "app/command_line.h"
 #include "app/device_presets.h"
+#include "app/paths.h"
 #include "approved.h"
 #include "records.h"
 
@@ -57,6 +58,15 @@ std::string preset_list(const std::string& words) {
   return text;
 }
 
+// Of a system whose environment has these variables.
+std::string language(const std::string& variables) {
+  Home home;
+  std::istringstream in(variables);
+  for (std::string name; std::getline(in >> std::ws, name, '=');)
+    if (std::string value; in >> value) home.set(name, value);
+  return paths::system_language() + "\n";
+}
+
 std::string act(approved::Action& a) {
   std::string rest;
   std::getline(a.ignore(), rest);
@@ -66,6 +76,7 @@ std::string act(approved::Action& a) {
   if (a.is("again")) return changed(parsed(settings::serialize(parsed(rest))));
   if (a.is("presets")) return approved::beginning(changed(parsed(preset_list(rest))), 6);
   if (a.is("devices")) return lines(device_presets::serialize(device_presets::deserialize(rest)));
+  if (a.is("language")) return language(rest);
   return a.is("switches") ? started(rest) : "";
 }
 

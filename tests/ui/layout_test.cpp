@@ -1,4 +1,4 @@
-// Where everything is, what a point hits, how the views scale, and the columns of segments.
+// Where everything is, what a point hits, and the columns of segments.
 #include <algorithm>
 #include <cmath>
 
@@ -53,20 +53,6 @@ TEST_F(elements, everything_is_hit_where_it_is_painted_in_every_view_and_languag
     EXPECT_EQ(code_at(200, 80), ui::kHitBody);
     EXPECT_EQ(ui::cursor_at(200, 80), framed ? ui::kCursorArrow : ui::kCursorMove);
   }
-}
-
-TEST_F(elements, views_scale_to_the_window_and_not_below_a_quarter) {
-  const auto expect_view = [](int w, int h, float zoom, float lw, float lh) {
-    const ui::View v = ui::view_for(w, h);
-    EXPECT_EQ(std::tie(v.zoom, v.w, v.h), std::tie(zoom, lw, lh)) << w << " x " << h;
-  };
-  expect_view(480, 320, 0.5F, 960, 640);
-  expect_view(100, 100, 0.25F, 400, 400);
-  expect_view(0, 640, 1, 0, 640);
-  s_.collapsed = true;
-  expect_view(480, 340, 0.5F, 960, 680);
-  s_.compact = true;
-  expect_view(840, 264, 2, 420, 132);
 }
 
 // ---- Segments

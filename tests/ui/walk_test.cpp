@@ -141,12 +141,9 @@ class walk : public Test {
     const ui::Look& look = ui::state().look;
     all.push_back("over " + std::to_string(look.hover) + ", drags " + std::to_string(look.drag) +
                   ", cursor " + std::to_string(ui::cursor_at(x_, y_)));
-    int w = 0;
-    int h = 0;
-    ui::reference_size(&w, &h);
-    all.push_back(
-        "view " + text(0, 0, static_cast<float>(w), static_cast<float>(h)) + ", zoom " +
-        number(static_cast<double>(ui::view_for(fakes::desktop.w, fakes::desktop.h).zoom), 3));
+    const ui::View v = ui::view_for(fakes::desktop.w, fakes::desktop.h);
+    all.push_back("view " + text(0, 0, v.w, v.h) + ", zoom " +
+                  number(static_cast<double>(v.zoom), 3));
     all.push_back(autostart::enabled() ? "starts at login" : "does not start at login");
     const Settings written = fs::exists(settings::file_path()) ? settings::load() : Settings{};
     all.push_back(written == s_ ? "saved" : "not saved");
