@@ -240,8 +240,9 @@ SettingsLayout settings_layout(float w, float h, const std::vector<int>& rows, f
                         row.y + (row.h - 30.0F) * 0.5F, 2.0F * kSwatch, 30.0F};
     if (code == kHitDark) {
       l.appearance = row;
-      l.layer.add(kHitDark, {controls.x, controls.y, kSwatch, controls.h});
-      l.layer.add(kHitLight, {controls.x + kSwatch, controls.y, kSwatch, controls.h});
+      const float other = controls.x + kSwatch;
+      l.layer.add(kHitDark, {rtl ? other : controls.x, controls.y, kSwatch, controls.h});
+      l.layer.add(kHitLight, {rtl ? controls.x : other, controls.y, kSwatch, controls.h});
     } else {
       l.layer.add(code, row);
     }

@@ -97,7 +97,7 @@ void appearance_row(const SettingsLayout& l) {
   const Rect dark = l.layer.at(kHitDark);
   const Rect light = l.layer.at(kHitLight);
   row_label(l.appearance, "appearance", kHitNone, dark.w + light.w + 14.0F);
-  const Rect both{dark.x, dark.y, light.x + light.w - dark.x, dark.h};
+  const Rect both{std::min(dark.x, light.x), dark.y, dark.w + light.w, dark.h};
   gfx::fill_round_rect(both, 8.0F, c.mute_face);
   gfx::stroke_round_rect(both, 8.0F, c.border, 1.0F);
   theme_button(dark, "theme_dark", kHitDark, theme::dark());
