@@ -162,7 +162,8 @@ bool teardown(const LoopLock& lock, const Snapshot& s, const std::string& target
   guard::disarmed();
   // Last, for a disk may take its time.
   if (g_handed_over) keep_handover(*g_handed_over);
-  g_handed_over.reset();
+  // While our sink is there the pass is repeated, and must not hand over once more.
+  if (removed) g_handed_over.reset();
   return removed;
 }
 

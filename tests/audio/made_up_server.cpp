@@ -12,6 +12,7 @@
 using made_up::server;
 using made_up::Sink;
 using made_up::Stream;
+using namespace std::string_literals;
 
 struct pa_threaded_mainloop {};
 struct pa_mainloop {};
@@ -28,6 +29,7 @@ struct pa_context {
   pa_context_state_t state = PA_CONTEXT_UNCONNECTED;
   bool main = false;
   std::uint32_t index = 0;
+  std::string name;
   pa_context_notify_cb_t on_state = nullptr;
   pa_context_subscribe_cb_t on_event = nullptr;
 };
@@ -63,6 +65,7 @@ Server server;
 namespace {
 
 std::deque<pa_operation*> operations;
+std::size_t held_operations = 0;
 std::vector<pa_context*> contexts;
 std::vector<pa_stream*> streams;
 int last_error = 0;
@@ -71,6 +74,7 @@ pa_mainloop_api api{};
 pa_operation* operation(const pa_context* c, std::function<void()> end) {
   auto* op = new pa_operation{2, PA_OPERATION_RUNNING, std::move(end), c};
   operations.push_back(op);
+  ++held_operations;
   return op;
 }
 
@@ -248,6 +252,15 @@ void Server::pass(double ms) {
   }
 }
 
+std::string Server::unused() const {
+  const auto used =
+      std::ranges::count_if(streams, [](const Stream& s) { return s.of_ours != nullptr; });
+  const std::size_t besides = contexts.empty() ? 0 : contexts.size() - 1;
+  return std::to_string(made_up::streams.size() - static_cast<std::size_t>(used)) + " streams, " +
+         std::to_string(held_operations - operations.size()) + " requests, " +
+         std::to_string(besides) + " connections";
+}
+
 void Server::lose_connections() {
   for (pa_stream* s : std::vector(made_up::streams))
     if (s->state != PA_STREAM_TERMINATED) end_stream(s, PA_STREAM_FAILED);
@@ -323,7 +336,9 @@ pa_usec_t pa_timeval_age(const timeval*) {
 // ---- Operations
 
 void pa_operation_unref(pa_operation* op) {
-  if (--op->references == 0) delete op;
+  if (--op->references > 0) return;
+  --held_operations;
+  delete op;
 }
 void pa_operation_cancel(pa_operation* op) {
   ask("cancelled");
@@ -339,6 +354,8 @@ pa_context* pa_context_new_with_proplist(pa_mainloop_api*, const char*, const pa
   auto* c = new pa_context;
   c->main = p != nullptr && std::ranges::none_of(contexts, &pa_context::main);
   c->index = server.next++;
+  for (const char* key : {"application.name", "application.id", "application.icon_name"})
+    if (c->main) c->name += " "s + pa_proplist_gets(p, key);
   contexts.push_back(c);
   return c;
 }
@@ -346,7 +363,7 @@ pa_context* pa_context_new(pa_mainloop_api* a, const char* name) {
   return pa_context_new_with_proplist(a, name, nullptr);
 }
 int pa_context_connect(pa_context* c, const char*, pa_context_flags_t, const pa_spawn_api*) {
-  ask(c->main ? "connect" : "connect besides");
+  ask(c->main ? "connect as" + c->name : "connect besides");
   if (server.mode == "gone") {
     c->state = PA_CONTEXT_FAILED;
     return -1;
@@ -543,7 +560,7 @@ pa_operation* pa_context_unload_module(pa_context* c, std::uint32_t module,
                                        pa_context_success_cb_t cb, void* user) {
   return answer(c, cb, user, "unload " + std::to_string(module), [=] {
     const auto found = std::ranges::find(server.sinks, module, &Sink::module);
-    if (found == server.sinks.end() || refused()) return false;
+    if (found == server.sinks.end() || refused() || server.mode == "no-unload") return false;
     server.remove(found->name);
     return true;
   });
@@ -653,7 +670,8 @@ int pa_stream_peek(pa_stream* s, const void** data, std::size_t* bytes) {
     const float wave = 1.0F - static_cast<float>(s->recorded++ / 2 % 97) / 48.0F;
     s->data[i] = wave * (i % 2 == 0 ? server.left : server.right);
   }
-  *data = s->data.data();
+  *data = server.holes > 0 ? nullptr : s->data.data();
+  server.holes -= server.holes > 0 ? 1 : 0;
   return 0;
 }
 int pa_stream_drop(pa_stream* s) {

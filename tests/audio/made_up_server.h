@@ -45,8 +45,8 @@ struct Server {
   std::deque<Stream> streams;
   std::string default_sink;
   std::string shown;  // to connections that are there already, instead of the default
-  // "silent", "refuses", "ignores", "denies", "gone", "keeps-levels", "no-module", "no-stream";
-  // empty: all is well
+  // "silent", "refuses", "ignores", "denies", "gone", "keeps-levels", "no-module", "no-stream",
+  // "no-unload"; empty: all is well
   std::string mode;
   int remembered = -1;      // percent, what a new virtual sink starts with
   std::uint32_t next = 10;  // index
@@ -54,6 +54,7 @@ struct Server {
   float left = 0;  // the peak of what is played to every sink
   float right = 0;
   bool flows = true;  // its monitors give sound
+  int holes = 0;      // fragments that will be recorded without data
   std::vector<std::string> asked;
   // What happens when this is asked the next time, before it is answered.
   std::pair<std::string, std::function<void()>> meanwhile;
@@ -67,6 +68,8 @@ struct Server {
   // Lets time pass: sound comes and goes.
   void pass(double ms);
   void lose_connections();
+  // What of the library's is held without use.
+  [[nodiscard]] std::string unused() const;
 };
 
 extern Server server;

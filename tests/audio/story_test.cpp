@@ -93,7 +93,7 @@ class story : public Test {
   }
 
   Lines world() {
-    Lines all{"default " + server.default_sink};
+    Lines all{"default " + server.default_sink, "unused " + server.unused()};
     for (const made_up::Sink& s : server.sinks)
       all.push_back("sink " + std::to_string(s.index) + " " + s.name + percent(s.volume) +
                     (s.mute ? " muted" : "") + (s.suspended ? " suspended" : ""));
@@ -144,6 +144,7 @@ class story : public Test {
     if (of_sink("flat")) sink->flat = true;
     if (of_sink("renumber")) sink->index = server.next++;  // it went and came back
     if (of_sink("mute")) a >> sink->mute;
+    if (of_sink("suspend")) a >> sink->suspended;
     if (of_sink("volume"))
       for (unsigned c = 0; c < sink->volume.channels; ++c)
         sink->volume.values[c] =
@@ -166,6 +167,7 @@ class story : public Test {
   void change_server(Action& a) {
     if (a.is("remove")) server.remove(a.word());
     if (a.is("default")) server.default_sink = a.rest();
+    if (a.is("holes")) a >> server.holes;
     if (a.is("shown")) server.shown = a.rest();
     if (a.is("end-client")) {
       const auto client = a.next<std::uint32_t>();
@@ -269,7 +271,7 @@ class story : public Test {
 };
 
 TEST_F(story, ends_where_it_ended) {
-  for (const char* part : {"life.txt", "devices.txt"})
+  for (const char* part : {"life.txt", "devices.txt", "refusals.txt"})
     approved::expect(part, [this](Action& a) { return act(a); });
 }
 
