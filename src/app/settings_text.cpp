@@ -59,7 +59,7 @@ std::string preset_key(std::int32_t index) {
   return "up" + std::to_string(index);
 }
 
-// Writing --------------------------------------------------------------
+// Writing -------------------------------------------------------------
 
 // Writes the value of one field, which has the key `key`.
 struct Writer {
@@ -86,7 +86,7 @@ void Writer::put_user_presets(const std::vector<UserPreset>& presets) const {
   }
 }
 
-// Reading --------------------------------------------------------------
+// Reading -------------------------------------------------------------
 
 // Cuts before the first byte of the code point that would be one too many, so never inside one.
 std::string_view cut_name(std::string_view name) {

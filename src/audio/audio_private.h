@@ -76,8 +76,7 @@ struct Wishes {
   bool takeover = false;
 };
 
-// engine.cpp
-// --------------------------------------------------------------------------------------------------
+// engine.cpp ----------------------------------------------------------
 
 // Something changed: reconcile soon. Any thread.
 void mark_dirty();
@@ -97,8 +96,7 @@ void publish_follow(const std::string& device);
 // thread.
 void publish_status(const Status& status, std::vector<Device> devices);
 
-// connection.cpp
-// ----------------------------------------------------------------------------------------------
+// connection.cpp ------------------------------------------------------
 
 bool loop_start();                     // creates and starts the loop thread
 void loop_stop();                      // ends it and frees everything; no LoopLock may be held
@@ -156,8 +154,7 @@ struct Proplist {
   pa_proplist* list;
 };
 
-// snapshot.cpp
-// ------------------------------------------------------------------------------------------------
+// snapshot.cpp --------------------------------------------------------
 
 // Reads the server. Nothing when it did not answer completely: no decision is based on half a
 // picture.
@@ -165,14 +162,12 @@ std::optional<Snapshot> query(const LoopLock&);
 void publish(const Snapshot& s, const std::string& target, const std::string& follow, bool active,
              bool streams_alive, bool select_output);
 
-// default_device.cpp
-// ------------------------------------------------------------------------------------------
+// default_device.cpp --------------------------------------------------
 
 // The server's default sink right now; nothing when it did not answer.
 std::optional<std::string> query_default(const LoopLock&);
 
-// routing.cpp
-// -------------------------------------------------------------------------------------------------
+// routing.cpp ---------------------------------------------------------
 
 // Brings the server into the wanted state. Returns false when something failed and is worth another
 // try.
@@ -185,14 +180,12 @@ void suggest_follow(const std::string& restore_hint);
 // its own choice.
 void begin_connection();
 
-// virtual_sink.cpp
-// -----------------------------------------------------------------------------------------------
+// virtual_sink.cpp ----------------------------------------------------
 
 // The module died with its server, or somebody else removed it.
 void forget_module();
 
-// record_stream.cpp
-// ----------------------------------------------------------------------------------------------
+// record_stream.cpp ---------------------------------------------------
 
 // Records the monitor of a sink: to be equalized and played when `routed`, else for the display.
 // Replaces an earlier record stream. On failure it is logged once and false returned.
@@ -214,8 +207,7 @@ void expect_sound();
 // on some servers any capture keeps the device from being suspended.
 void rest_spectrum(const LoopLock&, bool device_running, bool played_to);
 
-// play_stream.cpp
-// ----------------------------------------------------------------------------------------------
+// play_stream.cpp -----------------------------------------------------
 
 // Plays to a sink. Replaces an earlier playback stream. On failure it is logged once and false
 // returned.
@@ -229,8 +221,7 @@ bool streams_alive(const LoopLock&);
 // silent until it is opened again, or when nothing can be done for it.
 void fade_play_out(const LoopLock&);
 
-// stream_path.cpp
-// ----------------------------------------------------------------------------------------------
+// stream_path.cpp -----------------------------------------------------
 
 // Logs what was recorded and not played, how often the queue ran dry, and what silence was
 // inserted: since the last call, and in all.
@@ -239,15 +230,13 @@ void report_totals();
 // Logs the last dry moment with its cause, at most one a minute. To be called every few seconds.
 void report_dry_moment(Clock::time_point now);
 
-// device_curves.cpp
-// ---------------------------------------------------------------------------------------------
+// device_curves.cpp ---------------------------------------------------
 
 // The engine is about to play to `device` (as Status::target_id): its curve is applied, where
 // it has one. Control thread.
 void use_curve_of(const std::string& device);
 
-// hardware_log.cpp
-// --------------------------------------------------------------------------------------------
+// hardware_log.cpp ----------------------------------------------------
 
 void log_hardware(const LoopLock&);
 

@@ -54,8 +54,8 @@ class Cushion {
  private:
   enum class Mode { kFresh, kSettling, kSteady };
 
-  static constexpr int kFadeFrames =
-      192;  // 4 ms: short against a tone's ear-time, long against its period
+  // 4 ms: longer than a tone's period, too short to be heard as a change.
+  static constexpr int kFadeFrames = 192;
   static constexpr int kMaxLag = kBlockFrames - kFadeFrames;
 
   int lack_frames(std::int64_t queue_us, std::span<const float> block) const;
@@ -86,8 +86,8 @@ class Cushion {
   bool cut_open_ = false;     // blocks have been thrown away since the last one written
   int align_frames_ = 0;      // still to be cut, or inserted when negative
   std::array<float, std::size_t{2} * (kBlockFrames + kMaxLag)> drawn_out_{};
-  std::array<float, std::size_t{2} * kFadeFrames>
-      cut_start_{};  // how the sound went on when the cut began
+  // The sound right after the point where the cut began.
+  std::array<float, std::size_t{2} * kFadeFrames> cut_start_{};
 };
 
 }  // namespace audio

@@ -11,8 +11,8 @@ namespace audio {
 // Finds the speed that keeps a queue at its target.
 class DriftControl {
  public:
-  static constexpr double kMaxSpeed =
-      0.0015;  // at most 2.6 cents, a quarter of what trained ears notice
+  // 2.6 cents, a quarter of what trained ears notice.
+  static constexpr double kMaxSpeed = 0.0015;
 
   // Another device, another clock: everything that was learnt is wrong.
   void forget();

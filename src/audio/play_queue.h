@@ -58,8 +58,8 @@ class PlayQueue {
       pass(std::span(kSilence).first(n), plan.speed, write);
       left -= n;
     }
-    for (std::span<const float> rest = plan.samples;
-         !rest.empty();) {  // it may have been drawn out
+    // In pieces: the cushion may have drawn the block out.
+    for (std::span<const float> rest = plan.samples; !rest.empty();) {
       const std::size_t n = std::min(rest.size(), kSilence.size());
       pass(rest.first(n), plan.speed, write);
       rest = rest.subspan(n);

@@ -35,8 +35,8 @@ struct SinkInfo {
   std::string port{};      // the active one, such as a headphones' socket; empty where it has none
   std::uint8_t channels = 2;
   bool muted = false;
-  bool works_ahead =
-      false;  // a null sink, which runs seconds ahead while nobody asks for a short latency
+  // A null sink, which renders seconds ahead while nobody asks for a short latency.
+  bool works_ahead = false;
   bool in_cycles = false;    // on PipeWire, see kCycleFrames
   bool flat_volume = false;  // a stream's volume may be the device's
   pa_cvolume volume{};

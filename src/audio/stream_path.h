@@ -9,8 +9,7 @@
 
 namespace audio {
 
-// stream_path.cpp
-// ----------------------------------------------------------------------------------------------
+// stream_path.cpp -----------------------------------------------------
 
 // A capture begins: nothing of the one before is left in the filters.
 void restart_path();
@@ -30,8 +29,7 @@ void count_lost(std::span<const float> samples);
 void count_inserted(std::size_t samples);
 void count_underrun(const DryMoment& why);
 
-// play_stream.cpp
-// ----------------------------------------------------------------------------------------------
+// play_stream.cpp -----------------------------------------------------
 
 // Plays the next block, at most 10 ms, which is changed in place, and counts what of it is not
 // played. `following` samples of the same fragment come right after it.

@@ -37,8 +37,8 @@ constexpr std::size_t kPathSize = 1024;
 constexpr std::size_t kTailSize = 2500;  // bytes of the log in a report
 constexpr int kMaxFrames = 48;
 constexpr unsigned kPatience = 10;  // s for a whole report
-constexpr std::size_t kStackSize = std::size_t{128}
-                                   << 10U;       // of the handler; it uses about a tenth
+// For the handler, which uses about a tenth of it.
+constexpr std::size_t kStackSize = std::size_t{128} << 10U;
 constexpr std::uintmax_t kMaxEarly = 1U << 20U;  // bytes of a report; ours have some thousand
 constexpr mode_t kReportMode = 0600;
 
@@ -70,8 +70,7 @@ void store(Text<N>* to, const char* text) {
   (*to)[size] = '\0';
 }
 
-// In the handler
-// ------------------------------------------------------------------------------------------------
+// In the handler ------------------------------------------------------
 
 void write_head(int fd, int sig) {
   write_text(fd, "=== ");
@@ -189,8 +188,7 @@ void on_crash(int sig) {
   raise(sig);
 }
 
-// Before a crash
-// ------------------------------------------------------------------------------------------------
+// Before a crash ------------------------------------------------------
 
 // The stack for the handler on one thread; below it lies a page that nobody can write to.
 class AlternateStack {

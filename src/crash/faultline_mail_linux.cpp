@@ -30,8 +30,7 @@ std::string file_uri(const std::string& path) {
   return uri != nullptr ? uri.get() : "";
 }
 
-// The mail program's command line
-// ------------------------------------------------------------------------------------------------
+// The mail program's command line -------------------------------------
 
 bool mentions(const char* text, std::string_view word) {
   if (text == nullptr) return false;
@@ -123,8 +122,7 @@ bool via_thunderbird(const Mail& mail) {
   return started;
 }
 
-// The script
-// ------------------------------------------------------------------------------------------------
+// The script ----------------------------------------------------------
 
 bool via_xdg_email(const Mail& mail) {
   std::vector<std::string> arguments = {"xdg-email",  "--utf8", "--subject",

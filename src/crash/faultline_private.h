@@ -53,7 +53,7 @@ void set_root(const std::string& dir);
 // Whether the line about the package takes a question to a package manager, up to two seconds.
 bool package_needs_query();
 
-// Mail -----------------------------------------------------------------
+// Mail ----------------------------------------------------------------
 
 // What a mail consists of.
 struct Mail {

@@ -70,8 +70,7 @@ State current_state() {
   return g_shared.state;
 }
 
-// The bus thread
-// ------------------------------------------------------------------------------------------------
+// The bus thread ------------------------------------------------------
 
 gboolean on_new_state(void*) {
   const State state = current_state();

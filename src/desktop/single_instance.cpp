@@ -53,8 +53,7 @@ void write_owner() {
   [[maybe_unused]] const ssize_t written = pwrite(g_lock_fd, pid.data(), pid.size(), 0);
 }
 
-// The signal
-// ------------------------------------------------------------------------------------------------
+// The signal ----------------------------------------------------------
 
 // The process that the lock file names, or 0.
 pid_t named_owner() {
@@ -126,8 +125,7 @@ void signal_owner_within_patience() {
     std::this_thread::sleep_for(kSignalPause);
 }
 
-// The bus
-// ------------------------------------------------------------------------------------------------
+// The bus -------------------------------------------------------------
 
 // A call to the copy that has the name, and what became of it.
 struct Call {

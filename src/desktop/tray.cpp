@@ -80,8 +80,7 @@ struct Tray {
 };
 Tray& g_tray = *new Tray;  // bus thread; in place as long as the process lives
 
-// The icon
-// ------------------------------------------------------------------------------------------------
+// The icon ------------------------------------------------------------
 
 // The directory of icons beside our program. Inside a sandbox it is of no use to those outside.
 fs::path installed_icons() {
@@ -134,8 +133,7 @@ GVariant* pictures(bool on) {
   return g_variant_builder_end(&list);
 }
 
-// The object
-// ------------------------------------------------------------------------------------------------
+// The object ----------------------------------------------------------
 
 void submit(Verb verb) {
   g_tray.submit({verb, "", "", {"", std::exchange(g_tray.token, "")}});
@@ -194,8 +192,7 @@ void withdraw_item() {
   menu::end();
 }
 
-// The tray comes and goes
-// ------------------------------------------------------------------------------------------------
+// The tray comes and goes ---------------------------------------------
 
 void stop_patience() {
   if (g_tray.patience == nullptr) return;

@@ -83,8 +83,7 @@ struct Exported {
 };
 Exported& g_menu = *new Exported;  // bus thread; in place as long as the process lives
 
-// The properties of an entry
-// ------------------------------------------------------------------------------------------------
+// The properties of an entry ------------------------------------------
 
 const Entry* find(int id) {
   const auto found = std::find_if(g_menu.entries.begin(), g_menu.entries.end(),
@@ -131,8 +130,7 @@ GVariant* layout_of(const Entry& entry, int depth, const std::vector<std::string
   return g_variant_new("(i@a{sv}av)", entry.id, properties_of(entry, names), &children);
 }
 
-// Calls
-// ------------------------------------------------------------------------------------------------
+// Calls ---------------------------------------------------------------
 
 std::vector<std::string> texts_in(GVariant* list) {
   std::vector<std::string> texts;

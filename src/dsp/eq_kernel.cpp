@@ -45,8 +45,7 @@ double finite_or_silence(float sample) {
   return std::bit_cast<float>(bits & keep);
 }
 
-// Where a turn gets its frames from and where it puts them
-// ------------------------------------------------------------------------------------------------------
+// Where a turn gets its frames from and where it puts them ------------
 
 using Four [[gnu::vector_size(16)]] = float;  // two frames
 using FourBits [[gnu::vector_size(16)]] = std::uint32_t;

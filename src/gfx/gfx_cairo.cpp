@@ -20,8 +20,7 @@ cairo_t* g_cr = nullptr;                                                    // n
 std::unordered_map<const unsigned char*, Owned<cairo_surface_t>> g_images;  // also failed ones
 std::uint64_t g_draw_calls = 0;
 
-// Paths and paint
-// -----------------------------------------------------------------------------------------------------
+// Paths and paint -----------------------------------------------------
 
 // Comparisons are written so that what is not a number counts as nothing to draw.
 bool is_empty(const Rect& r) {
@@ -99,8 +98,7 @@ void fill_vgrad(float y0, float y1, unsigned c0, unsigned c1) {
   cairo_fill(g_cr);
 }
 
-// Images
-// --------------------------------------------------------------------------------------------------------------
+// Images --------------------------------------------------------------
 
 struct Bytes {
   const unsigned char* next;
@@ -142,8 +140,7 @@ void set_colour(unsigned c) {
   cairo_set_source_rgba(g_cr, channel(c, 16), channel(c, 8), channel(c, 0), channel(c, 24));
 }
 
-// Set-up and frames
-// ---------------------------------------------------------------------------------------------------
+// Set-up and frames ---------------------------------------------------
 
 void shutdown() {
   g_images.clear();
@@ -176,8 +173,7 @@ void clear(unsigned colour) {
   cairo_restore(g_cr);
 }
 
-// Shapes
-// --------------------------------------------------------------------------------------------------------------
+// Shapes --------------------------------------------------------------
 
 void fill_rect(const Rect& r, unsigned colour) {
   if (is_empty(r) || !start()) return;
@@ -284,8 +280,7 @@ void pop_clip() {
   cairo_restore(g_cr);
 }
 
-// Images
-// -----------------------------------------------------------------------------------------------------
+// Images --------------------------------------------------------------
 
 void image_png(const unsigned char* data, std::size_t size, const Rect& r) {
   if (data == nullptr || is_empty(r) || !start()) return;

@@ -42,8 +42,7 @@ struct Loop {
   std::uint64_t repeat_until = 0;
 };
 
-// Set-up
-// --------------------------------------------------------------------------------------------------------------
+// Set-up --------------------------------------------------------------
 
 void set_hints() {
   SDL_SetHint("SDL_NO_SIGNAL_HANDLERS", "1");
@@ -123,8 +122,7 @@ void show_window(const Settings& s) {
   if (SDL_IsTextInputActive() == SDL_FALSE) SDL_StartTextInput();
 }
 
-// Frames
-// --------------------------------------------------------------------------------------------------------------
+// Frames --------------------------------------------------------------
 
 bool changes_window(const SDL_Event& event) {
   return event.type == SDL_WINDOWEVENT && event.window.event != SDL_WINDOWEVENT_ENTER &&

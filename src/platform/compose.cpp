@@ -61,7 +61,7 @@ bool shown(const gfx::Rect& r) {
   return r.w > 0.0F && r.h > 0.0F;
 }
 
-// ---- Columns
+// Columns -------------------------------------------------------------
 
 template <typename Paint>
 void prepare(Group& group, const char* name, Paint paint) {
@@ -125,7 +125,7 @@ void copy_unlit(const Group& group) {
             group.area.x, group.area.y);
 }
 
-// ---- Glass and title
+// Glass and title -----------------------------------------------------
 
 void read_glass(const ui::BarView& view) {
   g_glass_area = view.show_glass ? view.glass : gfx::Rect{};
@@ -180,7 +180,7 @@ void copy_title() {
   }
 }
 
-// ---- Frames
+// Frames --------------------------------------------------------------
 
 // All that the frame is put together from. Returns whether the title has other colours than before.
 bool read_all(const ui::BarView& view, double t) {

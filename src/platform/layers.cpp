@@ -43,8 +43,8 @@ void layer_size(Layer& layer, int w, int h, bool opaque) {
 // Runs `draw` on an empty surface. Returns what it returns, true when it drew something.
 template <typename Draw>
 bool redraw(const Layer& layer, Draw draw) {
-  const double k = platform::pixel_scale();
-  cairo_surface_set_device_scale(layer.surface, k, k);
+  const double scale = platform::pixel_scale();
+  cairo_surface_set_device_scale(layer.surface, scale, scale);
   cairo_t* cr = cairo_create(layer.surface);
   cairo_set_operator(cr, CAIRO_OPERATOR_CLEAR);
   cairo_paint(cr);

@@ -46,8 +46,7 @@ struct Settings;
 
 namespace platform {
 
-// window.cpp
-// ----------------------------------------------------------------------------------------------------------
+// window.cpp ----------------------------------------------------------
 
 // Makes the hidden window. The settings are not owned and must outlive it. Returns false after
 // logging why.
@@ -83,14 +82,13 @@ void update_scale();
 // Forgets the scale, so that the next update_scale finds it changed.
 void forget_scale();
 
-const ui::View& view();  // g_view
-double pixel_scale();    // g_k, device pixels per logical pixel
+const ui::View& view();
+double pixel_scale();  // device pixels per logical pixel
 
 // The part of a display that panels leave free. Empty where the display does not say.
 std::optional<Area> usable_area(int display);
 
-// raise.cpp
-// ----------------------------------------------------------------------------------------------------------
+// raise.cpp -----------------------------------------------------------
 
 // Brings the window to the front and gives it the keyboard, also from the icons.
 //   activation  what a launcher gave who asks for it; may be empty
@@ -99,8 +97,7 @@ void raise_window(const desktop::Activation& activation);
 // Takes the window from the screen, icons and lists of windows, until it is raised.
 void hide_window();
 
-// window_state.cpp
-// ----------------------------------------------------------------------------------------------------
+// window_state.cpp ----------------------------------------------------
 
 struct WindowState {
   bool taken = false;  // maximized, also in one direction, full screen or tiled
@@ -124,8 +121,7 @@ void fill_again(const WindowState& state);
 // Ends every state in which the window manager decides about the size.
 void take_back();
 
-// aspect.cpp
-// ----------------------------------------------------------------------------------------------------------
+// aspect.cpp ----------------------------------------------------------
 
 // Takes over the current view's shape when it is a new one, and tells the window manager. Call it
 // before a size of the new shape is asked for, too: the window manager holds on to the old one.
@@ -153,8 +149,7 @@ void schedule_aspect_correction();
 // Does so, once it is time.
 void correct_aspect();
 
-// renderer.cpp
-// --------------------------------------------------------------------------------------------------------
+// renderer.cpp --------------------------------------------------------
 
 // Makes the renderer, accelerated where possible, and describes the graphics in the log and for
 // crash reports. Returns false after logging why.
@@ -177,13 +172,12 @@ void set_device_lost();
 bool recover_renderer();
 
 // How pictures with transparency are laid over others.
-SDL_BlendMode blend_mode();  // g_premul
+SDL_BlendMode blend_mode();
 
 // Brings a finished picture into the form that blend_mode() expects, in place.
 void adapt_alpha(cairo_surface_t* surface);
 
-// layers.cpp
-// ----------------------------------------------------------------------------------------------------------
+// layers.cpp ----------------------------------------------------------
 
 // Makes the interface draw both layers and uploads them.
 void draw_layers();
@@ -197,15 +191,14 @@ void destroy_layers();
 void copy_base();
 void copy_overlay();
 
-// strips.cpp
-// ----------------------------------------------------------------------------------------------------------
+// strips.cpp ----------------------------------------------------------
 
 // A user's handle on one cached texture. Reading it costs no allocation as long as nothing changed.
 struct Strip {
   SDL_Texture* texture = nullptr;  // the cache's; null when it could not be made
   float w = -1.0F;                 // logical size it was made for
   float h = -1.0F;
-  double k = 0.0;
+  double pixel_scale = 0.0;
   bool dark = false;
   unsigned generation = 0;  // of the cache
 };
@@ -224,8 +217,7 @@ void clear_cache();
 // How often that happened.
 unsigned cache_generation();
 
-// compose.cpp
-// ---------------------------------------------------------------------------------------------------------
+// compose.cpp ---------------------------------------------------------
 
 // Puts a frame together from what is already drawn, and presents it. In software only what has
 // changed since the last one. `t`: the time in seconds, which the title's colours depend on.
@@ -234,16 +226,14 @@ void compose(double t);
 // The next frame is a whole one.
 void invalidate_frame();
 
-// direct.cpp
-// ----------------------------------------------------------------------------------------------------------
+// direct.cpp ----------------------------------------------------------
 
 // Sends these parts of the window's picture (device pixels, inside it) to the screen without
 // waiting for an answer. Returns false where that is not possible or not cheap: then SDL is to show
 // them.
 bool put_small(const std::vector<SDL_Rect>& parts);
 
-// input.cpp
-// -----------------------------------------------------------------------------------------------------------
+// input.cpp -----------------------------------------------------------
 
 void open_input();
 void close_input();
@@ -260,8 +250,7 @@ void find_lost_release();
 // SDL's question what a press at a point of the frameless window means.
 SDL_HitTestResult on_hit_test(SDL_Window* window, const SDL_Point* point, void* user);
 
-// keys.cpp
-// ------------------------------------------------------------------------------------------------------------
+// keys.cpp ------------------------------------------------------------
 
 // Whether the event is none to be handled now: it comes back in release_keys unless a screen reader
 // takes the key.
@@ -271,8 +260,7 @@ bool hold_back(const SDL_Event& event);
 // for its answer, half a second at most.
 bool release_keys();
 
-// calls.cpp
-// -----------------------------------------------------------------------------------------------------------
+// calls.cpp -----------------------------------------------------------
 
 // Lets the desktop find the program and call it. The settings are not owned and must outlive the
 // calls.
@@ -281,15 +269,13 @@ void begin_calls(const Settings* settings);
 // Carries out what was asked since the last frame.
 void answer_calls();
 
-// reader.cpp
-// ----------------------------------------------------------------------------------------------------------
+// reader.cpp ----------------------------------------------------------
 
 // Where there is a screen reader: does what it has asked for since the last frame, or tells it what
 // the window shows as painted.
 void serve_reader();
 
-// signals.cpp
-// ---------------------------------------------------------------------------------------------------------
+// signals.cpp ---------------------------------------------------------
 
 bool quit_requested();
 bool take_raise_request();

@@ -44,11 +44,11 @@ SDL_Texture* upload(cairo_surface_t* surface, int w, int h) {
 }
 
 SDL_Texture* make(float w, float h, const std::function<void()>& paint) {
-  const double k = platform::pixel_scale();
+  const double scale = platform::pixel_scale();
   const int width = pixels(w);
   const int height = pixels(h);
   cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, width, height);
-  cairo_surface_set_device_scale(surface, k, k);
+  cairo_surface_set_device_scale(surface, scale, scale);
   paint_into(surface, paint);
   SDL_Texture* texture = upload(surface, width, height);
   cairo_surface_destroy(surface);
@@ -62,8 +62,8 @@ namespace platform {
 bool is_current(const Strip& strip, float w, float h) {
   // Exact comparisons: what was not asked for in just this size is asked for again.
   return strip.generation == g_generation && !(strip.w < w) && !(strip.w > w) && !(strip.h < h) &&
-         !(strip.h > h) && strip.dark == theme::dark() && !(strip.k < pixel_scale()) &&
-         !(strip.k > pixel_scale());
+         !(strip.h > h) && strip.dark == theme::dark() && !(strip.pixel_scale < pixel_scale()) &&
+         !(strip.pixel_scale > pixel_scale());
 }
 
 void fetch(Strip& strip, const std::string& name, int n, float w, float h,

@@ -21,7 +21,7 @@ constexpr int kThickestFrame = 64;
 SDL_Window* g_window = nullptr;
 Settings* g_settings = nullptr;  // not owned
 double g_scale = 1.0;            // device pixels per window point
-double g_k = 0.0;                // device pixels per logical pixel
+double g_pixel_scale = 0.0;      // device pixels per logical pixel
 ui::View g_view;
 std::optional<platform::Point> g_place;  // where it belongs, until it rests
 
@@ -159,16 +159,16 @@ void update_scale() {
   SDL_GetWindowSize(g_window, &size.w, &size.h);
   g_scale = size.w > 0 ? static_cast<double>(output_size().w) / size.w : 1.0;
   g_view = ui::view_for(size.w, size.h);
-  const double k = static_cast<double>(g_view.zoom) * g_scale;
-  if (std::abs(k - g_k) > kScaleTolerance) {
-    g_k = k;
+  const double scale = static_cast<double>(g_view.zoom) * g_scale;
+  if (std::abs(scale - g_pixel_scale) > kScaleTolerance) {
+    g_pixel_scale = scale;
     clear_cache();
   }
-  ui::set_pixel_scale(static_cast<float>(g_k));
+  ui::set_pixel_scale(static_cast<float>(g_pixel_scale));
 }
 
 void forget_scale() {
-  g_k = 0.0;
+  g_pixel_scale = 0.0;
 }
 
 void settle_place() {
@@ -181,11 +181,10 @@ const ui::View& view() {
 }
 
 double pixel_scale() {
-  return g_k;
+  return g_pixel_scale;
 }
 
-// The interface's calls
-// ------------------------------------------------------------------------------------------------
+// The interface's calls -----------------------------------------------
 
 void set_compact(bool compact, bool on_top) {
   if (g_window == nullptr) return;

@@ -184,21 +184,21 @@ bool is_repeated_press(std::uint64_t elapsed_ms, Point first, Point second) {
   return elapsed_ms <= kRepeatedPressMs && first == second;
 }
 
-std::string key(const std::string& name, int n, float w, float h, bool dark, double k) {
+std::string key(const std::string& name, int n, float w, float h, bool dark, double scale) {
   std::array<char, 128> text{};
   std::snprintf(text.data(), text.size(), "-%d-%.1fx%.1f-0-%d-%.4f", n, static_cast<double>(w),
-                static_cast<double>(h), dark ? 1 : 0, k);
+                static_cast<double>(h), dark ? 1 : 0, scale);
   return name + text.data();
 }
 
-std::optional<Part> part_of(Size texture_pixels, double k, float x, float y, float w, float h,
+std::optional<Part> part_of(Size texture_pixels, double scale, float x, float y, float w, float h,
                             float ox, float oy) {
-  const int width = rounded(static_cast<double>(w) * k);
-  const int height = rounded(static_cast<double>(h) * k);
-  Part part{
-      {rounded(static_cast<double>(x) * k), rounded(static_cast<double>(y) * k), width, height},
-      {rounded((static_cast<double>(x) + ox) * k), rounded((static_cast<double>(y) + oy) * k),
-       width, height}};
+  const int width = rounded(static_cast<double>(w) * scale);
+  const int height = rounded(static_cast<double>(h) * scale);
+  Part part{{rounded(static_cast<double>(x) * scale), rounded(static_cast<double>(y) * scale),
+             width, height},
+            {rounded((static_cast<double>(x) + ox) * scale),
+             rounded((static_cast<double>(y) + oy) * scale), width, height}};
   // SDL would cut the source only and stretch what is left.
   cut(part.from.x, part.from.w, part.to.x, texture_pixels.w);
   cut(part.from.y, part.from.h, part.to.y, texture_pixels.h);

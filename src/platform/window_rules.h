@@ -38,8 +38,7 @@ struct Area {
   bool operator==(const Area&) const = default;
 };
 
-// Time
-// ----------------------------------------------------------------------------------------------------------------
+// Time ----------------------------------------------------------------
 
 // A 32-bit millisecond counter that wraps around after 49 days, made 64 bits wide.
 struct WideTicks {
@@ -56,8 +55,7 @@ inline constexpr std::uint64_t kLongestFrameMs = 49;
 //   at_rest   nothing shines, so that none is due
 int idle_wait_ms(bool at_rest, std::uint64_t passed_ms);
 
-// Modes
-// ---------------------------------------------------------------------------------------------------------------
+// Modes ---------------------------------------------------------------
 
 // The size of a mode at zoom 1.
 Size mode_reference(bool compact, bool collapsed);
@@ -78,16 +76,14 @@ Size mode_size(bool compact, bool collapsed, Size saved, std::optional<Area> usa
 Point place_for(Point saved, Size window, const std::vector<Area>& displays,
                 std::optional<Area> first);
 
-// Shape
-// ---------------------------------------------------------------------------------------------------------------
+// Shape ---------------------------------------------------------------
 
 // The size that restores the shape of the reference after a resize; the side that moved more wins.
 //   last     the size that was last known to be right
 //   usable   the size of the display's usable area, which is not exceeded; empty when not known
 Size corrected_size(Size now, Size last, Size reference, Size minimum, std::optional<Size> usable);
 
-// Frameless border
-// ----------------------------------------------------------------------------------------------------
+// Frameless border ----------------------------------------------------
 
 // What the user grabs at the edge of a window without a frame.
 enum class Border { None, TopLeft, TopRight, BottomLeft, BottomRight, Top, Bottom, Left, Right };
@@ -120,11 +116,10 @@ bool is_double_click(const DoubleClick& most, std::uint64_t elapsed_ms, Point fi
 // does so on X11 with presses of no length.
 bool is_repeated_press(std::uint64_t elapsed_ms, Point first, Point second);
 
-// Textures
-// ------------------------------------------------------------------------------------------------------------
+// Textures ------------------------------------------------------------
 
-// The cache's name for a picture of w x h logical pixels at k device pixels each.
-std::string key(const std::string& name, int n, float w, float h, bool dark, double k);
+// The cache's name for a picture of w x h logical pixels at `scale` device pixels each.
+std::string key(const std::string& name, int n, float w, float h, bool dark, double scale);
 
 // A rectangle of a texture and where on the screen it goes, both in device pixels and of one size.
 struct Part {
@@ -134,7 +129,7 @@ struct Part {
 
 // The part (x, y, w, h) of a picture that lies at (ox, oy), all in logical pixels, cut to the
 // texture. Empty when nothing of it is left.
-std::optional<Part> part_of(Size texture_pixels, double k, float x, float y, float w, float h,
+std::optional<Part> part_of(Size texture_pixels, double scale, float x, float y, float w, float h,
                             float ox, float oy);
 
 // What a column of segments shows: how many are lit from the bottom, and the segment of the peak
@@ -157,8 +152,7 @@ struct Span {
 // Which segments look different: around the height of the lit ones, and at the peak cap.
 std::array<Span, 2> changed_segments(const Column& before, const Column& now);
 
-// Renderers
-// ------------------------------------------------------------------------------------------------
+// Renderers -----------------------------------------------------------
 
 // Whether what OpenGL calls its renderer (GL_RENDERER) computes on the processor.
 bool is_software_rasterizer(std::string_view name);

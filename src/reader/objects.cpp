@@ -45,8 +45,7 @@ unsigned kind_of(const Element& e) {
   return text | (e.pressable ? kAction : 0);
 }
 
-// The object itself
-// ------------------------------------------------------------------------------------------------
+// The object itself ---------------------------------------------------
 
 int get_n_children(AtkObject* object) {
   const Node* node = node_of(object);
@@ -97,8 +96,7 @@ void init_class(void* klass, void* /*data*/) {
   c->get_attributes = get_attributes;
 }
 
-// Its place
-// ------------------------------------------------------------------------------------------------
+// Its place -----------------------------------------------------------
 
 void get_extents(AtkComponent* component, int* x, int* y, int* w, int* h, AtkCoordType from) {
   const Node* node = node_of(component);
@@ -128,8 +126,7 @@ void init_component(void* iface, void* /*data*/) {
   as<AtkComponentIface>(iface)->get_extents = get_extents;
 }
 
-// What can be done with it
-// ------------------------------------------------------------------------------------------------
+// What can be done with it --------------------------------------------
 
 struct ActionRow {
   const char* name;
@@ -209,8 +206,9 @@ void init_value(void* iface, void* /*data*/) {
   i->set_value = set_value;
 }
 
-// Its text, in characters. It is one line, and the caret of an entry is at its end.
-// ------------------------------------------------------------------------------------------------
+// Its text ------------------------------------------------------------
+//
+// Offsets count characters. The text is one line; an entry's caret is at its end.
 
 std::string text_of(AtkText* text) {
   const Node* node = node_of(text);
@@ -271,8 +269,7 @@ void init_text(void* iface, void* /*data*/) {
   i->get_selection = get_selection;
 }
 
-// The types of objects, made when the first one of a kind is
-// ------------------------------------------------------------------------------------------------
+// The object types, each made when it is first needed -----------------
 
 void add_interface(GType type, GType (*interface_type)(), GInterfaceInitFunc init) {
   const GInterfaceInfo info{init, nullptr, nullptr};

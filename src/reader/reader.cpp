@@ -54,8 +54,7 @@ bool g_started = false;      // main thread
 unsigned g_last_number = 0;  // main thread: of a key
 bool g_asking = false;       // the thread's: it waits for an answer about a key
 
-// The reader's thread
-// ------------------------------------------------------------------------------------------------
+// The reader's thread -------------------------------------------------
 
 void submit(Command command) {
   const std::lock_guard lock(g_shared.m);

@@ -45,8 +45,7 @@ Node* find(int id) {
   return found != g_tree.nodes.end() ? found->second.get() : nullptr;
 }
 
-// Telling
-// ------------------------------------------------------------------------------------------------
+// Reporting changes ---------------------------------------------------
 
 void tell_child(const Node& node, const char* signal, std::size_t index) {
   AtkObject* parent = node.parent != nullptr ? node.parent->object : g_tree.program;
@@ -120,8 +119,7 @@ bool is_note(const std::string& text) {
                      [&text](const Element& e) { return e.role == Role::kNote && e.name == text; });
 }
 
-// Changing
-// ------------------------------------------------------------------------------------------------
+// Updating the objects ------------------------------------------------
 
 void remove(int id) {
   Node& node = *find(id);

@@ -32,8 +32,7 @@ void show(const Window& window);
 // The window as shown last.
 const Window& shown();
 
-// For the objects
-// -------------------------------------------------------------------------------------------------
+// For the objects -----------------------------------------------------
 
 AtkObject* root();
 Node* window_node();  // null before the first window

@@ -90,8 +90,7 @@ bool ask_kernel(pid_t thread) {
          sched_setscheduler(thread, SCHED_RR | SCHED_RESET_ON_FORK, &wanted) == 0;
 }
 
-// Services on a bus
-// ----------------------------------------------------------------------------------------------------
+// Services on a bus ---------------------------------------------------
 
 // A service that can be asked. Its answers are bounded in time, and their faults kept.
 class Conversation {

@@ -38,7 +38,7 @@ LabelWidths label_widths() {
   return labels;
 }
 
-// ---- Header
+// Header --------------------------------------------------------------
 
 void power_button() {
   const Settings& s = *state().settings;
@@ -92,7 +92,7 @@ void header() {
   icon_button(kHitSettings, true, icon_gear);
 }
 
-// ---- Panels
+// Panels --------------------------------------------------------------
 
 void glass_panel(const Rect& r) {
   const theme::Colors& c = *theme::colors();
@@ -196,7 +196,7 @@ void slider_panel() {
   draw_sliders();
 }
 
-// ---- Bottom strip
+// Bottom strip --------------------------------------------------------
 
 void device_button() {
   const ChosenDevice& chosen = state().look.chosen;

@@ -24,7 +24,7 @@ int hit(float x, float y) {
   return top_layer().hit(x, y, state().settings->active);
 }
 
-// ---- Sliders
+// Sliders -------------------------------------------------------------
 
 float& gain_of(int slider) {
   return gain_at(&state().settings->curve, slider - kHitSlider);
@@ -58,7 +58,7 @@ void reset_slider(int code) {
   gain_of(code) = 0.0F;
 }
 
-// ---- Elements
+// Elements ------------------------------------------------------------
 
 void flip(const Switch& which) {
   State& s = state();

@@ -129,8 +129,7 @@ int visible_rows(const RowRoom& room, int count) {
 
 }  // namespace
 
-// Elements
-// -----------------------------------------------------------------------------------------------
+// Elements ------------------------------------------------------------
 
 void Layer::add(int code, const Rect& rect, bool while_active) {
   elements.push_back({code, rect, while_active});
@@ -161,8 +160,7 @@ Rect inset(const Rect& r, float by) {
   return {r.x + by, r.y + by, r.w - 2.0F * by, r.h - 2.0F * by};
 }
 
-// Views
-// -----------------------------------------------------------------------------------------------
+// Views ---------------------------------------------------------------
 
 float gain_to_y(const Layout& layout, float gain_db) {
   const float middle = (layout.track_top + layout.track_bottom) * 0.5F;
@@ -213,8 +211,7 @@ Layout compact_layout(float w, float h, bool framed) {
   return l;
 }
 
-// Layers above the view
-// -------------------------------------------------------------------------------
+// Layers above the view -----------------------------------------------
 
 SettingsLayout settings_layout(float w, float h, const std::vector<int>& rows, float close,
                                bool rtl) {

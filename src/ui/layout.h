@@ -13,8 +13,7 @@ inline constexpr float kMargin = 18.0F;    // of the window
 inline constexpr float kInset = 14.0F;     // of a panel
 inline constexpr float kHalfGrip = 11.0F;  // a press that near a knob's centre does not move it
 
-// Views
-// -----------------------------------------------------------------------------------------------
+// Views ---------------------------------------------------------------
 
 // A view: its elements, and what is only looked at.
 struct Layout {
@@ -45,8 +44,7 @@ Layout compact_layout(float w, float h, bool framed);
 float gain_to_y(const Layout& layout, float gain_db);
 float y_to_gain(const Layout& layout, float y);
 
-// Layers above the view
-// -------------------------------------------------------------------------------
+// Layers above the view -----------------------------------------------
 
 struct SettingsLayout {
   Layer layer;

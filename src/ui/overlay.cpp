@@ -30,7 +30,7 @@ void draw_status_note(const StatusView& status) {
                     kText, c.text, Align::Center);
 }
 
-// ---- The note about a crash
+// The note about a crash ----------------------------------------------
 
 void draw_crash_buttons(const std::string& send, const std::string& discard) {
   const Layer& layer = state().crash.layer;

@@ -58,7 +58,7 @@ std::string proposed_name() {
   return numbered_name(n);
 }
 
-// ---- Drawing
+// Drawing -------------------------------------------------------------
 
 void draw_field() {
   const SaveDialog& d = dialog();

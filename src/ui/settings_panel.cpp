@@ -104,7 +104,7 @@ void appearance_row(const SettingsLayout& l) {
   theme_button(light, "theme_light", kHitLight, !theme::dark());
 }
 
-// ---- About
+// About ---------------------------------------------------------------
 
 struct AboutText {
   std::string heading;  // empty: none

@@ -21,6 +21,7 @@ constexpr float kKnobWidth = 34.0F;
 constexpr float kKnobHeight = 18.0F;
 constexpr float kSmall = 10.5F;
 constexpr float kRate = 48000.0F;
+constexpr int kMostDb = static_cast<int>(eq::kMaxGainDb);
 
 float center_x(int i) {
   const Rect column = state().view.layer.at(kHitSlider + i);
@@ -66,7 +67,7 @@ void response_curve() {
 void scale_labels() {
   const Layout& l = state().view;
   const float right = l.layer.at(kHitPreamp).x - 6.0F;
-  for (const int db : {12, 6, 0, -6, -12}) {
+  for (int db = kMostDb; db >= -kMostDb; db -= kMostDb / 2) {
     char text[16];
     std::snprintf(text, sizeof text, db == 0 ? "0 dB" : "%+d", db);
     const float y = gain_to_y(l, static_cast<float>(db));
@@ -78,8 +79,8 @@ void scale_labels() {
 void track_marks(float cx) {
   const theme::Colors& c = *theme::colors();
   constexpr float kDistance = 9.0F;
-  for (int db = -12; db <= 12; db += 3) {
-    const float length = db % 12 == 0 ? 9.0F : 5.0F;
+  for (int db = -kMostDb; db <= kMostDb; db += 3) {
+    const float length = db % kMostDb == 0 ? 9.0F : 5.0F;
     // On whole device pixels: a hairline between two would be a grey band.
     const float p = state().pixel_scale;
     const float y = std::floor(gain_to_y(state().view, static_cast<float>(db)) * p) / p;

@@ -63,8 +63,7 @@ bool start(bool takeover);
 // finishes the work. No-op when not started.
 void stop();
 
-// Wishes
-// ------------------------------------------------------------------------------------------------------
+// Wishes --------------------------------------------------------------
 
 // Equalizer on or off.
 void set_active(bool active);
@@ -96,8 +95,7 @@ void set_device_curves(const std::vector<DeviceCurve>& curves);  // instead of a
 // Changes or adds one: heard at once where that device is played to, as by set_curve.
 void set_device_curve(const std::string& device, const eq::Curve& curve);
 
-// Results
-// -----------------------------------------------------------------------------------------------------
+// Results -------------------------------------------------------------
 
 Status status();
 // The same into a status that is kept: allocates only for names longer than any that it has held.

@@ -30,8 +30,7 @@ struct Rect {
 
 enum class Align { Left = 0, Center = 1, Right = 2 };
 
-// Set-up and frames
-// --------------------------------------------------------------------------------------------------
+// Set-up and frames ---------------------------------------------------
 
 // Makes the measuring context. The argument is not used. Returns false when the text library
 // yields none.
@@ -64,8 +63,7 @@ std::uint64_t draw_calls();
 // Replaces every pixel by the colour, also by a transparent one.
 void clear(unsigned colour);
 
-// Shapes
-// -------------------------------------------------------------------------------------------------------------
+// Shapes --------------------------------------------------------------
 
 void fill_rect(const Rect& r, unsigned colour);
 
@@ -102,8 +100,7 @@ void fill_round_rect_vgrad(const Rect& r, float radius, unsigned top, unsigned b
 void push_clip(const Rect& r);
 void pop_clip();
 
-// Text and images
-// ----------------------------------------------------------------------------------------------------
+// Text and images -----------------------------------------------------
 
 // One line inside the rectangle, cut at its edges, never shrunk. `vcenter` centres it vertically,
 // else it starts at the top.

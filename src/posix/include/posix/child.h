@@ -14,9 +14,8 @@ namespace child {
 bool start(const std::vector<std::string>& arguments);
 
 // Runs a program to its end, and kills it where it takes longer than `limit`.
-//   output   receives what it writes to standard output, at most 64 KiB; may be null. Standard
-//   error
-//            goes to /dev/null then
+//   output   receives its standard output, at most 64 KiB, and standard error goes to /dev/null;
+//            null leaves both as they are
 // Returns the exit code, 128 + number after an end by a signal, 127 when it cannot be started.
 int run(const std::vector<std::string>& arguments, std::chrono::milliseconds limit,
         std::string* output);

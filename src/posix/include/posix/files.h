@@ -61,7 +61,7 @@ void remove(const std::string& path);
 // another file system. Replaces `to`. At most `limit` bytes are copied; a larger file stays.
 bool move(const std::string& from, const std::string& to, std::size_t limit);
 
-// Opening --------------------------------------------------------------
+// Opening -------------------------------------------------------------
 // These return a descriptor that is closed on exec, or -1 with errno set. They may be called from a
 // signal handler.
 
@@ -75,7 +75,7 @@ int open_for_writing(const char* path, mode_t mode);
 // The same where other users can create files, too: a file that is not this user's is refused.
 int open_own_for_writing(const char* path, mode_t mode);
 
-// Whole files ----------------------------------------------------------
+// Whole files ---------------------------------------------------------
 
 // Writes everything. Returns false, with errno set, when not all of it could be written.
 bool write_all(int fd, std::string_view bytes);

@@ -22,8 +22,7 @@ struct Settings;
 
 namespace ui {
 
-// Lifecycle
-// ----------------------------------------------------------------------------------------------------------
+// Lifecycle -----------------------------------------------------------
 
 // Opens the settings panel when the window first shows. Called before init.
 void open_settings_at_start();
@@ -49,8 +48,7 @@ void shutdown();
 // written is tried again a minute later.
 void persist();
 
-// Frames
-// -------------------------------------------------------------------------------------------------------------
+// Frames --------------------------------------------------------------
 
 // Advances animation, spectrum, meters and delayed saving to platform::ticks_ms(). Returns true
 // while something moves.
@@ -81,8 +79,7 @@ void set_reduced_motion(bool reduced);
 void draw_base(int w, int h);
 bool draw_overlay(int w, int h);
 
-// The moving parts
-// ---------------------------------------------------------------------------------------------------
+// The moving parts ----------------------------------------------------
 
 // Where the segments are, as last painted. A rectangle without a width is not shown.
 struct BarView {
@@ -155,8 +152,7 @@ void paint_glyph(const std::string& text, float size, float w, float h);
 // 0xAARRGGBB, opaque: the tint of glyph i of n at t seconds.
 unsigned title_color(int i, int n, double t);
 
-// Input, in logical pixels
-// --------------------------------------------------------------------------------------------
+// Input, in logical pixels --------------------------------------------
 
 enum class Key { Escape = 0, Enter = 1, Backspace = 2 };
 
