@@ -64,7 +64,7 @@ TEST_F(languages, fit_the_settings_panel) {
     room(138, 13, false, {"language_auto"});
     EXPECT_EQ(p.about.x < p.appearance.x, i18n::rtl());
     EXPECT_EQ(p.language_button.x == at(ui::kHitLanguage).x, i18n::rtl());
-    EXPECT_EQ(at(ui::kHitDark).x == p.appearance.x, i18n::rtl());
+    EXPECT_EQ(at(ui::kHitLight).x == p.appearance.x, i18n::rtl());
     room(p.appearance.w - at(ui::kHitDark).w - at(ui::kHitLight).w - 14, 11, false, {"appearance"});
     room(at(ui::kHitDark).w - 10, 10, true, {"theme_dark", "theme_light"});
     room(p.about.w, 12, false, {"about_version"});
