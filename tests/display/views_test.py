@@ -7,7 +7,8 @@ SERVERS = ["any"]
 def test_the_window_introduces_itself_and_keeps_its_shape(lab):
     program, window = lab.open()  # of the class "velmora"
     check((window.title(), window.size(), window.framed()) == ("Velmora", FULL, True), "title, size or frame")
-    check(program.count("Video: x11, Renderer software (software!)") == program.count("First frame after") == 1, "log")
+    for line in ("Video: x11, Renderer software (software!)", ", software\n", "First frame after"):
+        equal((line, program.count(line)), (line, 1))
     # As under a window manager that does not care for shapes.
     lab.screen.run("xprop", "-id", window.id, "-remove", "WM_NORMAL_HINTS")
     window.resize(1200, 640)
