@@ -1,5 +1,5 @@
-// An own preset for each output device, where the user wants that: what is chosen belongs to the
-// device that plays, and with another one comes what belongs to that.
+// A preset for each output device, if the user wants that: a choice belongs to the device that is
+// playing, and changing the device changes to its preset.
 #pragma once
 
 #include "dsp/eq_dsp.h"
@@ -8,19 +8,20 @@ struct Settings;
 
 namespace ui {
 
-// A view begins: no device has been seen in it.
+// Starts a view, in which no device has been seen yet.
 void begin_devices();
 
-// Looks which device plays, and remembers what is chosen for it. Once a frame, and before a save.
+// Checks which device is playing and stores the current choice for it. Once a frame, and before a
+// save.
 void follow_device();
 
-// Tells the engine what to play from now on.
+// Sends the engine the curve to play from now on.
 void hand_over_curve(const eq::Curve& curve);
 
-// The user's own presets are other ones now: so are the curves of devices that have one of them.
+// The user's presets have changed: updates the curves of the devices that use them.
 void follow_user_presets(const Settings& before, const Settings& now);
 
-// Saves what has changed. Returns false when it is not saved.
+// Saves the record if it has changed. Returns false when that fails.
 bool save_devices();
 
 }  // namespace ui

@@ -1,7 +1,6 @@
-// What input can meet: the elements of the window, their hit codes, and the tables of where they
-// are. A layer of the window (view, settings panel, save dialog, list, crash note) has one table,
-// which its layout makes. Painters look their rectangles up in it and hit testing goes through it,
-// so what is seen is what is hit.
+// The elements of the window, their hit codes, and the tables of their places. Each layer of the
+// window (view, settings panel, save dialog, list, crash note) has one table, made by its layout.
+// Painting and hit testing both use it, so the picture and the hits always agree.
 #pragma once
 
 #include <vector>
@@ -65,19 +64,19 @@ struct Element {
 
 struct Layer {
   std::vector<Element> elements;  // where two overlap, the first is hit
-  int elsewhere = kHitNone;       // what a point beside all of them hits
+  int elsewhere = kHitNone;       // code of a point that is in none of them
 
-  // Adds an element; one without a size is not there.
+  // Adds an element, unless it has no size.
   void add(int code, const Rect& rect, bool while_active = false);
-  // The same for one that lies above all others of the layer.
+  // The same for an element above all others of the layer.
   void add_on_top(int code, const Rect& rect);
-  // Where an element is; empty when it is not there.
+  // The place of an element; empty if the layer does not have it.
   Rect at(int code) const;
-  // Which enabled element is at a point.
+  // The enabled element at a point.
   int hit(float x, float y, bool active) const;
 };
 
-// True when the point is inside: left and top edge included, right and bottom edge not.
+// Whether the point is inside; the left and top edges count, the right and bottom edges do not.
 bool inside(const Rect& r, float x, float y);
 Rect inset(const Rect& r, float by);
 

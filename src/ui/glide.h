@@ -1,4 +1,4 @@
-// The way of all eleven gains to a preset, band after band.
+// The animation of all eleven gains to a preset, band after band.
 #pragma once
 
 #include <cstdint>
@@ -20,15 +20,15 @@ struct Glide {
 // Starts from where the gains are, as they are heard.
 void start_glide(const eq::Curve& to, bool shown_only = false);
 
-// Leaves the gains where they are heard to be.
+// Stops, leaving the gains as they are heard.
 void stop_glide();
 
-// Where the gains arrive in the end, or are where there is no glide.
+// The gains at the end of the glide, or as they are without one.
 const eq::Curve& curve_to_come();
-// What the engine plays with.
+// The curve that the engine plays with.
 const eq::Curve& curve_to_hear();
 
-// Puts the gains where they arrive in the end.
+// Jumps to the end of the glide.
 void finish_glide();
 
 // Moves the gains to where they are at a time in ms. Returns whether there was a glide.

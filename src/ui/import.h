@@ -1,4 +1,4 @@
-// Equalizer files of other programs, and the notice about one that is refused.
+// Importing equalizer files of other programs, and the notice about a refused one.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ struct Notice {
 // Starts the glide to an imported curve, and asks for its name.
 void begin_import(const curves::Import& import);
 
-// Imports the file of the start, once, and takes the notice away when its time is over.
+// Imports the file given at the start, once, and removes an expired notice.
 void import_pending(std::uint64_t now);
 
 void draw_notice();

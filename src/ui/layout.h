@@ -1,5 +1,5 @@
-// Where everything is: sizes of the window and of texts in, rectangles out. Pure; lengths are
-// logical pixels.
+// The layout: sizes of the window and of texts in, rectangles out. Pure; lengths are in logical
+// pixels.
 #pragma once
 
 #include <vector>
@@ -9,13 +9,14 @@
 
 namespace ui {
 
-inline constexpr float kMargin = 18.0F;    // of the window
-inline constexpr float kInset = 14.0F;     // of a panel
-inline constexpr float kHalfGrip = 11.0F;  // a press that near a knob's centre does not move it
+inline constexpr float kMargin = 18.0F;  // of the window
+inline constexpr float kInset = 14.0F;   // of a panel
+inline constexpr float kHalfGrip =
+    11.0F;  // a press within this distance of a knob's centre does not move it
 
 // Views ---------------------------------------------------------------
 
-// A view: its elements, and what is only looked at.
+// A view: its elements, and areas that cannot be pressed.
 struct Layout {
   Layer layer;
   Rect logo;
@@ -31,7 +32,7 @@ struct Layout {
   float track_bottom = 0.0F;
 };
 
-// Widths of the labels that sizes depend on.
+// Widths of the labels that determine sizes.
 struct LabelWidths {
   float channel[kChannels]{};
   float flat = 0.0F;
@@ -40,7 +41,8 @@ struct LabelWidths {
 Layout full_layout(float w, float h, bool collapsed, const LabelWidths& labels);
 Layout compact_layout(float w, float h, bool framed);
 
-// Where a gain is on a slider's track, and which gain is at a place (not rounded, not bounded).
+// The position of a gain on a slider's track, and the gain at a position (not rounded, not
+// bounded).
 float gain_to_y(const Layout& layout, float gain_db);
 float y_to_gain(const Layout& layout, float y);
 
@@ -49,12 +51,12 @@ float y_to_gain(const Layout& layout, float y);
 struct SettingsLayout {
   Layer layer;
   Rect panel;
-  Rect appearance;       // the row that has two buttons, and is none itself
+  Rect appearance;       // the row of two buttons; not a button itself
   Rect language_button;  // within its row
   Rect about;
 };
 // `rows` are the rows' codes from the top, kHitDark standing for the row with the two buttons.
-// `close` is the width of the closing button's label. `rtl`: all of it from right to left.
+// `close` is the width of the closing button's label. `rtl`: laid out from right to left.
 SettingsLayout settings_layout(float w, float h, const std::vector<int>& rows, float close,
                                bool rtl);
 
@@ -69,7 +71,7 @@ struct PopupLayout {
   Layer layer;
   Rect rect;
   int first = 0;    // first visible row
-  int visible = 0;  // how many there is room for
+  int visible = 0;  // number of visible rows
 };
 inline constexpr float kRowHeight = 28.0F;
 inline constexpr float kPopupPadding = 4.0F;
@@ -77,8 +79,8 @@ inline constexpr float kRowStart = 28.0F;    // room for the mark of the chosen 
 inline constexpr float kRowEnd = 10.0F;      // room for the scroll mark
 inline constexpr float kDeleteZone = 34.0F;  // at the end of a row that can be deleted
 
-// A list of `count` rows, the widest of which asks for `row_width`, below or above its button and
-// as wide as that at least. `first` is the row that should be at the top.
+// A list of `count` rows, the widest of which needs `row_width`, below or above its button and at
+// least as wide. `first` is the preferred top row.
 PopupLayout popup_layout(float w, float h, const Rect& button, int count, float row_width,
                          int first, bool rtl);
 
@@ -88,7 +90,7 @@ bool opens_down(float h, const Rect& button, int count);
 // The row at a point, counted from the first of the list; -1 for none.
 int row_at(const PopupLayout& popup, int count, float x, float y);
 
-// The card of a note in the middle of an area. `text` is the width of its text in one line.
+// A note's card in the middle of an area. `text` is the width of its text on one line.
 float note_width(const Rect& area, float text);
 Rect note_card(const Rect& area, float width, float text_height);
 

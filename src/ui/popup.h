@@ -1,4 +1,4 @@
-// A list that drops down from a button, and scrolls where there is no room for all of it.
+// A list that drops down from a button, and scrolls if there is not enough room.
 #pragma once
 
 #include <string>
@@ -10,11 +10,11 @@ namespace ui {
 
 struct PopupRow {
   std::string text;                                    // as shown
-  std::string value;                                   // handed to what follows
+  std::string value;                                   // argument of choose and erase
   bool chosen = false;                                 // marked
   void (*choose)(const std::string& value) = nullptr;  // null: a heading
   void (*erase)(const std::string& value) = nullptr;   // null: the row cannot be deleted
-  bool faint = false;                                  // what it stands for is not there
+  bool faint = false;                                  // stands for something absent
 
   bool operator==(const PopupRow&) const = default;
 };
@@ -34,7 +34,7 @@ struct Popup {
 void open_popup(int button, std::vector<PopupRow> rows);
 void close_popup();
 
-// Does what a press on a row, or on its mark for deleting, does. Nothing where it does nothing.
+// Does what a press on a row, or on its mark for deleting, does.
 void choose_row(int row);
 void erase_row(int row);
 

@@ -14,30 +14,30 @@ enum class Key;
 struct SaveDialog {
   bool open = false;
   std::string name;       // UTF-8, at most kMaxPresetName characters when typed
-  bool selected = false;  // the whole name is: typing replaces it
+  bool selected = false;  // the whole name is selected: typing replaces it
   bool caret_on = true;   // it blinks
-  // While an imported curve is shown: the one that comes back unless the user saves.
+  // While an imported curve is shown: the previous one, restored unless the user saves.
   std::optional<eq::Curve> before;
 
   bool operator==(const SaveDialog&) const = default;
 };
 
-// Opens it with a proposed name: that of the chosen own preset, else the first free number.
+// Opens it with a proposed name: that of the chosen preset if it is the user's, else the first free
+// number.
 void open_save();
 
-// Opens it for a curve on its way here from a file, whose name is proposed if it has one. Another
-// such file takes the dialog over.
+// Opens it for a curve imported from a file, proposing the file's name if it has one. A second
+// import reuses the open dialog.
 void open_save_imported(const std::string& name);
 
 // Closes it without saving: an imported curve glides back.
 void close_save();
 
-// Stores the curve in force; an imported one in full, and it switches the equalizer on. An empty
-// name, or one more preset than there may be, leaves the dialog open.
+// Stores the current curve (of an import, the complete one) and after an import switches the
+// equalizer on. With an empty name, or no room for another preset, the dialog stays open.
 void commit_save();
 
-// Whether it would store something under the name that is typed, and the dialog's hint about it;
-// empty for nothing.
+// Whether the typed name can be stored, and the dialog's hint about it, which may be empty.
 bool can_save();
 std::string save_hint();
 

@@ -1,4 +1,5 @@
-// The state of the interface: one record that every source reads and changes. Main thread only.
+// The state of the interface: one record, read and changed by all sources of this folder. Main
+// thread only.
 //
 //   ui.cpp              the state, its lifecycle, what follows from a change, the switch of views
 //   frame.cpp           one frame: status of the engine, spectrum, delayed saving
@@ -40,7 +41,7 @@
 
 namespace ui {
 
-// What the layers show, beside the settings. Two pictures of equal records are equal.
+// What the layers show, in addition to the settings. Equal records give equal pictures.
 struct Look {
   int hover = kHitNone;  // element under the pointer
   int drag = kHitNone;   // slider that is being dragged
@@ -66,7 +67,7 @@ struct State {
   float drag_dy = 0.0F;        // from the knob's centre to the pointer
   bool layer_changed = false;  // the last press opened or closed a layer, or changed the view
 
-  // What was made of all this last, and is made again where it differs.
+  // The last values that were acted on; a difference is acted on again.
   Settings followed;          // what the engine has but for the curve, and what will be saved
   eq::Curve heard;            // which it has instead
   Settings drawn;             // what was drawn,
@@ -95,8 +96,8 @@ struct State {
 // The one state of the interface.
 State& state();
 
-// Tells the engine, the theme and the language what the settings say now, and schedules that they
-// are saved 1.2 s after the last change. Called after input and once a frame.
+// Applies changed settings to the engine, the theme and the language, and schedules a save 1.2 s
+// after the last change. Called after input and once a frame.
 void follow_settings();
 void save_later();  // in 1.2 s
 
@@ -105,11 +106,11 @@ bool hovered(int code);
 void set_compact(bool on);
 void toggle_collapsed();
 
-// Input that comes without a place: what a press does there, and a gain in dB.
+// Input that has no position: a press on an element, and a gain in dB.
 void press_element(int code);
 void set_slider(int code, float gain_db);
 
-// Where a point is: the table of the layer that lies on top.
+// The table of the top layer, for hit testing.
 const Layer& top_layer();
 
 }  // namespace ui

@@ -1,4 +1,4 @@
-// What is said about the engine: the status line, the dot before it, and the note over the bars.
+// The engine's state in the window: the status line, the dot before it, and the note over the bars.
 #pragma once
 
 #include <string>
@@ -10,14 +10,14 @@ namespace ui {
 
 // The output device that the settings name.
 struct ChosenDevice {
-  std::string name;     // empty: none, the system's default is followed
-  std::string label;    // the last one known; else its name, made short
+  std::string name;     // empty: the system's default is followed
+  std::string label;    // the last one known, else the shortened name
   bool present = true;  // in the device list
 
   bool operator==(const ChosenDevice&) const = default;
 };
 
-// Looks for `name` in the list. A label that is known of it stays when it goes.
+// Looks for `name` in the list. Keeps the last known label of a device that is gone.
 void find_chosen(const std::string& name, const std::vector<audio::Device>& devices,
                  ChosenDevice* chosen);
 
@@ -26,7 +26,7 @@ enum class Tone { Good, Off, Warning, Danger };
 struct StatusView {
   std::string line;  // directed parts, not shortened
   Tone tone = Tone::Off;
-  std::string note;        // for the middle of the bars; empty: nothing to explain
+  std::string note;        // shown over the bars; may be empty
   bool pressable = false;  // a press on the note helps
 };
 

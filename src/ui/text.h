@@ -1,4 +1,4 @@
-// Text as it is drawn: cut to its room, and in the direction of its language.
+// Preparing text for drawing: shortened to fit, and in the direction of its language.
 #pragma once
 
 #include <string>
@@ -23,18 +23,19 @@ float fit_size(const std::string& text, float size, float least, float max_width
 // Replaces the first "%s" or "%d".
 std::string with_argument(std::string text, std::string_view argument);
 
-// A gain as it is read, such as "+3.5"; one that rounds to zero is "+0.0".
+// A gain as shown, such as "+3.5"; one that rounds to zero is "+0.0".
 std::string gain_text(float gain_db);
 
-// A part of a line that keeps its own direction, whatever surrounds it.
+// Isolates a part of a line, so that it keeps its own direction.
 std::string isolated(const std::string& text);
-// A line whose direction is the language's, even if it starts with a foreign word.
+// A line in the language's direction, even if it starts with a foreign word.
 std::string directed(const std::string& text);
 bool starts_rtl(std::string_view text);
 
 Align start_align();  // left, or right in languages that are written from there
 
-// Where a part of `within` that is laid out from left to right lies in the language's direction.
+// Mirrors a part of `within`, laid out from left to right, if the language is written from right to
+// left.
 gfx::Rect mirrored(const gfx::Rect& within, const gfx::Rect& part);
 float mirrored(const gfx::Rect& within, float x);
 

@@ -19,14 +19,14 @@ void draw_settings_panel(float w, float h);
 std::vector<std::string> about_lines();
 std::string language_name();
 
-// Puts the areas of bars and meters on whole device pixels, where segments stand on them too, and
-// takes from them what columns leave free.
+// Aligns the areas of bars and meters to whole device pixels, as segments are, and trims the space
+// that columns leave free.
 void fit_segments(gfx::Rect* bars, gfx::Rect* meters, bool compact);
 
-// Where a bar of that level ends: the top of its highest lit segment.
+// The top of a bar of that level: that of its highest lit segment.
 float level_y(const gfx::Rect& bars, const SegmentGeom& geom, float level_db);
 
-// Finds the place of the note about the engine's state, above the view just painted.
+// Lays out the note about the engine's state, over the view just painted.
 void place_note();
 
 }  // namespace ui

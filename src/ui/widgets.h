@@ -1,4 +1,4 @@
-// What several views draw: surfaces, buttons, icons. Icons are centred on a point.
+// Drawing shared by several views: surfaces, buttons, icons. Icons are centred on a point.
 #pragma once
 
 #include <string>
@@ -7,15 +7,15 @@
 
 namespace ui {
 
-// The colour of secondary text. The palette's own is too faint on some of its surfaces; this one
-// has a contrast of 4.5 : 1 at least on all of them.
+// The colour of secondary text. The palette's own is too faint on some surfaces; this one has a
+// contrast of at least 4.5 : 1 on all of them.
 unsigned quiet_text();
 // The face of an element that is pressed, or whose list is open.
 unsigned pressed_face();
-// A button's face and outline, as its element is now.
+// A button's face and outline in its element's current state.
 void button_bg(const Rect& r, int code);
 void button_label(const Rect& r, const std::string& text, float size, bool hovered, bool bold);
-// The same for a flat one, with its face at rest; a chosen one is always outlined.
+// The same for a flat button with the given face; a chosen one is always outlined.
 void flat_bg(const Rect& r, float radius, int code, unsigned rest, bool chosen = false);
 void panel_bg(const Rect& r, float radius);
 void shadow(const Rect& r, float radius);

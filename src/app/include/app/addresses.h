@@ -1,4 +1,4 @@
-// How to reach the makers. A packager sets both when configuring the build.
+// Contact addresses. Packagers set both when configuring the build.
 #pragma once
 
 inline constexpr const char* kHomepage = VELMORA_HOMEPAGE;         // web address

@@ -1,8 +1,8 @@
 // The desktop entry that starts the program when the user logs in: written and removed only on
 // request.
 //
-// It is "Velmora.desktop" in the user's autostart directory: ~/.config/autostart, in a snap that of
-// the snap's own home. XDG_CONFIG_HOME is not consulted. Thread: main thread.
+// It is "Velmora.desktop" in the user's autostart directory: ~/.config/autostart, or in a snap the
+// one in the snap's home. XDG_CONFIG_HOME is not consulted. Thread: main thread.
 #pragma once
 
 #include <string>
@@ -12,8 +12,8 @@ namespace autostart {
 // Whether the entry is there.
 bool enabled();
 
-// Writes the entry for the program as it runs now, or removes it. Its path is quoted where it needs
-// to be.
+// Writes the entry, with the path of the running program, or removes it. The path is quoted if
+// necessary.
 //   args   arguments for the start command, added as they are; may be empty
 // Returns false, after logging, when the entry cannot be written, or when the user has no home
 // directory.

@@ -1,6 +1,5 @@
-// An own preset for each output device: what is remembered of the devices, and the file that holds
-// it, "devices.dat" beside the settings and sealed like them. As long as nothing was ever
-// remembered there is none.
+// A preset for each output device: the record, and its file, "devices.dat" beside the settings and
+// sealed like them. The file exists only once something has been remembered.
 //
 // Thread: the main thread owns the record and calls load and save.
 #pragma once
@@ -14,9 +13,9 @@
 inline constexpr std::size_t kMaxDevices = 100;
 
 struct DevicePreset {
-  std::string device;  // what it is recognised by, as audio::Status::target_id
+  std::string device;  // as audio::Status::target_id
   std::string preset;  // identifier, as Settings::preset
-  eq::Curve curve;     // the preset's, or what the user made of it
+  eq::Curve curve;     // the preset's, or as the user changed it
 
   bool operator==(const DevicePreset&) const = default;
 };
@@ -27,10 +26,10 @@ struct DevicePresets {
 
   bool operator==(const DevicePresets&) const = default;
 
-  // Null where it is not known.
+  // Null for an unknown device.
   [[nodiscard]] const DevicePreset* find(const std::string& device) const;
-  // Remembers a device as the one that is played to now. The oldest one goes where it is one too
-  // many.
+  // Stores a device as the one being played to. If the list is full, the least recently used device
+  // is dropped.
   void remember(const DevicePreset& preset);
 };
 

@@ -1,5 +1,5 @@
-// Environment variables. An empty variable counts as unset. Threads: any, as long as nobody changes
-// the environment meanwhile.
+// Environment variables. An empty variable counts as unset. Threads: any, as long as none changes
+// the environment.
 #pragma once
 
 #include <cstdlib>

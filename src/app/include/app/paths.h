@@ -1,8 +1,8 @@
 // Where the program keeps its files, how it was packaged, and the language of the environment.
 //
-// Everything is read from the environment, afresh on every call. Nothing here reports errors: a
-// directory that cannot be created shows up as a failed open where it is used. Threads: any, as
-// long as nobody changes the environment meanwhile.
+// Everything is read from the environment on every call. Nothing here reports errors: a directory
+// that cannot be created shows up as a failed open where it is used. Threads: any, as long as none
+// changes the environment.
 #pragma once
 
 #include <string>
@@ -29,12 +29,11 @@ const char* package_kind();
 // Whether the program runs in the sandbox of a snap or a flatpak.
 bool is_sandboxed();
 
-// The text under which a path is shown to the user.
+// The path as shown to the user.
 std::string display(const std::string& path);
 
-// The language of the environment as the variables spell it, without code set and modifier
-// ("de_DE", "pt_BR"); "en" when none is set. TRSL_LANG, the program's own variable, overrides the
-// usual ones.
+// The language of the environment as spelled there, without code set and modifier ("de_DE",
+// "pt_BR"); "en" when none is set. TRSL_LANG, the program's own variable, overrides the usual ones.
 std::string system_language();
 
 }  // namespace paths

@@ -26,9 +26,9 @@ struct UserPreset {
   bool operator==(const UserPreset&) const = default;
 };
 
-// The initial values are what a first run starts with.
+// The initial values are those of a first run.
 struct Settings {
-  eq::Curve curve = eq::standard_curve();    // gains and preamp in dB, -12 to +12
+  eq::Curve curve = eq::standard_curve();    // gains and preamp in dB, within eq::kMaxGainDb
   std::string preset = "b:preset_standard";  // selected preset; "b:" + key names a built-in one
   std::vector<UserPreset> user_presets;      // at most kMaxUserPresets
   bool active = true;                        // equalizer switched on
@@ -63,13 +63,13 @@ Settings load();
 // Does not create the directory. While the saver runs, only takes a copy and returns true.
 bool save(const Settings& s);
 
-// Lets a thread do the saving: it always writes the newest record, and tries again a minute after a
-// failure. Where no thread can be had, save goes on writing by itself.
+// Moves the saving to a thread, which always writes the newest record and tries again a minute
+// after a failure. If no thread can be started, save keeps writing by itself.
 //   prepare   is called first on that thread
 void start_saver(void (*prepare)());
 
-// Waits until the last record is written, or has failed once more, and ends the thread. No-op when
-// none runs.
+// Waits until the last record is written, or has failed once more, and ends the thread. No-op
+// without one.
 void stop_saver();
 
 // Where the file is.

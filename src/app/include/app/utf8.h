@@ -1,5 +1,5 @@
-// UTF-8 text from outside (names of devices and presets, answers of servers), which may hold any
-// bytes. Threads: any. No errors: every invalid byte counts as one U+FFFD.
+// UTF-8 text from outside (names of devices and presets, server replies), which may contain any
+// bytes. Threads: any. Nothing fails: every invalid byte counts as one U+FFFD.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// The release, as the program reports it. The build, the packages and the changelog state it, too.
+// The release, as the program reports it. CMakeLists.txt, the packages and the changelog repeat it.
 #pragma once
 
 inline constexpr const char* kVersion = "1.0.2";

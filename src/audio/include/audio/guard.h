@@ -1,8 +1,9 @@
 // The guard: a small child process that restores the sound server when the program dies without
 // doing so.
 //
-// It shares nothing with the program but a pipe. The program writes to it what would have to be
-// undone; when the pipe closes without the quit message, the guard undoes it (audio::rescue).
+// It shares nothing with the program but a pipe. The program keeps it informed of what would have
+// to be undone; when the pipe closes without the quit message, the guard undoes that
+// (audio::rescue).
 #pragma once
 
 #include <cstdint>
@@ -10,23 +11,23 @@
 
 namespace guard {
 
-// None of these waits for the guard to read what it is sent.
+// None of these functions waits for the guard to read its messages.
 //
 // Starts the guard process. Call it before any thread exists and before anything on the server is
-// changed. If no pipe or process can be made there is no guard, and that is not reported. SIGPIPE
+// changed. If no pipe or process can be created there is no guard, which is not reported. SIGPIPE
 // is ignored from then on.
 void start();
 
-// Replaces a guard that was killed alone, or that has read nothing for two seconds. To be called
-// every few seconds; never waits for the guard. Thread: any.
+// Replaces a guard that was killed alone, or that has read nothing for two seconds. Call it every
+// few seconds. Thread: any.
 void tick();
 
-// Whether this process was started to be such a replacement, and what it then does; `program` is
-// the second argument. To be asked before anything else happens in main.
+// is_guard: whether this process was started as such a replacement; main asks before anything else.
+// run: the guard itself; `program` is the second argument.
 bool is_guard(int argc, char** argv);
 [[noreturn]] void run(const char* program);
 
-// Our sink is, or is about to be, in place: on an unexpected end `device` becomes the default
+// Our sink is, or is about to be, in place: after an unexpected end `device` shall be the default
 // again. Repeating the last message sends nothing. Thread: any.
 void armed(const std::string& device);
 
@@ -44,8 +45,8 @@ void disarmed();
 // twice.
 void stop();
 
-// Closes the pipe without the quit message: the guard finishes what the program could not, for
-// instance because the server does not answer. Safe to call at any time.
+// Closes the pipe without the quit message, so that the guard finishes the work, for instance
+// because the server does not answer. Safe to call at any time.
 void abandon();
 
 }  // namespace guard

@@ -1,5 +1,5 @@
-// Connections to a message bus that cannot hold the caller up: the library's own call has no time
-// limit, and a bus may accept a connection and then never answer.
+// Connecting to a message bus within a time limit. The library's own call has none, and a bus may
+// accept a connection and then never answer.
 #pragma once
 
 #include <gio/gio.h>
@@ -9,7 +9,7 @@
 
 namespace bus {
 
-// Owns what the library hands out, each kind released in its own way.
+// Releases each type of the library's objects in its own way.
 struct Release {
   void operator()(char* p) const { g_free(p); }
   void operator()(GError* p) const { g_error_free(p); }
@@ -24,17 +24,18 @@ struct Release {
 template <typename T>
 using Owned = std::unique_ptr<T, Release>;
 
-// Where the session bus is, as its clients find it; empty where there is none. Never starts one.
+// The address of the session bus, found as its clients do; empty if there is none. Never starts
+// one.
 std::string session_address();
-// The same of the system bus.
+// The same for the system bus.
 std::string system_address();
 
 // Connects within `timeout_ms`.
 //   context     where the connection delivers its signals; iterated until this returns
-//   withdrawn   ends the wait at once when it is cancelled, from any thread; may be null
-//   error       receives the reason where there is no connection
-// Returns null where no bus answers in time, or where the library could not start its threads: it
-// would end the program there. Thread: any; other callers need another context.
+//   withdrawn   cancelling it, from any thread, ends the wait at once; may be null
+//   error       receives the reason when there is no connection
+// Returns null if no bus answers in time, or if the library could not start its threads, in which
+// case it would abort the program. Thread: any, each with its own context.
 Owned<GDBusConnection> connect_within(int timeout_ms, const std::string& address,
                                       GMainContext* context, GCancellable* withdrawn,
                                       std::string* error);

@@ -1,5 +1,5 @@
-// The program's side of crash reporting: start-up, the window platform and the audio engine
-// describe the run here, for a report.
+// The program's side of crash reporting. Start-up, the window platform and the audio engine
+// describe the run here, so that a report can include it.
 #pragma once
 
 #include <string>
@@ -14,7 +14,7 @@ void install();
 // calls it first. Not for time-critical code: it makes system calls.
 void prepare_thread();
 
-// Keeps the previous run's log: renames `path` to `path` + ".1". A missing file is no error.
+// Keeps the previous run's log: renames `path` to `path` + ".1". A missing file is not an error.
 void rotate_log(const std::string& path);
 
 // Sets the log file whose last lines go into a report.
@@ -27,15 +27,15 @@ std::string report_path();
 // Describes the machine, for reports and in the log.
 void record_system();
 
-// Describes the sound server's devices for reports. The lines are logged, each as "Audio: " + line,
-// when they differ from the last call's. Thread: any.
+// Describes the sound server's devices for reports. If they differ from the last call's, the lines
+// are logged, each as "Audio: " + line. Thread: any.
 void record_audio(const std::vector<std::string>& lines);
 
-// Describes the renderer and the displays for reports, beside the graphics adapters. The lines are
-// logged, each as "Graphics: " + line. Main thread.
+// Describes the renderer and the displays for reports, in addition to the graphics adapters. The
+// lines are logged, each as "Graphics: " + line. Main thread.
 void record_graphics(const std::vector<std::string>& lines);
 
-// Whether a report of an earlier run waits. `text` receives it; may be null.
+// Whether there is a report of an earlier run. `text` receives it; may be null.
 bool pending_report(std::string* text);
 
 // Hands the waiting report to the user's mail program, and returns at once. The report is not

@@ -1,9 +1,9 @@
-// A small library that keeps crashes from going unreported: it writes a report when a fatal signal
-// arrives, finds it again at the next start, and hands it to the user's mail program. All that it
-// knows of the program is an App record.
+// A small library for crash reports: it writes a report when a fatal signal arrives, finds it at
+// the next start, and hands it to the user's mail program. It knows nothing of the program but an
+// App record.
 //
 // Order of use: install first of all; rotate_log before the log file is opened; set_log_file and
-// set_report_dir as soon as both are known; record_* whenever there is something to describe;
+// set_report_dir as soon as both are known; record_* whenever the state to be described changes;
 // pending, then send or discard, once the user can be asked. Unless noted, a function belongs to
 // the main thread, reports no errors, and changes nothing when it fails.
 #pragma once
@@ -15,7 +15,7 @@ namespace faultline {
 
 // Texts must live as long as the process.
 struct App {
-  // As users know it; also part of the early report's file name.
+  // Shown to users; also part of the early report's file name.
   const char* name = nullptr;
   const char* version = nullptr;  // "1.2.3"
   const char* build = nullptr;
@@ -27,7 +27,7 @@ struct App {
   void (*open_uri)(const std::string& address) = nullptr;
 };
 
-// What a report describes besides the crash itself.
+// The contexts that a report describes in addition to the crash itself.
 enum Context { kGraphics = 0, kAudio = 1, kSystem = 2 };
 
 // From here on catches SIGSEGV, SIGABRT, SIGFPE, SIGBUS, SIGILL and SIGTRAP, and prepares the
@@ -59,8 +59,8 @@ std::string rotate_log(const std::string& log_path);
 // moment reports either the old text or the new one. Threads: any, one per context at a time.
 void set_context(Context context, const std::string& text);
 
-// Describes the machine and its package; logs each line as "System: " + line. Where a package
-// manager has to be asked, that happens on a thread of its own, after the call.
+// Describes the machine and its package; logs each line as "System: " + line. If a package manager
+// must be asked, a thread of its own does all this after the call.
 void record_system();
 // Describes the sound system. Logs each line as "Audio: " + line if they differ from the last
 // call's. Thread: any.
@@ -70,22 +70,22 @@ void record_audio(const std::vector<std::string>& lines);
 void record_graphics(const std::vector<std::string>& lines);
 
 // Lines without line ends, read from files, environment variables and at most one package manager,
-// which has 2 s. What cannot be read is "unknown" or a short explanation. Thread: any.
+// within 2 s. Values that cannot be read are "unknown" or a short explanation. Thread: any.
 std::vector<std::string> system_lines();
 std::vector<std::string> gpu_lines();  // one per graphics adapter
 std::string package_line();
 
-// Whether a report of an earlier run waits. `text` receives it, at most 256 KiB; may be null. Also
-// copies that run's log to crash_log_path(), before later starts overwrite it.
+// Whether there is a report of an earlier run. `text` receives it, at most 256 KiB; may be null.
+// Also copies that run's log to crash_log_path(), before later starts overwrite it.
 bool pending(std::string* text);
 
 // Removes the report and the log beside it.
 void discard();
 
 // Hands the report to the user's mail program, with the logs attached (`log_path` is this run's, or
-// empty), and returns at once; a thread does the work and logs the outcome. The report counts as
-// delivered from here on: its files are renamed to "...-sent.txt" and kept. Only where no thread
-// can be had, which is logged, it is offered again.
+// empty), and returns at once; a thread does the work and logs the outcome. From then on the report
+// counts as delivered: its files are renamed to "...-sent.txt" and kept. Only if no thread can be
+// started, which is logged, is it offered again.
 void send(const std::string& log_path);
 
 }  // namespace faultline

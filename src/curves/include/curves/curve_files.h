@@ -1,11 +1,11 @@
 // Equalizer files of other programs, read into one of our curves, and our curves written as one.
 //
-// Read are filter lists and graphs in the text format of Equalizer APO, as AutoEq and REW write
-// them too, and presets of EasyEffects (JSON). A file is either understood whole or *refused*
-// whole: half a correction is none. A file whose bands are ours is taken as it is; the response of
-// any other is *fitted*: the gains are chosen that come closest to it from 20 Hz to 20 kHz.
+// Reads filter lists and graphs in the text format of Equalizer APO, which AutoEq and REW also
+// write, and EasyEffects presets (JSON). A file is either understood completely or *refused*: half
+// a correction is worse than none. If a file uses our bands, its gains are taken over; any other is
+// *fitted*: we choose the gains that come closest to its response from 20 Hz to 20 kHz.
 //
-// Gains are in dB, frequencies in Hz. All functions are pure, but for import_file, which reads the
+// Gains are in dB, frequencies in Hz. All functions are pure, except import_file, which reads the
 // file. Thread: any; no state. Nothing throws, nothing is logged here.
 #pragma once
 
@@ -23,35 +23,34 @@ inline constexpr std::size_t kMaxBytes = 1 << 20;  // of a file
 inline constexpr int kMaxFilters = 512;            // of a file
 
 struct Import {
-  std::string name;    // proposed for a preset, UTF-8, one line that is short enough; may be empty
-  eq::Curve curve;     // bounded to +/-12 dB; as loud at most as the sound was without it
+  std::string name;    // proposed preset name, UTF-8, one line, within kMaxPresetName; may be empty
+  eq::Curve curve;     // within eq::kMaxGainDb; nothing gets louder than full scale
   bool exact = false;  // the file's own bands, not a fit
-  // How far the curve is from the file's response, the level aside: the root of the mean square
-  // over log frequency, in which what lies above 16 kHz counts for 0.3; and the largest distance.
+  // The deviation of the curve from the file's response, apart from the level: root mean square
+  // over log frequency, with a weight of 0.3 above 16 kHz, and the largest deviation.
   double rms_db = 0.0;
   double worst_db = 0.0;
   double worst_hz = 0.0;
-  std::vector<std::string> left_out;  // what the file does besides, by the file's names
+  std::vector<std::string> left_out;  // other effects in the file, as it names them
 };
 
 enum class Reason {
-  kUnreadable,   // not there, no regular file, or not allowed
+  kUnreadable,   // missing, not a regular file, or no permission
   kTooLarge,     // more than kMaxBytes
   kNoEqualizer,  // another kind of file
-  kUnsupported,  // does something in `line` that no curve can
-  kMalformed,    // a value in `line` is missing, or no number that can be meant
+  kUnsupported,  // `line` asks for more than an equalizer curve
+  kMalformed,    // a value in `line` is missing or implausible
 };
 
 struct Refusal {
   Reason reason = Reason::kNoEqualizer;
-  int line = 0;      // from 1 on; 0 where the whole file is meant
+  int line = 0;      // from 1 on; 0 for the whole file
   std::string what;  // English, for the log; one line, may be empty
 };
 
 using Result = std::variant<Import, Refusal>;
 
-// Reads the content of a file. `file_name` is its name or path, from which the preset's name is
-// made.
+// Reads the content of a file. The preset's name is derived from `file_name`, a name or path.
 Result import_text(std::string_view bytes, const std::string& file_name);
 
 // The same for a file on disk. Never waits for a pipe's other end.

@@ -1,15 +1,14 @@
-// The program as the desktop sees it, over the session bus: a name, actions by which shortcuts,
-// launchers and a second start reach the copy that runs, an icon in the tray where there is one,
-// and whether there is a screen reader.
+// The program's presence on the session bus: a name and actions, by which shortcuts, launchers and
+// a second start reach the running copy; an icon in the tray, if there is one; and whether a screen
+// reader runs.
 //
-// Vocabulary: a *command* is what somebody outside the window asks for, already checked; the
-// *state* is what they may know. A *preset* is named by its identifier, as in the settings. A
-// *tray* is the part of a panel that shows the icons of programs.
+// Vocabulary: a *command* is a checked request from outside the window; the *state* is what callers
+// may see. A *preset* is named by its identifier, as in the settings. A *tray* is the part of a
+// panel that shows the icons of programs.
 //
 // Lifecycle: connect at start-up; start once the window is there; take and publish once a frame;
 // stop at the end. Threads: all functions from the main thread, and none but connect waits for the
-// bus: a thread of its own speaks to it. Without a bus nothing is ever asked, and nothing else
-// changes.
+// bus: a thread of its own speaks to it. Without a bus there are no commands; nothing else changes.
 #pragma once
 
 #include <string>
@@ -24,20 +23,20 @@ enum class Verb {
   kOff,
   kMute,
   kPreset,
-  kDevicePresets,  // an own preset for each output device
-  kOnePreset,      // the same for all
+  kDevicePresets,  // each output device has its own preset
+  kOnePreset,      // one preset for all devices
   kCompact,
   kFull,
   kSettings,
   kImport,
   kQuit,
   // From the tray alone
-  kRaiseOrHide,  // the icon was clicked: to the front, or away if it is there
+  kRaiseOrHide,  // the icon was clicked: brings the window to the front, or hides it if it is there
   kHide,
-  kShow,  // if it is hidden: the tray that could bring it back is gone
+  kShow,  // shows a hidden window, because the tray is gone
 };
 
-// What proves to the window manager that the user asked for the window; either may be empty.
+// Proof for the window manager that the user asked for the window; either may be empty.
 struct Activation {
   std::string startup_id;  // X11's
   std::string token;       // Wayland's
@@ -45,7 +44,7 @@ struct Activation {
 
 struct Command {
   Verb verb = Verb::kRaise;
-  std::string preset;  // kPreset: an identifier out of the state
+  std::string preset;  // kPreset: an identifier from the state
   std::string path;    // kImport: of an equalizer file
   Activation activation;
 };
@@ -72,7 +71,7 @@ struct Texts {
 
 struct State {
   bool on = false;              // the equalizer
-  std::string preset;           // the chosen one's identifier; it may name none
+  std::string preset;           // identifier of the chosen one; may name no preset
   std::vector<Preset> presets;  // the built-in ones, then the user's own
   bool device_presets = false;  // each output device has its own
   bool compact = false;         // the view
@@ -81,29 +80,28 @@ struct State {
   bool operator==(const State&) const = default;
 };
 
-// Connects to the session bus, and asks whether the system bus answers, too. One that does not
-// within a second is left out for this run: the environment is changed so that no library waits for
-// it either. Call it before other threads read the environment.
+// Connects to the session bus, and asks whether the system bus answers, too. A bus that does not
+// answer within a second is not used in this run, and the environment is changed so that no library
+// waits for it either. Call it before the engine and the window start, which read the environment.
 void connect();
 
-// Takes the application's name on the bus; a name that another copy has is waited for. Shows the
-// icon wherever there is a tray, now or later.
+// Takes the application's name on the bus, or waits in line while another copy has it. Shows the
+// icon as soon as there is a tray.
 void start(const State& state);
 
-// The next command in order of arrival. Returns false when there is none. At most 64 wait; further
-// ones are refused to who asks.
+// The next command in order of arrival. Returns false when there is none. At most 64 are queued;
+// callers are refused more.
 bool take(Command* command);
 
-// Whether a screen reader, or what else needs the accessibility bus, is there, or was during this
-// run.
+// Whether a screen reader, or another user of the accessibility bus, has been seen in this run.
 bool reader_wanted();
 
 // The state as of this frame. Costs a comparison while nothing has changed.
 void publish(const State& state);
 
-// Whether the user has asked the desktop for less motion, as its portal says. Where the portal has
-// no setting for that, toolkits without animations mean the same, whether it is the portal that
-// says so or the caller by `toolkits_rest`. It may change from frame to frame.
+// Whether the user has asked the desktop for less motion, according to its portal. If the portal
+// has no such setting, animations switched off for toolkits count instead, as reported by the
+// portal or else by the caller (`toolkits_rest`). May change from frame to frame.
 bool reduced_motion(bool toolkits_rest);
 
 // Leaves the bus. May be called twice, and without start. Returns within 300 ms, whatever the bus

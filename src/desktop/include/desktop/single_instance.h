@@ -1,23 +1,22 @@
 // One running copy per directory of settings, and how a second start reaches it.
 //
-// A lock on a file decides: the kernel gives it back however a process ends. The session bus and a
-// signal are only ways to call the copy that has it. Thread: the main thread, at start.
+// A file lock decides: the kernel releases it however a process ends. The session bus and a signal
+// are only ways to call the copy that holds it. Thread: the main thread, at start.
 #pragma once
 
 #include <string>
 
 namespace single_instance {
 
-// Takes the lock of this directory and writes the process id beside it. Returns false when another
-// copy has it. Where the lock cannot be had for another reason it protects nothing, and the result
-// is true.
+// Takes the lock of this directory and writes the process id into the lock file. Returns false when
+// another copy holds it. If the lock fails for another reason there is no protection, and the
+// result is true.
 bool claim(const std::string& directory);
 
-// After claim returned false: asks the copy that has the lock to come to the front, in the compact
-// view if `compact`, and to import `file` unless that is empty. Over the bus where it answers
-// within a second, else by SIGUSR1, which knows neither compact view nor file. The signal goes to
-// nobody but that copy: where its process is not known for certain, none is sent. Takes a second
-// and a half at most.
+// After claim returned false: asks the copy that holds the lock to come to the front, in the
+// compact view if `compact`, and to import `file` unless that is empty. Uses the bus if it answers
+// within a second, else SIGUSR1, which carries neither compact view nor file. The signal is sent
+// only if that process is known for certain. Takes at most a second and a half.
 void call_other(bool compact, const std::string& file);
 
 }  // namespace single_instance

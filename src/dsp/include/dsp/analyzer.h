@@ -1,9 +1,9 @@
 // The spectrum display: 4096 samples to 31 one-third-octave bars, and the smoothing of bars and
 // meters over time.
 //
-// Levels are in dB, 0 dB is full scale; times are in seconds, frequencies and rates in Hz.
-// Thread: the one that draws. compute has working storage of its own and must not run on two
-// threads at once; the rest are plain values and pure functions. Nothing fails.
+// Levels are in dB, 0 dB is full scale; times are in seconds, frequencies and rates in Hz. Thread:
+// the one that draws. compute has static working storage and must not run on two threads at once;
+// the rest are plain values and pure functions. No function fails.
 #pragma once
 
 namespace analyzer {
@@ -27,7 +27,7 @@ const double* hann();
 //   samples  exactly kFftSize mono samples, oldest first
 //   rate     their sample rate
 //   out      receives kBars values
-// The first call works out tables that later ones use; none allocates.
+// The first call computes tables for the later ones. Never allocates.
 void compute(const float* samples, float rate, float* out);
 
 // The level of an amplitude in dB; -140 for 1e-7 and below.
@@ -36,8 +36,8 @@ float to_db(float x);
 // Label below a bar ("20" ... "16k"); "" for bars without one. The string lives for ever.
 const char* bar_label(int bar);
 
-// What the bars show: levels that rise smoothly and fall steadily, with peaks that hold for a
-// while. A level that is not finite counts as the floor.
+// The bars' motion: levels rise smoothly and fall steadily, and peaks hold for a while. A level
+// that is not finite counts as the floor.
 struct Ballistics {
   float level[kBars]{};  // dB, kFloorDb and up
   float peak[kBars]{};   // dB, never below level
@@ -53,7 +53,7 @@ struct Ballistics {
 };
 
 // One channel's meter: rises immediately, falls steadily, with a peak that holds for a while. The
-// owner sets the first values. A level that is not finite counts as the floor.
+// owner sets the initial values. A level that is not finite counts as the floor.
 struct PeakMeter {
   float level = kFloorDb;  // dB
   float peak = kFloorDb;   // dB, never below level

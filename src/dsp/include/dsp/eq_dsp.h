@@ -4,8 +4,8 @@
 // of every channel; a *band* is one of the ten fixed peaking (bell) filters; a *curve* is what the
 // user sets. Gains are in dB, frequencies and rates in Hz.
 //
-// Nothing in here allocates, blocks, logs or fails. The free functions are pure and may be called
-// from any thread; a Processor belongs to one thread at a time.
+// Nothing here allocates, blocks, logs or fails. The free functions are pure and may be called from
+// any thread; a Processor belongs to one thread at a time.
 #pragma once
 
 #include <cmath>
@@ -20,12 +20,12 @@ inline constexpr int kBands = 10;
 inline constexpr float kFreq[kBands] = {31.0F,   62.0F,   125.0F,  250.0F,  500.0F,
                                         1000.0F, 2000.0F, 4000.0F, 8000.0F, 16000.0F};
 
-// How far a slider reaches, up and down.
+// The range of the sliders, up and down.
 inline constexpr float kMaxGainDb = 12.0F;
 
 // An equalizer setting: the gain of each band (lowest first) and the overall gain after the bands,
-// in dB. A plain value that holds whatever was written to it; whoever edits or loads a curve bounds
-// it. Where a curve is used, a NaN counts as 0 dB and an infinity as +/-12 dB.
+// in dB. A plain value; the code that edits or loads a curve keeps it in range. When a curve is
+// applied, a NaN counts as 0 dB and an infinity as +/-kMaxGainDb.
 struct Curve {
   float gain[kBands] = {};
   float preamp = 0.0F;
@@ -79,11 +79,12 @@ bool same(const Curve& a, const Curve& b);
 // Index of the first preset that is `same` as `c`, or -1.
 int match_preset(const Curve& c);
 
-// Gain of the whole curve in dB at `freq` Hz, in a system that runs at `rate` Hz: what a Processor
-// does to a steady tone, short of its limiter.
+// Gain of the whole curve in dB at `freq` Hz, at a sample rate of `rate` Hz: the effect of a
+// Processor on a steady tone, without its limiter.
 float response_db(const Curve& c, float rate, float freq);
 
-// Samples up to the knee pass untouched; the rest is bent into the width that is left below 1.0.
+// Samples up to the knee pass unchanged; larger ones are compressed into the range from there to
+// 1.0.
 inline constexpr float kLimiterKnee = 0.891F;
 inline constexpr float kLimiterWidth = 1.0F - kLimiterKnee;
 
@@ -99,8 +100,8 @@ inline float soft_limit(float x) {
 
 inline constexpr int kMaxChannels = 8;
 
-// Coefficients of one peaking filter, already divided by a0. An inactive band passes samples on
-// untouched and keeps its state.
+// Coefficients of one peaking filter, already divided by a0. An inactive band passes samples
+// unchanged and keeps its state.
 struct Band {
   double b0 = 1.0;
   double b1 = 0.0;

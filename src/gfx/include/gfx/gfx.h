@@ -3,12 +3,12 @@
 //
 // Units are logical pixels, y grows downwards; the context's device scale makes them device pixels.
 // A colour is 0xAARRGGBB, not premultiplied, alpha 0 being fully transparent. Text is UTF-8 in the
-// family "Sans"; its size is the font's size in pixels, and its direction that of its first letter
-// with one.
+// family "Sans"; its size is the font's size in pixels, its direction that of its first letter that
+// has one.
 //
 // Lifecycle: init, then per layer set_context and drawing, at the end shutdown. Without a current
-// context drawing does nothing; without a measuring context measures are 0. No function fails in
-// any other way, and degenerate shapes draw nothing. Thread: the interface's only.
+// context drawing does nothing; without a measuring context all measures are 0. Nothing else fails,
+// and degenerate shapes draw nothing. Thread: the interface's only.
 #pragma once
 
 #include <cstddef>
@@ -39,15 +39,15 @@ bool init(void* unused);
 // Frees fonts and images and forgets the current context.
 void shutdown();
 
-// The context to draw into, not owned; null switches drawing off. It must outlive its being
-// current.
+// The context to draw into, not owned; null switches drawing off. It must live until another one is
+// set.
 void set_context(cairo_t* cr);
 
 // The language whose letterforms are used where scripts are shared, such as "zh_TW" or "ja". "" for
 // the environment's.
 void set_language(const std::string& code);
 
-// The layer has no size of its own: does nothing.
+// Does nothing: the layer has no size of its own.
 void resize(int w, int h);
 
 // Whether there is a context to draw into.
@@ -56,11 +56,11 @@ bool begin();
 // Does nothing.
 void end();
 
-// How many drawing calls have reached a context since the start: what tells a test whether a frame
-// was redrawn.
+// The number of drawing calls that have reached a context since the start, so that tests can tell
+// whether a frame was redrawn.
 std::uint64_t draw_calls();
 
-// Replaces every pixel by the colour, also by a transparent one.
+// Sets every pixel to the colour, which may be transparent.
 void clear(unsigned colour);
 
 // Shapes --------------------------------------------------------------
@@ -96,7 +96,7 @@ void fill_under(const float* xy, int n, float base_y, unsigned top_colour, unsig
 void fill_rect_vgrad(const Rect& r, unsigned top, unsigned bottom);
 void fill_round_rect_vgrad(const Rect& r, float radius, unsigned top, unsigned bottom);
 
-// Narrows what is drawn to the rectangle until the matching pop_clip. Calls nest.
+// Limits drawing to the rectangle until the matching pop_clip. Calls nest.
 void push_clip(const Rect& r);
 void pop_clip();
 
@@ -107,7 +107,8 @@ void pop_clip();
 void text(const Rect& r, const std::string& utf8, float size, unsigned colour, Align align,
           bool bold, bool vcenter);
 
-// The same with an outline of one pixel around the glyphs, for text over what has other colours.
+// The same with an outline of one pixel around the glyphs, for text over a background of several
+// colours.
 void text_with_halo(const Rect& r, const std::string& utf8, float size, unsigned colour,
                     unsigned halo, Align align, bool bold, bool vcenter);
 
@@ -125,8 +126,8 @@ float text_width(const std::string& utf8, float size, bool bold);
 // How many bytes of the text, in whole characters, are at most max_width wide in regular weight.
 int fit_chars(const std::string& utf8, float size, float max_width);
 
-// A PNG in memory, stretched over the rectangle. The bytes are decoded once and known by their
-// address, so they must stay in place until shutdown; a damaged image draws nothing.
+// A PNG in memory, stretched over the rectangle. The image is decoded once and cached by the
+// address of its bytes, which must stay valid until shutdown. A damaged image draws nothing.
 void image_png(const unsigned char* data, std::size_t size, const Rect& r);
 
 }  // namespace gfx

@@ -1,7 +1,7 @@
 // The application icon as a PNG: 128 x 128 pixels, RGBA, transparent around its rounded corners.
 //
-// The bytes are made at build time from packaging/icons/velmora-128.png. They live as long as the
-// program and never move, so image_png may know them by their address.
+// Generated at build time from packaging/icons/velmora-128.png. The bytes live as long as the
+// program and never move, as image_png requires.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,6 @@
-// The window platform: it runs the program between start-up and shut-down, and the interface calls
-// it back. Positions and sizes are in window points. Thread: the main thread only.
+// The window platform: runs the frame loop between start-up and shut-down, and does what the
+// interface asks of the window. Positions and sizes are in window points. Thread: the main thread
+// only.
 #pragma once
 
 #include <cstdint>
@@ -17,13 +18,13 @@ void prepare_environment();
 void request_quit();
 void request_raise();
 
-// Milliseconds since some moment at the start; never runs backwards.
+// Milliseconds since about the start; never runs backwards.
 std::uint64_t ticks_ms();
 
-// Makes the window the compact strip, above other windows where on_top says so, or the full window.
+// Makes the window the compact strip (above other windows if `on_top`) or the full window.
 void set_compact(bool compact, bool on_top);
 
-// The window's position and size. What is not known is left as it is.
+// The window's position and size. Unknown values leave the arguments unchanged.
 void window_pos(int* x, int* y);
 void window_size(int* w, int* h);
 
@@ -33,15 +34,15 @@ void resize_window(int w, int h, int min_w, int min_h);
 // Ends run_gui after the current frame.
 void quit();
 
-// Whether the compact window has a frame of the window manager's: never, on this platform.
+// Whether the window manager puts a frame around the compact window: never on this platform.
 bool compact_framed();
 
-// Opens a web or mail address with the desktop's program for it. A failure is logged.
+// Opens a web or mail address in the desktop's program for it. A failure is logged.
 void open_uri(const std::string& address);
 
 }  // namespace platform
 
 // Shows the window until the user or a signal ends the program. `settings` is edited in place and
-// must outlive the call. Returns 0 after a normal end, 1 after logging what was missing when there
-// can be no window.
+// must outlive the call. Returns 0 after a normal end, or 1 if no window is possible, after logging
+// the reason.
 int run_gui(Settings* settings);

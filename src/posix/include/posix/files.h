@@ -1,5 +1,5 @@
-// Files: POSIX descriptors with every result checked, and the rules for files that somebody else
-// may have prepared.
+// Files: POSIX descriptors with every result checked, and safe handling of files that another user
+// may have planted.
 //
 // Writing never follows a symbolic link at the end of a path, never waits for a pipe's other end,
 // and refuses anything but a regular file. Threads: any; no state.
@@ -27,7 +27,7 @@ class Descriptor {
   // Gives the descriptor to the caller.
   int release();
 
-  // Closes early, to learn whether that succeeded: some file systems report a failed write only
+  // Closes early and returns whether that succeeded: some file systems report a failed write only
   // then.
   bool close();
 
@@ -41,20 +41,20 @@ bool exists(const std::string& path);
 // Whether something has this name, a dangling symbolic link included.
 bool is_taken(const std::string& path);
 
-// A directory of this user's that nobody else can enter, and no link to one.
+// Whether it is a directory (not a link to one) of this user that nobody else can enter.
 bool is_private_directory(const std::string& path);
 
-// A directory, and no link to one.
+// Whether it is a directory, not a link to one.
 bool is_directory(const std::string& path);
 
-// A regular file of this user's, and no link to one.
+// Whether it is a regular file of this user, not a link to one.
 bool is_own_file(const std::string& path);
 
-// Creates the directory and every missing ancestor with `mode`. Errors are ignored, existing ones
-// left alone.
+// Creates the directory and every missing ancestor with `mode`. Existing directories are left
+// unchanged, errors ignored.
 void make_directories(const std::string& path, mode_t mode);
 
-// Removes anything but a directory; a missing file is no error.
+// Removes anything but a directory. A missing file is not an error.
 void remove(const std::string& path);
 
 // Renames, or copies (to a file that only the user can read) and removes where the new name is on
@@ -65,14 +65,14 @@ bool move(const std::string& from, const std::string& to, std::size_t limit);
 // These return a descriptor that is closed on exec, or -1 with errno set. They may be called from a
 // signal handler.
 
-// Opens a regular file that is no link. `flags` are open's; O_CREAT creates it with `mode`.
-// Anything else in its place is refused and left alone.
+// Opens a regular file, not a link. `flags` are those of open(); with O_CREAT a missing file is
+// created with `mode`. Anything else of that name is refused and left unchanged.
 int open_regular(const char* path, int flags, mode_t mode = 0);
 
-// The same for writing: the file is created or emptied.
+// The same for writing; creates or truncates the file.
 int open_for_writing(const char* path, mode_t mode);
 
-// The same where other users can create files, too: a file that is not this user's is refused.
+// The same in a directory where others can create files: refuses a file that is not this user's.
 int open_own_for_writing(const char* path, mode_t mode);
 
 // Whole files ---------------------------------------------------------
@@ -90,12 +90,12 @@ enum class Written {
 // the user alone.
 Written write_durably(const std::string& path, std::string_view bytes);
 
-// Writes a new file that only the user can read; one of this name is removed first. An incomplete
+// Writes a new file that only the user can read, in place of any file of that name. An incomplete
 // file is removed.
 bool write_new(const std::string& path, std::string_view bytes);
 
-// Replaces `to` by a copy, that only the user can read, of a regular file of at most `limit` bytes
-// that is no link.
+// Copies a regular file (not a link) of at most `limit` bytes. The copy replaces `to`; only the
+// user can read it.
 bool copy(const std::string& from, const std::string& to, std::size_t limit);
 
 enum class Read {
@@ -108,8 +108,8 @@ enum class Read {
 // Reads a whole regular file; follows links. `bytes` is empty unless the result is kOk.
 Read read_all(const std::string& path, std::size_t limit, std::string* bytes);
 
-// Reads the first `limit` bytes of a regular file that is no link. Returns false, with `bytes`
-// empty, on an error.
+// Reads the first `limit` bytes of a regular file, not a link. On an error returns false, with
+// `bytes` empty.
 bool read_beginning(const std::string& path, std::size_t limit, std::string* bytes);
 
 // Makes a rename within the directory survive a power failure. Returns false when the system cannot

@@ -1,13 +1,13 @@
-// The window for those who cannot see it: screen readers and other aids read it over AT-SPI,
-// and what they ask for comes back as commands.
+// The window for users who cannot see it. Screen readers and other aids read it over AT-SPI, and
+// their actions come back as commands.
 //
-// Vocabulary: an *element* is one thing on the window that has a name: a slider, a row, a note. A
-// *reader* is whatever program listens.
+// Vocabulary: an *element* is a part of the window that has a name: a slider, a row, a note. A
+// *reader* is any program that listens.
 //
-// Lifecycle: nothing, and at no cost, until start; then take and publish once a frame, and stop at
-// the end. Threads: all functions from the main thread, and none waits for a reader or a bus: a
-// thread of its own speaks to them, from a copy of what was published last. Where the accessibility
-// libraries are not installed, the log says so and nothing is ever asked.
+// Lifecycle: start; then take and publish once a frame; stop at the end. Before start there is no
+// cost. Threads: main thread only. No function waits for a reader or a bus: a separate thread
+// serves them from a copy of the last published window. If the accessibility libraries are not
+// installed, that is logged and there are no commands.
 #pragma once
 
 #include <cstdint>
@@ -36,23 +36,23 @@ enum class Role {
 };
 
 struct Element {
-  int id = 0;      // of one element as long as it is there; not 0
-  int parent = 0;  // the id of an element further up in the list, 0 for the window
+  int id = 0;      // identifies the element while it exists; not 0
+  int parent = 0;  // the id of an earlier element, 0 for the window
   Role role = Role::kLabel;
   std::string name;  // in the user's language
-  std::string text;  // what it holds: a gain as read, a choice, what was typed
+  std::string text;  // its value: a gain as read, a choice, typed text
   // Place in the window, in units of Window::zoom.
   float x = 0.0F;
   float y = 0.0F;
   float w = 0.0F;
   float h = 0.0F;
   float value = 0.0F;  // of a slider, in dB
-  float limit = 0.0F;  // it goes from -limit to +limit
+  float limit = 0.0F;  // the slider's range is -limit to +limit
   bool enabled = true;
   bool on = false;         // down, checked, chosen, open
   bool pressable = false;  // a press does something
   bool erasable = false;   // of a row
-  bool focused = false;    // keys go there; of one element at most, else to the window
+  bool focused = false;    // receives keys; one element at most, else the window does
   bool selected = false;   // all of an entry's text
 
   bool operator==(const Element&) const = default;
@@ -62,7 +62,7 @@ struct Window {
   std::string title;
   bool shown = false;
   bool active = false;  // has the keyboard
-  int x = 0;            // of its contents on the screen, where that can be known
+  int x = 0;            // position of its contents on the screen, if known
   int y = 0;
   int w = 0;
   int h = 0;
@@ -75,16 +75,16 @@ struct Window {
 // A key that went down or up while the window had the keyboard, in X11's terms.
 struct Key {
   bool down = true;
-  unsigned modifiers = 0;  // a bit each, as they were before
+  unsigned modifiers = 0;  // bit mask, before this event
   unsigned symbol = 0;
-  std::uint16_t code = 0;  // the keyboard's number of it
+  std::uint16_t code = 0;  // the keyboard's code
   std::uint32_t time_ms = 0;
   std::string name;  // of the symbol
 };
 
-// What a reader has made of a key.
+// A reader's decision about a key.
 struct Answer {
-  unsigned number = 0;  // as `offer` returned it
+  unsigned number = 0;  // from `offer`
   bool taken = false;   // it was meant for the reader
 };
 
@@ -92,12 +92,12 @@ enum class Verb { kPress, kErase, kSet };
 
 struct Command {
   int id = 0;
-  std::string name;  // of the element when the reader saw it
+  std::string name;  // of the element, as the reader saw it
   Verb verb = Verb::kPress;
   float value = 0.0F;  // kSet
 };
 
-// Begins to speak to readers. Further calls do nothing.
+// Starts serving readers. Further calls do nothing.
 void start();
 
 // The next command in order of arrival; false when there is none.
@@ -109,15 +109,15 @@ void publish(const Window& window);
 // Whether a reader listens to keys. It may change from frame to frame.
 bool hears_keys();
 
-// Offers a key to the reader, and returns its number for the answer. Returns 0, and offers nothing,
-// where no reader listens, or where 64 keys wait.
+// Offers a key to the reader and returns the number that its answer will have. Returns 0, and
+// offers nothing, if no reader listens or 64 keys are waiting.
 unsigned offer(const Key& key);
 
-// The next answer, in the order of the keys; false when there is none. One that hangs answers after
-// some seconds, or never.
+// The next answer, in the order of the keys; false when there is none. From a reader that hangs it
+// comes after seconds, or never.
 bool take(Answer* answer);
 
-// Takes leave of readers. May be called without start. Returns within 300 ms, whatever they do.
+// Stops serving readers. May be called without start. Returns within 300 ms, whatever they do.
 void stop();
 
 }  // namespace reader

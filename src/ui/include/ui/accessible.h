@@ -1,5 +1,5 @@
-// The window in words, for those who cannot see it, and what they ask for. Thread: the main thread
-// only, between init and shutdown.
+// The window described for screen readers, and their commands. Thread: the main thread only,
+// between init and shutdown.
 #pragma once
 
 #include <vector>
@@ -8,12 +8,12 @@
 
 namespace ui {
 
-// All elements as last painted, in the order in which they are read; places are in logical pixels.
-// Those of a layer that another one covers are disabled.
+// All elements as last painted, in reading order; positions are in logical pixels. Elements of a
+// covered layer are disabled.
 std::vector<reader::Element> describe();
 
-// Does what the mouse would do at the element. Nothing where the element is disabled, or no longer
-// what it was.
+// Does what the mouse would do at the element. Ignored if the element is disabled or has changed
+// its meaning.
 void carry_out(const reader::Command& command);
 
 }  // namespace ui

@@ -5,7 +5,7 @@
 
 namespace theme {
 
-// What the colours of a palette are for, in the palette's fixed order.
+// The colours of a palette by purpose, in a fixed order.
 struct Colors {
   unsigned window_top;      // window background, top of its vertical gradient
   unsigned window_bottom;   // and its bottom
@@ -40,7 +40,7 @@ struct Colors {
 inline constexpr int kColorCount = 28;
 static_assert(sizeof(Colors) == kColorCount * sizeof(unsigned), "a palette is a plain table");
 
-// The palette in force. Both live for ever and never change.
+// The current palette. Both live for ever and never change.
 const Colors* colors();
 
 // Selects the dark (true) or the light palette. Light until the first call.

@@ -1,15 +1,15 @@
-// The interface: what the window shows and what input does. It draws through gfx, acts through
-// audio and platform, and edits the one Settings record in place.
+// The interface: the window's contents and its reaction to input. It draws through gfx, acts
+// through audio and platform, and edits the one Settings record in place.
 //
 // Vocabulary: the *full* view is the main window, *collapsed* when its sliders are folded away; the
 // *compact* view is the small strip. Positions and sizes are logical pixels: window points divided
-// by the view's zoom. The *base* layer holds everything that stands still, the *strips* are
-// pictures of all segments of the bars and meters from which the lit ones are copied, the *overlay*
-// lies above all. A *gain* is in dB, -12 to +12.
+// by the view's zoom. The *base* layer contains everything that does not move, the *strips* are
+// pictures of all segments of the bars and meters, from which the lit ones are copied, and the
+// *overlay* is on top. A *gain* is in dB, within eq::kMaxGainDb.
 //
-// Lifecycle: init, per frame on_frame, and where take_dirty says so draw_base and draw_overlay; at
-// the end persist and shutdown. Thread: the main thread only. No input is refused with a message;
-// values out of range are clamped.
+// Lifecycle: init; per frame on_frame and, if take_dirty returns true, draw_base and draw_overlay;
+// at the end persist and shutdown. Thread: the main thread only. Values out of range are clamped
+// silently.
 #pragma once
 
 #include <string>
@@ -27,25 +27,26 @@ namespace ui {
 // Opens the settings panel when the window first shows. Called before init.
 void open_settings_at_start();
 
-// Hands over the text of a crash report found at start, to be offered to the user. Any time.
+// A crash report was found at start: shows the note that offers it to the user. May be called
+// before init.
 void set_crash_report(const std::string& text);
 
-// A file to import (see import_file) once the window shows. Called before init.
+// Imports a file (see import_file) once the window shows. Called before init.
 void import_at_start(const std::string& path);
 
-// Takes what is remembered of output devices, not owned, and hands their curves to the engine; null
-// remembers nothing beyond this run. Called before init.
+// Sets the presets of output devices (not owned) and sends their curves to the engine; null
+// remembers them for this run only. Called before init.
 //   keep_choice  the first device that plays gets the settings' preset and curve
 void set_device_presets(DevicePresets* presets, bool keep_choice);
 
-// Takes the settings, not owned, to be edited in place until shutdown; null is a view without
-// settings.
-//   autostart  whether the program starts at login, as the settings panel first shows it
+// Sets the settings (not owned), which are edited in place until shutdown; null shows a view
+// without settings.
+//   autostart  the settings panel's first value of "start at login"
 void init(Settings* settings, bool autostart);
 void shutdown();
 
-// Stores the window's position and size in the settings and writes the file; one that cannot be
-// written is tried again a minute later.
+// Stores the window's position and size in the settings and saves them; a failed save is tried
+// again a minute later.
 void persist();
 
 // Frames --------------------------------------------------------------
@@ -54,7 +55,7 @@ void persist();
 // while something moves.
 bool on_frame();
 
-// Whether what the layers show has changed since the last call.
+// Returns whether the layers' contents have changed since the last call, and resets that.
 bool take_dirty();
 
 // The size of the current view at zoom 1.
@@ -68,20 +69,19 @@ struct View {
 };
 View view_for(int w, int h);
 
-// Device pixels per logical pixel, to which segments are snapped; values that are not positive
-// count as 1.
+// Device pixels per logical pixel, for snapping segments; values that are not positive count as 1.
 void set_pixel_scale(float scale);
 
-// Whether what moves by itself is to arrive at once. Asked for before each frame.
+// Whether animations are skipped. Set before each frame.
 void set_reduced_motion(bool reduced);
 
-// Paint a layer of w x h. draw_overlay returns whether it drew anything.
+// Each paints a layer of w x h. draw_overlay returns whether it drew anything.
 void draw_base(int w, int h);
 bool draw_overlay(int w, int h);
 
 // The moving parts ----------------------------------------------------
 
-// Where the segments are, as last painted. A rectangle without a width is not shown.
+// The places of the segments, as last painted. A rectangle without a width is not shown.
 struct BarView {
   gfx::Rect bars;
   gfx::Rect meters;
@@ -105,11 +105,12 @@ inline constexpr int kMeters = 2;
 SegmentGeom bar_geom(float w, float h, bool compact);
 SegmentGeom meter_geom(float w, float h);
 
-// For each column the number of lit segments, 0 to n, and the segment of the peak cap, -1 for none.
+// For each column the number of lit segments (0 to n) and the segment of the peak cap (-1 for
+// none).
 void bar_segments(int n, int lit[kBars], int peak[kBars]);
 void meter_segments(int n, int lit[kMeters], int peak[kMeters]);
 
-// Which picture of the segments a strip holds.
+// The brightness of the segments in a strip.
 inline constexpr int kUnlit = 0;
 inline constexpr int kLit = 1;
 inline constexpr int kPeak = 2;  // the brightest
@@ -119,8 +120,8 @@ inline constexpr int kModes = 3;
 void paint_bars(int mode, float w, float h, bool compact);
 void paint_meters(int mode, float w, float h);
 
-// Which of them shows the top lit segment and the peak cap: on a light ground the brightest would
-// vanish.
+// The brightness of the top lit segment and the peak cap: on a light background the brightest would
+// not be seen.
 int cap_mode();
 
 // The sheen over the spectrum panel, of w x h at the origin.
@@ -142,14 +143,14 @@ struct TitleView {
   float height = 0.0F;  // of a glyph's picture
   std::vector<TitleGlyph> glyphs;
 };
-inline constexpr float kGlyphMargin = 8.0F;  // a glyph's picture is that much wider than the glyph
-// The result is kept and valid until the next call.
+inline constexpr float kGlyphMargin = 8.0F;  // extra width of a glyph's picture
+// The result is valid until the next call.
 const TitleView& title_view();
 
 // Paints a glyph in white, to be tinted, centred in (0, 0, w + kGlyphMargin, h).
 void paint_glyph(const std::string& text, float size, float w, float h);
 
-// 0xAARRGGBB, opaque: the tint of glyph i of n at t seconds.
+// The tint of glyph i of n at t seconds, 0xAARRGGBB, opaque.
 unsigned title_color(int i, int n, double t);
 
 // Input, in logical pixels --------------------------------------------
@@ -160,24 +161,24 @@ void on_mouse_move(float x, float y);
 void on_mouse_down(float x, float y);  // the left button
 void on_mouse_up();
 void on_mouse_leave();
-void on_double_click(float x, float y);      // instead of the second on_mouse_down
+void on_double_click(float x, float y);      // replaces the second on_mouse_down
 void on_wheel(float x, float y, int steps);  // -1 away from the user, +1 towards
 void on_key(Key key);
-void on_text(const std::string& text);  // ignored where nothing can be typed
+void on_text(const std::string& text);  // ignored where no text can be typed
 
-// The pointer over a position.
+// The pointer shapes, and the one for a position.
 inline constexpr int kCursorArrow = 0;
 inline constexpr int kCursorHand = 1;
-inline constexpr int kCursorMove = 2;  // here the window can be moved
+inline constexpr int kCursorMove = 2;  // the window can be moved here
 inline constexpr int kCursorDrag = 3;  // a slider is being dragged
 int cursor_at(float x, float y);
 
-// Leaves the compact view where needed and opens the settings panel.
+// Leaves the compact view if necessary and opens the settings panel.
 void open_settings();
 
 // Imports an equalizer file of another program: in the full view, the sliders glide to its curve
-// and the save dialog opens with its name. They glide back unless the user saves. Why a file is
-// refused is logged, and shown for five seconds.
+// and the save dialog opens with its name. They glide back unless the user saves. The reason for
+// refusing a file is logged, and shown for five seconds.
 void import_file(const std::string& path);
 
 }  // namespace ui
