@@ -17,8 +17,7 @@ using Args = std::vector<std::string>;
 
 bool has(const Args& args, const std::string& name);
 
-// The element after the first one equal to `name`; empty when there is none, so an empty value
-// means that the switch is absent or has no value.
+// The element after the first one equal to `name`; empty if the switch is absent or has no value.
 std::string arg_value(const Args& args, const std::string& name);
 
 // The first argument that begins with "--" and is no known switch; empty when there is none.
@@ -31,19 +30,19 @@ std::string file_argument(const Args& args);
 // second number is ignored. Returns false, and changes nothing, when that fails.
 bool parse_size(const std::string& text, int* width, int* height);
 
-// What the switches ask for beside settings.
+// The results of the switches that are not settings.
 struct Start {
   bool open_settings = false;  // show the settings panel
   bool theme_chosen = false;   // the theme in the settings was set by a switch
   bool preset_chosen = false;  // and so were its preset and curve
   std::string device;          // output device of this run only; empty: the one in the settings
-  std::vector<std::string> ignored;  // switches with a value that means nothing, as "--size 5"
+  std::vector<std::string> ignored;  // switches with an invalid value, as "--size 5"
   bool takeover = true;  // may change the default device and move other programs' streams
   std::string file;      // an equalizer file to import; empty: none
 };
 
-// Applies the switches to the loaded settings, where their effect stays like any change by the
-// user. Also decides whether the equalizer starts on: only active_on_start counts, not the stored
+// Applies the switches to the loaded settings; the changes are saved like the user's own. Also
+// decides whether the equalizer starts on: only active_on_start and --off count, not the stored
 // state.
 Start apply_start_switches(const Args& args, Settings* s);
 

@@ -1,6 +1,6 @@
-// Lines of key=value: how the sealed files' texts are written and read.
+// Writing and reading lines of key=value, the text form of the sealed files.
 //
-// Numbers look the same in every locale, and what cannot be a value becomes the nearest that can.
+// Numbers look the same in every locale; a value out of range becomes the nearest valid one.
 // Threads: any; no state.
 #pragma once
 
@@ -18,7 +18,7 @@ namespace settings {
 void put_text(std::string* out, std::string_view key, std::string_view value);
 
 std::string decibels(float value);
-// Ten gains and the preamp, separated by commas; what is missing is 0 dB.
+// Ten gains and the preamp, separated by commas; missing ones are 0 dB.
 std::string curve_list(const eq::Curve& curve);
 eq::Curve parse_curve(std::string_view list);
 
@@ -29,9 +29,9 @@ std::optional<std::string_view> find(const Lines& lines, std::string_view key);
 // Nothing when the line is missing or empty.
 std::optional<double> find_number(const Lines& lines, std::string_view key);
 
-// Truncated toward zero; what 32 bits cannot hold becomes the nearest that they can.
+// Truncated toward zero, clamped to 32 bits.
 std::int32_t to_int32(double value);
-// Within +/-12 dB.
+// Clamped to +/-eq::kMaxGainDb.
 float to_gain(double value);
 
 }  // namespace settings

@@ -1,5 +1,5 @@
-// Sealing: the settings are encrypted and authenticated, so a file edited by hand or damaged on
-// disk is recognised instead of half understood.
+// Sealing: the settings are encrypted and authenticated, so that a file edited by hand or damaged
+// on disk is recognised instead of being read in part.
 //
 // The key is derived from constants of this program and is the same on every machine. The seal
 // protects against damage and tinkering; it keeps nothing secret from a reader of this source.

@@ -1,7 +1,7 @@
 // The four primitives that seal the settings file, under Monocypher's names, from whichever library
 // is linked.
 //
-// Monocypher 4 is preferred. Where it is not packaged, libsodium stands in: crypto_aead_lock is
+// Monocypher 4 is preferred. Where it is not packaged, libsodium is used: crypto_aead_lock is
 // XChaCha20-Poly1305 in the IETF construction, BLAKE2b is BLAKE2b, so both libraries make and open
 // the same bytes.
 //
@@ -26,8 +26,8 @@ inline constexpr const char* kSealLibrary = "libsodium";
 
 namespace seal_primitives {
 
-// The library wants to be set up once before other calls, from any thread. The result does not
-// matter: without the set-up, the functions used here do the same work more slowly.
+// The library must be initialised once before other calls, from any thread. The result does not
+// matter: without it the functions used here work as well, only more slowly.
 inline void prepare() {
   [[maybe_unused]] static const int ready = sodium_init();
 }

@@ -1,5 +1,5 @@
-// A text in a sealed file of the configuration directory: damage is recognised and put aside, and a
-// file that could not be read is never lost. Thread: one at a time.
+// A text in a sealed file of the configuration directory: a damaged file is recognised and moved
+// aside, and a file that could not be read is never lost. Thread: one at a time.
 #pragma once
 
 #include <optional>
@@ -10,22 +10,21 @@ namespace settings {
 class SealedFile {
  public:
   //   name  in the configuration directory
-  //   what  it holds, as the log's lines begin
+  //   what  its content, as log lines begin
   SealedFile(const char* name, const char* what) : name_(name), what_(what) {}
 
   [[nodiscard]] std::string path() const;
 
-  // The text; nothing where there is none. A damaged file is moved aside (".manipuliert" is
+  // The text; nothing if there is no file. A damaged file is moved aside (".manipuliert" is
   // appended to its name); one that cannot be read stays.
   std::optional<std::string> load();
 
-  // Whether the last load found a file that it could not read, which is still there and may be
-  // whole.
+  // Whether the last load found a file that it could not read; it is still there and may be intact.
   [[nodiscard]] bool unread() const { return unread_; }
 
-  // Replaces the file: after a crash, a power failure or on a full disk the old or the new content
-  // is there, never anything else. One that could not be read is kept under a name of its own,
-  // which the log gives. Returns false, after logging why, when the new file is not in place.
+  // Replaces the file: after a crash, a power failure or on a full disk it has the old or the new
+  // content, never anything else. A file that could not be read is kept under another name, which
+  // is logged. Returns false, after logging the reason, when the new file is not in place.
   bool save(const std::string& text);
 
  private:

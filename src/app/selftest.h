@@ -1,6 +1,5 @@
 // The self-test (--selftest): checks equalizer, analyzer and seal against what they promise,
-// offline, and prints one German line per check. It starts and writes nothing else: no server,
-// window, log or settings.
+// offline, and prints one German line per check. It uses no server, window, log or settings.
 #pragma once
 
 namespace selftest {

@@ -13,8 +13,8 @@ namespace settings {
 std::string serialize(const Settings& s);
 
 // Reads a text into *s. A missing key leaves its field alone, an unknown one is ignored. Any bytes
-// are accepted: gains end up within +/-12 dB, the channel within 0 to 2, presets within their
-// number and length; other numbers are bounded to 32 bits only.
+// are accepted: gains are clamped to +/-eq::kMaxGainDb, the channel to 0 to 2, presets to their
+// maximum number and length; other numbers only to 32 bits.
 void deserialize(const std::string& text, Settings* s);
 
 }  // namespace settings

@@ -25,12 +25,11 @@ void log_lines(const std::string& prefix, const std::vector<std::string>& lines)
 // The line about the package in a report's head.
 void set_header_package(const std::string& line);
 
-// How much of `text` fits into `limit` bytes without cutting a UTF-8 character.
+// How many bytes of `text`, at most `limit`, do not cut a UTF-8 character.
 std::size_t fitting(const std::string& text, std::size_t limit);
 
-// Files, by the rules of posix/files.h: a symbolic link at the end of a path is never followed,
-// because a report could otherwise be written over, or a mail sent with, a file that somebody else
-// chose. Threads: any.
+// Files, by the rules of posix/files.h. A symbolic link at the end of a path is never followed:
+// another user could otherwise have us overwrite, or mail, a file of their choice. Threads: any.
 inline bool file_exists(const std::string& path) {
   return files::is_taken(path);
 }
@@ -47,15 +46,15 @@ inline bool file_copy(const std::string& from, const std::string& to) {
   return files::copy(from, to, kMaxKept);
 }
 
-// Tests read an invented machine below this directory instead of "/".
+// Tests: the directory of an invented machine, instead of "/".
 void set_root(const std::string& dir);
 
-// Whether the line about the package takes a question to a package manager, up to two seconds.
+// Whether the line about the package needs a query of a package manager, up to two seconds.
 bool package_needs_query();
 
 // Mail ----------------------------------------------------------------
 
-// What a mail consists of.
+// A mail.
 struct Mail {
   std::string to;
   std::string subject;
@@ -64,20 +63,19 @@ struct Mail {
 };
 
 std::string subject();
-// The report in at most `limit` bytes: the log in it is cut first, then the end; "[...]" marks what
-// is missing.
+// The report in at most `limit` bytes: the log in it is cut first, then the end; "[...]" marks the
+// gap.
 std::string mail_body(const std::string& report, std::size_t limit);
 std::string url_encode(const std::string& text);
 std::string folder_uri(const std::string& dir);
 void open_uri(const std::string& address);  // through the record's callback
 
-// Opens a mail in the user's mail program, by the first way that works. Each way is bounded in
-// time. Returns false when there is none. Thread: a worker.
+// Opens a mail in the user's mail program, by the first way that works. Each has a time limit.
+// Returns false if none works. Thread: a worker.
 bool compose_with_attachments(const std::string& to, const std::string& subject,
                               const std::string& body, const std::vector<std::string>& files);
 
-// One of the ways: the desktop's mail portal. Takes at most 30 s, which tests shorten. Logs how it
-// went.
+// One of the ways: the desktop's mail portal. Takes at most 30 s, less in tests. Logs the outcome.
 bool via_portal(const Mail& mail);
 void set_portal_limit(unsigned ms);
 

@@ -1,5 +1,5 @@
-// Writing in a signal handler: no lock is taken and nothing is allocated, and what cannot be
-// written is left out. Threads: any; also from a signal handler.
+// Writing in a signal handler: takes no lock, allocates nothing, ignores write errors. Threads:
+// any; also from a signal handler.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,4 @@
-// Internal: what a file asks for, whatever its format, as the readers hand it to the fit.
+// Internal: the content of an equalizer file of any format, passed from the readers to the fit.
 #pragma once
 
 #include <optional>
@@ -10,7 +10,7 @@
 
 namespace curves {
 
-// The sample rate in Hz at which a file's filters are what they are.
+// The sample rate in Hz at which a file's filters are evaluated.
 inline constexpr double kRate = 48000.0;
 
 enum class Kind { kPeak, kLowShelf, kHighShelf, kLowPass, kHighPass, kBandPass };
@@ -22,8 +22,8 @@ struct Filter {
   double q = 0.0;        // above 0
 };
 
-// The quality that a bandwidth in octaves gives at hz, and the one that a shelf's slope gives, 1
-// being the steepest without a bump. The latter is NaN for a slope that is too steep for the gain.
+// The Q of a bandwidth in octaves at hz, and of a shelf's slope, where 1 is the steepest without an
+// overshoot. The latter is NaN for a slope that is too steep for the gain.
 double q_of_bandwidth(double octaves, double hz);
 double q_of_slope(double slope, double gain_db);
 
@@ -43,15 +43,15 @@ struct Shape {
 // The response in dB at hz, without the preamp: the sum of all filters and graphs.
 double response_db(const Shape& shape, double hz);
 
-// The readers. UTF-8 in; each fills a new shape, or says why not.
+// The readers. Each fills an empty shape from UTF-8, or returns why it refuses.
 std::optional<Refusal> read_apo(std::string_view text, Shape* shape);
 std::optional<Refusal> read_easyeffects(std::string_view text, Shape* shape);
 
-// The bytes of a text file as UTF-8, from UTF-8, from UTF-16 with a byte order mark, or else from
-// Windows-1252. False when it is no text.
+// Converts a text file to UTF-8, from UTF-8, UTF-16 with a byte order mark, or else Windows-1252.
+// False if it is not a text.
 bool decode(std::string_view bytes, std::string* text);
 
-// Whether a value can be meant; a NaN never is.
+// Whether a value is plausible; a NaN never is.
 bool sane_gain(double db);
 bool sane_hz(double hz);
 bool sane_q(double q);

@@ -1,5 +1,4 @@
-// Whether there is a screen reader on this desktop, or another aid that reads windows. Thread: the
-// bus thread.
+// Detects a screen reader, or another aid that reads windows. Thread: the bus thread.
 #pragma once
 
 #include <gio/gio.h>
@@ -8,8 +7,8 @@
 
 namespace desktop::accessibility {
 
-// Watches for it. `wanted` is called whenever it turns out that a screen reader, or something else
-// that needs the accessibility bus, is there.
+// Starts watching. `wanted` is called whenever a screen reader, or another user of the
+// accessibility bus, is found.
 void begin(GDBusConnection* connection, std::function<void()> wanted);
 void end();
 

@@ -1,5 +1,5 @@
-// What can be asked of the program by name: a table, and the meaning of a call. Pure: a state and
-// what was asked in, a command or a refusal out. Thread: any.
+// The actions that can be called by name: a table, and the meaning of a call. Pure: state and call
+// in, command or refusal out. Thread: any.
 #pragma once
 
 #include <glib.h>
@@ -16,23 +16,23 @@ struct Action {
   const char* name;
   const char* parameter;     // its type, "" for none
   const char* state;         // its type, "" for none
-  std::optional<Verb> verb;  // none: it is only there for its state
+  std::optional<Verb> verb;  // none: only its state can be read
 };
 std::span<const Action> actions();
 
-// What a call asks for; no command where it is refused, and then why.
+// The meaning of a call: a command, or the reason for refusing it.
 struct Meaning {
   std::optional<Command> command;
   std::string refusal;
 };
 
-//   parameter  null where the caller gave none
+//   parameter  null if the caller gave none
 Meaning activation_of(const State& state, const std::string& name, GVariant* parameter);
-// Setting an action's state to a value.
+// The same for setting an action's state to a value.
 Meaning change_of(const State& state, const std::string& name, GVariant* value);
 
-// The preset that a text means, by identifier, key, or name: an identifier, or "" for none. A key
-// may lack its "preset_".
+// The identifier of a preset given by identifier, key or name; "" for none. A key may lack its
+// "preset_".
 std::string preset_meant(const State& state, const std::string& text);
 
 // An action's state, floating; null where it has none.

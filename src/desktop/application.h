@@ -1,6 +1,6 @@
-// What a connection exports under the application's name: org.freedesktop.Application, by which
-// launchers and a second start call a program, and org.gtk.Actions, by which states are read.
-// Thread: the bus thread only.
+// The objects exported under the application's name: org.freedesktop.Application, by which
+// launchers and a second start call the program, and org.gtk.Actions, for reading states. Thread:
+// the bus thread only.
 #pragma once
 
 #include <string>
@@ -10,15 +10,15 @@
 namespace desktop::application {
 
 // Exports the objects, then asks for the name.
-//   directory  of the settings: who means a copy with other ones is sent away
-// Returns false after logging why.
+//   directory  of the settings: calls for a copy with other settings are refused
+// Returns false after logging the reason.
 bool begin(GDBusConnection* connection, const std::string& directory, const State& state,
            Submit submit);
 
-// What callers are answered from now on; listeners get a signal for each change.
+// Sets the state that callers see; listeners get a signal for each change.
 void set_state(const State& state);
 
-// Gives the name back.
+// Releases the name.
 void end();
 
 }  // namespace desktop::application

@@ -1,4 +1,4 @@
-// Inside the desktop folder: the session bus, and who we are on it.
+// Inside the desktop folder: our identity on the session bus.
 //
 //   desktop.cpp          the bus thread, the queue of commands, the state
 //   application.cpp      what is exported under the application's name
@@ -24,22 +24,23 @@ namespace desktop {
 
 using bus::Owned;
 
-// Takes a command over on the bus thread; false when there are too many.
+// Accepts a command from the bus thread; false if there are too many.
 using Submit = std::function<bool(Command)>;
 
 inline constexpr const char* kApplication = "org.freedesktop.Application";
 
-// Our key in the platform data of a call: whose settings the caller means, as bytes.
+// Our key in the platform data of a call: the settings directory of the copy that is meant, as
+// bytes.
 inline constexpr const char* kDirectoryKey = "velmora-directory";
 
-// The application id in use, and the path at which it is called.
+// The application id in use, and its object path.
 std::string application_id();
 std::string application_path(const std::string& id);
 
 // Platform data for a call, floating; and back.
 GVariant* to_platform_data(const Activation& activation, const std::string& directory);
 Activation activation_in(GVariant* platform_data);
-// The directory that a caller names; "" when it names none.
+// The directory that a call names; "" if none.
 std::string directory_in(GVariant* platform_data);
 
 }  // namespace desktop

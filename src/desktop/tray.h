@@ -1,4 +1,4 @@
-// The icon in the tray (StatusNotifierItem): shown where a watcher of such icons is, now or later.
+// The icon in the tray (StatusNotifierItem), shown as soon as there is a watcher for such icons.
 // Thread: the bus thread only.
 #pragma once
 
@@ -6,12 +6,12 @@
 
 namespace desktop::tray {
 
-// Looks for a watcher from now on. Where none is, nothing is exported, shown or logged.
+// Starts looking for a watcher. Without one nothing is exported, shown or logged.
 void begin(GDBusConnection* connection, const State& state, Submit submit);
 
 void set_state(const State& state);
 
-// Takes the icon away. A hidden window is asked to show itself when this is not the program's end.
+// Removes the icon. Unless the program is ending, requests that a hidden window be shown.
 void end();
 
 }  // namespace desktop::tray

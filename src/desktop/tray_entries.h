@@ -1,4 +1,4 @@
-// The entries of the tray's menu, made from the state: what a tray draws and what a click means.
+// The entries of the tray's menu, made from the state: their look, and the command of a click.
 // Thread: the bus thread only.
 #pragma once
 
@@ -22,7 +22,7 @@ struct Entry {
   bool visible = true;
   Command command;  // of a click; rules and submenus have none
 
-  // Whether the tray draws the same entry at the same place, but for its marks.
+  // Whether the tray would draw the same entry at the same place, apart from its marks.
   [[nodiscard]] bool like(const Entry& other) const {
     return id == other.id && parent == other.parent && kind == other.kind && label == other.label;
   }

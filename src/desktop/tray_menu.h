@@ -8,10 +8,10 @@ namespace desktop::menu {
 
 inline constexpr const char* kPath = "/Menu";
 
-// Exports the menu. Returns false after logging why.
+// Exports the menu. Returns false after logging the reason.
 bool begin(GDBusConnection* connection, const State& state, Submit submit);
 
-// Tells the tray which entries have changed.
+// Reports to the tray which entries have changed.
 void set_state(const State& state);
 
 void end();

@@ -1,5 +1,5 @@
-// Internal: compute with a choice, so that tests and benchmarks reach both transforms on a machine
-// that has the instructions for the wide one.
+// Internal: compute with a choice of transform, so that tests and benchmarks reach both on a
+// machine with the instructions for the wide one.
 #pragma once
 
 namespace analyzer {

@@ -1,12 +1,12 @@
-// The design of one band, shared by what filters samples and what draws the curve, so that the
-// picture cannot drift from the sound.
+// The design of one band, shared by the filter and the drawing of the curve, so that picture and
+// sound always agree.
 #pragma once
 
 #include "dsp/eq_dsp.h"
 
 namespace eq {
 
-// A gain in dB that can be computed with: a NaN is 0 dB, an infinity the end of the sliders.
+// Makes a gain in dB finite: a NaN becomes 0 dB, an infinity the end of the sliders.
 float usable_gain_db(float gain_db);
 
 // Designs band 0..9 for a gain in dB and a sample rate in Hz into `out`. When the band's centre is

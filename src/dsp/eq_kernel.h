@@ -21,11 +21,11 @@ bool has_lanes(int lanes);
 // The fast loop. Needs fits_stereo(p) and has_lanes(lanes).
 void process_stereo(Processor& p, float* samples, int frames, int lanes);
 
-// The number of lanes that is fastest on this machine, found out at the first call: that one takes
-// a fifth of a millisecond.
+// The number of lanes that is fastest on this machine. The first call measures it, in a fifth of a
+// millisecond.
 int fastest_lanes();
 
-// The loop that suits the processor and the machine best.
+// Runs the loop that suits the processor and the machine best.
 void process_best(Processor& p, float* samples, int frames);
 
 }  // namespace eq

@@ -1,5 +1,5 @@
-// Where the time of a frame goes: in debug builds one line in the log every ten seconds, in release
-// builds nothing at all. Main thread.
+// How long the phases of a frame take: one log line every ten seconds in debug builds, nothing at
+// all in release builds. Main thread.
 #pragma once
 
 #include <array>

@@ -21,9 +21,9 @@
 //   window_rules.cpp  the decisions behind it, pure
 //   frame_stats.h     where the time of a frame goes, in debug builds
 //
-// Vocabulary: *window points* are what the desktop measures windows in; a *logical pixel* is what
-// the interface measures in, `view().zoom` points wide; a *device pixel* is one of the renderer's,
-// of which pixel_scale() make a logical pixel.
+// Vocabulary: *window points* are the desktop's unit for windows; a *logical pixel* is the
+// interface's unit, `view().zoom` points wide; a *device pixel* is the renderer's: pixel_scale() of
+// them make a logical pixel.
 //
 // There is one window and one renderer. Thread: the main thread only, but for the signal handler.
 #pragma once
@@ -48,8 +48,8 @@ namespace platform {
 
 // window.cpp ----------------------------------------------------------
 
-// Makes the hidden window. The settings are not owned and must outlive it. Returns false after
-// logging why.
+// Creates the window, hidden. The settings are not owned and must outlive it. Returns false after
+// logging the reason.
 bool create_window(Settings* settings);
 void destroy_window();
 
@@ -67,34 +67,34 @@ bool compact();
 // The smallest size for the current view.
 Size least_window_size();
 
-// Makes the window the compact or the full one: frame, size, place, stacking. The window manager
-// follows reliably only once the window is shown.
+// Applies the compact or the full mode: frame, size, place, stacking. The window manager obeys
+// reliably only once the window is shown.
 void apply_mode(bool compact, bool on_top);
 
-// Puts the window where apply_mode wanted it, if the window manager has added or taken a frame
-// since. Call it once it rests.
+// Moves the window to where apply_mode wanted it, if the window manager has added or removed its
+// frame since. Call it once the window rests.
 void settle_place();
 
 // Reads the window's and the renderer's size into view() and pixel_scale(). A changed scale empties
 // the cache.
 void update_scale();
 
-// Forgets the scale, so that the next update_scale finds it changed.
+// Makes the next update_scale find the scale changed.
 void forget_scale();
 
 const ui::View& view();
 double pixel_scale();  // device pixels per logical pixel
 
-// The part of a display that panels leave free. Empty where the display does not say.
+// The part of a display that panels leave free; empty if unknown.
 std::optional<Area> usable_area(int display);
 
 // raise.cpp -----------------------------------------------------------
 
-// Brings the window to the front and gives it the keyboard, also from the icons.
-//   activation  what a launcher gave who asks for it; may be empty
+// Brings the window to the front and gives it the keyboard, even if it was minimised.
+//   activation  the launcher's proof that the user asked for it; may be empty
 void raise_window(const desktop::Activation& activation);
 
-// Takes the window from the screen, icons and lists of windows, until it is raised.
+// Removes the window from the screen and from lists of windows, until it is raised.
 void hide_window();
 
 // window_state.cpp ----------------------------------------------------
@@ -103,19 +103,19 @@ struct WindowState {
   bool taken = false;  // maximized, also in one direction, full screen or tiled
   bool high = false;   // maximized vertically
   bool wide = false;   // maximized horizontally
-  Size size;           // what the window really has, without its frame
+  Size size;           // the window's real size, without its frame
   Point place;
 };
 WindowState window_state();
 
-// Tells SDL the size that the window really has, by the event that it has missed; no request goes
-// to the window manager. Returns false where SDL knows by itself.
+// Sends SDL the event that it has missed, with the window's real size; no request goes to the
+// window manager. Returns false if SDL knows the size already.
 bool report_size(Size real);
 
-// Tells SDL that the left button was released, where the window has missed it.
+// Sends SDL a release of the left button that the window has missed.
 void report_release();
 
-// Has a maximized window maximized once more, after what limited its size was lifted.
+// Maximizes a maximized window once more, after a limit of its size has been lifted.
 void fill_again(const WindowState& state);
 
 // Ends every state in which the window manager decides about the size.
@@ -123,43 +123,42 @@ void take_back();
 
 // aspect.cpp ----------------------------------------------------------
 
-// Takes over the current view's shape when it is a new one, and tells the window manager. Call it
-// before a size of the new shape is asked for, too: the window manager holds on to the old one.
+// Adopts the current view's shape when it is a new one, and sends it to the window manager. Call it
+// also before requesting a size of the new shape, because the window manager enforces the old one.
 void adopt_aspect();
 
-// Asks for a size of the view's shape: what comes of it is nothing the user did.
+// Requests a size of the view's shape; the result does not count as the user's doing.
 void ask_for_size(Size size);
 
-// The view has this size where nothing else decides about the window's.
+// The size of the view, if nothing else decides about the window's size.
 void note_window_size(Size size);
 
-// Whether SDL believes in a size that the window does not have, and has just been told the real
-// one: a picture of that size can be drawn once the event is handled. Call it before drawing.
+// Returns true if SDL believed in a wrong size and has just been sent the real one: skip drawing
+// until that event is handled. Call it before drawing.
 bool report_missed_size();
 
-// The window's size and place as they are worth being kept: those that it returns to where the
-// window manager has taken it, and a size that the window manager has only rounded as it was asked
-// for. Empty where nothing is known.
+// The size and place to be saved: those from before the window was maximized or tiled, and a size
+// that the window manager merely rounded as it was requested. Empty if unknown.
 std::optional<Size> lasting_size();
 std::optional<Point> lasting_place();
 
-// The window's size has changed: look at its shape when it has come to rest.
+// The window's size has changed: schedules a check of its shape for when it rests.
 void schedule_aspect_correction();
 
-// Does so, once it is time.
+// Carries out a check that is due.
 void correct_aspect();
 
 // renderer.cpp --------------------------------------------------------
 
-// Makes the renderer, accelerated where possible, and describes the graphics in the log and for
-// crash reports. Returns false after logging why.
+// Creates the renderer, accelerated if possible, and describes the graphics in the log and for
+// crash reports. Returns false after logging the reason.
 bool create_renderer();
 void destroy_renderer();
 
 // Null while there is none.
 SDL_Renderer* renderer();
 
-// Whether it draws on the processor.
+// Whether it renders in software.
 bool draws_in_software();
 
 // Size of the renderer's picture in device pixels.
@@ -168,13 +167,13 @@ Size output_size();
 // The graphics device was lost, with all textures.
 void set_device_lost();
 
-// Replaces the renderer when it was lost. Returns false when there is no new one to be had.
+// Replaces a lost renderer. Returns false if no new one can be created.
 bool recover_renderer();
 
-// How pictures with transparency are laid over others.
+// The blend mode for pictures with transparency.
 SDL_BlendMode blend_mode();
 
-// Brings a finished picture into the form that blend_mode() expects, in place.
+// Converts a finished picture, in place, to the form that blend_mode() expects.
 void adapt_alpha(cairo_surface_t* surface);
 
 // layers.cpp ----------------------------------------------------------
@@ -182,20 +181,20 @@ void adapt_alpha(cairo_surface_t* surface);
 // Makes the interface draw both layers and uploads them.
 void draw_layers();
 
-// The base layer is out of date, and with it the overlay.
+// Marks both layers as out of date.
 void invalidate_layers();
 bool layers_ready();
 void destroy_layers();
 
-// Copy a layer over the whole screen; nothing when it has no content.
+// Each copies a layer over the whole screen, unless it is empty.
 void copy_base();
 void copy_overlay();
 
 // strips.cpp ----------------------------------------------------------
 
-// A user's handle on one cached texture. Reading it costs no allocation as long as nothing changed.
+// A handle on one cached texture, kept by its user. Checking it allocates nothing.
 struct Strip {
-  SDL_Texture* texture = nullptr;  // the cache's; null when it could not be made
+  SDL_Texture* texture = nullptr;  // owned by the cache; null if it could not be created
   float w = -1.0F;                 // logical size it was made for
   float h = -1.0F;
   double pixel_scale = 0.0;
@@ -203,33 +202,33 @@ struct Strip {
   unsigned generation = 0;  // of the cache
 };
 
-// Whether the handle is good for this size, the current theme and the current scale.
+// Whether the handle is valid for this size, the current theme and the current scale.
 bool is_current(const Strip& strip, float w, float h);
 
 // Finds the texture by its key, or makes it: `paint` draws w x h logical pixels at the origin
-// through gfx. May empty the cache first, so that other handles are no longer current.
+// through gfx. May empty the cache first, which invalidates other handles.
 void fetch(Strip& strip, const std::string& name, int n, float w, float h,
            const std::function<void()>& paint);
 
 // Destroys every texture.
 void clear_cache();
 
-// How often that happened.
+// The number of times that has happened.
 unsigned cache_generation();
 
 // compose.cpp ---------------------------------------------------------
 
-// Puts a frame together from what is already drawn, and presents it. In software only what has
-// changed since the last one. `t`: the time in seconds, which the title's colours depend on.
+// Composes a frame from the existing pictures and presents it; in software only the parts that have
+// changed. `t`: the time in seconds, for the title's colours.
 void compose(double t);
 
-// The next frame is a whole one.
+// Makes the next frame a complete one.
 void invalidate_frame();
 
 // direct.cpp ----------------------------------------------------------
 
 // Sends these parts of the window's picture (device pixels, inside it) to the screen without
-// waiting for an answer. Returns false where that is not possible or not cheap: then SDL is to show
+// waiting for an answer. Returns false if that is impossible or expensive; then SDL has to show
 // them.
 bool put_small(const std::vector<SDL_Rect>& parts);
 
@@ -241,38 +240,38 @@ void close_input();
 // Passes one event on to the interface.
 void handle(const SDL_Event& event);
 
-// Whether the user wants less motion, as the desktop's portal says, or its X server.
+// Whether the user wants less motion, according to the desktop's portal or its X settings.
 bool less_motion();
 
-// Notices a release that went elsewhere; call it once a frame.
+// Detects a release that another window received. Call it once a frame.
 void find_lost_release();
 
-// SDL's question what a press at a point of the frameless window means.
+// SDL's hit test for the frameless window.
 SDL_HitTestResult on_hit_test(SDL_Window* window, const SDL_Point* point, void* user);
 
 // keys.cpp ------------------------------------------------------------
 
-// Whether the event is none to be handled now: it comes back in release_keys unless a screen reader
-// takes the key.
+// Returns true if the event must not be handled now: release_keys handles it later, unless a screen
+// reader takes the key.
 bool hold_back(const SDL_Event& event);
 
-// Once a frame: handles what was held back and is not the reader's. Returns whether keys still wait
-// for its answer, half a second at most.
+// Once a frame: handles held events that the reader does not take. Returns whether keys still wait
+// for its answer, at most half a second.
 bool release_keys();
 
 // calls.cpp -----------------------------------------------------------
 
-// Lets the desktop find the program and call it. The settings are not owned and must outlive the
-// calls.
+// Makes the program callable over the session bus. The settings are not owned and must outlive
+// that.
 void begin_calls(const Settings* settings);
 
-// Carries out what was asked since the last frame.
+// Carries out the calls since the last frame.
 void answer_calls();
 
 // reader.cpp ----------------------------------------------------------
 
-// Where there is a screen reader: does what it has asked for since the last frame, or tells it what
-// the window shows as painted.
+// If there is a screen reader: carries out its commands since the last frame, or else publishes the
+// window as painted.
 void serve_reader();
 
 // signals.cpp ---------------------------------------------------------
@@ -290,20 +289,19 @@ std::uint64_t ticks();
 // The address of a function of SDL's that older versions lack, or null.
 void* sdl_symbol(const char* name);
 
-// From here on requests that the display refuses do not end the program. SDL wakes itself up by a
-// message to the window, over a connection of its own, which may arrive when the window is gone.
-// Call it before SDL has a video driver, too: SDL puts the handler of that time back before it
-// closes its connections, and hears of the last errors then.
+// From here on a request that the display refuses does not end the program. SDL wakes itself with a
+// message to the window over a second connection, which may arrive after the window is gone. Call
+// it also before SDL has a video driver: before SDL closes its connections it restores the handler
+// of that time, which then receives the last errors.
 void ignore_x11_errors();
 
-// Does nothing where SDL cannot.
+// No-op if SDL cannot do it.
 void always_on_top(SDL_Window* window, bool on);
 
 // Returns false when the desktop's program could not be started.
 bool open_url(const std::string& address);
 
-// Asks the window manager to keep the window's shape at w : h, 0 : 0 for any shape. Does nothing
-// but under X11.
+// Asks the window manager to keep the window's shape at w : h, 0 : 0 for any shape. X11 only.
 void x11_aspect_hint(int w, int h);
 
 }  // namespace compat

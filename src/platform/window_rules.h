@@ -1,8 +1,8 @@
-// The decisions of the window platform that need no window: sizes, places, borders, the shape of a
-// copied part, the name of a cached texture. Pure: no SDL, no state.
+// Decisions of the window platform that need no window: sizes, places, borders, copied parts, names
+// of cached textures. Pure: no SDL, no state.
 //
-// Units are window points unless a name says pixels. Nothing fails; a size that comes out is at
-// least 1 x 1.
+// Units are window points unless a name says pixels. Nothing fails; resulting sizes are at least 1
+// x 1.
 #pragma once
 
 #include <array>
@@ -47,12 +47,12 @@ struct WideTicks {
 };
 std::uint64_t widen(WideTicks& ticks, std::uint32_t reading);
 
-// Where the full view's title shines, a frame is due when the last one is older.
+// While the full view's title shines, the longest time between two frames.
 inline constexpr std::uint64_t kLongestFrameMs = 49;
 
 // How long to wait for an event while nothing moves, when the last frame is `passed_ms` old: not
 // beyond the next one that is due. At least 1.
-//   at_rest   nothing shines, so that none is due
+//   at_rest   nothing shines, so no frame is due
 int idle_wait_ms(bool at_rest, std::uint64_t passed_ms);
 
 // Modes ---------------------------------------------------------------
@@ -63,13 +63,12 @@ Size mode_reference(bool compact, bool collapsed);
 // The smallest size the user may drag the window to.
 Size mode_minimum(bool compact, bool collapsed);
 
-// The size a mode starts with: the saved one where that is a sensible size, shrunk to the usable
-// area of the display and to the shape of the reference. `usable` is empty when it is not known.
+// The initial size of a mode: the saved one if it is sensible, reduced to the usable area of the
+// display and the reference's aspect ratio. `usable` is empty if unknown.
 Size mode_size(bool compact, bool collapsed, Size saved, std::optional<Area> usable);
 
-// Where a window goes: to the saved position when the middle of its title strip is on one of the
-// displays there, else to the middle of the first display, a small window to its lower right
-// corner.
+// The position of a window: the saved one if the middle of its title strip would be on a display,
+// else the middle of the first display, or for a small window its lower right corner.
 //   saved     -1 in either coordinate: none
 //   displays  the usable areas of all displays that have one
 //   first     the usable area of display 0, if it is known
@@ -79,13 +78,13 @@ Point place_for(Point saved, Size window, const std::vector<Area>& displays,
 // Shape ---------------------------------------------------------------
 
 // The size that restores the shape of the reference after a resize; the side that moved more wins.
-//   last     the size that was last known to be right
+//   last     the last correct size
 //   usable   the size of the display's usable area, which is not exceeded; empty when not known
 Size corrected_size(Size now, Size last, Size reference, Size minimum, std::optional<Size> usable);
 
 // Frameless border ----------------------------------------------------
 
-// What the user grabs at the edge of a window without a frame.
+// The parts of a frameless window's border that can be dragged.
 enum class Border { None, TopLeft, TopRight, BottomLeft, BottomRight, Top, Bottom, Left, Right };
 
 // The border is 10 points wide, a corner reaches 18 points along both of its edges.
@@ -99,17 +98,17 @@ inline constexpr int kResizeNs = 3;
 inline constexpr int kResizeCursors = 4;
 int resize_cursor(Border border);
 
-// How far apart two presses of a double click are at most, unless the desktop says otherwise. SDL
-// itself allows 32 points.
+// The limits of a double click, unless the desktop sets its own. SDL itself allows a distance of 32
+// points.
 struct DoubleClick {
   std::uint64_t ms = 500;
   int distance = 5;  // points, in either direction
 };
 
-// The desktop's own numbers, where there are any that make sense.
+// The desktop's limits, if they make sense.
 DoubleClick double_click(std::optional<std::int32_t> ms, std::optional<std::int32_t> distance);
 
-// Whether a press that follows another one makes a double click of it.
+// Whether two presses make a double click.
 bool is_double_click(const DoubleClick& most, std::uint64_t elapsed_ms, Point first, Point second);
 
 // Whether a press is the one before it, reported once more: nobody presses twice that fast. SDL 3
@@ -127,12 +126,12 @@ struct Part {
   Area to;
 };
 
-// The part (x, y, w, h) of a picture that lies at (ox, oy), all in logical pixels, cut to the
-// texture. Empty when nothing of it is left.
+// The part (x, y, w, h) of a picture that is at (ox, oy), all in logical pixels, cut to the
+// texture. Empty if nothing is left.
 std::optional<Part> part_of(Size texture_pixels, double scale, float x, float y, float w, float h,
                             float ox, float oy);
 
-// What a column of segments shows: how many are lit from the bottom, and the segment of the peak
+// The state of a column of segments: how many are lit from the bottom, and the segment of the peak
 // cap, -1 for none.
 struct Column {
   int lit = 0;
@@ -149,12 +148,12 @@ struct Span {
   bool operator==(const Span&) const = default;
 };
 
-// Which segments look different: around the height of the lit ones, and at the peak cap.
+// The segments that look different: around the top lit one, and at the peak cap.
 std::array<Span, 2> changed_segments(const Column& before, const Column& now);
 
 // Renderers -----------------------------------------------------------
 
-// Whether what OpenGL calls its renderer (GL_RENDERER) computes on the processor.
+// Whether the OpenGL renderer of this name (GL_RENDERER) is a software renderer.
 bool is_software_rasterizer(std::string_view name);
 
 // Turns n pixels with premultiplied alpha (0xAARRGGBB) into pixels with straight alpha.

@@ -1,7 +1,7 @@
-// The functions of the X11 library that the window needs, looked up while the program runs: where
-// there is no X11, nothing of it is loaded. Thread: the main thread only.
+// The functions of the X11 library that the window needs, looked up at run time: without X11
+// nothing is loaded. Thread: the main thread only.
 //
-// Include it after all other headers: X11 defines words like None as macros.
+// Include it after all other headers: X11 defines macros such as None.
 #pragma once
 
 #include <SDL_syswm.h>
@@ -42,24 +42,24 @@ struct X11Functions {
   decltype(XUngrabServer)* ungrab_server = nullptr;
 };
 
-// Null where the library is missing or lacks one of them. Loads it: call it only where there may be
-// X11.
+// Null if the library or one of the functions is missing. Loads the library: call it only if X11
+// may be in use.
 const X11Functions* x11_functions();
 
-// The program's window and what to talk to its X server with.
+// The program's window and the connection to its X server.
 struct X11Window {
   const X11Functions& x11;
   Display* display;  // SDL's connection
   Window id;
 
-  // The number of a name in properties and messages.
+  // The X atom of a name.
   Atom atom(const char* name) const { return x11.intern_atom(display, name, False); }
 
   // Sends a client message of 32-bit values (up to five) about the window to the window manager.
   void tell_manager(const char* type, std::initializer_list<long> values) const;
 };
 
-// Empty where the window is not one of X11's.
+// Empty if the window is not an X11 window.
 std::optional<X11Window> x11_window();
 
 }  // namespace platform

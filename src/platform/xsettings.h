@@ -9,12 +9,11 @@
 
 namespace platform {
 
-// All of them, as they are stored there. Empty where there is no X server, or no desktop that
-// shares any.
+// All of them, in their stored form. Empty if there is no X server, or no desktop that shares any.
 std::string xsettings();
 
-// A whole number among them, such as "Net/DoubleClickTime". Empty when there is none of that name,
-// or when what comes before it makes no sense.
+// The integer setting of that name, such as "Net/DoubleClickTime". Empty if there is none, or if
+// the data before it are damaged.
 std::optional<std::int32_t> xsetting(std::string_view all, std::string_view name);
 
 }  // namespace platform

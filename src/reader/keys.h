@@ -1,4 +1,4 @@
-// The keys of the window, for the reader that listens to them. Thread: the reader's only, but for
+// Passes the window's keys to a reader that listens to them. Thread: the reader's only, except
 // hears_keys of reader.h.
 #pragma once
 
@@ -11,11 +11,11 @@ struct Offer {
   Key key;
 };
 
-// From here on the library tells us who wants to hear of keys. After make_root.
+// From here on the library reports who listens to keys. Call it after make_root.
 void take_listeners();
 
-// Asks the reader whether a key is meant for it. Waits for the answer, some seconds at most, during
-// which the thread's loop runs; false where nobody listens any more.
+// Asks the reader whether a key is meant for it. Waits some seconds at most for the answer, with
+// the thread's loop running; false if nobody listens any more.
 bool ask_about(const Key& key);
 
 }  // namespace reader

@@ -1,5 +1,4 @@
-// The accessibility libraries, found when the program runs: what draws no window for a reader does
-// without them.
+// The accessibility libraries, loaded at run time: without a reader the program does without them.
 #pragma once
 
 #include <atk/atk.h>
@@ -19,16 +18,16 @@ struct Library {
   decltype(&::atk_object_notify_state_change) notify_state;
   decltype(&::atk_state_set_add_state) add_state;
   decltype(&::atk_range_new) new_range;
-  // Connects to the accessibility bus; waits for it. Returns 0 where it could.
+  // Connects to the accessibility bus; blocks. Returns 0 on success.
   int (*connect)(int* argc, char*** argv);
-  // In which context calls arrive from then on.
+  // Sets the context in which calls arrive from then on.
   void (*set_context)(GMainContext* context);
 };
 
-// Loads the libraries for good. Returns false where they are not installed, or lack something.
+// Loads the libraries for good. Returns false if they are missing or too old.
 bool load();
 
-// Those that were loaded.
+// The loaded functions.
 const Library& library();
 
 }  // namespace reader

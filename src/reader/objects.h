@@ -1,4 +1,4 @@
-// One of the library's objects for every node: what it answers when a reader asks.
+// The library's objects, one for every node, which answer readers.
 #pragma once
 
 #include <atk/atk.h>
@@ -9,23 +9,22 @@
 
 namespace reader {
 
-// An object for a node, which must outlive it or be taken from it by `forget`. The caller owns a
-// reference.
+// Creates an object for a node; call `forget` before the node dies. The caller owns a reference.
 AtkObject* make_object(Node* node);
 
-// The node is gone; a reader that still holds the object learns nothing from it.
+// Detaches the object from its node; a reader that still holds it gets empty answers.
 void forget(AtkObject* object);
 
 // The program's own object: the parent of the window's.
 AtkObject* make_program();
 
-// What kind of thing an element is, in the library's words (traits.cpp).
+// The library's role for an element (traits.cpp).
 AtkRole role_of(const Element& element);
 
-// The states that it is in, a bit for each AtkStateType.
+// Its states, a bit for each AtkStateType.
 std::uint64_t states_of(const Element& element, const Window& window);
 
-// Whether both are answered for by the same kind of object.
+// Whether both elements need the same type of object.
 bool same_kind(const Element& a, const Element& b);
 
 }  // namespace reader

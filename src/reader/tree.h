@@ -12,18 +12,18 @@
 
 namespace reader {
 
-// Takes what a reader asks for.
+// Receives a reader's commands.
 using Submit = std::function<void(Command)>;
 
-// What stands behind one of the library's objects.
+// The data behind one of the library's objects.
 struct Node {
   Element element;  // id 0: the window
   AtkObject* object = nullptr;
-  Node* parent = nullptr;  // null: the program itself is
+  Node* parent = nullptr;  // null: the program itself is the parent
   std::vector<Node*> children;
 };
 
-// Makes the program's object and gives it to the library. Once.
+// Creates the program's object and passes it to the library. Call it once.
 void make_root(Submit submit);
 
 // Brings the objects up to date, and reports every difference.
