@@ -30,8 +30,9 @@
 //   rescue.cpp           what it does when the program has died
 // clang-format on
 //
-// Threads: the *loop thread* belongs to the sound library ("Velq-audio") and runs every callback;
-// the *control thread* ("Velq-control") makes every request; *callers* are any other threads.
+// Threads: the *loop thread* ("Velq-audio") belongs to the sound library and runs every callback;
+// the *control thread* ("Velq-control") makes all requests but those about a stream's pace;
+// *callers* are any other threads.
 //
 // Locks: the main-loop lock (LoopLock) covers everything that belongs to the sound library;
 // callbacks run with it held. The engine mutex covers wishes and status and is held for a copy
@@ -67,9 +68,9 @@ struct LoopLock {
   LoopLock& operator=(const LoopLock&) = delete;
 };
 
-// What the callers want, as of one pass of the control loop.
+// The callers' wishes, as of one pass of the control loop.
 struct Wishes {
-  std::optional<bool> active;  // equalizer on or off; not yet set: only watch
+  std::optional<bool> active;  // equalizer on or off; not set: only watch
   std::string output;
   std::string restore_hint;
   int mute = -1;  // 0 or 1: apply once
@@ -78,22 +79,21 @@ struct Wishes {
 
 // engine.cpp ----------------------------------------------------------
 
-// Something changed: reconcile soon. Any thread.
+// Requests a pass because something has changed. Any thread.
 void mark_dirty();
 
-// The time after which nothing is waited for any more: far away until stop() is called. Any thread.
+// The time after which nothing is waited for any more; never, until stop() is called. Any thread.
 Clock::time_point patience_ends();
 
 // Publishes a state in which none of our streams is alive; the rest of the status stays. Any
 // thread.
 void publish_state(State state);
 
-// Publishes the followed device as soon as it is known: should the server end in the middle of the
-// pass, it is still the one to come back to. Control thread.
+// Publishes the followed device as soon as it is known, so that it is remembered even if the server
+// ends in the middle of the pass. Control thread.
 void publish_follow(const std::string& device);
 
-// Publishes a new device list together with the status fields that a snapshot decides. Control
-// thread.
+// Publishes a new device list and the status fields that follow from a snapshot. Control thread.
 void publish_status(const Status& status, std::vector<Device> devices);
 
 // connection.cpp ------------------------------------------------------
@@ -106,7 +106,7 @@ pa_mainloop_api* loop_api(const LoopLock&);
 bool connect_locked(const LoopLock&);  // returns whether the connection is ready
 void disconnect_locked(const LoopLock&);
 
-// A connection besides, for a question. `context` is null where there is none within a second.
+// A second connection, for one question. `context` is null if there is none within a second.
 struct SecondConnection {
   explicit SecondConnection(const LoopLock&);
   ~SecondConnection();
@@ -115,34 +115,34 @@ struct SecondConnection {
   pa_context* context;
 };
 
-// A new pass of the control loop: requests may be waited for again. See wait_op.
+// Starts a new pass of the control loop, in which requests may be waited for again. See wait_op.
 void begin_pass(const LoopLock&);
 // Whether a request of this pass was dropped because the server did not answer.
 bool server_silent(const LoopLock&);
 
-// Waits until `op` has ended, for `ms` at most. Returns false on time-out and when the connection
-// broke.
+// Waits until `op` has ended, for `ms` at most. Returns false on time-out or a broken connection.
 bool wait_for(const LoopLock&, pa_operation* op, int ms);
 // The same with kRequestMs, or `ms`; a request that is not answered in time is cancelled and
 // logged, once until the server answers again, and every later one of the same pass is dropped
 // immediately. Always releases `op`; a null `op` counts as failed. Returns whether the answer
 // arrived.
 bool wait_op(const LoopLock&, pa_operation* op, int ms = kRequestMs);
-// Waits while `stream` is being created. On failure the next pass tries again.
+// Waits until `stream` has been created or has failed; the next pass then tries again.
 bool wait_stream_ready(const LoopLock&, pa_stream* stream);
-// Releases the lock for `ms`, less when the connection breaks.
+// Releases the lock for `ms`, or until the connection breaks.
 void pause_unlocked(const LoopLock&, int ms);
-// Releases the lock until `flag` is set, by a callback that then calls signal_loop, for `ms` at
-// most. Returns the flag.
+// Releases the lock until a callback sets `flag` and calls signal_loop, for `ms` at most. Returns
+// the flag.
 bool wait_flag(const LoopLock&, const bool& flag, int ms);
 
-// Wakes whoever waits in one of the functions above. For callbacks: loop thread.
+// Wakes the thread that waits in one of the functions above. Called by callbacks, on the loop
+// thread.
 void signal_loop();
-// The user data of on_success: whether the server agreed.
+// The result of on_success: whether the server agreed.
 void on_success(pa_context* c, int success, void* user);
 void on_stream_state(pa_stream* s, void* user);
 std::string error_text(const LoopLock&);
-// Whether the last request failed because this program may not make it.
+// Whether the last request failed for lack of permission.
 bool access_denied(const LoopLock&);
 
 // The properties that mark our connection and streams. The caller frees the list (Proplist does).
@@ -156,8 +156,8 @@ struct Proplist {
 
 // snapshot.cpp --------------------------------------------------------
 
-// Reads the server. Nothing when it did not answer completely: no decision is based on half a
-// picture.
+// Reads the state of the server; empty if any reply is missing, so that no decision is based on
+// half a picture.
 std::optional<Snapshot> query(const LoopLock&);
 void publish(const Snapshot& s, const std::string& target, const std::string& follow, bool active,
              bool streams_alive, bool select_output);
@@ -169,15 +169,15 @@ std::optional<std::string> query_default(const LoopLock&);
 
 // routing.cpp ---------------------------------------------------------
 
-// Brings the server into the wanted state. Returns false when something failed and is worth another
-// try.
+// Brings the server into the wanted state. Returns false if another try is worthwhile.
 bool reconcile(const LoopLock&, const Wishes& wishes);
-// Leaves the server as it was found. Returns false when that could not be completed.
+// Restores the server to the state in which it was found. Returns false if that could not be
+// completed.
 bool restore_server(const LoopLock&, bool takeover);
-// A device to follow before the server has been read. Ignored once there is one.
+// Suggests a device to follow before the server has been read; ignored once there is one.
 void suggest_follow(const std::string& restore_hint);
-// A new connection: what the last server refused, this one may allow, and its default device may be
-// its own choice.
+// Starts a new connection: this server may allow what the last one refused, and its default device
+// may be its own choice.
 void begin_connection();
 
 // virtual_sink.cpp ----------------------------------------------------
@@ -187,53 +187,52 @@ void forget_module();
 
 // record_stream.cpp ---------------------------------------------------
 
-// Records the monitor of a sink: to be equalized and played when `routed`, else for the display.
-// Replaces an earlier record stream. On failure it is logged once and false returned.
+// Records the monitor of a sink, to be equalized and played if `routed`, else for the display.
+// Replaces an earlier record stream. Returns false on failure, which is logged once.
 bool open_record(const LoopLock&, const SinkInfo& monitored, bool routed);
 void close_record(const LoopLock&);
-// Whether the record stream is ready on that very sink's monitor, in that role. A routed one must
-// also deliver data, be it silence; waits for that, half a second at most.
+// Whether the record stream is ready on this sink's monitor, in this role. A routed one must also
+// deliver data, if only silence; waits for that, half a second at most.
 bool record_alive(const LoopLock&, const SinkInfo& monitored, bool routed);
-// Whether the stream has brought nothing for a while. There is no event for it.
+// Whether the stream has delivered nothing for a while, for which there is no event.
 bool record_missed(const LoopLock&);
-// Whether it is being created or ready, wherever.
+// Whether it is being created or ready, on whatever device.
 bool record_good(const LoopLock&);
-// Whether it brings sound (or silence); waits for the first of it, for `ms` at most.
+// Whether it delivers sound (or silence); waits for the first data, `ms` at most.
 bool record_delivers(const LoopLock&, int ms);
-// A stream of some program came or changed: sound may follow immediately. Loop thread, or with the
-// main-loop lock held.
+// Some program's stream has come or changed, so sound may follow immediately. Loop thread, or with
+// the main-loop lock held.
 void expect_sound();
-// A capture for the display rests while there is nothing to be seen and nobody plays to the device:
-// on some servers any capture keeps the device from being suspended.
+// Pauses a capture for the display while it is silent and nobody plays to the device: on some
+// servers any capture keeps the device from being suspended.
 void rest_spectrum(const LoopLock&, bool device_running, bool played_to);
 
 // play_stream.cpp -----------------------------------------------------
 
-// Plays to a sink. Replaces an earlier playback stream. On failure it is logged once and false
-// returned.
+// Plays to a sink. Replaces an earlier playback stream. Returns false on failure, which is logged
+// once.
 bool open_play(const LoopLock&, const SinkInfo& sink);
 void close_play(const LoopLock&);
-// Whether the playback stream is ready on that very sink, not on an earlier one of that name.
+// Whether the playback stream is ready on this sink, not on an earlier one of the same name.
 bool play_alive(const LoopLock&, const SinkInfo& sink);
 // Whether both streams are being created or ready.
 bool streams_alive(const LoopLock&);
-// Fades out what is played; returns when the last of it has left the playback stream, which stays
-// silent until it is opened again, or when nothing can be done for it.
+// Fades out the playback. Returns when the last of it has left the stream, or if that cannot be
+// waited for. The stream then stays silent until it is opened again.
 void fade_play_out(const LoopLock&);
 
 // stream_path.cpp -----------------------------------------------------
 
-// Logs what was recorded and not played, how often the queue ran dry, and what silence was
-// inserted: since the last call, and in all.
+// Log the dropped sound, the underruns and the inserted silence: since the last call, and in total.
 void report_stats();
 void report_totals();
-// Logs the last dry moment with its cause, at most one a minute. To be called every few seconds.
+// Logs the last dry moment with its cause, at most one a minute. Call it every few seconds.
 void report_dry_moment(Clock::time_point now);
 
 // device_curves.cpp ---------------------------------------------------
 
-// The engine is about to play to `device` (as Status::target_id): its curve is applied, where
-// it has one. Control thread.
+// Applies the curve of `device` (a Status::target_id), if it has one. Called before playing to it.
+// Control thread.
 void use_curve_of(const std::string& device);
 
 // hardware_log.cpp ----------------------------------------------------

@@ -1,9 +1,10 @@
 // The cushion: how much sound waits in the playback stream.
 //
-// Sound arrives and leaves at the same rate, so whatever the queue holds when playback begins it
-// holds for ever: too little and every late block is a gap, too much and pictures run ahead of the
-// sound. The cushion fills the queue to its target when playback begins or has run dry, and takes
-// an excess away where it is not heard. Pure arithmetic on samples; allocates nothing. Loop thread.
+// Sound arrives and leaves at the same rate, so the queue keeps the length that it has when
+// playback begins: if that is too short, every late block is a gap; if too long, the sound lags
+// behind the picture. The cushion fills the queue to its target when playback begins or has run
+// dry, and removes an excess where that is not heard. Pure arithmetic on samples; allocates
+// nothing. Loop thread.
 #pragma once
 
 #include <array>
@@ -28,25 +29,24 @@ class Cushion {
     bool dropped = false;            // the block was thrown away for the limit's sake
   };
 
-  // The queue is empty: the stream was opened or restarts.
+  // The queue is empty because the stream was opened or restarts.
   void restart();
-  // The same, because it ran dry: sound came `late_us` after what came before it. The target is
-  // raised where that happens again and again, but not for a busy moment or a busy start.
+  // The same after an underrun: sound came `late_us` after the block before. The target is raised
+  // if that happens repeatedly, but not for one busy moment or a busy start.
   void ran_dry(std::int64_t late_us);
 
   // The queue is too long by this much, or, negative, too short: the next blocks correct it
   // exactly.
   void align(std::int64_t excess_us);
 
-  // Decides about the next block, at most kBlockFrames frames, which is changed in place where it
-  // must be. The result is valid until the next call.
-  //   queue_us   what waits in the stream now, the device's own delay excluded, or kUnknown
+  // Shapes the next block, of at most kBlockFrames frames, in place. The result is valid until the
+  // next call.
+  //   queue_us   the length of the queue now, without the device's own delay, or kUnknown
   Output shape(std::span<float> block, std::int64_t queue_us);
 
-  // What the queue is kept near now, in us.
+  // The current target, in us.
   [[nodiscard]] int target_us() const { return target_us_; }
-  // Whether playback has gone on for long enough for the queue to have found its length, and
-  // nothing is being taken out of it.
+  // Whether the queue has settled since playback began, and no correction is under way.
   [[nodiscard]] bool steady() const {
     return mode_ == Mode::kSteady && trim_us_ <= 0 && align_frames_ == 0;
   }

@@ -1,7 +1,7 @@
-// Clock drift: our virtual sink runs on the system's timer and the real device on a crystal of its
-// own. Some hundred parts per million apart, the queue between them grows or shrinks by some
-// milliseconds a minute, until it has to be cut or runs dry. So it is watched, and the sound is
-// played a very little faster or slower, in steps that no ear can follow.
+// Clock drift. Our virtual sink runs on the system's timer, the real device on its own crystal. If
+// they differ by a few hundred parts per million, the queue between them grows or shrinks by some
+// milliseconds a minute, until it has to be cut or runs dry. So the queue is observed, and the
+// sound is played very slightly faster or slower, in inaudible steps.
 //
 // Pure arithmetic; allocates nothing. Loop thread.
 #pragma once
@@ -14,17 +14,17 @@ class DriftControl {
   // 2.6 cents, a quarter of what trained ears notice.
   static constexpr double kMaxSpeed = 0.0015;
 
-  // Another device, another clock: everything that was learnt is wrong.
+  // Forgets everything: another device has another clock.
   void forget();
-  // The queue was emptied or filled by other means: what was seen of it says nothing any more. The
-  // clocks are what they were.
+  // Forgets the observations, because the queue was emptied or filled by other means. The clocks
+  // have not changed.
   void restart();
 
-  // To be called once for every block of `seconds`. `excess_us` is what the queue holds beyond its
-  // target. Returns how much faster than recorded to play the sound, 0.0002 being 200
-  // parts per million; exactly 0 until there is a drift.
+  // Call it for every block of `seconds`. `excess_us` is the length of the queue beyond its target.
+  // Returns how much faster than recorded to play the sound (0.0002 is 200 parts per million);
+  // exactly 0 until there is a drift.
   double update(double excess_us, double seconds);
-  // The same without a look at the queue.
+  // The same without an observation of the queue.
   [[nodiscard]] double speed() const { return speed_; }
 
  private:

@@ -22,7 +22,7 @@ class Arrivals {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // The next block ends a rest, and is not late.
+  // The next block ends a pause, so it is not late.
   void restart() { resting_ = true; }
   void arrived(Clock::time_point now);
   // The server has reported that the queue ran dry.

@@ -19,21 +19,21 @@ namespace audio {
 
 class Equalizer {
  public:
-  // The curve to apply from the next block on. Of several between two blocks the newest counts.
+  // The curve to apply from the next block on. The last call before a block counts.
   void set_curve(const eq::Curve& curve);
 
   // A new capture: the filters' memory is cleared and an unfinished crossfade ends. The curve
-  // stays, and so does the count of silence, which lets a sleeping device sleep on.
+  // stays, and so does the count of silence, so that a sleeping device stays asleep.
   void restart();
 
-  // Nothing of what is equalized can be heard: the newest curve needs no crossfade.
+  // Applies the newest curve without a crossfade, as the output is not heard now.
   void apply_unheard();
 
   // Equalizes interleaved stereo in place, at most kBlockFrames frames.
   void process(std::span<float> samples);
 
-  // Whether it has been silent for ten seconds: what rings in the filters is far below any float by
-  // then, and the device may sleep.
+  // Whether it has been silent for ten seconds. By then the filters have stopped ringing, and the
+  // device may sleep.
   [[nodiscard]] bool silent() const;
 
  private:

@@ -1,5 +1,6 @@
-// Short fades where music begins or ends with us: a stream that is moved to us begins in the middle
-// of its sound, and what we stop playing ends there. Pure arithmetic on samples. Loop thread.
+// Short fades where sound begins or ends because of us: a stream that is moved to our sink begins
+// in the middle of its sound, and ends there when we stop playing it. Pure arithmetic on samples.
+// Loop thread.
 #pragma once
 
 #include <span>
@@ -8,9 +9,9 @@ namespace audio {
 
 class Fade {
  public:
-  // The next sound fades in, if it comes within two seconds of samples.
+  // Fades in the next sound, if it comes within two seconds of samples.
   void restart();
-  // Everything from the next sample on fades out, and silence follows until restart().
+  // Fades out from the next sample on; then silence, until restart().
   void begin_out();
   // Interleaved stereo, in place.
   void apply(std::span<float> samples);

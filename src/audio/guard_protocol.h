@@ -1,5 +1,5 @@
-// The guard's side of the pipe: lines in, what would have to be undone out. Pure; knows no process
-// and no server.
+// The guard's side of the pipe: turns lines into the state that would have to be undone. Pure;
+// knows no process and no server.
 //
 // clang-format off
 //   "A " + device   armed: our sink is, or is about to be, in place; `device` is the default to
@@ -19,7 +19,7 @@
 
 namespace guard {
 
-// What the messages so far amount to.
+// The sum of the messages so far.
 struct Orders {
   bool armed = false;
   bool quit = false;

@@ -1,10 +1,10 @@
-// What the user has turned down on our sink is handed over to the real device when the sink goes:
-// the same sound must not come back louder. Kept until our sink comes again, in this run or a later
-// one, it can be taken back; otherwise the device would be a little lower after each run, and the
+// Our sink's volume is handed over to the real device when the sink is removed, so that the same
+// sound does not suddenly get louder. It is remembered until our sink comes back, in this run or a
+// later one, and then taken back; otherwise the device would get quieter with every run, and the
 // volume keys could never turn it up again.
 //
-// It is kept in a small file in the configuration directory. Where that cannot be written or read,
-// our sink begins at full volume. No state, no locks; one thread, of the program or of its guard.
+// It is stored in a small file in the configuration directory. If that cannot be written or read,
+// our sink starts at full volume. No state, no locks; one thread, of the program or of its guard.
 #pragma once
 
 #include <pulse/channelmap.h>

@@ -1,8 +1,7 @@
-// What waits in the playback stream: how it is kept at its target, and how it follows the device's
-// clock.
+// The playback queue: keeps it at its target length, and follows the device's clock.
 //
-// Holds everything that begins and ends with a playback stream: the meter, the cushion, the drift
-// control and the resampler. Knows no server; allocates nothing. Loop thread.
+// Owns all state with the lifetime of a playback stream: meter, cushion, drift control and
+// resampler. Knows no server; allocates nothing. Loop thread.
 #pragma once
 
 #include <algorithm>
@@ -35,10 +34,10 @@ class PlayQueue {
   using Timing = QueueMeter::Timing;
 
   void restart(Start why, Clock::time_point now);
-  // The server's report; `at` is when it looked.
+  // The server's report, made at the time `at`.
   void report(const Timing& timing, Clock::time_point at) { meter_.report(timing, at); }
-  // Whether reports show that the server has lost count of the stream, which only flushing cures.
-  // Call with each report.
+  // Whether the reports show that the server has lost count of the stream, which only a flush
+  // repairs. Call it with each report.
   [[nodiscard]] bool miscounted(const Timing& timing) { return meter_.miscounted(timing); }
   // Whether to ask the server for a report now. Call once after each fragment.
   bool wants_report() { return meter_.wants_report(); }
@@ -74,7 +73,7 @@ class PlayQueue {
   };
   Counts take_counts() { return std::exchange(counts_, {}); }
 
-  // How long the queue is now, in us; Cushion::kUnknown while the server has not reported.
+  // The length of the queue now, in us; Cushion::kUnknown until the server has reported.
   [[nodiscard]] std::int64_t length_us(Clock::time_point now) const;
   // The same only while the device plays, else 0.
   [[nodiscard]] std::int64_t playing_us(Clock::time_point now) const;

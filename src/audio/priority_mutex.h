@@ -1,6 +1,6 @@
-// A mutex for what the audio thread shares with others: whoever holds it while the audio thread
-// waits runs with the audio thread's priority until it is released. With an ordinary mutex a busy
-// machine could keep the holder from running, and the real-time thread behind it.
+// A mutex for data that the audio thread shares with others. While the audio thread waits for it,
+// the holder runs with the audio thread's priority. With an ordinary mutex a busy machine could
+// keep the holder from running, and the real-time thread from continuing.
 //
 // Works with std::lock_guard, std::unique_lock and std::condition_variable_any. Any thread.
 #pragma once
@@ -14,7 +14,7 @@ class PriorityMutex {
   PriorityMutex() {
     pthread_mutexattr_t attributes;
     pthread_mutexattr_init(&attributes);
-    // Where it is not supported this is an ordinary mutex.
+    // Without support for it this is an ordinary mutex.
     pthread_mutexattr_setprotocol(&attributes, PTHREAD_PRIO_INHERIT);
     pthread_mutex_init(&mutex_, &attributes);
     pthread_mutexattr_destroy(&attributes);

@@ -1,5 +1,5 @@
-// Requests that change something on the server, each with the answer awaited. All return whether
-// the server agreed; a request that it does not answer in time counts as refused (see wait_op).
+// Requests that change something on the server. All wait for the answer and return whether the
+// server agreed; a request that is not answered in time counts as refused (see wait_op).
 //
 // Thread: control.
 #pragma once
@@ -14,15 +14,15 @@
 
 namespace audio {
 
-inline constexpr int kPolls = 10;  // for what the server has promised and does a moment later
+inline constexpr int kPolls = 10;  // for promised changes that come a moment later
 inline constexpr int kPollMs = 100;
 
-// Streams end at any time, so a move that fails is no fault: the next snapshot shows it.
+// Streams may end at any time, so a failed move is not an error: the next snapshot shows it.
 void move_streams(const LoopLock&, const std::vector<std::uint32_t>& streams, std::uint32_t sink);
 
 bool set_sink_mute(const LoopLock&, const std::string& sink, bool mute);
 bool set_sink_volume(const LoopLock&, const std::string& sink, const pa_cvolume& volume);
-// Volume and mute of a sink right now; nothing when there is no such sink.
+// Volume and mute of a sink right now; empty if there is no such sink.
 std::optional<SinkLevel> query_level(const LoopLock&, const std::string& sink);
 
 // Sets a playback stream to 100 %, unmuted.
@@ -31,7 +31,7 @@ void reset_stream_level(const LoopLock&, std::uint32_t stream);
 bool suspend_sink(const LoopLock&, const std::string& sink, bool suspended);
 
 // Returns the index of the new module, or kNoIndex. `answered` receives whether the server
-// answered: otherwise the module may yet appear.
+// answered; if not, the module may still appear.
 std::uint32_t load_module(const LoopLock&, const char* name, const std::string& arguments,
                           bool* answered);
 bool unload_module(const LoopLock&, std::uint32_t module);

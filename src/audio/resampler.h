@@ -1,4 +1,4 @@
-// The resampler between two clocks: plays sound a very little faster or slower.
+// The resampler between two clocks: plays sound very slightly faster or slower.
 //
 // Pure arithmetic; allocates nothing. Loop thread.
 #pragma once
@@ -10,8 +10,8 @@
 
 namespace audio {
 
-// A fractional delay that grows or shrinks. At speed 0 from the start it is a whole number of
-// frames, and the samples stay what they are.
+// A fractional delay that grows or shrinks. While the speed has been 0 from the start, the delay is
+// a whole number of frames and the samples are unchanged.
 class Resampler {
  public:
   static constexpr int kTaps = 48;          // input frames that one output frame is made of
@@ -20,11 +20,11 @@ class Resampler {
 
   Resampler();
 
-  // Silence came before.
+  // Starts as if after silence.
   void restart();
 
-  // Interleaved stereo, at most kBlockFrames frames. The result is valid until the next call and is
-  // as long as the block, give or take a frame.
+  // Interleaved stereo, at most kBlockFrames frames. The result is valid until the next call and as
+  // long as the block, plus or minus a frame.
   //   speed   how much faster than as recorded: 0.0002 is 200 parts per million
   std::span<const float> process(std::span<const float> block, double speed);
 

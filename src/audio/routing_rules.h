@@ -1,5 +1,4 @@
-// Who is who on the server, and what follows from it: pure decisions on a snapshot, testable
-// without a server.
+// The routing decisions: pure functions of a snapshot, testable without a server.
 #pragma once
 
 #include <pulse/volume.h>
@@ -18,7 +17,7 @@ inline constexpr std::uint32_t kNoIndex = 0xFFFFFFFFU;
 // Our sink's name; its monitor is what we record.
 inline constexpr const char* kSinkName = "velmora";
 inline constexpr const char* kMonitorName = "velmora.monitor";
-// The virtual sink of a sibling program: as a default device it is left alone.
+// The virtual sink of a sibling program: if it is the default device, it stays the default.
 inline constexpr const char* kSiblingSink = "pellavox";
 // The value of "application.name" that marks every connection and stream of this program.
 inline constexpr const char* kAppName = "Velmora";
@@ -55,7 +54,7 @@ struct StreamInfo {
   bool corked = false;              // it is paused
 };
 
-// What the server looks like at one moment.
+// The state of the server at one moment.
 struct Snapshot {
   std::string default_sink;
   std::vector<SinkInfo> sinks;  // in the server's order
@@ -73,16 +72,16 @@ bool is_reserved(std::string_view sink_name);
 // Whether any stream is marked as this program's but belongs to another connection.
 bool has_other_instance(const Snapshot& s);
 
-// Whether another copy records the same virtual sink as we do, and is the one to stay: two copies
-// that started together may both have taken it. Every copy comes to the same answer.
+// Whether another copy also records our virtual sink and is the one to keep it: two copies that
+// start together may both take it. All copies reach the same answer.
 bool must_yield(const Snapshot& s);
 
-// Whether what is played to the sink arrives at ours, directly or over others: a filter sink
-// (echo cancelling, virtual surround, ...) plays by a stream of its own. Played to, it would feed
-// our own output back.
+// Whether sound played to the sink arrives at ours, directly or through other sinks: a filter sink
+// (echo cancelling, virtual surround, ...) plays through a stream of its own. Playing to it would
+// feed our own output back.
 bool feeds_our_sink(const Snapshot& s, const SinkInfo& sink);
 
-// The streams by which a filter sink plays to our sink.
+// The streams through which a filter sink plays to our sink.
 std::vector<std::uint32_t> streams_of_filter(const Snapshot& s, const std::string& filter);
 
 // The real device that is followed.
@@ -91,8 +90,8 @@ struct Follow {
 
   std::string device{};  // empty when there is none
   std::string missed{};  // the device followed before it vanished; followed again when it returns
-  // Of the followed device, or the missed one, when it was seen last: its hardware, and the sinks
-  // beside it.
+  // The hardware of the followed or the missed device when it was last seen, and the other sinks
+  // then.
   std::string identity{};
   std::vector<std::string> beside{};
   std::optional<Time> lost_at{};
@@ -104,16 +103,16 @@ enum class Default {
   kFallback,  // the server fell back to it, because it restarted or the followed device vanished
 };
 
-// What tells the two apart.
+// The record for telling these two apart.
 struct DefaultHistory {
   bool new_connection = true;  // nothing was followed in it yet
   bool expected = false;       // our sink or the followed device was the default when last seen
-  // The default that the server fell back to, for as long as it stays that: several passes may be
-  // needed to become the default instead.
+  // The default that the server fell back to, as long as it is the default: becoming the default
+  // instead may take several passes.
   std::string fallback{};
 };
 
-// `follow` is the device followed before this snapshot. To be asked before the next one is chosen.
+// `follow` is the device followed before this snapshot. Ask before choosing the next one.
 Default meaning_of_default(const Snapshot& s, const std::string& follow, DefaultHistory* history);
 // `follow` is the device followed from now on.
 void remember_default(const Snapshot& s, const std::string& follow, DefaultHistory* history);
@@ -123,30 +122,30 @@ void remember_default(const Snapshot& s, const std::string& follow, DefaultHisto
 //   a followed device that has come back; the one followed so far;
 //   a new sink of the followed one's hardware, within half a minute: its profile was changed;
 //   the hint; a default that the server fell back to; the first real sink.
-// With no real sink at all nothing changes: the device may come back.
+// Without any real sink nothing changes: the device may come back.
 Follow next_follow(const Snapshot& s, const Follow& now, const std::string& restore_hint,
                    Default meaning, Follow::Time time);
 
-// The sink to play to: `output` where that is a present real sink, else the followed one; empty
-// when absent.
+// The sink to play to: `output` if it is a present real sink, else the followed one; empty if
+// absent.
 std::string choose_target(const Snapshot& s, const std::string& output, const std::string& follow);
 
-// Playback streams of other programs to be moved onto our sink: those on the followed device and
-// those on the server's default device, unless that is the sibling's sink. The streams by which
-// filter sinks play stay where they are.
+// Other programs' playback streams to move onto our sink: those on the followed device and those on
+// the server's default device, unless that is the sibling's sink. The streams of filter sinks stay
+// where they are.
 std::vector<std::uint32_t> streams_to_acquire(const Snapshot& s, const std::string& follow);
 
 // Other programs' streams that are on real devices: pairs of stream and device.
 std::vector<std::pair<std::uint32_t, std::uint32_t>> streams_elsewhere(const Snapshot& s);
 
-// What a sink and its active port are recognised by when they come back: the hardware, and the name
-// of the sink only where nothing else tells it from others. One line.
+// Identifies a sink and its active port when they come back: by the hardware, and by the sink's
+// name only if nothing else distinguishes it. One line.
 std::string recognised_by(const Snapshot& s, const SinkInfo& sink);
 
 // Whether the sink plays nothing, our own streams aside.
 bool is_idle(const Snapshot& s, const SinkInfo& sink);
 
-// Whether another program plays to the sink, be it silence.
+// Whether another program plays to the sink, even if only silence.
 bool is_played_to(const Snapshot& s, const SinkInfo& sink);
 
 // Playback streams of other programs on our sink.

@@ -1,4 +1,4 @@
-// What the three sources of the audio path share: record_stream.cpp -> stream_path.cpp ->
+// Shared by the three sources of the audio path: record_stream.cpp -> stream_path.cpp ->
 // play_stream.cpp. Loop thread, or with the main-loop lock held.
 #pragma once
 
@@ -11,21 +11,20 @@ namespace audio {
 
 // stream_path.cpp -----------------------------------------------------
 
-// A capture begins: nothing of the one before is left in the filters.
+// A capture begins: clears the filters.
 void restart_path();
-// Nothing is played at the moment: the newest curve is the only one that what is played next is
-// equalized with.
+// Nothing is being played: the newest curve applies to the next sound without a crossfade.
 void apply_curve_unheard();
-// A fragment of sound to be equalized and played, interleaved stereo of any length.
+// Equalizes and plays a fragment, interleaved stereo of any length.
 void process_fragment(std::span<const float> samples);
-// A fragment of sound that is only shown.
+// Only shows a fragment.
 void show_fragment(std::span<const float> samples);
 // Whether it has been silent for so long that the device may sleep.
 bool path_silent();
 
-// Recorded sound that will never be played; silence does not count.
+// Counts recorded sound that will not be played; silence does not count.
 void count_lost(std::span<const float> samples);
-// Samples of silence inserted between sound and sound.
+// Counts samples of silence inserted between sounds.
 void count_inserted(std::size_t samples);
 void count_underrun(const DryMoment& why);
 

@@ -24,7 +24,7 @@ class Tap {
   // since the start; may be null. Returns false, and writes no samples, before the first push.
   bool copy(float* left, float* right, int n, std::uint64_t* serial);
 
-  // Largest absolute sample of each channel since the last call, which it forgets.
+  // Largest absolute sample of each channel since the last call; resets them.
   void consume_peaks(float* left, float* right);
 
  private:
