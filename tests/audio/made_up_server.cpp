@@ -141,7 +141,7 @@ void give_sink(pa_context* c, const Sink& s, pa_sink_info_cb_t cb, void* user) {
   info.driver = s.driver.c_str();
   info.flags = s.flat ? PA_SINK_FLAT_VOLUME : PA_SINK_NOFLAGS;
   info.volume = s.volume;
-  info.state = s.suspended ? PA_SINK_SUSPENDED : PA_SINK_RUNNING;
+  info.state = s.suspended ? PA_SINK_SUSPENDED : s.idle ? PA_SINK_IDLE : PA_SINK_RUNNING;
   cb(c, &info, 0, user);
 }
 
@@ -561,7 +561,7 @@ pa_operation* pa_context_unload_module(pa_context* c, std::uint32_t module,
   return answer(c, cb, user, "unload " + std::to_string(module), [=] {
     const auto found = std::ranges::find(server.sinks, module, &Sink::module);
     if (found == server.sinks.end() || refused() || server.mode == "no-unload") return false;
-    server.remove(found->name);
+    server.remove(std::string(found->name));
     return true;
   });
 }

@@ -24,6 +24,7 @@ struct Sink {
   pa_cvolume volume;
   bool mute = false;
   bool suspended = false;
+  bool idle = false;
   bool flat = false;
 };
 

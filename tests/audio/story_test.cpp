@@ -145,6 +145,7 @@ class story : public Test {
     if (of_sink("renumber")) sink->index = server.next++;  // it went and came back
     if (of_sink("mute")) a >> sink->mute;
     if (of_sink("suspend")) a >> sink->suspended;
+    if (of_sink("idle")) a >> sink->idle;
     if (of_sink("volume"))
       for (unsigned c = 0; c < sink->volume.channels; ++c)
         sink->volume.values[c] =
@@ -206,6 +207,7 @@ class story : public Test {
       a >> c.preamp >> c.gain[5];
       audio::set_curve(c);
     }
+    if (a.is("no-curves")) audio::set_device_curves({});
     if (a.is("curve-of")) {
       const std::string device = a.word();
       audio::set_device_curve(device, {.preamp = a.next<float>()});
