@@ -1,8 +1,8 @@
 // DESIGN: one main loop for the life of the engine, one context per connection. Everything that
 // waits goes through wait_until, which wakes at least every 100 ms to check the clock and the
-// connection, so neither a silent nor a dead server can hold up the control thread. When one
-// request of a pass is not answered, the others of that pass are not waited for: a hung server
-// costs one time limit per pass, not one per request.
+// connection, so neither a silent nor a dead server can hold up the control thread. If one request
+// of a pass is not answered, the others of that pass are not waited for, so a hung server costs one
+// time limit per pass, not one per request.
 
 #include <pulse/rtclock.h>
 #include <unistd.h>
@@ -51,7 +51,7 @@ void on_wake(pa_mainloop_api* /*api*/, pa_time_event* /*event*/, const timeval* 
   signal_loop();
 }
 
-// The library takes a thread that could not be started for one that runs, and later waits for it.
+// If its thread cannot be started, the library does not notice, and later waits for it.
 bool can_start_thread() {
   try {
     std::thread([] {}).join();
@@ -86,13 +86,13 @@ void on_event(pa_context* /*c*/, pa_subscription_event_type_t type, std::uint32_
       facility == PA_SUBSCRIPTION_EVENT_SINK_INPUT;
   if (!matters) return;
   mark_dirty();
-  // A stream that changed may have been moved, or sound may follow. One that went may have been the
-  // last that kept a device awake.
+  // A changed stream may have been moved, or sound may follow. A removed one may have been the last
+  // that kept a device awake.
   if (facility == PA_SUBSCRIPTION_EVENT_SINK_INPUT && kind != PA_SUBSCRIPTION_EVENT_REMOVE)
     expect_sound();
 }
 
-// Releases the lock until something is signalled, for 100 ms at most.
+// Releases the lock until a signal, for 100 ms at most.
 void wait_a_moment() {
   pa_time_event* timer =
       pa_context_rttime_new(g_ctx, pa_rtclock_now() + kCheckUs, on_wake, nullptr);
@@ -100,7 +100,7 @@ void wait_a_moment() {
   if (timer != nullptr) pa_threaded_mainloop_get_api(g_ml)->time_free(timer);
 }
 
-// Waits until `done`, the deadline, the end of the engine's patience or a broken connection.
+// Waits for `done`, the deadline, patience_ends() or a broken connection, whichever is first.
 template <typename Done>
 bool wait_until(Clock::time_point deadline, Done done) {
   while (!done()) {
@@ -189,7 +189,7 @@ bool loop_start() {
     g_ml = nullptr;  // not freed: the library would wait for a thread that may not exist
     return false;
   }
-  // Asked for here and not on that thread: loop_stop() may follow at once, and withdraws it.
+  // Requested here, not on that thread: loop_stop(), which withdraws it, may follow at once.
   realtime::request(g_loop_thread.load());
   return true;
 }

@@ -1,12 +1,12 @@
-// DESIGN: three ways to take an excess away, by what can be heard. Silence is simply left out, and
-// put in where the queue has become short. Right after playback began or ran dry there was a gap
-// anyway, so a burst that arrives then (what piled up during the gap) is cut short at once. In the
-// middle of sound, an excess that playing faster would take too long to lead back is taken out in
-// pieces of a few milliseconds at places where the sound repeats itself, found by correlation and
-// crossfaded, a few in a row. Beyond the limit whole blocks go. What the queue was filled with is
-// corrected once, to the frame, as soon as it can be measured: sound has only just begun then.
-// Every cut is crossfaded from the sound as it would have gone on to the sound as it does go on, so
-// none clicks.
+// DESIGN: an excess is removed in one of three ways, depending on what can be heard. Silence is
+// simply left out (or added, if the queue has become short). Right after playback began or ran dry
+// there was a gap anyway, so a burst that arrives then, having piled up during the gap, is cut at
+// once. In the middle of sound, an excess too large to be removed by playing faster is cut out in
+// pieces of a few milliseconds, a few in a row, at places where the sound repeats itself, found by
+// correlation and crossfaded. Beyond the limit whole blocks are dropped. The first fill level
+// depends on chance, so it is corrected once, to the frame, as soon as it can be measured, when the
+// sound has only just begun. Every cut is crossfaded from the sound as it would have continued to
+// the sound as it continues, so none clicks.
 
 #include "cushion.h"
 
@@ -25,19 +25,19 @@ constexpr int kLongWindows = 16;          // 8 s
 constexpr int kSpliceEvery = 4;           // blocks
 constexpr int kMinLag = 48;               // frames; a shorter piece is not worth a splice
 constexpr std::int64_t kBurstUs = 40000;  // above the target: a burst, not jitter
-// By so much a queue may look too long on a busy machine. The least of several looks is near the
-// truth.
+// How much too long a queue may look on a busy machine. The smallest of several measurements is
+// close to the truth.
 constexpr std::int64_t kDoubtUs = 20000;
-// Above the target, all through a long window. Less is led back by playing faster, unheard; this
-// has to lie above all that a drift may do to the queue before it is known, or no drift would ever
-// be learnt, and a piece be taken out every minute.
+// Above the target throughout a long window. A smaller excess is removed by playing faster,
+// unheard. This must exceed any change that a drift can make before it is known; otherwise no drift
+// would ever be learnt, and a piece would be cut out every minute.
 constexpr std::int64_t kTrimFromUs = 30000;
 constexpr std::int64_t kSilentExcessUs = kDoubtUs + 5000;
 constexpr std::int64_t kSilentLackUs = 25000;
-constexpr int kShortBlocks = 25;  // a late block is no lack
+constexpr int kShortBlocks = 25;  // one late block is not a lack
 constexpr int kTargetStepUs = 20000;
 constexpr int kNewBlocks = 500;      // 5 s
-constexpr int kWaryBlocks = 60000;   // 10 minutes: a single late block may be anything
+constexpr int kWaryBlocks = 60000;   // 10 minutes: a single late block proves nothing
 constexpr int kCalmBlocks = 180000;  // 30 minutes
 
 bool is_silent(std::span<const float> block) {
@@ -71,7 +71,7 @@ void Cushion::align(std::int64_t excess_us) {
   align_frames_ = static_cast<int>(excess_us * kFramesPerMs / 1000);
 }
 
-// A longer queue is of use only where it would have lasted.
+// A longer queue helps only if it would have lasted.
 void Cushion::ran_dry(std::int64_t late_us) {
   const int new_blocks = new_blocks_;
   restart();
@@ -82,7 +82,7 @@ void Cushion::ran_dry(std::int64_t late_us) {
   calm_blocks_ = 0;
 }
 
-// The excess that this makes is taken away like any other.
+// The excess that results is removed like any other.
 void Cushion::relax() {
   wary_blocks_ = std::max(0, wary_blocks_ - 1);
   new_blocks_ = std::max(0, new_blocks_ - 1);
@@ -91,7 +91,7 @@ void Cushion::relax() {
   calm_blocks_ = 0;
 }
 
-// What is missing to the target when the block has been written.
+// The frames missing from the target once the block has been written.
 int Cushion::lack_frames(std::int64_t queue_us, std::span<const float> block) const {
   const std::int64_t lack_us = target_us_ - std::max<std::int64_t>(queue_us, 0);
   const int frames = static_cast<int>(lack_us * kFramesPerMs / 1000);
@@ -143,7 +143,7 @@ bool Cushion::cutting(std::int64_t queue_us, bool silent) {
   return queue_us > target_us_ + (cut_open_ ? 0 : kBurstUs);
 }
 
-// Finds out whether the queue is too long all the time, as opposed to for a moment.
+// Detects a queue that is always too long, not just for a moment.
 void Cushion::watch(std::int64_t queue_us) {
   if (mode_ == Mode::kSettling && ++settle_blocks_ >= kSettleBlocks) {
     mode_ = Mode::kSteady;
@@ -192,7 +192,7 @@ void Cushion::join_cut(std::span<float> block) {
   }
 }
 
-// Takes one piece out of the block, of the length after which the sound is most like itself.
+// Cuts one piece out of the block, of the length at which the sound best repeats itself.
 std::span<const float> Cushion::splice(std::span<float> block) {
   const int frames = static_cast<int>(block.size()) / kChannels;
   const int max_lag = std::min(kMaxLag, frames - kFadeFrames);
@@ -217,7 +217,7 @@ std::span<const float> Cushion::splice(std::span<float> block) {
   return cut(block, best_lag);
 }
 
-// Takes so many frames out of the block, behind its first ones.
+// Cuts this many frames out of the block, after its first ones.
 std::span<const float> Cushion::cut(std::span<float> block, int frames) {
   constexpr int kCount = kFadeFrames * kChannels;
   const auto skipped = static_cast<std::size_t>(frames) * kChannels;
@@ -235,8 +235,8 @@ std::span<const float> Cushion::cut(std::span<float> block, int frames) {
   return block.first(block.size() - skipped);
 }
 
-// Makes the block so many frames longer: near its end it goes back by that much, with a crossfade,
-// and ends once more as it did.
+// Makes the block longer by this many frames: near its end it jumps back by as much, with a
+// crossfade, and plays its end again.
 std::span<const float> Cushion::draw_out(std::span<const float> block, int frames) {
   const int turn = static_cast<int>(block.size()) / kChannels - kFadeFrames;
   const auto out = std::span(drawn_out_).first(block.size() + sample_at(frames, 0));
@@ -253,7 +253,7 @@ std::span<const float> Cushion::draw_out(std::span<const float> block, int frame
   return out;
 }
 
-// As much of what is still to be corrected as one block can take.
+// As much of the remaining correction as fits into one block.
 std::span<const float> Cushion::align_block(std::span<float> block) {
   const int most = static_cast<int>(block.size()) / kChannels - kFadeFrames;
   if (most < 1) return block;

@@ -1,7 +1,7 @@
-// DESIGN: while a client is connecting, PipeWire may tell the others nothing of a new default
-// device: such a connection shows the old one until the next change. A connection that is made
-// afterwards shows the right one. Every connection can cost others their news, so a second one is
-// made only where something does not fit.
+// DESIGN: while a client is connecting, PipeWire may fail to report a new default device to the
+// others, which then see the old one until the next change. A connection that is made afterwards
+// sees the right one. As every new connection can have this effect on others, a second one is made
+// only when something does not fit.
 
 #include "default_device.h"
 
@@ -21,7 +21,7 @@ struct Outdated {
   std::string real;
 };
 
-// Control thread. While our connection shows the same as when it was found to be wrong.
+// Control thread. Valid while our connection still shows the value that was found to be wrong.
 std::optional<Outdated> g_outdated;
 
 void on_server(pa_context* /*c*/, const pa_server_info* info, void* user) {
@@ -46,7 +46,7 @@ bool set_default(const LoopLock& lock, const std::string& sink, int ms) {
   if (!wait_op(lock, pa_context_set_default_sink(context(lock), sink.c_str(), on_success, &agreed),
                ms))
     return false;
-  // Nothing that could be shown will change.
+  // The value shown will not change.
   if (agreed && g_outdated && g_outdated->shown == sink) g_outdated.reset();
   return agreed;
 }

@@ -1,6 +1,5 @@
-// DESIGN: the curve of the next device is looked up where the device changes, by the
-// control thread: waiting for the interface to notice would play the one device with the curve of
-// the other.
+// DESIGN: the control thread itself looks up the new device's curve when it changes the device.
+// Waiting for the interface to notice would play to the new device with the old one's curve.
 #include <map>
 #include <mutex>
 #include <string>

@@ -1,9 +1,9 @@
-// DESIGN: the queue is measured to some tenths of a millisecond, and less exactly on a busy
-// machine. Averaged over some seconds it shows a drift of a few parts per million. A proportional
-// and an integral term find the speed at which the queue stands still; they are slow enough not to
-// follow jitter and fast enough to hold 200 parts per million within three milliseconds. A larger
-// deviation is not drift: a late server dropped audio. It is corrected faster, before the next one
-// follows, and nothing is learnt from it.
+// DESIGN: measurements of the queue are accurate to some tenths of a millisecond, less on a busy
+// machine. Averaged over some seconds they show a drift of a few parts per million. A proportional
+// and an integral term find the speed at which the length stays constant; they are slow enough not
+// to follow jitter and fast enough to keep the effect of 200 parts per million within three
+// milliseconds. A larger deviation is not drift: a late server dropped audio. It is corrected
+// faster, before the next one, and not learnt from.
 #include "drift.h"
 
 #include <algorithm>
@@ -17,10 +17,10 @@ constexpr double kMeanSeconds = 4.0;     // of the running mean that the speed f
 constexpr double kSlowSeconds = 8.0;     // of the one that tells whether there is a drift at all
 constexpr double kDecideEvery = 1.0;     // s
 constexpr double kEngageUs = 1500.0;     // less is jitter, and the sound stays untouched
-constexpr double kMostAwayUs = 20000.0;  // a single look says no more than this
+constexpr double kMostAwayUs = 20000.0;  // limit for a single measurement
 constexpr double kProportional = 0.08;   // 1/s
 constexpr double kIntegral = kProportional * kProportional / 4;  // 1/s^2: no overshoot
-constexpr double kNearUs = 5000.0;   // a drift alone leads no further from the target
+constexpr double kNearUs = 5000.0;                               // drift alone does not exceed this
 constexpr double kFarUrgency = 0.1;  // 1/s, for what is beyond: sound was lost, or came twice
 constexpr double kMaxStep = 0.0001;  // of the speed, in one decision
 
@@ -41,7 +41,7 @@ void DriftControl::restart() {
 double DriftControl::update(double excess_us, double seconds) {
   settled_ = std::min(settled_ + seconds, kSlowSeconds);
   excess_us = std::clamp(excess_us, -kMostAwayUs, kMostAwayUs);
-  // In the beginning plain means, so that the first value weighs no more than others.
+  // Plain means at first, so that the first value has no more weight than others.
   mean_us_ += (excess_us - mean_us_) * seconds / std::min(settled_, kMeanSeconds);
   slow_us_ += (excess_us - slow_us_) * seconds / settled_;
   since_ += seconds;

@@ -1,7 +1,7 @@
 // DESIGN: callers store wishes and read results under one short mutex; the control thread turns
 // wishes and server events into passes. A pass takes a snapshot of the whole server and brings it
 // into the wanted state, so it does not matter which event woke it or whether several came at once.
-// A pass that failed is repeated after growing pauses.
+// A failed pass is repeated after increasing pauses.
 
 #include <sys/prctl.h>
 
@@ -31,7 +31,7 @@ constexpr const char* kControlThreadName = "Velq-control";
 constexpr milliseconds kLookAgain{2000};  // of a passive or disconnected engine
 constexpr milliseconds kSettle{60};       // a burst of events is handled in one pass
 constexpr milliseconds kMaxRetry{1000};   // between passes that fail
-// For all requests of stop() together: within the five seconds that the program has for its end.
+// Limit for all requests of stop() together; the program has five seconds to end.
 constexpr milliseconds kStopLimit{4000};
 constexpr std::chrono::seconds kStatsEvery{60};
 
@@ -87,7 +87,7 @@ bool wait_for_work(bool idle_work) {
   std::unique_lock lock(g_mtx);
   const auto woken = [] { return g_dirty || g_quit; };
   if (!g_cv.wait_for(lock, kLookAgain, woken)) {
-    // Nothing happened: only a passive or disconnected engine looks again by itself.
+    // No event came: only a passive or disconnected engine looks again unprompted.
     g_dirty = idle_work || g_status.state == kPassive;
   }
   return !g_quit;
@@ -106,7 +106,7 @@ Wishes consume_wishes() {
   return {g_want_active, g_want_output, g_restore_hint, std::exchange(g_want_mute, -1), g_takeover};
 }
 
-// A mute wish that could not be carried out waits for the next pass, unless there is a newer one.
+// A mute wish that failed is kept for the next pass, unless there is a newer one.
 void keep_mute_wish(int mute) {
   const std::lock_guard lock(g_mtx);
   if (g_want_mute < 0) g_want_mute = mute;
@@ -145,7 +145,7 @@ void restore() {
   const bool connected = context(lock) != nullptr && !connection_lost();
   const bool restored = connected && restore_server(lock, consume_wishes().takeover);
   disconnect_locked(lock);
-  // The server may yet wake up or come back. The guard has more time for it than a program that
+  // The server may still recover or come back. The guard can wait for it longer than a program that
   // must end, and knows whether there is anything to undo.
   if (!restored) guard::abandon();
 }
@@ -202,8 +202,8 @@ bool start_threads() {
   return true;
 }
 
-// Where there was no thread to be had, there may be one now. Whoever looks at the status is the
-// only one left to ask.
+// If no thread could be started, that may work now. Without threads of our own, the callers'
+// questions about the status are the only occasion to try.
 void try_again() {
   if (Clock::now().time_since_epoch().count() < g_try_again_at.load()) return;
   const std::unique_lock lock(g_start_mtx, std::try_to_lock);
@@ -237,7 +237,7 @@ void publish_follow(const std::string& device) {
 
 void publish_status(const Status& status, std::vector<Device> devices) {
   const std::lock_guard lock(g_mtx);
-  // The user sees the mute that was asked for, even before the server has carried it out.
+  // The user sees the requested mute, even before the server has carried it out.
   const bool muted = g_want_mute >= 0 ? g_want_mute == 1 : status.muted;
   g_status = status;
   g_status.muted = muted;

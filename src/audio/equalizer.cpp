@@ -32,7 +32,7 @@ bool Equalizer::silent() const {
   return silent_blocks_ >= kSilentBlocks;
 }
 
-// The next curve waits until the crossfade to the last one has ended.
+// A new curve waits until the crossfade to the previous one has ended.
 void Equalizer::apply_new_curve() {
   if (blend_left_ > 0 || curve_version_.load(std::memory_order_acquire) == applied_version_) return;
   eq::Curve curve;
@@ -67,8 +67,8 @@ void Equalizer::process(std::span<float> samples) {
   filter(samples);
 }
 
-// Coefficients that change at once click, and so does a gain. So both curves are applied for a
-// moment and crossfaded.
+// A sudden change of coefficients or gain clicks. So both curves are applied for a moment and
+// crossfaded.
 void Equalizer::filter(std::span<float> samples) {
   const int frames = static_cast<int>(samples.size()) / kChannels;
   if (blend_left_ == 0) {

@@ -1,11 +1,12 @@
 // DESIGN: the child is forked before the program has threads or a connection to the server, so it
-// starts clean. It lives as long as the pipe. Signals that end a whole session or a whole terminal
-// job must not end it before the program, or nobody would be left to restore the sound; the pipe
-// bounds its life anyway.
+// starts clean. It lives as long as the pipe. Signals that end a whole session or terminal job must
+// not end it before the program, or nothing would be left to restore the sound; it ends with the
+// pipe anyway.
 //
-// A guard that was killed alone, or that is stopped and reads nothing, is replaced by a new process
-// of our own executable, for by then there are threads and a connection; it gets what the lost
-// one knew. Nothing ever waits for a guard to read.
+// If a guard is killed alone, or stopped so that it reads nothing, a new process of our own
+// executable replaces it, because by then the program has threads and a connection and cannot
+// simply fork. It is sent the state that the lost one had. The program never waits for a guard to
+// read.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -42,13 +43,13 @@ constexpr int kLastInheritedFd = 1023;
 constexpr int kReapTries = 250;                // of 2 ms each
 constexpr int kSpawnedFd = 3;                  // read end of the pipe in a guard that was spawned
 constexpr std::chrono::seconds kUnread{2};     // then a guard that reads nothing counts as lost
-constexpr std::chrono::seconds kTryAgain{10};  // should replacements not last, or not start
+constexpr std::chrono::seconds kTryAgain{10};  // if replacements do not last, or do not start
 
 std::mutex g_mtx;        // guards all below
 bool g_wanted = false;   // between start and stop
 int g_fd = -1;           // write end of the pipe, -1 when no guard runs
 pid_t g_pid = -1;        // the guard
-std::string g_pending;   // what the pipe has not taken yet
+std::string g_pending;   // not yet accepted by the pipe
 std::string g_last;      // the last message about the device or the end
 std::string g_module;    // the last message about the module
 std::string g_takeover;  // and about the takeover
@@ -95,14 +96,14 @@ void flush_locked() {
 
 void write_locked(const std::string& msg) {
   if (g_fd < 0 || msg.empty()) return;
-  // A device name with a line break in it must not look like a second message.
+  // A line break in a device name must not look like a second message.
   std::string line = msg;
   std::ranges::replace(line, '\n', ' ');
   g_pending += line + '\n';
   flush_locked();
 }
 
-// `last` is the last message on the same subject; the guard need not be sent it again.
+// `last` is the last message on the same subject, which need not be repeated.
 void send_locked(const std::string& msg, std::string* last) {
   if (!g_wanted || msg == *last) return;
   *last = msg;
@@ -133,7 +134,7 @@ bool ended_locked() {
   return g_pid <= 0 || waitpid(g_pid, nullptr, WNOHANG) != 0;
 }
 
-// It must not stay behind as a zombie, nor wake up later and undo what is in order.
+// It must not remain as a zombie, nor wake up later and undo a routing that is in order.
 void reap_locked() {
   for (int i = 0; i < kReapTries; ++i) {
     if (ended_locked()) break;

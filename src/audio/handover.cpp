@@ -60,10 +60,10 @@ std::optional<Handover> hand_over(const SinkLevel& ours, const std::string& devi
   return handover;
 }
 
-// One line: the number of channels, the device's volumes, our sink's, whether it was muted, and the
+// One line: number of channels, the device's volumes, our sink's volumes, whether it was muted, the
 // device's name.
 void keep_handover(const Handover& handover) {
-  // A volume above 100 % is not restored: it would be too loud for a moment.
+  // A volume above 100 % is not restored, as it would be too loud for a moment.
   if (pa_cvolume_max(&handover.ours) > PA_VOLUME_NORM) return forget_handover();
   std::ostringstream text;
   text << static_cast<unsigned>(handover.before.channels);

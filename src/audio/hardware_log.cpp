@@ -1,6 +1,6 @@
-// DESIGN: the lines leave out what changes all the time (volumes, states), so that they are logged
-// when a device appears or vanishes and not at every turn of a volume knob. Names come from devices
-// and other programs; the log keeps each line one line, whatever they hold.
+// DESIGN: the lines omit values that change all the time (volumes, states), so that they are logged
+// when a device appears or vanishes, and not at every turn of a volume knob. Names come from
+// devices and other programs; the log keeps each line one line, whatever the names contain.
 
 #include <array>
 #include <utility>

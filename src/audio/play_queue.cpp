@@ -8,7 +8,7 @@ namespace audio {
 namespace {
 
 constexpr std::int64_t kLateUs = 15000;    // between two blocks: half a block too much
-constexpr std::int64_t kHiccupUs = 40000;  // after so long a pause a server may have lost sound
+constexpr std::int64_t kHiccupUs = 40000;  // after such a pause a server may have lost sound
 constexpr std::int64_t kAlignUs = 1500;    // less is not worth a splice
 
 std::int64_t us_between(PlayQueue::Clock::time_point from, PlayQueue::Clock::time_point to) {
@@ -51,7 +51,7 @@ std::int64_t PlayQueue::playing_us(Clock::time_point now) const {
   return meter_.playing() ? length_us(now) : 0;
 }
 
-// How long the block that is late now has been waited for, or else the last late one was.
+// How late the current block is, or else how late the last late one was.
 std::int64_t PlayQueue::lateness_us(Clock::time_point now) const {
   const std::int64_t since = us_between(block_at_, now);
   return since > kLateUs ? since : late_us_;
@@ -70,14 +70,14 @@ void PlayQueue::arrived(std::size_t samples, std::size_t following, Clock::time_
 PlayQueue::Plan PlayQueue::decide(std::span<float> block, std::size_t following,
                                   Clock::time_point now) {
   const std::size_t samples = block.size();
-  // What is already there fills the queue as well as silence would.
+  // Sound that has already arrived fills the queue as well as silence would.
   const std::int64_t queue = std::exchange(fresh_, false) ? duration_us(following) : length_us(now);
   std::optional<std::int64_t> excess = meter_.settled_us();
   if (excess) *excess += duration_us(samples) - cushion_.target_us();
   align(excess);
   const Cushion::Output out = cushion_.shape(block, queue);
   if (out.samples.empty()) {
-    // Whole blocks are left out of a burst: what is left to be corrected is known after the last.
+    // Whole blocks of a burst are being left out; the rest of the excess is known after the last.
     aligned_ = false;
     cushion_.align(0);
   }
@@ -88,8 +88,8 @@ PlayQueue::Plan PlayQueue::decide(std::span<float> block, std::size_t following,
           .speed = speed_for(excess, samples)};
 }
 
-// Once, as soon as what the queue was filled with has been measured. Later only the clocks change
-// it, and are followed.
+// Corrects the first fill level once, as soon as it has been measured. Later only the clocks change
+// the length, and they are followed.
 void PlayQueue::align(std::optional<std::int64_t> excess_us) {
   if (aligned_ || !excess_us) return;
   aligned_ = true;

@@ -1,6 +1,6 @@
-// DESIGN: a frame between two others is a weighted sum of its neighbours: a sinc under a Kaiser
-// window, tabulated for 512 phases and interpolated linearly between them, which leaves errors
-// below -100 dB up to 19 kHz.
+// DESIGN: a frame between two others is a weighted sum of its neighbours. The weights are a sinc
+// with a Kaiser window, tabulated for 512 phases and interpolated linearly between them; the errors
+// are below -100 dB up to 19 kHz.
 #include "resampler.h"
 
 #include <algorithm>
@@ -65,7 +65,7 @@ void Resampler::interpolate(std::size_t first, double fraction, float* out) cons
   const auto& low = kernel_[phase];
   const auto& high = kernel_[phase + 1];
   const float* frame = &input_[first * kChannels];
-  // Several sums at once: one alone would wait for each addition to be finished.
+  // Several sums at once: with one alone each addition would wait for the one before.
   constexpr std::size_t kSums = 8;
   std::array<float, kSums> left{};
   std::array<float, kSums> right{};

@@ -1,6 +1,6 @@
-// DESIGN: a single-threaded main loop, iterated by hand against a deadline, because nothing else is
-// left that could end this process if the server never answers. The rescue looks several times: a
-// request that the program sent just before it died may be carried out after the first look.
+// DESIGN: a single-threaded main loop, iterated by hand with a deadline, because nothing else would
+// end this process if the server never answered. The rescue looks several times: a request that the
+// program sent just before it died may take effect after the first look.
 
 #include "rescue.h"
 
@@ -24,9 +24,9 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr const char* kContextName = "Velmora guard";
-constexpr milliseconds kAnswerLimit{30000};  // for everything, should the server be slow
+constexpr milliseconds kAnswerLimit{30000};  // for everything, if the server is slow
 constexpr milliseconds kQuiet{700};          // our sink must stay away this long
-constexpr milliseconds kGrace{1500};  // for another copy to show whether it takes our sink over
+constexpr milliseconds kGrace{1500};         // for another copy to take over our sink
 constexpr milliseconds kLook{50};
 constexpr int kPumpMs = 20;
 
@@ -90,7 +90,7 @@ struct Stream {
   std::uint32_t client;
 };
 
-// What one look at the server shows.
+// The result of one look at the server.
 struct View {
   bool complete = false;
   std::string default_sink;
@@ -169,7 +169,8 @@ View look_at(Server* server, const std::string& device, pid_t program) {
   return std::move(look.view);
 }
 
-// Whether another copy records our sink: it has taken it over and will put everything back itself.
+// Whether another copy records our sink: then it has taken it over and will restore everything
+// itself.
 bool taken_over(const View& view) {
   for (const std::uint32_t copy : view.other_copies) {
     for (const std::uint32_t client : view.monitor_clients) {
@@ -179,8 +180,8 @@ bool taken_over(const View& view) {
   return false;
 }
 
-// What was turned down on our sink must not come back loud on the device, nor be turned down twice
-// where the program died while it took that back.
+// Sound that was turned down on our sink must not get louder on the device, nor be turned down
+// twice if the program died while it was taking the volume back.
 std::optional<Handover> hand_over_volume(Server* server, const View& view,
                                          const std::string& device) {
   SinkLevel level = view.device_level;
@@ -232,7 +233,7 @@ void rescue(const guard::Orders& orders, pid_t program) {
   while (Clock::now() - last_seen < kQuiet) {
     const View view = look_at(&server, device, program);
     if (!view.complete) return;
-    // A copy that has just started may be about to take over what it finds.
+    // A copy that has just started may be about to take over our sink.
     const bool wait = !view.other_copies.empty() && Clock::now() - began < kGrace;
     if (view.sink == kNoIndex) {
       gone = true;
@@ -242,7 +243,7 @@ void rescue(const guard::Orders& orders, pid_t program) {
         last_seen = Clock::now();
       }
     } else {
-      // Numbers of modules are used again.
+      // Module indices are reused.
       const bool not_ours =
           (module != kNoIndex && view.module != module) || (gone && !view.other_copies.empty());
       if (not_ours || taken_over(view)) return;
@@ -252,7 +253,7 @@ void rescue(const guard::Orders& orders, pid_t program) {
         if (orders.takeover && view.device_found && !std::exchange(volume_handed_over, true))
           handover = hand_over_volume(&server, view, device);
         undo(&server, view, device);
-        // Last, for a disk may take its time.
+        // Last, because a disk may be slow.
         if (handover) keep_handover(*handover);
       }
     }

@@ -1,5 +1,5 @@
 // DESIGN: everything is matched by name in a fresh snapshot and only then turned into an index,
-// because indices are reused (PipeWire) or gone (a device unplugged in between).
+// because indices are reused (PipeWire) or invalid (a device unplugged in between).
 
 #include "routing_rules.h"
 
@@ -78,8 +78,8 @@ bool must_yield(const Snapshot& s) {
   });
 }
 
-// A stream that plays for a sink is an edge from it to the sink where the stream is; filters may be
-// chained, and a cycle ends where it began.
+// A stream that plays for a sink is an edge from it to the sink that the stream is on. Filters may
+// be chained, and may form a cycle.
 bool feeds_our_sink(const Snapshot& s, const SinkInfo& sink) {
   std::vector<const SinkInfo*> reached = {&sink};
   for (std::size_t i = 0; i < reached.size(); ++i) {
@@ -187,7 +187,7 @@ std::vector<std::pair<std::uint32_t, std::uint32_t>> streams_elsewhere(const Sna
 std::string recognised_by(const Snapshot& s, const SinkInfo& sink) {
   if (sink.identity.empty()) return utf8::one_line("name=" + sink.name, kMaxId);
   std::string id = sink.identity;
-  // A headset calls its only port after its profile.
+  // A headset names its only port after its profile.
   const bool ports = !sink.port.empty() && !sink.identity.starts_with(kBluetooth);
   if (ports) id += ", port=" + sink.port;
   const bool ambiguous = std::ranges::any_of(s.sinks, [&](const SinkInfo& other) {

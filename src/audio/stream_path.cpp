@@ -1,6 +1,6 @@
 // DESIGN: the path of a sample is record stream -> equalizer -> tap -> play queue -> playback
-// stream, all in the record stream's callback. Fragments are handled in blocks of 10 ms, so that a
-// long one is treated like the same sound in short ones, and no buffer ever grows.
+// stream, all in the record stream's callback. Fragments are handled in blocks (kBlockFrames), so
+// that a long one is treated like several short ones, and no buffer ever grows.
 //
 // The callback allocates nothing, logs nothing and waits for nothing: the curve is taken when its
 // lock is free (at the next block otherwise), and the tap's lock is only ever held for a copy.
@@ -34,7 +34,7 @@ std::atomic<std::uint64_t> g_underflows{0};
 
 std::atomic<std::uint64_t> g_inserted{0};  // bytes of silence
 std::atomic<std::uint64_t> g_insert_events{0};
-// The last dry moment that was not logged yet: a DryMoment's cause and its us, in one; -1 for none.
+// The last dry moment not yet logged: a DryMoment's cause and duration in one number; -1 for none.
 std::atomic<std::int64_t> g_dry_moment{-1};
 constexpr std::int64_t kCauses = 4;
 

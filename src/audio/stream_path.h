@@ -30,8 +30,8 @@ void count_underrun(const DryMoment& why);
 
 // play_stream.cpp -----------------------------------------------------
 
-// Plays the next block, at most 10 ms, which is changed in place, and counts what of it is not
-// played. `following` samples of the same fragment come right after it.
+// Plays the next block, of at most kBlockFrames frames, which is changed in place, and counts the
+// part that is not played. `following` samples of the same fragment come right after it.
 void play(std::span<float> block, std::size_t following);
 // Whether the playback stream is corked because there is nothing to be heard.
 bool play_asleep();

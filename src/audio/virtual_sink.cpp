@@ -17,9 +17,9 @@ constexpr const char* kModuleArguments =
     " rate=48000 channels=2 channel_map=front-left,front-right "
     "sink_properties='device.description=Velmora monitor.channel-volumes=true "
     "device.icon_name=velmora'";
-// In which a server brings back the level of an earlier sink.
+// Within this time a server restores the level of an earlier sink.
 constexpr std::chrono::seconds kRememberedLevel{1};
-// In which a busy server may do so, too, if it is the level that was handed over.
+// A busy server may do so within this time; then only the level that was handed over counts.
 constexpr std::chrono::seconds kRememberedLate{5};
 
 pa_cvolume uniform(pa_volume_t volume) {
@@ -38,10 +38,10 @@ std::uint32_t g_module = kNoIndex;
 bool g_load_unanswered = false;
 std::string g_load_fault;  // why the last sink could not be loaded, empty when it could
 Clock::time_point g_loaded_at;
-Level g_level;                   // to which the user has turned our sink
-std::optional<Level> g_earlier;  // that of the sink before, where it must not come back
+Level g_level;                   // that the user has set on our sink
+std::optional<Level> g_earlier;  // that of the earlier sink, if it must not come back
 
-// Servers round, but not 100 %.
+// Servers round volumes, except 100 %.
 bool has_volume(const SinkInfo& sink, const pa_cvolume& volume) {
   constexpr pa_volume_t kNear = PA_VOLUME_NORM / 1000;
   if (sink.volume.channels != volume.channels) return false;
@@ -58,7 +58,7 @@ bool just_loaded() {
   return Clock::now() - g_loaded_at <= kRememberedLevel;
 }
 
-// Of a device with other channels our sink's were all alike.
+// For a device with other channels, all of our sink's were the same.
 Level stereo(const pa_cvolume& volume, bool muted) {
   return {volume.channels == kChannels ? volume : uniform(pa_cvolume_max(&volume)), muted};
 }
@@ -74,7 +74,7 @@ bool unload(const LoopLock& lock, std::uint32_t module) {
   return unloaded;
 }
 
-// The snapshot in which the sink of our new module is there; a server may need a moment to show it.
+// A snapshot that contains the sink of our new module, which a server may take a moment to show.
 std::optional<Snapshot> query_with_sink(const LoopLock& lock) {
   std::optional<Snapshot> s;
   for (int i = 0; i < kPolls; ++i) {
@@ -104,7 +104,7 @@ bool load_sink(const LoopLock& lock, Snapshot* s) {
   if (!now) return false;
   *s = std::move(*now);
   if (!owns_sink(*s)) {
-    // Another copy was faster and has the name; the server gave our sink a different one.
+    // Another copy was faster and has the name, so the server gave our sink a different one.
     unload(lock, module);
     adopt_module(kNoIndex);
     return false;
@@ -139,7 +139,7 @@ void disown_module() {
   g_module = kNoIndex;
 }
 
-// The guard's number, too: a new sink must not be mistaken for somebody else's.
+// Also the guard's module index: it must not take a new sink for somebody else's.
 void forget_module() {
   adopt_module(kNoIndex);
   g_load_unanswered = false;
@@ -174,12 +174,13 @@ void reset_level() {
   g_level = {};
 }
 
-// What the server remembers of an earlier virtual sink (a low volume, a mute) is not what the user
-// hears now, and at the end a low volume is handed over to the real device: without this it would
-// sink from run to run. Some servers restore it a moment after the sink has appeared, a busy one
-// seconds later: there it can be told from the user's wish by being what was handed over, volume
-// and mute at once. But where our sink was lost, with its server or because somebody removed it,
-// nothing was handed over, and the new one must not be louder.
+// A level that the server remembers of an earlier virtual sink (a low volume, a mute) is not the
+// user's present one. At the end our sink's volume is handed over to the real device, so without
+// this correction the device would get quieter with every run. Some servers restore the level a
+// moment after the sink has appeared, a busy one seconds later; such a late change is distinguished
+// from the user's by being exactly the level that was handed over, volume and mute together. But if
+// our sink was lost, with its server or because it was removed, nothing was handed over, and the
+// new sink must not be louder than the old.
 bool start_at_level(const LoopLock& lock, const SinkInfo& ours) {
   if (!just_loaded() && !brought_back(ours)) return true;
   const bool volume_set =
@@ -195,10 +196,10 @@ void remember_level(const Snapshot& s) {
   g_level = {ours->volume, ours->muted};
 }
 
-// A null sink that nobody records with a short latency renders two seconds as soon as it exists,
-// and then sleeps that long: what is played to it meanwhile would be heard late or never. Our
-// record stream shortens that only from its next wake-up on. Not for other servers' sinks,
-// which after being suspended give nothing but silence to whoever recorded them before.
+// A null sink that nobody records with a short latency renders two seconds ahead as soon as it
+// exists, and then sleeps that long; sound played to it in that time would be heard late or never.
+// Our record stream shortens that only from the next wake-up on. Must not be used with other
+// servers' sinks, whose existing recorders get only silence after a suspend.
 void wake_sink(const LoopLock& lock, const std::string& sink) {
   for (const bool suspended : {true, false})
     suspend_sink(lock, sink, suspended);
