@@ -1,6 +1,6 @@
-// DESIGN: reconcile compares a fresh snapshot with what is wanted and does the difference, so it
-// can be run at any time, any number of times. What this run did to the server is two facts: its
-// module (virtual_sink) and the device that gets everything back (g_follow).
+// DESIGN: reconcile compares a fresh snapshot with the wanted state and applies the difference, so
+// it can be run at any time, any number of times. Two facts describe what this run has changed on
+// the server: its module (virtual_sink) and the device that gets everything back (g_follow).
 //
 // Two orders matter. The default device is changed before streams are moved, at the beginning and
 // at the end: a server takes a stream that is moved to the default device for one that follows the
@@ -21,22 +21,22 @@ namespace audio {
 
 namespace {
 
-constexpr int kTries = 3;  // to become the default device, or to take back what was handed over
+constexpr int kTries = 3;  // to become the default device, or to take the handed-over volume back
 constexpr std::chrono::seconds kTryEvery{2};
 constexpr int kFirstSoundMs = 50;    // for several fragments
-constexpr int kFirstLinkMs = 1000;   // where the session manager must be awaited
+constexpr int kFirstLinkMs = 1000;   // until the session manager has linked our stream
 constexpr int kRestrictedMs = 1000;  // for the answer of a server that refuses default changes
 
 // Control thread.
 Follow g_follow;
-// While our sink is being removed, and until what was handed over has been taken back.
+// Set while our sink is being removed, and until the volume has been taken back.
 std::optional<Handover> g_handed_over;
 int g_take_back_tries = 0;
-int g_tries = 0;  // to become the default device in vain, with the same sink
+int g_tries = 0;  // failed tries to become the default device with this sink
 Clock::time_point g_tried_at;
 std::string g_asked_for;  // the device that was the default at the last try
 bool g_restricted = false;
-bool g_refused = false;  // and the server said so
+bool g_refused = false;  // and the server reported that
 DefaultHistory g_history;
 std::vector<std::pair<std::uint32_t, std::uint32_t>> g_elsewhere;  // see streams_elsewhere
 bool g_no_device_logged = false;
@@ -52,7 +52,8 @@ void restrict() {
       "Default device cannot be set here (restricted environment) - the user picks the sink");
 }
 
-// Whether the server would not change the default device although our sink was there all the time.
+// Counts a try in which the server did not change the default device although our sink was there
+// all the time.
 void count_try(const LoopLock& lock) {
   if (Clock::now() - g_tried_at < kTryEvery) return;
   const auto now = query(lock);
@@ -62,15 +63,15 @@ void count_try(const LoopLock& lock) {
 }
 
 // Returns whether our sink is the default device now, or never will be. A busy server may look for
-// the sink before it is quite there, and looks again only for another request than the last one: so
-// every further try asks for the present device first.
+// the sink before it is complete, and looks again only if a request differs from the last one; so
+// every further try first requests the present device.
 bool become_default(const LoopLock& lock, const std::string& present) {
   if (g_restricted) {
     set_default(lock, kSinkName, kRestrictedMs);
     return true;
   }
-  // Opening the streams took its time: where the user has chosen another device meanwhile, the next
-  // pass follows it.
+  // Opening the streams took a while: if the user has chosen another device by now, the next pass
+  // follows it.
   if (query_default(lock) != present) return false;
   g_asked_for = present;
   if (g_tries > 0) set_default(lock, present, kRequestMs);
@@ -95,7 +96,7 @@ void hand_over_volume(const LoopLock& lock, const std::string& device) {
   const auto ours = query_level(lock, kSinkName);
   auto real = query_level(lock, device);
   if (!ours || !real) return;
-  // An earlier pass may have got as far as this.
+  // An earlier pass may have got this far.
   const bool was_muted = real->muted;
   const auto handover = hand_over(*ours, device, &*real, g_handed_over ? &*g_handed_over : nullptr);
   if (!handover) return;
@@ -104,7 +105,8 @@ void hand_over_volume(const LoopLock& lock, const std::string& device) {
   if (real->muted != was_muted) set_sink_mute(lock, device, true);
 }
 
-// What of it can be taken back, now that our sink is there again.
+// The handover to take back, now that our sink is there again; empty if the device has changed
+// since.
 std::optional<Handover> handover_to_take_back(const Snapshot& s) {
   auto handover = kept_handover();
   const SinkInfo* device = handover ? s.find(handover->device) : nullptr;
@@ -115,8 +117,8 @@ std::optional<Handover> handover_to_take_back(const Snapshot& s) {
   return std::nullopt;
 }
 
-// Our sink is turned down and has the music, so nothing gets louder. Returns whether that is done,
-// or has been refused too often: the device may have gone.
+// Our sink is turned down and receives the sound, so nothing gets louder. Returns whether this is
+// done, or has been refused too often because the device may be gone.
 bool turn_up_again(const LoopLock& lock) {
   const auto& [device, before, ours, muted] = *g_handed_over;
   const bool done =
@@ -131,7 +133,7 @@ bool turn_up_again(const LoopLock& lock) {
 void hand_back(const LoopLock& lock, const Snapshot& s, const SinkInfo& target, bool takeover) {
   // Without takeover the user's volume keys did not turn our sink.
   if (takeover) hand_over_volume(lock, target.name);
-  // A server may carry out later what it has ignored, when our sink appears the next time.
+  // A server may carry out an ignored request later, when our sink appears the next time.
   const bool asked = g_tries > 0 && !g_refused && s.default_sink == g_asked_for;
   if (takeover && (s.default_sink == kSinkName || asked)) {
     set_default(lock, target.name, g_restricted ? kRestrictedMs : kRequestMs);
@@ -160,7 +162,7 @@ bool teardown(const LoopLock& lock, const Snapshot& s, const std::string& target
   const bool removed = remove_sink(lock);
   if (server_silent(lock)) return false;
   guard::disarmed();
-  // Last, for a disk may take its time.
+  // Last, because a disk may be slow.
   if (g_handed_over) keep_handover(*g_handed_over);
   // While our sink is there the pass is repeated, and must not hand over once more.
   if (removed) g_handed_over.reset();
@@ -195,7 +197,7 @@ bool ensure_play(const LoopLock& lock, const Snapshot& s, const std::string& tar
     use_curve_of(device);  // another port of it may be in use
     return true;
   }
-  // If the user chose another default, the music has left us already.
+  // If the user chose another default, the sound no longer comes through us.
   if (s.default_sink == kSinkName) fade_play_out(lock);
   use_curve_of(device);
   if (!open_play(lock, *sink)) return false;
@@ -205,12 +207,12 @@ bool ensure_play(const LoopLock& lock, const Snapshot& s, const std::string& tar
 }
 
 bool ensure_record(const LoopLock& lock, const SinkInfo& ours) {
-  // Not by itself, as we record it: what is played to it would be lost.
+  // It does not wake by itself, as we record it, and sound played to it would be lost.
   if (ours.works_ahead && ours.suspended) suspend_sink(lock, kSinkName, false);
   if (record_alive(lock, ours, true)) return true;
   if (!open_record(lock, ours, true)) return false;
-  // Elsewhere the first sound tells that the server's session manager knows the sink: one that is
-  // to be the default before that may be overlooked for good.
+  // On other servers the first sound shows that the session manager knows the sink. If it is made
+  // the default before that, the session manager may ignore it for good.
   const bool delivers = record_delivers(lock, ours.works_ahead ? kFirstSoundMs : kFirstLinkMs);
   if (ours.works_ahead && !delivers) wake_sink(lock, kSinkName);
   return true;
@@ -218,8 +220,7 @@ bool ensure_record(const LoopLock& lock, const SinkInfo& ours) {
 
 bool reconcile_off(const LoopLock& lock, const Snapshot& s, const std::string& target,
                    bool takeover) {
-  // A sink that a run left behind is ours to clear away, and nobody else's: no other copy is
-  // running.
+  // A sink that an earlier run left behind is ours to remove: no other copy is running.
   const SinkInfo* leftover = s.find(kSinkName);
   if (leftover != nullptr && !has_module()) adopt_module(leftover->module);
   bool done = teardown(lock, s, g_follow.device, takeover);
@@ -238,7 +239,7 @@ bool reconcile_off(const LoopLock& lock, const Snapshot& s, const std::string& t
   return done;
 }
 
-// Opening the streams took its time: what is moved, and where, is looked up again.
+// Opening the streams took a while, so streams and sink are looked up again.
 bool acquire_streams(const LoopLock& lock) {
   const auto now = query(lock);
   if (!now) return false;
@@ -265,7 +266,7 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
   bool done = start_at_level(lock, *ours);
   done = ensure_play(lock, s, target) && done;
   done = ensure_record(lock, *ours) && done;
-  // A server that was too busy to answer may come round.
+  // A server that was too busy to answer may have recovered.
   if (s.default_sink == kSinkName && !g_refused) {
     g_restricted = false;
     g_tries = 0;
@@ -286,8 +287,8 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
   return done;
 }
 
-// A filter sink that the user has just chosen may play to ours, because that was the default when
-// the filter was made. Then it plays to the device that it replaces.
+// A filter sink that the user has just chosen may play to ours, which was the default when the
+// filter was created. It is then moved to the device that it replaces.
 bool release_filter(const LoopLock& lock, const std::string& filter, std::optional<Snapshot>* s) {
   const std::vector<std::uint32_t> streams = streams_of_filter(**s, filter);
   const SinkInfo* device = (*s)->find(g_follow.device);
@@ -297,8 +298,8 @@ bool release_filter(const LoopLock& lock, const std::string& filter, std::option
   return s->has_value();
 }
 
-// A stream that has come to a device while our sink seems to be the default: the user may have
-// chosen that device, and the server not reported it.
+// If a stream has come to a device while our sink seems to be the default, the user may have chosen
+// that device without the server reporting it.
 bool check_default(const LoopLock& lock, std::optional<Snapshot>* s) {
   auto elsewhere = streams_elsewhere(**s);
   if ((*s)->default_sink != kSinkName) elsewhere.clear();
@@ -308,8 +309,8 @@ bool check_default(const LoopLock& lock, std::optional<Snapshot>* s) {
   return s->has_value();
 }
 
-// A default that the server fell back to was not chosen by the user, and neither was the one that
-// we requested on the way.
+// Neither a default that the server fell back to nor the one that we requested on the way was
+// chosen by the user.
 Default meaning_of_default(const Snapshot& s, const Wishes& wishes) {
   if (!wishes.active.value_or(false) || !wishes.takeover) return Default::kChosen;
   if (g_tries > 0 && s.default_sink == g_asked_for) return Default::kFallback;
@@ -333,7 +334,7 @@ void log_missing_device(const std::string& target) {
   }
 }
 
-// A device that was there and went is no surprise; one that never was may be misspelt.
+// Logs a chosen device that has never been present, as its name may be misspelt.
 void log_unknown_choice(const Snapshot& s, const std::string& chosen) {
   const bool known = std::exchange(g_looked_for, chosen) == chosen || s.find(chosen) != nullptr;
   if (known || chosen.empty()) return;
@@ -345,8 +346,7 @@ void log_unknown_choice(const Snapshot& s, const std::string& chosen) {
 bool reconcile(const LoopLock& lock, const Wishes& wishes) {
   auto s = query(lock);
   if (!s) return false;
-  // A sink of our name in another module than ours is another copy's: ours has been removed by
-  // someone.
+  // A sink of our name that belongs to another module is another copy's; ours has been removed.
   if (has_module() && !owns_sink(*s)) forget_module();
   if (has_module()) remember_level(*s);
   if (has_module() && must_yield(*s)) {

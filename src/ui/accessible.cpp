@@ -1,5 +1,5 @@
-// DESIGN: one table says what the elements are called and what they are; where they are, and
-// whether they can be met, comes from the same layers in which the mouse finds them.
+// DESIGN: one table gives the elements' names and roles; their places, and whether they are
+// enabled, come from the same layers in which the mouse finds them.
 #include "ui/accessible.h"
 
 #include <algorithm>
@@ -19,7 +19,7 @@ namespace {
 using Item = reader::Element;
 using reader::Role;
 
-// Beside the hit codes: what is no element for the mouse.
+// Identifiers besides the hit codes, of elements that the mouse cannot press.
 enum Id : int {
   kIdChannel = 100,  // groups
   kIdAppearance,
@@ -208,7 +208,7 @@ void add_layer(const Layer& layer, int parent, Items* all) {
   }
 }
 
-// What is said about the engine: a line, and a note where one is shown.
+// The engine's state: a line, and a note if one is shown.
 void add_status(Items* all) {
   const State& s = state();
   const StatusView status = status_view();

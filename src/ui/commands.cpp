@@ -1,5 +1,5 @@
-// DESIGN: thin on purpose. What a command does is what the element does; the element's own function
-// is called where there is one.
+// DESIGN: thin on purpose. A command does the same as its element, by the element's own function if
+// there is one.
 #include "ui/commands.h"
 
 #include "i18n/i18n.h"

@@ -1,5 +1,5 @@
-// DESIGN: the strip shows what is playing and lets it be switched and muted; all else is in the
-// full view, one press away. Whatever is no button moves the window.
+// DESIGN: the strip shows the spectrum and has buttons to switch and mute; everything else is in
+// the full view, one press away. Pressing anything but a button moves the window.
 #include "gfx/icon_data.h"
 #include "i18n/i18n.h"
 #include "platform/platform.h"
@@ -56,7 +56,7 @@ void power() {
   const bool over = hovered(kHitMiniPower);
   const float cx = r.x + 22.0F;
   const float cy = r.y + 22.0F;
-  // Amber where it is switched on and does not work: there is no status line to say so.
+  // Amber if it is switched on but does not work, as there is no status line here.
   const unsigned on = state().look.status.active ? c.on : c.warning;
   if (active) {
     const float alpha = pressed(kHitMiniPower) ? 0.4F : over ? 0.26F : 0.16F;

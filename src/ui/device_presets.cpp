@@ -1,7 +1,6 @@
-// DESIGN: the engine has the curves of all devices and takes the right one by itself, in the pass
-// in which the device changes. What happens here is only seen: the sliders follow. A curve is
-// handed over together with its device, so one that comes a moment too late changes no other
-// device.
+// DESIGN: the engine has the curves of all devices and selects the right one itself, in the pass in
+// which the device changes. Here only the sliders follow. A curve is sent together with its device,
+// so one that arrives a moment too late does not affect another device.
 #include "device_presets.h"
 
 #include <utility>
@@ -20,12 +19,12 @@ DevicePresets g_stand_in;
 struct Own {
   DevicePresets* presets = &g_stand_in;  // not owned
   DevicePresets saved;
-  bool keep_choice = false;  // what is chosen stays with the first device that is seen
-  std::string playing;       // the device; empty while none was seen
+  bool keep_choice = false;  // the current choice goes to the first device that is seen
+  std::string playing;       // the device; empty until one has been seen
 };
 Own g_own;
 
-// What the engine gets.
+// The curves for the engine.
 std::vector<audio::DeviceCurve> curves() {
   std::vector<audio::DeviceCurve> all;
   for (const DevicePreset& p : g_own.presets->devices)
@@ -40,14 +39,14 @@ bool remembered() {
          devices.back().curve == curve_to_come();
 }
 
-// An imported curve belongs to nothing until it is saved.
+// An imported curve belongs to no device until it is saved.
 void remember() {
   if (g_own.playing.empty() || state().look.save.before || remembered()) return;
   g_own.presets->remember({g_own.playing, state().settings->preset, curve_to_come()});
   save_later();
 }
 
-// All curves, and the one in use: a device that played unnoticed may have brought another.
+// All curves, and the current one: a device that played unnoticed may have selected another.
 void tell_engine() {
   audio::set_device_curves(g_own.presets->on ? curves() : std::vector<audio::DeviceCurve>{});
   state().heard = curve_to_hear();
@@ -58,7 +57,7 @@ void take(const DevicePreset& known, bool first) {
   State& s = state();
   s.settings->preset = known.preset;
   s.heard = known.curve;
-  // The engine has it, unless the list came to it while it was changing the device.
+  // The engine has it already, unless it got the list while it was changing the device.
   audio::set_device_curve(known.device, known.curve);
   if (s.look.save.before && first) {  // the file that the program was started with
     s.look.save.before = known.curve;
@@ -71,9 +70,9 @@ void take(const DevicePreset& known, bool first) {
 
 void change_to(const std::string& device) {
   Own& own = g_own;
-  remember();  // what has been chosen until now
+  remember();  // the choice until now
   const std::string before = std::exchange(own.playing, device);
-  // What the engine has of it may be only the way to it.
+  // The engine may have only a step on the way to it.
   if (const DevicePreset* left = own.presets->find(before))
     audio::set_device_curve(before, left->curve);
   const DevicePreset* known = own.keep_choice ? nullptr : own.presets->find(device);

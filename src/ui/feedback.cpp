@@ -1,6 +1,6 @@
-// DESIGN: a press is carried out when the button goes down, so its look stays for a moment even if
-// the mouse button is up again before the next frame. Only a switch on its way asks for frames; the
-// rest is noticed by the frames that there are anyway.
+// DESIGN: a press takes effect when the mouse button goes down, so the pressed look stays for a
+// moment even if the mouse button is up again before the next frame. Only a sliding switch requests
+// frames; everything else is checked in the frames that there are anyway.
 #include "feedback.h"
 
 #include <algorithm>
@@ -36,7 +36,7 @@ bool is_button(int code) {
   }
 }
 
-// The key of the name of what is under the pointer; null where it can be read anyway.
+// The text key for the element under the pointer; null if its name is shown anyway.
 const char* name_key(const Touch& t) {
   if (t.row >= 0) return "delete";
   switch (t.over) {
@@ -61,7 +61,7 @@ const char* name_key(const Touch& t) {
   }
 }
 
-// Where it is; a row's mark is as high as the row.
+// The place of the element; a row's mark is as high as the row.
 Rect place_of(const Touch& t) {
   const PopupLayout& list = state().list;
   if (t.row < 0) return top_layer().at(t.over);
@@ -165,9 +165,9 @@ bool draw_tip(float w, float h) {
   constexpr float kHeight = 24.0F;
   const theme::Colors& c = *theme::colors();
   const Rect of = place_of(s.touch);
-  if (of.w <= 0.0F) return false;  // something has opened over it, from outside the window
+  if (of.w <= 0.0F) return false;  // a layer has been opened over it by a command
   std::string name = i18n::T(key);
-  // The button has no room for all of a long name.
+  // The button has no room for a long name.
   const ChosenDevice& device = s.look.chosen;
   if (s.touch.over == kHitDevice && !device.label.empty())
     name = directed(name + " — " + isolated(device.label));

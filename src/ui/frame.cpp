@@ -1,6 +1,6 @@
-// DESIGN: everything that changes by itself changes here, once per frame and in one order, from the
-// time alone: a frame that comes late makes a larger step. Nothing is allocated in a frame unless
-// the engine's status changed.
+// DESIGN: everything that changes without input changes here, once per frame, in a fixed order, as
+// a function of time: a late frame makes a larger step. Nothing is allocated in a frame unless the
+// engine's status changed.
 #include <algorithm>
 #include <cmath>
 
@@ -30,8 +30,8 @@ void poll_status() {
     s.settings->last_default = status.follow;
 }
 
-// Whether the chosen device is there. The list is copied only while one is chosen: when the status
-// has changed, and now and then.
+// Checks whether the chosen device is present. The list is copied only while one is chosen, when
+// the status has changed or some time has passed.
 void poll_devices(std::uint64_t now) {
   State& s = state();
   const std::string& output = s.settings->output;
@@ -57,7 +57,7 @@ void analyse(float dt) {
   State& s = state();
   float rate = kDefaultRate;
   std::uint64_t serial = 0;
-  // Asking first spares the copy in every other frame.
+  // Comparing first avoids the copy in most frames.
   if (!audio::tap(g_left, g_right, 0, &rate, &serial) || serial == g_serial) {
     s.bars.decay(dt);
     return;
@@ -102,7 +102,7 @@ bool on_frame() {
                        : 0.0F;
   s.last_frame = now;
   import_pending(now);
-  // Every step of a glide is a change, also where it moves no gain.
+  // Every step of a glide counts as a change, even if it moves no gain.
   if (advance_glide(now)) save_later();
   blink_caret(now);
   poll_status();

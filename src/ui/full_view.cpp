@@ -1,5 +1,5 @@
-// DESIGN: the main window, read from top to bottom as it is seen. Everything is drawn from the
-// layout of the moment and remembered there, so input finds what is on the screen.
+// DESIGN: the main window, in the order in which it is seen, from top to bottom. Everything is
+// drawn from the current layout, which is kept, so input finds exactly what is on the screen.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -147,7 +147,7 @@ void draw_scale() {
   meter_labels(l.meters);
 }
 
-// One control of three parts: the chosen one is filled.
+// A control with three parts, of which the chosen one is filled.
 void channel_buttons() {
   const theme::Colors& c = *theme::colors();
   constexpr float kRadius = 7.0F;

@@ -1,5 +1,5 @@
-// DESIGN: where a gain is follows from the time alone, so a frame that comes late shows what it
-// would have shown anyway. Each band starts a little later than the one before it.
+// DESIGN: the position of a gain is a function of time, so a late frame shows the right position.
+// Each band starts a little later than the one before it.
 #include "glide.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace {
 constexpr float kBandDelayMs = 28.0F;
 constexpr float kGlideMs = 520.0F;
 
-// From 0 to 1 with a small overshoot before it settles.
+// Eases from 0 to 1 with a small overshoot.
 float eased(float t) {
   if (t < 0.0F) return 0.0F;
   if (t >= 1.0F) return 1.0F;

@@ -1,5 +1,5 @@
-// DESIGN: an imported curve is only shown until the user has given it a name: what was there before
-// waits in the save dialog, and comes back by whatever way the dialog closes.
+// DESIGN: an imported curve is provisional until the user has saved it under a name. The previous
+// curve is kept in the save dialog and comes back however the dialog is closed.
 #include "import.h"
 
 #include <algorithm>
@@ -97,7 +97,7 @@ void draw_notice() {
   const float width = note_width(area, widest);
   const float height = gfx::wrapped_height(text, kText, width - 32.0F);
   Rect card = note_card(area, width, height);
-  // Below the note about the engine where there is room, else over it.
+  // Below the note about the engine if there is room, else over it.
   if (s.note.h > 0.0F) card.y = std::min(s.note.y + s.note.h + 8.0F, area.y + area.h - card.h);
   gfx::fill_round_rect(card, 8.0F, c.panel);
   gfx::stroke_round_rect(card, 8.0F, c.warning, 1.0F);

@@ -1,6 +1,6 @@
-// DESIGN: a press is answered in two steps: which element is under it (the table of the layer on
-// top, as last painted), and what that element does (press). What lies under a layer is never
-// found. Only a list takes its input itself, because its rows are not elements of the window.
+// DESIGN: a press is handled in two steps: find the element under it (in the table of the top
+// layer, as last painted), and do what that element does (press). Elements under a layer are never
+// found. Only a list handles its input itself, because its rows are not elements of the window.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -84,7 +84,7 @@ void end_crash_note(bool send) {
   state().look.crash_note = false;
 }
 
-// What a press on an element does, for all that need no place.
+// The action of an element that does not depend on the position.
 void act(int code) {
   Settings& s = *state().settings;
   if (const Switch* found = find_switch(code)) return flip(*found);
@@ -150,7 +150,7 @@ void act(int code) {
   }
 }
 
-// What opens under the pointer takes the hover from the button that opened it.
+// A layer that opens under the pointer takes the hover from the button that opened it.
 void press(float x, float y) {
   const int code = hit(x, y);
   note_press(code);
@@ -166,7 +166,7 @@ void press(float x, float y) {
   if (state().look.drag == kHitNone) state().look.hover = hit(x, y);
 }
 
-// Which of the views and layers are there.
+// The views and layers that are open.
 auto layers() {
   const State& s = state();
   return std::array{s.settings->compact, s.look.settings_open, s.look.popup.open, s.look.save.open,
@@ -211,7 +211,7 @@ void on_mouse_up() {
 void on_mouse_leave() {
   Look& look = state().look;
   if (look.drag != kHitNone) return;
-  note_release();  // outside the window it may not be reported
+  note_release();  // outside the window the release may not be reported
   look.popup.hover = -1;
   look.popup.hover_delete = false;
   look.hover = kHitNone;
@@ -222,9 +222,9 @@ void on_double_click(float x, float y) {
   if (s.look.popup.open) return;
   const int code = hit(x, y);
   if (code == kHitBody) {
-    set_compact(false);  // the first press moves the window and never comes here
+    set_compact(false);  // the first press moved the window and did not come here
   } else if (s.layer_changed) {
-    return;  // the second was meant for what the first has taken away
+    return;  // the second was meant for what the first has removed
   } else if (is_slider(code)) {
     reset_slider(code);
   } else {
@@ -246,7 +246,7 @@ void on_wheel(float x, float y, int steps) {
 void on_key(Key key) {
   State& s = state();
   hide_tip();
-  // The note about a crash lies above everything and is answered with the mouse.
+  // The note about a crash is above everything else and takes no keys.
   if (s.look.crash_note && !s.settings->compact) return;
   if (s.look.save.open) {
     save_key(key);

@@ -1,6 +1,6 @@
-// DESIGN: geometry only. Painting asks for a layout, draws into its rectangles and keeps it; input
-// is found in the same rectangles. So what is seen and what is hit cannot differ, and all of it can
-// be tested without a window.
+// DESIGN: geometry only. Painting requests a layout, draws into its rectangles and keeps it; input
+// is looked up in the same rectangles. So picture and hits cannot differ, and all of it can be
+// tested without a window.
 #include "layout.h"
 
 #include <algorithm>
@@ -276,7 +276,7 @@ bool opens_down(float h, const Rect& button, int count) {
 PopupLayout popup_layout(float w, float h, const Rect& button, int count, float row_width,
                          int first, bool rtl) {
   PopupLayout l;
-  l.layer.elsewhere = kHitPopup;  // a press beside a list is the list's, too: it closes it
+  l.layer.elsewhere = kHitPopup;  // a press beside a list goes to the list, too: it closes
   l.visible = visible_rows(row_room(h, button), count);
   l.rect.w = std::min(std::max(row_width + 2.0F * kPopupPadding, button.w), w - 2.0F * kListEdge);
   l.rect.h = static_cast<float>(l.visible) * kRowHeight + 2.0F * kPopupPadding;

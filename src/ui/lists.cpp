@@ -1,5 +1,4 @@
-// DESIGN: a list is rebuilt whenever it opens, from what is there then. A row carries what
-// choosing it does.
+// DESIGN: a list is rebuilt whenever it opens, from the current state. Each row has its own action.
 #include "lists.h"
 
 #include "i18n/i18n.h"
@@ -20,7 +19,8 @@ PopupRow heading(const char* key) {
 
 void choose_device(const std::string& name) {
   state().settings->output = name;
-  // Also where the settings say so already: this run may have begun with another one.
+  // Even if the settings have this device already: this run may have started with another one
+  // (--device).
   audio::set_output(name);
 }
 
@@ -63,7 +63,7 @@ void open_devices() {
   rows.push_back(row(i18n::T("device_follow"), ""));
   for (const audio::Device& device : devices)
     rows.push_back(row(one_line(device.label), device.name));
-  // A chosen one that is unplugged is still the choice.
+  // A chosen device that is unplugged stays chosen.
   if (!chosen.present) {
     rows.push_back(row(chosen.label, chosen.name));
     rows.back().faint = true;

@@ -1,6 +1,6 @@
-// DESIGN: what lies above the moving bars, from the bottom up: the note about the engine's state,
-// the settings panel, the save dialog, the popup, the notice about a refused file, and above all of
-// them the note about a crash: top_layer gives it the input before all others, too.
+// DESIGN: everything above the moving bars, from bottom to top: the note about the engine's state,
+// the settings panel, the save dialog, the list, the notice about a refused file, and the note
+// about a crash, which also receives input first (top_layer).
 #include <algorithm>
 
 #include "i18n/i18n.h"

@@ -1,5 +1,5 @@
-// DESIGN: rows of equal height below or above the button that the list belongs to. What a row means
-// is carried by the row: the list only shows, scrolls and hands over.
+// DESIGN: rows of equal height below or above the button that the list belongs to. Each row has its
+// own action; the list only shows, scrolls and calls it.
 #include "popup.h"
 
 #include <algorithm>
@@ -98,7 +98,7 @@ void open_popup(int button, std::vector<PopupRow> rows) {
       std::find_if(p.rows.begin(), p.rows.end(), [](const PopupRow& row) { return row.chosen; });
   if (chosen != p.rows.end())
     p.first = static_cast<int>(chosen - p.rows.begin()) - kRowsAboveChosen;
-  // Until it is painted, input finds the list and none of its rows.
+  // Until it is painted, input finds the list but none of its rows.
   state().list = {};
   state().list.layer.elsewhere = kHitPopup;
 }
@@ -145,7 +145,7 @@ void popup_wheel(int steps) {
   const int first = std::clamp(s.list.first + steps, 0, std::max(0, count(p) - s.list.visible));
   if (first == s.list.first) return;
   p.first = s.list.first = first;
-  p.hover = -1;  // until the pointer moves: another row is below it now
+  p.hover = -1;  // until the pointer moves: another row is under it now
   p.hover_delete = false;
 }
 

@@ -1,6 +1,6 @@
 // DESIGN: a preset is chosen by an identifier, "b:" and the key of a built-in one or "u:" and the
-// name of one of the user's own. Whether the sliders still stand where the preset has them is never
-// stored but compared whenever the label is shown.
+// name of one of the user's own. Whether the sliders have been moved since is never stored, but
+// compared whenever the label is shown.
 #include "presets.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@ namespace {
 constexpr const char* kBuiltin = "b:";
 constexpr const char* kUser = "u:";
 constexpr std::size_t kPrefix = 2;
-constexpr float kLeastName = 40.0F;  // what is left of a name beside its mark
+constexpr float kLeastName = 40.0F;  // least width of a name beside its mark
 
 bool has_prefix(const std::string& id, const char* prefix) {
   return id.compare(0, kPrefix, prefix) == 0;
@@ -28,7 +28,7 @@ auto find_named(const std::vector<UserPreset>& presets, const std::string& name)
 }
 
 void choose(const std::string& id) {
-  // Another choice is made above the dialog for an imported curve: from outside the window.
+  // A command may choose a preset while the dialog for an imported curve is open.
   if (state().look.save.before) close_save();
   state().settings->preset = id;
   eq::Curve curve;

@@ -1,5 +1,6 @@
-// DESIGN: a field, one line that says what saving will do when that is not plain, and two buttons.
-// The field has no cursor to move: a name is typed, not edited, so the caret is at its end.
+// DESIGN: a field, a line that explains the effect of saving where it is not obvious, and two
+// buttons. The field has no movable cursor: a name is typed, not edited, so the caret is always at
+// its end.
 #include "save_dialog.h"
 
 #include <algorithm>
@@ -71,7 +72,7 @@ void draw_field() {
   const float width = gfx::text_width(name, kText, false);
   const bool rtl = name.empty() ? start_align() == Align::Right : starts_rtl(name);
   const bool overflows = width > text.w - 2.0F;
-  // The end, where the caret is, stays in sight.
+  // The end, with the caret, stays visible.
   const bool right = rtl != overflows;
   gfx::push_clip({text.x - 2.0F, r.y, text.w + 4.0F, r.h});
   const float left = right ? text.x + text.w - width : text.x;

@@ -1,7 +1,7 @@
 // DESIGN: bars and meters are columns of segments that are painted once per size, theme and scale
-// in three brightnesses; per frame only numbers change: how many segments of a column are lit. All
-// lengths are whole device pixels, because copies of parts are placed on whole pixels and a
-// fraction would show as uneven gaps.
+// in three brightnesses; per frame only the number of lit segments of each column changes. All
+// lengths are whole device pixels, because parts are copied to whole pixels, and a fraction would
+// show as uneven gaps.
 #include <algorithm>
 #include <cmath>
 
@@ -97,7 +97,7 @@ void measure_title() {
   }
 }
 
-// Segments stand on whole device pixels only if their area does.
+// Segments are on whole device pixels only if their area is.
 void snap(Rect* r) {
   const float p = state().pixel_scale;
   const float right = std::floor((r->x + r->w) * p);
@@ -108,7 +108,7 @@ void snap(Rect* r) {
   r->h = std::max(0.0F, bottom / p - r->y);
 }
 
-// What is left over when columns are whole pixels goes to both sides.
+// The width left over by whole-pixel columns is split between both sides.
 void centre_columns(Rect* r, const SegmentGeom& g) {
   const float p = state().pixel_scale;
   const auto n = static_cast<float>(g.columns);
@@ -125,8 +125,8 @@ void fit_segments(Rect* bars, Rect* meters, bool compact) {
   centre_columns(bars, bar_geom(bars->w, bars->h, compact));
   centre_columns(meters, meter_geom(meters->w, meters->h));
   if (compact) return;
-  // Both groups stand on one line. So that they end on one, too, but for a pixel, the meters have
-  // the height of the bars' columns and not of what is left above them.
+  // Both groups have a common base line. So that they also end on one line, within a pixel, the
+  // meters are as high as the bars' columns, not as their area.
   const SegmentGeom b = bar_geom(bars->w, bars->h, false);
   const SegmentGeom m = meter_geom(meters->w, meters->h);
   const float rows = std::round((column_height(b) + m.pitch - m.segment_height) / m.pitch);
@@ -208,7 +208,7 @@ BarView bar_view() {
   view.compact = s.settings->compact;
   view.bars = s.view.bars;
   view.meters = s.view.meters;
-  // The compact view's areas stay as they are laid out; the columns are centred in them.
+  // In the compact view the areas stay as laid out, and the columns are centred in them.
   if (view.compact && view.bars.w > 0.0F) fit_segments(&view.bars, &view.meters, true);
   view.show_glass = !view.compact;
   if (view.show_glass) view.glass = s.view.spectrum;

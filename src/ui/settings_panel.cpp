@@ -1,6 +1,6 @@
-// DESIGN: two columns, so that the panel fits the collapsed window too: what can be set, and what
-// the program is. Texts of the second column shrink a little where a language needs more room than
-// there is.
+// DESIGN: two columns, so that the panel fits the collapsed window too: the settings, and
+// information about the program. Texts of the second column shrink a little if a language needs
+// more room.
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -59,7 +59,7 @@ void draw_switch_row(const Rect& row, const Switch& what) {
   const Rect body{rtl ? row.x : row.x + row.w - kWidth, row.y + (row.h - kHeight) * 0.5F, kWidth,
                   kHeight};
   const unsigned face = theme::mix(tone_colour(Tone::Off), c.accent, at);
-  // White on the dark theme's bright accent would hardly be seen.
+  // White would hardly be visible on the dark theme's bright accent.
   const unsigned knob = theme::dark() ? theme::mix(0xFFFFFFFFU, c.panel, at) : 0xFFFFFFFFU;
   gfx::fill_round_rect(body, kHeight * 0.5F,
                        hovered(what.code) ? theme::mix(face, c.text_strong, 0.12F) : face);
@@ -113,7 +113,7 @@ struct AboutText {
   float after;  // distance to the next
 };
 
-// A label and what it announces. A full-width colon brings its own distance.
+// A label and its value. A full-width colon needs no further space.
 std::string labelled(const std::string& label, const std::string& value) {
   return label + (label.ends_with("：") ? "" : " ") + isolated(value);
 }
@@ -136,7 +136,7 @@ std::vector<AboutText> about_texts() {
   };
 }
 
-// How wide the heading is where a short text has room beside it; 0: the text is below it.
+// The width of the heading if a short text fits beside it; 0 if the text is below it.
 float heading_beside(const AboutText& t, float size, float width) {
   if (t.heading.empty()) return 0.0F;
   const float heading = gfx::text_width(t.heading + " ", size, true);

@@ -1,6 +1,6 @@
 // DESIGN: the slider panel from back to front: response curve, scale, tracks, knobs. The curve is
-// what the equalizer does to a tone of the frequency at that place, drawn on the sliders' own
-// scale, with the bands where their sliders are and the octaves between them.
+// the equalizer's gain at the frequency of each position, drawn on the sliders' scale; the bands
+// are at their sliders, with the octaves evenly between them.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -28,7 +28,7 @@ float center_x(int i) {
   return column.x + column.w * 0.5F;
 }
 
-// The frequency at a place: octaves are evenly spread from the first band's slider on.
+// The frequency at a position: octaves are evenly spaced from the first band's slider on.
 float frequency_at(float x) {
   const float first = center_x(0);
   const float octave = (center_x(eq::kBands - 1) - first) / (eq::kBands - 1);
@@ -42,7 +42,7 @@ void response_curve() {
   const theme::Colors& c = *theme::colors();
   const float left = l.rule_x + 1.0F;
   const float right = l.sliders.x + l.sliders.w;
-  // As far as the tracks go, and half a line more: what lies beyond would run over the labels.
+  // The height of the tracks and half a line more; beyond that the curve would cross the labels.
   constexpr float kHalfLine = 1.0F;
   const Rect area{left, l.track_top - kHalfLine, right - left - 1.0F,
                   l.track_bottom - l.track_top + 2.0F * kHalfLine};
@@ -81,7 +81,7 @@ void track_marks(float cx) {
   constexpr float kDistance = 9.0F;
   for (int db = -kMostDb; db <= kMostDb; db += 3) {
     const float length = db % kMostDb == 0 ? 9.0F : 5.0F;
-    // On whole device pixels: a hairline between two would be a grey band.
+    // On whole device pixels: between two, a hairline would become a grey band.
     const float p = state().pixel_scale;
     const float y = std::floor(gain_to_y(state().view, static_cast<float>(db)) * p) / p;
     const unsigned colour = db == 0 ? c.mark_zero : c.mark;
@@ -129,8 +129,8 @@ void slider(int i) {
   knob(cx, y, lit);
 
   const std::string value = gain_text(gain);
-  // Beside the track, which is dark in both themes and would run through the figures; with a halo
-  // for the marks and the curve.
+  // Beside the track, which is dark in both themes and would cross the digits; with a halo against
+  // the marks and the curve.
   const float width = gfx::text_width(value, kSmall, lit);
   const float left =
       std::min(cx + kTrackWidth * 0.5F + 3.0F, l.sliders.x + l.sliders.w - 3.0F - width);

@@ -1,5 +1,5 @@
-// DESIGN: what is said follows from what the engine does, never from what it was asked to do. The
-// first thing that is wrong is said; where all is well, which way the sound goes.
+// DESIGN: the texts follow from what the engine reports, never from what it was asked to do. They
+// name the first thing that is wrong, or if all is well the device.
 #include "status_view.h"
 
 #include <algorithm>
@@ -21,7 +21,7 @@ constexpr const char* kNoBreakSpace = "\u00A0";
 constexpr const char* kNoBreak = "\u2060";
 constexpr int kLongestName = 28;  // characters of a server's name that are shown
 
-// What a server calls a device, without the driver's prefix. Its end tells devices apart.
+// The server's name of a device without the driver's prefix. Devices differ at its end.
 std::string short_name(const std::string& name) {
   const std::size_t dot = name.find('.');
   const std::string prefix = name.substr(0, dot);
@@ -35,7 +35,7 @@ std::string short_name(const std::string& name) {
   return kEllipsis + rest.substr(at);
 }
 
-// A state that the user has to know of wherever it is seen; null for none.
+// A state that must be shown in every view; null for none.
 const char* note_key(const audio::Status& s, bool wanted) {
   if (s.state == audio::kConnecting) return "status_connecting";
   if (s.state == audio::kNoServer) return "status_no_server";
@@ -111,7 +111,7 @@ StatusView status_view() {
 
 unsigned tone_colour(Tone tone) {
   const theme::Colors& c = *theme::colors();
-  // As much of the text's colour as a contrast of 3 : 1 to the window's lower end takes.
+  // As much of the text's colour as is needed for a contrast of 3 : 1 to the window's lower end.
   const auto darker = [&c](unsigned colour, float on_light, float on_dark) {
     return theme::mix(colour, c.text, theme::dark() ? on_dark : on_light);
   };

@@ -1,6 +1,6 @@
-// DESIGN: names of devices and presets come from outside and may hold anything, so everything that
-// is drawn passes through one_line once. Lines are built from parts whose directions may differ;
-// the parts are isolated from each other with Unicode's own marks, which take no room.
+// DESIGN: names of devices and presets come from outside and may contain anything, so every drawn
+// text passes through one_line once. Lines are built from parts that may differ in direction;
+// Unicode's isolation marks, which have no width, keep them apart.
 #include "text.h"
 
 #include <cmath>

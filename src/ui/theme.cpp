@@ -1,4 +1,5 @@
-// DESIGN: two constant tables and the flag that chooses; who draws asks for the table every frame.
+// DESIGN: two constant tables and the flag that selects one; painters ask for the table in every
+// frame.
 #include "ui/theme.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
-// DESIGN: one record holds the whole state of the interface. Whoever changes it, or the settings,
-// does nothing else: what follows from a change (the engine's curve, a save, another picture) is
-// found by comparing with what was there before. Until init there is a stand-in for the settings,
-// so nothing has to ask whether there are any.
+// DESIGN: one record holds the whole state of the interface. Code that changes it, or the settings,
+// does nothing else: the consequences of a change (the engine's curve, a save, another picture) are
+// found by comparing with the previous state. Until init there is a stand-in for the settings, so
+// no code has to check for them.
 #include "ui/ui.h"
 
 #include <algorithm>
@@ -36,7 +36,7 @@ State fresh_state(Settings* settings) {
 State g_state = fresh_state(nullptr);
 bool g_open_settings = false;  // asked for before init
 
-// The window as it is now, into the fields of the current view.
+// Stores the window's place and size in the fields of the current view.
 void store_window() {
   Settings& s = *g_state.settings;
   int x = -1;
@@ -63,7 +63,7 @@ void open_panel() {
   settle_switches();
 }
 
-// What was painted is gone, and with it what can be hit.
+// Discards what was painted, and with it everything that can be hit.
 void leave_view() {
   g_state.view = {};
   g_state.note = {};
@@ -139,13 +139,13 @@ void persist() {
   if (!s.attached) return;
   // Nobody has saved the imported curve.
   if (s.look.save.before) close_save();
-  // A glide that is cut short by the end of the program has to be complete at the next start.
+  // If the program ends during a glide, the next start must find its end.
   finish_glide();
   store_window();
   follow_settings();
   follow_device();
   const bool devices_saved = save_devices();
-  // A disk that is full may have room again later.
+  // A full disk may have room later.
   const bool saved = settings::save(*s.settings) && devices_saved;
   s.save_at = saved ? 0 : platform::ticks_ms() + kSaveAgainMs;
 }
@@ -216,7 +216,7 @@ void toggle_collapsed() {
     return static_cast<int>(std::lround(static_cast<float>(length) * zoom));
   };
   const ViewSize view = view_size(false, s.collapsed);
-  // The way back leads to where it began, rounded or not.
+  // Unfolding restores the exact size from before, without rounding.
   const ViewSize size =
       now == g_state.after_fold ? g_state.before_fold : ViewSize{scaled(view.w), scaled(view.h)};
   g_state.before_fold = now;

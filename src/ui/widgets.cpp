@@ -1,5 +1,5 @@
-// DESIGN: what several views draw, once. Icons are lines of the weights that the text has, centred
-// on a point, so that a button only has to know its middle.
+// DESIGN: drawing shared by several views. Icons are lines as thick as the text's, centred on a
+// point, so that a button only has to know its middle.
 #include "widgets.h"
 
 #include <cmath>
