@@ -1,6 +1,5 @@
-// DESIGN: the entry is the only state, so the interface always shows what is on disk. The file is
-// written in place: a half-written entry is noticed and reported, and the next write replaces it
-// whole.
+// DESIGN: the entry is the only state, so the interface always shows the state on disk. The file is
+// written in place: a half-written entry is detected and reported, and the next write replaces it.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -49,7 +48,7 @@ std::string quoted(const std::string& path) {
 }
 
 std::string program_path() {
-  // The program's own path would be inside the image's mount, which is gone at the next login.
+  // The program's own path is inside the image's mount, which does not exist at the next login.
   if (environment::is_set("APPDIR") && environment::is_set("APPIMAGE"))
     return environment::get("APPIMAGE");
   std::array<char, kMaxProgramPath> target{};

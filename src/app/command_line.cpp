@@ -40,7 +40,7 @@ bool parse_length(const char** text, int* value) {
   return true;
 }
 
-// Returns false when the value means nothing, as the next two do.
+// Returns false if the value is invalid, as do the next two.
 bool apply_size(const std::string& value, Settings* s) {
   int width = 0;
   int height = 0;
@@ -132,7 +132,7 @@ Start apply_start_switches(const Args& args, Settings* s) {
       value_of("--theme", [s](const std::string& value) { return apply_theme(value, s); });
   start.preset_chosen =
       value_of("--preset", [s](const std::string& value) { return apply_preset(value, s); });
-  // Whether there is such a device, the engine finds out.
+  // The engine checks whether the device exists.
   value_of("--device", [&start](const std::string& value) {
     start.device = value;
     return !value.empty();

@@ -1,4 +1,4 @@
-// DESIGN: raw writes instead of the C stream, so nothing is lost when the process ends without
+// DESIGN: raw writes instead of the C stream, so that nothing is lost if the process ends without
 // flushing.
 #include "con.h"
 

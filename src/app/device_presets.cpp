@@ -1,5 +1,5 @@
-// DESIGN: the list is kept in the order of use, so the oldest device is the first and no time need
-// be stored.
+// DESIGN: the list is kept in order of use, so the least recently used device is the first, and no
+// time has to be stored.
 #include "app/device_presets.h"
 
 #include <algorithm>

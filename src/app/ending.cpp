@@ -1,6 +1,5 @@
-// DESIGN: one thread waits for the signals, so a main thread that is stuck in a system call does
-// not keep them from being answered. It does nothing itself that could take long: restoring the
-// sound gets another thread.
+// DESIGN: one thread waits for the signals, so they are handled even if the main thread is stuck in
+// a system call. It does nothing that could take long itself; a further thread restores the sound.
 #include "ending.h"
 
 #include <pthread.h>
@@ -54,11 +53,11 @@ void rescue() {
       g_watch.rescue();
     }).detach();
   } catch (const std::system_error&) {
-    // The guard does it once this process is gone.
+    // The guard restores the sound once this process is gone.
   }
 }
 
-// More signals ask for what is under way already.
+// Further signals change nothing: the end is under way.
 void wait_until(const sigset_t& signals, Clock::time_point end) {
   for (auto left = end - Clock::now(); left > Clock::duration::zero(); left = end - Clock::now()) {
     const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
@@ -89,11 +88,11 @@ void wait_for_signals(sigset_t signals) {
   }
 }
 
-// Without a thread: only a busy main thread is answered late.
+// The fallback without a thread: a busy main thread only reacts late.
 void install_handlers(const sigset_t& signals) {
   struct sigaction action {};
   action.sa_handler = on_signal;
-  action.sa_flags = SA_RESTART;  // files that are being written do not notice
+  action.sa_flags = SA_RESTART;  // file operations are not interrupted
   sigemptyset(&action.sa_mask);
   for (const int sig : {SIGINT, SIGTERM, SIGHUP, SIGUSR1}) {
     if (sigismember(&signals, sig) == 1) sigaction(sig, &action, nullptr);

@@ -1,5 +1,5 @@
-// DESIGN: every number goes through one conversion that knows no locale, and one narrowing per
-// target type that is defined for every double.
+// DESIGN: every number goes through one conversion that is independent of the locale, and one
+// narrowing per target type that is defined for every double.
 #include "key_values.h"
 
 #include <algorithm>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kDigits = 6;  // significant digits, as a stream writes a double
 
-// The "C" locale, whatever the process has chosen. Never freed: threads may use it at exit.
+// The "C" locale, whatever the process uses. Never freed: threads may use it at exit.
 locale_t plain_locale() {
   static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
   return plain;

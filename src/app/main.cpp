@@ -43,7 +43,8 @@ constexpr int kExitNoServer = 1;
 constexpr int kExitUnknownSwitch = 2;
 
 constexpr const char* kLogName = "Velmora";
-constexpr const char* kDevicesLogName = "Velmora-devices";  // keeps the log of a run in progress
+constexpr const char* kDevicesLogName =
+    "Velmora-devices";  // leaves the log of a running copy alone
 
 constexpr int kConnectPolls = 40;
 constexpr std::chrono::milliseconds kConnectPoll{100};
@@ -72,8 +73,8 @@ constexpr const char* kHelpText =
     "  --collapsed                 Regler eingeklappt\n"
     "  --settings                  mit geoeffneten Einstellungen (samt \"Ueber\")\n";
 
-// Where one of the three is closed, the next file that is opened would take its place, and console
-// output would go into that file.
+// If one of the three is closed, the next opened file would take its place, and console output
+// would go into that file.
 void open_standard_descriptors() {
   int fd = 0;
   do {
@@ -94,7 +95,7 @@ void open_log(const char* name) {
 
 void wait_for_server() {
   for (int i = 0; i < kConnectPolls && audio::status().state != audio::kRunning; ++i) {
-    // Goes on sleeping after a signal.
+    // Continues to sleep after a signal.
     std::this_thread::sleep_for(kConnectPoll);
   }
 }
@@ -150,12 +151,12 @@ void restore_sound() {
 
 void rescue_sound() {
   const std::unique_lock lock(g_restoring, std::try_to_lock);
-  if (!lock) return;  // the orderly end is at it
+  if (!lock) return;  // the orderly end is doing it
   logger::warn("The end takes long - restoring the sound meanwhile");
   restore_sound_locked();
 }
 
-// Also for an end that does not come back here: the X11 library calls exit when its display is
+// For an end that does not return to run_window: the X11 library calls exit when its display is
 // gone, as at the end of a session.
 void stop_at_exit() {
   if (std::exchange(g_window_runs, false)) {
@@ -199,7 +200,7 @@ int run_window(const Args& args, Settings* s, DevicePresets* devices) {
 int start_up(const Args& args) {
   const bool listing = command_line::has(args, "--devices");
   guard::start();
-  // From here on a request to end is answered in order; the guard must not inherit this.
+  // From here on a request to end leads to an orderly end; the guard must not inherit this.
   if (!listing) {
     platform::prepare_environment();
     ending::watch({.on_end = platform::request_quit,
@@ -233,10 +234,10 @@ int main(int argc, char** argv) {
   if (guard::is_guard(argc, argv)) guard::run(argv[1]);
   open_standard_descriptors();
   crash_handler::install();
-  // A write to a pipe that nobody reads, or beyond the user's limits, must not end the program.
+  // A write to a closed pipe, or beyond the user's file size limit, must not end the program.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
-  // Some launchers have it ignored: then nobody would learn how a child ended.
+  // Some launchers ignore it, which would hide how a child process ended.
   std::signal(SIGCHLD, SIG_DFL);
 
   const Args args(argv + std::min(argc, 1), argv + argc);

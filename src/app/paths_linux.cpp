@@ -34,8 +34,7 @@ std::string locate() {
   return files::is_private_directory(kHere) ? kHere : kNowhere;
 }
 
-// Takes over the directory of releases under the earlier name. A step that fails leaves things as
-// they are.
+// Moves the directory of releases under the earlier name. A failed step changes nothing.
 void migrate(const std::string& dir) {
   const std::size_t slash = dir.rfind('/');
   if (slash == std::string::npos) return;

@@ -1,5 +1,5 @@
-// DESIGN: this module makes the envelope; a library provides the primitives. Key and plain text are
-// wiped from the buffers made here right after use.
+// DESIGN: this module builds the envelope; a library provides the primitives. Key and plain text
+// are wiped from the buffers made here right after use.
 #include "save_crypt.h"
 
 #include <array>
@@ -69,7 +69,7 @@ void make_nonce(unsigned char* out24) {
 }  // namespace
 
 std::string encrypt(const std::string& plain) {
-  // The nonce first: if that throws, there is no key yet that would have to be wiped.
+  // The nonce first: if that throws, there is no key yet to be wiped.
   std::array<std::uint8_t, kNonceSize> nonce{};
   make_nonce(nonce.data());
   std::array<std::uint8_t, kMacSize> mac{};

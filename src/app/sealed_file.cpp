@@ -1,5 +1,5 @@
-// DESIGN: a save writes beside the file, makes the bytes durable and only then renames, so a reader
-// finds the old file or the new one. A load trusts only what the seal vouches for.
+// DESIGN: a save writes a second file, makes it durable and only then renames it, so a reader finds
+// the old file or the new one. A load trusts only sealed data.
 #include "sealed_file.h"
 
 #include <cstddef>
@@ -39,7 +39,7 @@ void SealedFile::move_aside() const {
                (moved ? "moved aside as " : "cannot be moved aside as ") + aside);
 }
 
-// Puts the file that could not be read out of the way, under a name that nothing has yet.
+// Moves the file that could not be read to an unused name.
 bool SealedFile::keep_unread() {
   const std::string unread = path() + kUnread;
   std::string kept = unread;
@@ -64,7 +64,7 @@ bool SealedFile::replace(const std::string& sealed) {
   }
   if (unread_ && files::is_taken(file) && !keep_unread()) return false;
   if (std::rename(temporary.c_str(), file.c_str()) != 0) return failed("cannot be replaced");
-  // The new file is in place; only which one a power failure would leave is uncertain.
+  // The new file is in place; it is only uncertain which one would survive a power failure.
   if (!files::sync_directory_of(file))
     logger::warn(std::string(what_) + " replaced, but not yet safe on disk: " + file);
   return true;
@@ -97,7 +97,7 @@ bool SealedFile::save(const std::string& text) {
   try {
     return replace(crypt::encrypt(text));
   } catch (const std::exception&) {
-    // No random numbers for the seal, or no memory: this save fails, the program goes on.
+    // No random numbers for the seal, or no memory: this save fails, the program continues.
     return failed("not completely written");
   }
 }

@@ -12,8 +12,8 @@ namespace {
 
 SealedFile g_file("settings.dat", "Settings");  // thread: as write_file
 
-// Whether the user changed anything since a first run's settings. Where the window is and what the
-// engine found do not count.
+// Whether the user has changed any of the initial settings. The window's place and the engine's
+// findings do not count.
 bool changed_by_user(const Settings& s) {
   Settings initial;
   initial.active = s.active;

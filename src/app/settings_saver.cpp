@@ -1,5 +1,5 @@
-// DESIGN: while the window is open, a thread writes, so no frame waits for a disk. It takes the
-// newest record of each file, and only that one.
+// DESIGN: while the window is open, a thread writes, so that no frame waits for a disk. It writes
+// only the newest record of each file.
 #include <pthread.h>
 
 #include <chrono>
@@ -29,13 +29,13 @@ struct Work {
 
   [[nodiscard]] bool any() const { return settings || devices; }
 
-  // What cannot be written stays.
+  // A record that cannot be written stays.
   void write() {
     if (settings && write_file(*settings)) settings.reset();
     if (devices && write_file(*devices)) devices.reset();
   }
 
-  // Takes over what has not been replaced meanwhile.
+  // Puts back the records that have not been replaced by newer ones.
   void put_back(Work older) {
     if (!settings) settings = std::move(older.settings);
     if (!devices) devices = std::move(older.devices);

@@ -1,5 +1,5 @@
-// DESIGN: anybody may have sealed the text, so nothing in it is trusted. One ordered table of keys
-// serves writing and reading.
+// DESIGN: anyone can seal a text, so nothing in it is trusted. One ordered table of keys serves
+// writing and reading.
 #include "settings_text.h"
 
 #include <algorithm>
@@ -39,7 +39,7 @@ constexpr Field kFields[] = {
     {"channel", &Settings::channel},
     {"language", &Settings::language},
     {"theme", &Settings::theme},
-    // Stored as they are; the window platform makes sense of them.
+    // Stored without checks; the window platform handles bad values.
     {"win_x", &Settings::win_x},
     {"win_y", &Settings::win_y},
     {"win_w", &Settings::win_w},

@@ -1,6 +1,6 @@
 // DESIGN: the loop waits for events instead of polling, lets the interface advance, and then does
-// as little as the state of things allows: nothing, copying what moves, or redrawing the layers.
-// Set-up is a list from top to bottom; what fails in it ends the run with a line in the log.
+// as little as possible: nothing, copying the moving parts, or redrawing the layers. Set-up is a
+// list of steps; a failed step ends the run with a line in the log.
 
 #include <malloc.h>
 
@@ -32,7 +32,7 @@ constexpr int kKeptBytes = 32 << 20;  // the most that the library takes for a t
 
 bool g_running = true;
 
-// What the loop remembers from pass to pass.
+// The loop's state from pass to pass.
 struct Loop {
   std::uint64_t started_at = 0;
   std::uint64_t presented_at = 0;
@@ -48,14 +48,14 @@ void set_hints() {
   SDL_SetHint("SDL_NO_SIGNAL_HANDLERS", "1");
   SDL_SetHint("SDL_VIDEO_X11_NET_WM_BYPASS_COMPOSITOR", "0");
   SDL_SetHint("SDL_MOUSE_FOCUS_CLICKTHROUGH", "1");
-  // SDL's own is so large that a press beside a knob and a grab of it would be a double click.
+  // SDL's default is so large that a press beside a knob and one on it would be a double click.
   SDL_SetHint("SDL_MOUSE_DOUBLE_CLICK_RADIUS", "5");
   // A program that is open all day must not keep the screen from going dark.
   SDL_SetHint("SDL_VIDEO_ALLOW_SCREENSAVER", "1");
   SDL_SetHint("SDL_RENDER_BATCHING", "1");
 }
 
-// SDL's last choice is a driver without any screen. Nobody would see the program that way, or find
+// SDL falls back to a driver without any screen, with which nobody could see the program or find
 // out why the sound has changed.
 bool shows_nothing() {
   return std::getenv("SDL_VIDEODRIVER") == nullptr &&
@@ -64,7 +64,7 @@ bool shows_nothing() {
 
 bool init_video() {
   if (std::getenv("SDL_VIDEODRIVER") == nullptr && environment::is_set("DISPLAY")) {
-    // By a hint: other threads read the environment by now.
+    // By a hint, as other threads read the environment by now.
     SDL_SetHint("SDL_VIDEODRIVER", "x11");
     if (SDL_InitSubSystem(SDL_INIT_VIDEO) != 0) {
       logger::warn(std::string("X11 not reachable (") + SDL_GetError() +
@@ -129,8 +129,8 @@ bool changes_window(const SDL_Event& event) {
          event.window.event != SDL_WINDOWEVENT_LEAVE;
 }
 
-// A picture that is presented while the window's frame or size changes can be lost without a word,
-// so whole pictures are repeated for a while.
+// A picture that is presented while the window's frame or size changes can be lost silently, so
+// whole pictures are repeated for a while.
 void repeat_frames(Loop& loop) {
   loop.repeat_until = ticks_ms() + kRepeatMs;
 }
@@ -164,9 +164,8 @@ bool update_visibility(Loop& loop) {
   return visible;
 }
 
-// While something moves: sleeps until the next frame is due. What happens meanwhile is shown in
-// that frame, and a frame takes one waking up instead of one for events and one for the time.
-// Returns how long to wait for events then.
+// While something moves: sleeps until the next frame is due, so that a frame takes one wake-up
+// instead of one for events and one for the time. Returns how long to wait for events then.
 int pace(const Loop& loop) {
   const bool focused = (SDL_GetWindowFlags(platform::window()) & SDL_WINDOW_INPUT_FOCUS) != 0;
   const std::uint64_t interval = focused ? kFocusedFrameMs : kUnfocusedFrameMs;
@@ -250,14 +249,14 @@ void tear_down() {
   close_video();
 }
 
-// Where there is no graphics card, the driver takes memory for a whole picture in every frame. The
-// library would return it to the system each time, to get it back page by page.
+// Without a graphics card the driver allocates a whole picture in every frame. The C library would
+// return that memory to the system each time, and get it back page by page.
 void keep_memory_of_frames() {
   mallopt(M_MMAP_THRESHOLD, kKeptBytes);
   mallopt(M_TRIM_THRESHOLD, kKeptBytes);
 }
 
-// Brings up all that a window needs. Returns false after logging what is missing.
+// Creates everything that a window needs. Returns false after logging the reason.
 bool set_up(Settings* settings) {
   set_hints();
   keep_memory_of_frames();

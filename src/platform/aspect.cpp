@@ -1,17 +1,17 @@
-// DESIGN: the window manager is asked to keep the window's shape (a hint that X11 knows). Where it
-// does not, the size is put right a moment after the last change, when the user has let go.
+// DESIGN: the window manager is asked to keep the window's shape (by an X11 hint). If it does not,
+// the size is corrected a moment after the last change, when the user has let go.
 //
-// What a window manager has taken into its hands (maximized in any direction, full screen, tiled)
-// stays as it is, without the hint, and so does a size that it holds on to: the views fill any
-// shape. A window that has the size from before our last request was resized by nobody: the
-// request was refused, or is carried out later, and nothing else is asked for.
+// A window that the window manager has maximized in any direction, made full screen or tiled is
+// left alone, without the hint, and so is a size that it insists on: the views fill any shape. A
+// window that still has the size from before our last request has not been resized by the user: the
+// request was refused or will be carried out later, and no other is made.
 //
-// Wayland tells SDL's programs nothing of tiles. But a user drags an edge in many steps, and a
-// compositor puts the window into a tile at once: there a size that came at once stays, but for the
-// strip's.
+// Under Wayland SDL does not report tiles. But a user drags an edge in many steps, whereas a
+// compositor puts a window into a tile at once. So there a size that came in one step stays, except
+// the strip's.
 //
-// SDL takes every request for granted. For a while after each one the real size is looked at before
-// a picture is drawn for a size that the window does not have.
+// SDL assumes that every request has been granted. So for a while after each one the real size is
+// checked, before a picture is drawn for a wrong one.
 
 #include <algorithm>
 #include <cstdint>
@@ -36,7 +36,7 @@ Size g_last;       // the window size last known to be right, or asked for
 std::optional<platform::WindowState> g_free;  // as it was before it was taken
 bool g_was_taken = false;
 Size g_kept;                      // the size from before the last request; 0 x 0: not any more
-Size g_reported;                  // what SDL was last told since then
+Size g_reported;                  // the size last sent to SDL since then
 std::uint64_t g_watch_until = 0;  // 0: SDL knows the window's size
 std::uint64_t g_correct_at = 0;   // 0: nothing to correct
 Size g_latest;                    // the last size that the window was seen with,
@@ -64,8 +64,8 @@ bool has_view_shape(Size size) {
          std::abs(size.w * g_reference.h - size.h * g_reference.w) <= kTolerance * g_reference.w;
 }
 
-// What the window manager has taken is free of the hint. Some have limited by it what they made of
-// the window, and do not look again.
+// Removes the hint from a window that the window manager has maximized or tiled. Some have limited
+// its size by the hint and do not check again.
 void lift_hint(const platform::WindowState& state) {
   const bool limited = g_hinted.w > 0 && has_view_shape(state.size);
   hint({});
@@ -127,7 +127,7 @@ bool report_missed_size() {
     if (real == g_asked || ticks_ms() >= g_watch_until) g_watch_until = 0;
     return false;
   }
-  // Once only: what SDL makes nothing of is drawn all the same, and looked at again later.
+  // Only once: if SDL ignores it, the picture is drawn anyway, and the size is checked again later.
   return std::exchange(g_reported, real) != real && report_size(real);
 }
 

@@ -1,5 +1,5 @@
-// DESIGN: what is asked over the session bus is carried out between two frames, on the main thread
-// and as if the mouse had; and once a frame the bus is given what it may know.
+// DESIGN: calls over the session bus are carried out between two frames, on the main thread, by the
+// functions that the mouse calls; once a frame the public state is published.
 
 #include <algorithm>
 
@@ -16,13 +16,13 @@ using desktop::Command;
 using desktop::Verb;
 
 constexpr const char* kName = "Velmora";
-// A panel may take the keyboard from the window by the very click on its icon.
+// Clicking the icon in a panel may itself take the keyboard from the window.
 constexpr std::uint64_t kStillInFrontMs = 400;
 
 const Settings* g_settings = nullptr;  // not owned
 std::uint64_t g_in_front_at = 0;       // when the window last had the keyboard
 
-// What the published state was made of.
+// The inputs of the published state.
 struct Sources {
   std::string language;  // "" before the first time
   std::vector<UserPreset> own_presets;
@@ -66,7 +66,7 @@ const desktop::State& current_state() {
   return g_state;
 }
 
-// The window first: a hidden one comes back where it was, not where the other view was.
+// The window first: a hidden one reappears at its own place, not at the other view's.
 void change_view(bool compact, const desktop::Activation& activation) {
   platform::raise_window(activation);
   ui::show_compact(compact);

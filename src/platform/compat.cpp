@@ -1,5 +1,5 @@
-// DESIGN: what not every SDL, display or desktop offers is looked up while the program runs, once,
-// and done without where it is missing.
+// DESIGN: functions that not every SDL, display or desktop offers are looked up once at run time;
+// the program does without missing ones.
 
 #include <dlfcn.h>
 
@@ -15,7 +15,7 @@ constexpr const char* kSdlLibrary = "libSDL2-2.0.so.0";
 
 platform::WideTicks g_ticks;  // main thread
 
-// The handles are kept: what was looked up must stay valid.
+// The library handles are kept, so that functions stay valid.
 template <typename Function>
 Function symbol(void* library, const char* name) {
   return library == nullptr ? nullptr : reinterpret_cast<Function>(dlsym(library, name));

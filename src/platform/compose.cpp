@@ -1,9 +1,9 @@
-// DESIGN: a frame is nothing but copies of textures: base, bars, meters, glass, title, overlay. No
-// drawing happens here except when a strip is missing, and nothing is allocated while everything is
-// in place. What is lit in a column is contiguous, so it is one copy however many segments it has.
+// DESIGN: a frame is nothing but copies of textures: base, bars, meters, glass, title, overlay.
+// Nothing is drawn here unless a strip is missing, and nothing is allocated otherwise. The lit part
+// of a column is contiguous, so it takes one copy however many segments it has.
 //
-// A graphics card puts whole frames together. Without one, only the places whose segments or title
-// have changed are put together again, from all that lies there, and only they are sent to the
+// With a graphics card whole frames are composed. Without one, only the places whose segments or
+// title have changed are composed again, from all layers there, and only they are sent to the
 // screen.
 
 #include <algorithm>
@@ -39,7 +39,7 @@ Strip g_glass;
 gfx::Rect g_glass_area;
 std::vector<GlyphStrip> g_title;
 std::vector<SDL_Rect> g_changed;  // kept for its memory
-bool g_whole = true;              // the screen shows nothing that can be built upon
+bool g_whole = true;              // the screen's content cannot be reused
 
 SDL_Rect sdl_rect(const platform::Area& a) {
   return {a.x, a.y, a.w, a.h};
@@ -182,10 +182,10 @@ void copy_title() {
 
 // Frames --------------------------------------------------------------
 
-// All that the frame is put together from. Returns whether the title has other colours than before.
+// Composes the frame. Returns whether the title's colours have changed.
 bool read_all(const ui::BarView& view, double t) {
   bool title_changed = false;
-  // Fetching one strip may empty the cache and so take others away; the second round finds room.
+  // Fetching one strip may empty the cache and thus discard others; the second round finds room.
   for (int round = 0; round < 2; ++round) {
     const unsigned generation = platform::cache_generation();
     read_bars(view);
@@ -212,7 +212,7 @@ void draw_whole() {
   platform::copy_overlay();
 }
 
-// Notes a logical rectangle as changed, and limits drawing to it. False where it is not to be seen.
+// Marks a logical rectangle as changed and limits drawing to it. False if it is not visible.
 bool begin_part(const gfx::Rect& r) {
   const platform::Size size = platform::output_size();
   const auto part =
@@ -285,7 +285,7 @@ void compose(double t) {
   g_bars.shown = g_bars.now;
   g_meters.shown = g_meters.now;
   g_whole = false;
-  // Copies are only noted down so far; in the statistics they belong to this phase.
+  // The copies have only been queued so far; the statistics count them in this phase.
   if constexpr (stats::kEnabled) SDL_RenderFlush(renderer());
   scope.next(stats::Phase::Present);
   if (whole) {

@@ -1,7 +1,7 @@
-// DESIGN: what changes from frame to frame is small. SDL shares its picture with the X server and
-// waits for an answer after every frame, so that the picture may be drawn on; that costs the server
-// more than the pictures. Small parts are sent along with the request instead, and nobody waits.
-// From time to time SDL's way is taken all the same, so that a slow server never lags far behind.
+// DESIGN: the changes from frame to frame are small. SDL shares its picture with the X server and
+// waits for an answer after every frame before drawing again, which costs the server more than the
+// pictures do. Instead, small parts are sent within the request, without waiting. From time to time
+// SDL's way is used anyway, so that a slow server never lags far behind.
 
 #include "platform_private.h"
 
@@ -11,11 +11,11 @@ namespace {
 
 #ifdef SDL_VIDEO_DRIVER_X11
 
-constexpr int kMostPixels = 16384;  // in a frame: more of them are better shared
+constexpr int kMostPixels = 16384;  // in a frame; for more, sharing is cheaper
 constexpr int kMostUnawaited = 15;  // frames in a row
 constexpr int kPixelBits = 32;
 
-// Where parts are put. Graphics contexts are freed with the connection.
+// The target of the parts. Graphics contexts are freed with the connection.
 struct Target {
   Window window = 0;
   GC gc = nullptr;

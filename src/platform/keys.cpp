@@ -1,9 +1,9 @@
-// DESIGN: where a screen reader listens to keys, each is offered to it first, and what the key does
-// here is kept back until the reader has answered that it was not meant for it. Frames go on
-// meanwhile. A reader that takes too long is not waited for again until it has caught up.
+// DESIGN: while a screen reader listens to keys, each is offered to it first, and its events are
+// held back until the reader has answered that it does not want it. Frames continue. A reader that
+// takes too long is not waited for again until it has caught up.
 //
-// The library's own events lack what a reader compares, so the display's are looked at, too: while
-// a reader listens, each comes right before what the library makes of it.
+// SDL's events lack the codes that readers compare, so the display's own events are used as well:
+// while a reader listens, each arrives right before SDL's event for it.
 
 #include <deque>
 #include <vector>

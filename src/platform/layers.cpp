@@ -1,6 +1,6 @@
-// DESIGN: two pictures of the window's size. The base layer is opaque and holds what stands still;
-// the overlay lies above the moving parts. Both are drawn again only when the interface says that
-// something changed; what moves is copied between them.
+// DESIGN: two pictures of the window's size. The base layer is opaque and contains everything that
+// does not move; the overlay is above the moving parts. Both are redrawn only when the interface
+// reports a change; the moving parts are copied between them.
 
 #include <cmath>
 

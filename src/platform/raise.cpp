@@ -1,8 +1,7 @@
-// DESIGN: window managers refuse the keyboard to a window that was not used last, and rightly so;
-// but here the user has just asked for it, in another process. Under X11 that is expressed by
-// asking as a pager does, with the present time; SDL asks as a program, with the time of its own
-// last event. Under Wayland only a token counts, which SDL takes from the environment when it shows
-// a window.
+// DESIGN: window managers rightly refuse the keyboard to a window that was not used last; but here
+// the user has just asked for it, in another process. Under X11 the request is made as a pager's,
+// with the current time; SDL's own is a program's, with the time of its last event. Under Wayland
+// only a token counts, which SDL takes from the environment when it shows a window.
 
 #include <cstdlib>
 #include <optional>
@@ -30,7 +29,7 @@ Bool is_marked(Display*, XEvent* event, XPointer data) {
              : False;
 }
 
-// The server's time: that of a change that changes nothing.
+// The server's time, obtained from an empty property change.
 Time present_time(const platform::X11Window& window) {
   Mark mark{window.id, window.atom("_VELMORA_TIME")};
   const unsigned char nothing = 0;

@@ -1,6 +1,6 @@
-// DESIGN: the window is described when it has been painted, some ten times a second, and in the
-// frame after a command: while sliders glide a reader gets a part of their steps. Nothing is
-// described where nobody listens.
+// DESIGN: the window is described after painting, about ten times a second, and in the frame after
+// a command; while sliders glide, a reader gets only some of the steps. Without a reader nothing is
+// described.
 #include "reader/reader.h"
 
 #include "desktop/desktop.h"

@@ -1,7 +1,7 @@
-// DESIGN: one renderer, accelerated where there is one, else in software. It may be lost while the
-// program runs; everything made with it is then rebuilt. All it draws comes from cairo with
-// premultiplied alpha, which the accelerated renderers blend as it is; for those that cannot, the
-// pictures are converted when they are uploaded.
+// DESIGN: one renderer, accelerated if possible, else in software. It may be lost while the program
+// runs; everything made with it is then rebuilt. All pictures come from cairo with premultiplied
+// alpha, which accelerated renderers blend directly; for others the pictures are converted when
+// they are uploaded.
 
 #include <unistd.h>
 
@@ -20,7 +20,7 @@ SDL_Renderer* g_renderer = nullptr;
 SDL_BlendMode g_premul = SDL_BLENDMODE_BLEND;
 bool g_software = false;  // no graphics card draws
 bool g_device_lost = false;
-std::uint64_t g_retry_at = 0;  // a later attempt, in ticks_ms(); nothing asks for one so far
+std::uint64_t g_retry_at = 0;  // time of a later attempt, in ticks_ms(); never set so far
 
 constexpr unsigned kGlVendor = 0x1F00;
 constexpr unsigned kGlRenderer = 0x1F01;
@@ -92,7 +92,7 @@ bool is_opengl(const SDL_RendererInfo& info) {
 
 using GetString = const unsigned char* (*)(unsigned);
 
-// Null when the driver offers no such question.
+// Null if the driver lacks this function.
 GetString opengl_question() {
   return reinterpret_cast<GetString>(SDL_GL_GetProcAddress("glGetString"));
 }
@@ -109,22 +109,22 @@ std::string opengl_line() {
          opengl_text(get, kGlVendor);
 }
 
-// Whether the environment asks for a driver by name. It gets it, whatever it is.
+// Whether the environment names a driver, which is then used.
 bool named_driver() {
   const char* wanted = SDL_GetHint(SDL_HINT_RENDER_DRIVER);
   return wanted != nullptr && *wanted != '\0';
 }
 
-// OpenGL on the processor takes three times the time and the memory of drawing in software, with
-// threads of its own.
+// Software OpenGL takes three times the time and memory of SDL's software renderer, and threads of
+// its own.
 bool suitable(const SDL_RendererInfo& info) {
   if (named_driver() || !is_opengl(info)) return true;
   const GetString get = opengl_question();
   return get == nullptr || !platform::is_software_rasterizer(opengl_text(get, kGlRenderer));
 }
 
-// Without the kernel's access to a graphics card OpenGL could only compute on the processor. To
-// find that out from OpenGL itself would cost 200 ms and 60 MB, which stay.
+// Without a graphics card in the kernel there is only software OpenGL. Finding that out from OpenGL
+// itself would cost 200 ms and 60 MB, which would not be freed.
 bool has_graphics_card() {
   constexpr std::array kAccess{"/dev/dri", "/dev/nvidiactl", "/dev/dxg", "/dev/mali0",
                                "/dev/kgsl-3d0"};
@@ -133,7 +133,7 @@ bool has_graphics_card() {
                      [](const char* path) { return access(path, F_OK) == 0; });
 }
 
-// The first driver that a graphics card stands behind; null when there is none.
+// The first driver that uses a graphics card; null if there is none.
 SDL_Renderer* accelerated_renderer() {
   if (!has_graphics_card()) return nullptr;
   SDL_Renderer* found = SDL_CreateRenderer(platform::window(), -1,

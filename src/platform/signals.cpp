@@ -1,5 +1,5 @@
-// DESIGN: a request only sets a flag; the frame loop looks at the flags between two waits. So a
-// request may come from any thread, and from a signal handler.
+// DESIGN: a request only sets a flag, which the frame loop checks between two waits. So a request
+// may come from any thread, and from a signal handler.
 
 #include <atomic>
 #include <csignal>

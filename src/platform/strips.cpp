@@ -1,6 +1,6 @@
 // DESIGN: pictures that are copied in parts or tinted every frame are drawn once and kept as
-// textures under a name that tells everything they depend on. Users keep a handle (Strip), so that
-// a frame looks nothing up. The cache is small: instead of choosing what to drop it starts over.
+// textures under a name made of everything they depend on. Users keep a handle (Strip), so that a
+// frame needs no lookup. The cache is small: instead of choosing an entry to drop, it is emptied.
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr std::size_t kMostEntries = 24;  // held when another one is still let in
+constexpr std::size_t kMostEntries = 24;  // limit before it is emptied
 
 std::map<std::string, SDL_Texture*> g_cache;
 unsigned g_generation = 1;  // counts how often the cache was emptied
@@ -60,7 +60,7 @@ SDL_Texture* make(float w, float h, const std::function<void()>& paint) {
 namespace platform {
 
 bool is_current(const Strip& strip, float w, float h) {
-  // Exact comparisons: what was not asked for in just this size is asked for again.
+  // Exact comparisons: any other size is requested again.
   return strip.generation == g_generation && !(strip.w < w) && !(strip.w > w) && !(strip.h < h) &&
          !(strip.h > h) && strip.dark == theme::dark() && !(strip.pixel_scale < pixel_scale()) &&
          !(strip.pixel_scale > pixel_scale());
@@ -72,7 +72,7 @@ void fetch(Strip& strip, const std::string& name, int n, float w, float h,
   auto found = g_cache.find(entry);
   if (found == g_cache.end()) {
     if (g_cache.size() > kMostEntries) clear_cache();
-    // One that could not be made is kept, too, so that it is not tried again every frame.
+    // A failed one is stored, too, so that it is not tried again every frame.
     found = g_cache.emplace(entry, make(w, h, paint)).first;
   }
   strip = {found->second, w, h, pixel_scale(), theme::dark(), g_generation};

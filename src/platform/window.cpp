@@ -1,5 +1,5 @@
 // DESIGN: one window for both modes, changed in place. The arithmetic of sizes and places is in
-// window_rules; this file asks the display and carries out the answers.
+// window_rules; this file queries the display and applies the results.
 
 #include <algorithm>
 #include <cmath>
@@ -33,8 +33,8 @@ std::vector<platform::Area> usable_areas() {
   return areas;
 }
 
-// How far the window is from where it was asked to be, where that may be a frame's doing. A window
-// that is elsewhere altogether was not let go there.
+// The distance of the window from its requested position, if a frame may explain it. If it is
+// farther away, the window manager did not allow the position.
 platform::Point off_by(platform::Point wanted) {
   const platform::WindowState now = platform::window_state();
   const platform::Point off{wanted.x - now.place.x, wanted.y - now.place.y};
@@ -42,9 +42,8 @@ platform::Point off_by(platform::Point wanted) {
   return near && !now.taken ? off : platform::Point{};
 }
 
-// Moves the window so that its picture begins there. A window manager may reckon with a frame that
-// SDL does not know of, or with none where SDL believes in one: then the window is off by its
-// thickness, which is made up for.
+// Moves the window so that its contents begin there. The window manager and SDL may disagree about
+// a frame; the window is then off by its thickness, which is compensated.
 void move_to(platform::Point p) {
   platform::Point asked = p;
   for (int tries = 0; tries < 3; ++tries) {
@@ -71,8 +70,8 @@ bool has_frame() {
   return top + left + bottom + right > 0;
 }
 
-// The window manager adds and removes its frame when it gets to it. SDL reckons positions with the
-// frame it knows of; one that is out of date would move the window by its own thickness.
+// The window manager adds and removes its frame with a delay. SDL computes positions from the frame
+// it knows; an outdated one would shift the window by its thickness.
 void await_frame(bool wanted) {
   const std::uint64_t deadline = platform::ticks_ms() + kFrameWaitMs;
   while (has_frame() != wanted && platform::ticks_ms() < deadline) {
@@ -143,7 +142,7 @@ void apply_mode(bool compact, bool on_top) {
   const Size saved = compact ? Size{s.mini_w, s.mini_h} : Size{s.win_w, s.win_h};
   const Size size = mode_size(compact, s.collapsed, saved, usable_area(0));
   const Size minimum = mode_minimum(compact, s.collapsed);
-  // Most window managers give a maximized window no other size: the strip would fill the screen.
+  // Most window managers do not resize a maximized window: the strip would fill the screen.
   if (compact) take_back();
   set_frame(compact);
   adopt_aspect();
@@ -193,7 +192,7 @@ void set_compact(bool compact, bool on_top) {
 }
 
 void window_pos(int* x, int* y) {
-  // Wayland tells no window where it is.
+  // Under Wayland the position is unknown.
   if (g_window == nullptr || video_driver_is("wayland")) return;
   if (const auto place = lasting_place()) std::tie(*x, *y) = std::pair(place->x, place->y);
 }

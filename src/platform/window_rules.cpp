@@ -1,5 +1,5 @@
 // DESIGN: arithmetic on plain records, so that every rule about the window can be tested without
-// one. The callers fetch what the display says and carry out what comes back.
+// one. The callers query the display and apply the results.
 
 #include "window_rules.h"
 

@@ -1,7 +1,7 @@
-// DESIGN: SDL believes that a size it has asked for was granted, and knows only of windows that are
-// maximized in both directions. What has really become of the window stands in a property that the
-// window manager keeps, and in the display server's own record of its size. What SDL has missed is
-// sent to it as an event of the display server's.
+// DESIGN: SDL assumes that a requested size was granted, and knows only windows that are maximized
+// in both directions. The window's real state is in a property that the window manager maintains,
+// and its real size is known to the display server. Events that SDL has missed are sent to it as if
+// from the display server.
 
 #include <cstring>
 

@@ -1,5 +1,5 @@
-// DESIGN: the library is the one that SDL itself loads. Its handle is kept, so that what was looked
-// up stays valid.
+// DESIGN: the library is the one that SDL itself loads. Its handle is kept, so that functions stay
+// valid.
 
 #include <dlfcn.h>
 

@@ -1,6 +1,6 @@
-// DESIGN: what another program has stored is read with every length checked. The server is held
-// between the two questions (who owns the settings, what are they), because asking a window that
-// has just gone would end the program.
+// DESIGN: another program wrote the data, so every length is checked while reading. The server is
+// grabbed between the two queries (who owns the settings, what are they), because querying a window
+// that has just been destroyed would end the program.
 #include "xsettings.h"
 
 #include <algorithm>
