@@ -1,4 +1,4 @@
-// DESIGN: connecting is the one thing that waits, and a clock beside it ends that.
+// DESIGN: only connecting waits, and a timer ends that.
 #include "bus/bus.h"
 
 #include <unistd.h>
@@ -21,7 +21,8 @@ std::string variable(const char* name) {
   return value != nullptr ? value : "";
 }
 
-// Whether a few more threads can be started: the library ends the program where its own cannot.
+// Whether a few more threads can be started: if the library cannot start its own, it aborts the
+// program.
 bool threads_to_spare() {
   std::latch release(1);
   std::array<std::thread, kSpareThreads> threads;
@@ -47,7 +48,7 @@ struct Attempt {
 
 gboolean on_too_late(void* cancellable) {
   g_cancellable_cancel(static_cast<GCancellable*>(cancellable));
-  return G_SOURCE_CONTINUE;  // what comes of it ends the loop
+  return G_SOURCE_CONTINUE;  // its completion ends the loop
 }
 
 void on_withdrawn(GCancellable* /*withdrawn*/, void* attempt) {

@@ -1,5 +1,4 @@
-// DESIGN: separate from the rest of the wrapper, because only this part needs the window's
-// platform.
+// DESIGN: separate from the rest of the wrapper, because only this part needs the window platform.
 #include "app/addresses.h"
 #include "app/logger.h"
 #include "app/version.h"

@@ -10,7 +10,7 @@ namespace crash_handler {
 
 namespace {
 
-// Names of devices come from outside: a line end in one could pass for the end of a report.
+// Device names come from outside: a line break in one could be taken for the end of a report.
 std::vector<std::string> cleaned(std::vector<std::string> lines) {
   for (std::string& line : lines)
     line = utf8::one_line(line);

@@ -1,7 +1,7 @@
 // DESIGN: everything that a report needs is put into fixed buffers while the program is healthy;
-// the handler reads them and calls nothing that could wait for a lock or allocate. It does not
-// touch whatever broke (the heap, the stack, a lock held). A text that changes while the program
-// runs is kept twice, and one atomic index says which copy is complete.
+// the handler reads them and calls nothing that could wait for a lock or allocate, as the heap, the
+// stack or a held lock may be broken. A text that changes while the program runs is stored twice,
+// and an atomic index selects the complete copy.
 //
 // Three of the handler's calls are not on the list of safe ones: `getenv` (reads memory that this
 // program does not change while it has threads), `backtrace` (its library is loaded beforehand) and
@@ -129,7 +129,7 @@ void write_contexts(int fd) {
   }
 }
 
-// How many bytes from `offset` on are in the tail buffer afterwards.
+// Fills the tail buffer from `offset` on. Returns the number of bytes in it.
 std::size_t read_tail(int fd, off_t offset) {
   std::size_t size = 0;
   while (size < kTailSize) {
@@ -217,7 +217,7 @@ class AlternateStack {
   AlternateStack(const AlternateStack&) = delete;
   AlternateStack& operator=(const AlternateStack&) = delete;
 
-  // Its address is all that a thread needs of it.
+  // Marks the thread-local object as used.
   void keep() const {}
 
  private:
@@ -235,15 +235,15 @@ std::string early_report_path() {
   return std::string(dir) + "/" + g_name.data() + "_crash.txt";
 }
 
-// A path that does not fit is refused: cut, it would name another file.
+// A path that does not fit is refused; truncated, it would name another file.
 void store_path(Text<kPathSize>* to, const std::string& path) {
   const bool fits = path.size() < kPathSize;
   store(to, fits ? path.c_str() : "");
   if (!fits) detail::log("WARN", "Crash report: path too long - not used: " + path);
 }
 
-// Moves a report from the shared place where it was written before the directory was known.
-// Everybody can leave something there under this name.
+// Moves a report from the shared directory where it was written before the final one was known. Any
+// user can leave a file of this name there.
 void collect_early(const std::string& early) {
   std::error_code error;
   const bool ours = files::is_own_file(early) && g_report_path[0] != '\0' &&

@@ -1,7 +1,7 @@
-// DESIGN: three ways to a mail with attachments, tried in the order of how much of it arrives: the
-// mail program that is known to take everything from its command line, the desktop's portal, and
-// the desktop-independent script. Each logs how it went. No shell is involved, and no way waits
-// without a limit, so the next one always gets its turn.
+// DESIGN: three ways to open a mail with attachments, the most complete first: the mail program
+// that is known to accept everything on its command line, the desktop's portal, and the
+// desktop-independent script. Each logs its outcome. No shell is involved, and each has a time
+// limit, so that the next one always gets its turn.
 #include <gio/gdesktopappinfo.h>
 #include <gio/gio.h>
 
@@ -98,7 +98,7 @@ bool via_thunderbird(const Mail& mail) {
       handler_arguments(command_line != nullptr ? command_line : "");
   if (arguments.empty()) return false;
 
-  // A snap's entry may set variables first, so its program need not be the first argument.
+  // A snap's entry may set variables first, so the program is not always the first argument.
   const bool sandboxed =
       mentions(command_line, "flatpak") ||
       std::any_of(arguments.begin(), arguments.end(),

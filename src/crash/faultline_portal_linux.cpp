@@ -22,7 +22,7 @@ constexpr const char* kEmail = "org.freedesktop.portal.Email";
 
 unsigned g_limit_ms = 30000;  // for everything; tests set it before they send
 
-// What happened so far. Everything is called back on the worker's thread, from `loop`.
+// The state of the conversation. All callbacks run on the worker's thread, from `loop`.
 struct Request {
   GMainLoop* loop = nullptr;
   bool timed_out = false;
@@ -37,7 +37,7 @@ void keep(Request* request, GError* error) {
   g_main_loop_quit(request->loop);
 }
 
-// Cancelled: the conversation is over, and with it what `user` points to.
+// Cancelled: the conversation is over, and `user` is no longer valid.
 bool cancelled(const GError* error) {
   return error != nullptr && g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED) != FALSE;
 }
@@ -207,7 +207,7 @@ bool converse(GMainContext* context, const Mail& mail) {
   g_source_destroy(timer);
   g_source_unref(timer);
   g_cancellable_cancel(cancellable.get());
-  // Pending callbacks run now, while everything that they need exists.
+  // Runs pending callbacks now, while their data still exist.
   while (g_main_context_iteration(context, FALSE) != FALSE) {
   }
   return composed;

@@ -1,4 +1,5 @@
-// DESIGN: what the program describes between two crashes, and what it asks at the next start.
+// DESIGN: the program's side of a report: the descriptions before a crash, and the questions at the
+// next start.
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -32,7 +33,7 @@ std::string joined(const std::vector<std::string>& lines) {
 
 void describe_system(const std::vector<std::string>& lines) {
   constexpr std::string_view kPackage = "Package: ";
-  // Asking for it a second time might start a package manager a second time.
+  // Asking a second time might start a package manager a second time.
   for (const std::string& line : lines) {
     if (line.starts_with(kPackage)) detail::set_header_package(line.substr(kPackage.size()));
   }
@@ -66,7 +67,7 @@ void log_lines(const std::string& prefix, const std::vector<std::string>& lines)
 void record_system() {
   if (detail::package_needs_query()) {
     try {
-      // A package manager may take its time, or hang: nobody waits for its answer.
+      // A package manager may be slow, or hang: nothing waits for its answer.
       std::thread([] {
         prepare_thread();
         describe_system(system_lines());
@@ -106,7 +107,7 @@ bool pending(std::string* text) {
   std::string report;
   if (!detail::file_read(report_path(), &report, detail::kMaxReport) || report.empty())
     return false;
-  // The next start rotates logs again, and then the log of the run that crashed is gone.
+  // The next start rotates logs again, and the log of the crashed run would be lost.
   if (!previous_log().empty() && !detail::file_exists(crash_log_path()))
     static_cast<void>(detail::file_copy(previous_log(), crash_log_path()));
   if (text != nullptr) *text = std::move(report);

@@ -1,6 +1,6 @@
-// DESIGN: on the main thread, the report is put aside so that it is never offered twice. Everything
-// that may take long happens on a thread that owns copies of all it needs and shares nothing with
-// the program but two callbacks.
+// DESIGN: the main thread renames the report, so that it is never offered twice. Everything that
+// may take long happens on a thread that owns copies of its data and shares only two callbacks with
+// the program.
 #include <sys/stat.h>
 
 #include <system_error>
@@ -37,7 +37,7 @@ std::string sent_name(const std::string& path) {
   return path.substr(0, path.size() - kEnding.size()) + "-sent.txt";
 }
 
-// A link is left out: the mail would carry a file that somebody else chose.
+// A link is left out: the mail would contain a file of somebody else's choice.
 bool is_regular(const std::string& path) {
   struct stat info {};
   return lstat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
@@ -96,7 +96,7 @@ std::string mail_body(const std::string& report, std::size_t limit) {
   const std::size_t end = report.rfind(kAfterLog);
   if (title != std::string::npos && end != std::string::npos && end >= title + kLog.size() &&
       end - title - kLog.size() >= excess) {
-    // The newest lines matter most: the oldest go, and the rest of the one that is cut.
+    // The newest lines matter most: the oldest are dropped, including the rest of a cut one.
     const std::size_t begin = title + kLog.size();
     const std::size_t line = report.find('\n', begin + excess - 1);
     return report.substr(0, begin) + std::string(kCut) + report.substr(std::min(line, end));

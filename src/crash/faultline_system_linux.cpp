@@ -1,6 +1,6 @@
-// DESIGN: every line has its own small reader, and a reader that finds nothing puts that into its
-// line. Files are read with a limit, and the one program that is asked has two seconds. Paths and
-// file contents are only data.
+// DESIGN: every line has its own small reader, which states in its line if it finds nothing. Files
+// are read with a size limit, and the one program that is run has two seconds. Paths and file
+// contents are never interpreted.
 #include <gio/gio.h>
 #include <gnu/libc-version.h>
 #include <sys/utsname.h>

@@ -1,6 +1,5 @@
-// DESIGN: one command a line, read from left to right without looking back. Lines that are no
-// command are other programs' prose and skipped; a command that is known is understood to its end,
-// or the file is refused.
+// DESIGN: one command a line, read from left to right without looking back. Lines without a command
+// are comments and skipped; a known command is either understood completely or the file is refused.
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -18,7 +17,7 @@ constexpr double kPlainPassQ = std::numbers::sqrt2 / 2.0;
 constexpr double kSteepestDbPerOctave = 12.0;  // slope 1
 constexpr double kMostGraphHz = 1e6;
 
-// What changes the meaning of later lines, or the sound by more than a curve can.
+// Commands that change the meaning of later lines, or do more than an equalizer curve can.
 constexpr std::array<std::string_view, 7> kForeign = {"channel", "device", "include",    "copy",
                                                       "if",      "stage",  "convolution"};
 
@@ -38,7 +37,7 @@ std::string lower(std::string_view text) {
   return result;
 }
 
-// Takes words and numbers from the front of a line; blanks between them may be left out.
+// Reads words and numbers from the front of a line; blanks between them are optional.
 class Scanner {
  public:
   explicit Scanner(std::string_view line) : rest_(line) {}
@@ -48,14 +47,14 @@ class Scanner {
     return rest_.empty();
   }
 
-  // The letters up to the next character that is none, as small ones.
+  // The letters up to the next other character, in lower case.
   std::string word() {
     skip_blanks();
     const auto* const end = std::find_if_not(rest_.begin(), rest_.end(), is_letter);
     return lower(take(static_cast<std::size_t>(end - rest_.begin())));
   }
 
-  // Takes `expected` where it comes next; as small letters.
+  // Skips `expected` (lower case) if it comes next.
   bool word_is(std::string_view expected) {
     Scanner ahead = *this;
     if (ahead.word() != expected) return false;
@@ -70,7 +69,7 @@ class Scanner {
     return true;
   }
 
-  // Whether a number comes next. If so it is taken: NaN where the digits are no number.
+  // Reads a number if one comes next; NaN if the digits are not a valid number.
   bool number(double* value) {
     skip_blanks();
     std::size_t size = rest_.find_first_not_of("0123456789+-.,eE");
@@ -100,7 +99,7 @@ class Scanner {
     return taken;
   }
 
-  // A comma groups thousands. Where it does not, it might be a decimal sign or none: no number.
+  // A comma groups thousands. Elsewhere it is ambiguous, so the number is invalid.
   static double to_number(std::string_view text) {
     if (text.front() == '+') text.remove_prefix(1);
     std::string plain;
@@ -135,7 +134,7 @@ Refusal malformed(const std::string& what) {
 struct Type {
   std::string_view name;
   Kind kind;
-  double plain_q;  // where the line has none; 0: it has to
+  double plain_q;  // if the line has none; 0: it must have one
 };
 
 constexpr std::array kTypes = {
@@ -157,7 +156,7 @@ bool is_shelf(Kind kind) {
   return kind == Kind::kLowShelf || kind == Kind::kHighShelf;
 }
 
-// The values of a filter as they stand on its line; NaN where there is none.
+// The values of a filter as given on its line; NaN if missing.
 struct Values {
   double slope_db = NAN;  // per octave
   double hz = NAN;
@@ -166,7 +165,7 @@ struct Values {
   double octaves = NAN;
 };
 
-// Reads them in any order. False at what is none of them.
+// Reads them in any order. False at anything else.
 bool read_values(Scanner* line, Values* v) {
   if (line->number(&v->slope_db)) {
     if (!line->word_is("db")) return false;

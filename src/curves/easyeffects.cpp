@@ -1,6 +1,6 @@
-// DESIGN: the document is walked from the top, and every value is asked for its type before it is
-// used, so that any JSON is either a preset or refused. The parser keeps no places; the line of
-// what is refused is where the keys that lead to it stand one after the other.
+// DESIGN: the document is read from the top, and the type of every value is checked before use, so
+// that any JSON is either a preset or refused. The parser keeps no line numbers; the line of a
+// refused value is found by searching the text for its keys, one after the other.
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
@@ -16,14 +16,14 @@ using nlohmann::json;
 
 constexpr std::string_view kEqualizer = "equalizer";
 
-// Null where `object` is none or has no such member.
+// Null if `object` is not an object or has no such member.
 const json* member(const json* object, const std::string& key) {
   if (object == nullptr || !object->is_object()) return nullptr;
   const auto found = object->find(key);
   return found != object->end() ? &*found : nullptr;
 }
 
-// `missing` where there is none; NaN where it is no number.
+// `missing` if there is none; NaN if it is not a number.
 double number(const json& object, const std::string& key, double missing) {
   const json* const value = member(&object, key);
   if (value == nullptr) return missing;
@@ -40,7 +40,7 @@ std::string text_of(const json& object, const std::string& key) {
   return value != nullptr && value->is_string() ? value->get<std::string>() : "";
 }
 
-// "equalizer", or with the number of one of several.
+// "equalizer", with a number if there are several.
 bool is_equalizer(std::string_view plugin) {
   return plugin.substr(0, plugin.find('#')) == kEqualizer;
 }
@@ -65,8 +65,7 @@ constexpr Type kTypes[] = {{"Bell", Kind::kPeak},
                            {"Lo-pass", Kind::kLowPass},
                            {"Hi-pass", Kind::kHighPass}};
 
-// What a mode other than this one calls a bell is a little broader or narrower than the formulas
-// say.
+// In other modes than this one a bell is a little broader or narrower than the formulas.
 bool is_cookbook_mode(const std::string& mode) {
   return mode.empty() || mode.starts_with("APO");
 }
@@ -100,7 +99,7 @@ std::optional<Refusal> read_band(const json& band, const std::string& name, Shap
   return std::nullopt;
 }
 
-// The bands of one side. A band that is played solo silences the rest.
+// The bands of one side. A solo band silences the others.
 std::optional<Refusal> read_side(std::string_view text, const std::string& plugin,
                                  const json& equalizer, const std::string& side, Shape* shape) {
   const json* const bands = member(&equalizer, side);
@@ -129,7 +128,7 @@ bool same_filters(const std::vector<Filter>& a, const std::vector<Filter>& b) {
 
 std::optional<Refusal> read_equalizer(std::string_view text, const std::string& plugin,
                                       const json& equalizer, Shape* shape) {
-  // The same chain may hold several; what is read here comes on top.
+  // The chain may contain several; this one is added to them.
   Shape left;
   if (auto refusal = read_side(text, plugin, equalizer, "left", &left)) return refusal;
   if (is_true(equalizer, "split-channels")) {
@@ -151,7 +150,7 @@ std::optional<Refusal> read_equalizer(std::string_view text, const std::string& 
   return std::nullopt;
 }
 
-// The names of the effects in the order of the chain. Without a list of it, all that are described.
+// The names of the effects in the order of the chain, or all effects if the order is not given.
 std::vector<std::string> chain(const json& output) {
   std::vector<std::string> names;
   const json* const order = member(&output, "plugins_order");

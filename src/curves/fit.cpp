@@ -1,10 +1,10 @@
 // DESIGN: least squares over log frequency between the file's response and ours, by Gauss-Newton:
 // in decibels a band's response is nearly proportional to its gain, so a few linear steps are
-// enough. Ten gains are bounded; the level between both is free, as the preamp makes up for it.
+// enough. The ten gains are bounded; the level is free, because the preamp corrects it.
 //
-// The sliders stand on half decibels. Rounding each gain by itself would add the errors of
-// neighbours that overlap; so they are rounded from the lowest to the highest, the rest moving to
-// where it fits best each time, and then single and paired steps are tried. Where half decibels
+// The sliders move in half decibels. Rounding each gain by itself would add the errors of
+// neighbours that overlap; so they are rounded from the lowest to the highest, fitting the
+// remaining ones again each time, and then single and paired steps are tried. If half decibels
 // would add noticeably to a small error, the gains are rounded to tenths or hundredths.
 #include "fit.h"
 
@@ -29,15 +29,15 @@ constexpr double kProbeDb = 0.25;  // half of a difference from which a slope is
 constexpr int kSweeps = 2000;      // at most, of the solver within bounds
 constexpr double kSolvedDb = 1e-9;
 
-// How much a decibel of gain counts against one of error, tried in turn; and what that may add to
-// the root of the mean square.
+// The weight of a decibel of gain against one of error, tried in turn; and how much that may add to
+// the rms error.
 constexpr std::array kModesty = {0.03, 0.01, 0.003, 0.001, 0.0};
 constexpr double kModestyDb = 0.005;
 
 constexpr std::array kGridDb = {0.5, 0.1, 0.01};
-constexpr double kRoundingDb = 0.015;  // what rounding may add to the root of the mean square
+constexpr double kRoundingDb = 0.015;  // what rounding may add to the rms error
 constexpr double kBoundStepDb = 0.5;
-constexpr double kHairDb = 1e-3;  // a maximum this little above a step is on it
+constexpr double kHairDb = 1e-3;  // a maximum this close to a step is on it
 
 constexpr double kSameHz = 0.01;  // as a share: 31.25 is printed as 31
 constexpr double kOurQ = 1.41;
@@ -88,7 +88,7 @@ eq::Curve curve_of(const Gains& gains) {
   return curve;
 }
 
-// The maximum over all frequencies; single bands have theirs at the centre, which is no point.
+// The maximum over all frequencies, including the bands' centres, where single bands have theirs.
 double highest_db(const eq::Curve& curve) {
   const Response r = response_of(curve);
   double highest = *std::max_element(r.begin(), r.end());
@@ -127,8 +127,8 @@ struct Quadratic {
     return sum;
   }
 
-  // Moves the gains from `first` on to the minimum within the bounds, one after the other again and
-  // again. They overlap little enough for that.
+  // Moves the gains from `first` on to the minimum within the bounds, one at a time, repeatedly;
+  // they overlap little enough for that.
   void minimize(Gains* gains, std::size_t first) const {
     double moved = kMostGainDb;
     for (int sweep = 0; sweep < kSweeps && moved > kSolvedDb; ++sweep) {
@@ -170,7 +170,7 @@ double to_grid(double db, double grid_db) {
   return std::round(db / grid_db) * grid_db;
 }
 
-// Tries single and paired steps of the grid until none is for the better.
+// Tries single and paired steps of the grid until none is an improvement.
 void improve(const Quadratic& q, double grid_db, Gains* gains) {
   const auto try_steps = [&](std::size_t i, double step_i, std::size_t j, double step_j) {
     Gains moved = *gains;
@@ -209,8 +209,8 @@ Gains rounded(const Quadratic& q, Gains gains, double grid_db) {
   return gains;
 }
 
-// Fills in the error of the gains, and the preamp on a grid: the level that the file has, but not
-// so high that anything gets louder than full scale.
+// Computes the error of the gains, and the preamp on a grid: the file's level, but not so high that
+// anything gets louder than full scale.
 Fit judged(const Response& target, double file_preamp_db, const Gains& gains, double grid_db) {
   Fit f;
   f.curve = curve_of(gains);
@@ -228,7 +228,7 @@ Fit judged(const Response& target, double file_preamp_db, const Gains& gains, do
 
   const double room_db = std::floor((kHairDb - highest_db(f.curve)) / grid_db) * grid_db;
   const double preamp_db = std::min(to_grid(file_preamp_db + level_db, grid_db), room_db);
-  // The sum turns a negative zero into a plain one.
+  // Adding zero turns a negative zero into a positive one.
   f.curve.preamp = static_cast<float>(std::clamp(preamp_db, -kMostGainDb, kMostGainDb) + 0.0);
   return f;
 }
@@ -304,7 +304,7 @@ Fit fit(const Shape& shape) {
       const Gains on_grid = rounded(q, gains, grid_db);
       const Fit f = judge(on_grid, grid_db);
       if (f.rms_db > bounded_db + kRoundingDb && grid_db > finest_db) continue;
-      // Where overlapping bands add up to more than the preamp can take back, they give way.
+      // If overlapping bands add up to more than the preamp can take back, they are reduced.
       if (highest_db(curve_of(on_grid)) > kMostGainDb && bound_db > 0.0) break;
       return f;
     }

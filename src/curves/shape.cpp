@@ -1,6 +1,6 @@
-// DESIGN: the formats define their filters by the formulas of the audio equalizer cookbook, so
-// these are what the file's response is computed with, on the unit circle. Our own ten filters are
-// not touched by any of it: the fit asks eq::response_db for them.
+// DESIGN: the formats define their filters by the formulas of the audio equalizer cookbook, so the
+// file's response is computed with these, on the unit circle. Our own ten filters are independent
+// of them: the fit uses eq::response_db.
 #include "shape.h"
 
 #include <algorithm>
@@ -11,7 +11,7 @@
 namespace curves {
 namespace {
 
-// Beyond these nothing was meant as a correction.
+// Values beyond these are implausible in a correction.
 constexpr double kMostGainDb = 100.0;
 constexpr double kLeastQ = 0.01;
 constexpr double kMostQ = 1000.0;

@@ -1,6 +1,6 @@
-// DESIGN: a byte order mark decides; without one it is UTF-8 if it can be, as nothing else looks
-// like UTF-8 by accident, and Windows-1252 if not. A control character that no text has means that
-// the file was something else.
+// DESIGN: a byte order mark decides; without one the text is UTF-8 if it is valid as such, as no
+// other text is by accident, and otherwise Windows-1252. A control character that does not occur in
+// texts means that the file is something else.
 #include <glib.h>
 
 #include <algorithm>

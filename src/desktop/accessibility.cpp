@@ -1,4 +1,4 @@
-// DESIGN: the accessibility bus is asked whether it is in use, and never started by the question.
+// DESIGN: the accessibility bus is asked whether it is in use, in a way that does not start it.
 #include "accessibility.h"
 
 #include <utility>

@@ -1,5 +1,5 @@
-// DESIGN: the table is all that an action is. Types are checked here, because the library that
-// exports actions lets a wrong one pass and answers the caller that all is well.
+// DESIGN: the table defines the actions completely. Types are checked here, because the library's
+// exporter accepts wrong ones and reports success to the caller.
 #include "actions.h"
 
 #include <algorithm>
@@ -63,7 +63,7 @@ Meaning meaning_of(const State& state, const Action& action, GVariant* value) {
   return {command, ""};
 }
 
-// What a preset is called from outside: in a way that means it when it is handed back.
+// The public name of a preset, which identifies it when it is passed back.
 std::string preset_called(const State& state, const Preset& preset) {
   if (preset.id.starts_with(kBuiltin)) return preset.id.substr(std::strlen(kBuiltin));
   return preset_meant(state, preset.name) == preset.id ? preset.name : preset.id;
@@ -75,7 +75,7 @@ std::string chosen_called(const State& state) {
   return chosen != state.presets.end() ? preset_called(state, *chosen) : "";
 }
 
-// A name may hold what the bus does not take.
+// A name may contain bytes that the bus does not accept.
 Owned<char> valid(const std::string& text) {
   return Owned<char>(g_utf8_make_valid(text.c_str(), -1));
 }

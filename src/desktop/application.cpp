@@ -1,5 +1,5 @@
-// DESIGN: both interfaces are served by hand from the table of actions. The library's own exporter
-// would be shorter, but answers unknown actions and wrong types with success. A call is answered
+// DESIGN: both interfaces are implemented here, on the table of actions. The library's own exporter
+// would be shorter, but reports success for unknown actions and wrong types. A call is answered
 // once its command is queued, not carried out: the frame loop may be busy, and callers need not be.
 #include "application.h"
 
@@ -111,7 +111,7 @@ void activate_action(GDBusMethodInvocation* call, GVariant* arguments) {
   answer(call, activation_of(g_exported.state, name, parameter.get()), platform_data);
 }
 
-// One file at a time: the user is asked for its name.
+// One file at a time, because the user is asked for a name.
 void open_file(GDBusMethodInvocation* call, GVariant* arguments) {
   GVariant* uris = nullptr;
   GVariant* platform_data = nullptr;
@@ -244,7 +244,7 @@ bool begin(GDBusConnection* connection, const std::string& directory, const Stat
       !export_interface(node.get(), kGtkActions, &kActionsTable)) {
     return false;
   }
-  // Whoever sees the name may call at once, so it comes last.
+  // Last, because clients may call as soon as they see the name.
   g_exported.name = g_bus_own_name_on_connection(
       connection, id.c_str(), G_BUS_NAME_OWNER_FLAGS_NONE, on_name, nullptr, nullptr, nullptr);
   return true;

@@ -1,5 +1,5 @@
-// DESIGN: who we are on the bus and what a call says beside its arguments, in one place for both
-// ends of a call.
+// DESIGN: our identity on the bus and the platform data of a call, in one place for both ends of a
+// call.
 #include "bus.h"
 
 #include <algorithm>

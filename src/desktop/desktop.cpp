@@ -1,6 +1,6 @@
 // DESIGN: one thread speaks to the bus and waits for none of its answers: it runs a loop of
 // callbacks until it is asked to end. What it shares with the main thread is one record under one
-// lock, held for a copy. The thread is not joined: a log line on a slow disk must not hold the end
+// lock, held for a copy. The thread is not joined: a log line on a slow disk must not delay the end
 // of the program.
 #include "desktop/desktop.h"
 
@@ -35,7 +35,7 @@ constexpr const char* kNoBus = "unix:path=/nonexistent";
 constexpr std::size_t kMostCommands = 64;
 constexpr std::chrono::milliseconds kEndPatience{300};
 
-// Made by connect, on the main thread, and then the bus thread's.
+// Created by connect on the main thread, then owned by the bus thread.
 struct Bus {
   Owned<GMainContext> context;
   Owned<GMainLoop> loop;
@@ -93,7 +93,7 @@ void run(std::unique_ptr<Bus> bus) {
   g_main_context_push_thread_default(bus->context.get());
   const gulong closed =
       g_signal_connect(bus->connection.get(), "closed", G_CALLBACK(on_closed), bus->loop.get());
-  // One that has closed before says so no more.
+  // A connection that has closed before sends no signal.
   if (g_dbus_connection_is_closed(bus->connection.get()) == FALSE &&
       application::begin(bus->connection.get(), bus->directory, current_state(), submit)) {
     tray::begin(bus->connection.get(), current_state(), submit);
@@ -125,7 +125,7 @@ void hide_system_bus_that_hangs() {
   setenv("DBUS_SYSTEM_BUS_ADDRESS", kNoBus, 1);
 }
 
-// Has the bus thread call a function. Under the lock.
+// Makes the bus thread call a function. Call it with the lock held.
 void hand_over(GSourceFunc function, void* data) {
   const Owned<GSource> source(g_idle_source_new());
   g_source_set_callback(source.get(), function, data, nullptr);

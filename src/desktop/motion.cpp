@@ -1,5 +1,5 @@
-// DESIGN: two settings are read when a portal appears, and then their changes are listened to. What
-// comes late is what counts: nothing waits for an answer.
+// DESIGN: two settings are read when a portal appears, and their changes are followed. The latest
+// value counts; nothing waits for an answer.
 #include "motion.h"
 
 #include <array>
@@ -45,7 +45,7 @@ void note(std::size_t key, std::optional<bool> reduced) {
   }
 }
 
-// What a value says; portals wrap it more than once. Empty where it is none that we know.
+// The meaning of a value, which portals wrap more than once. Empty if it is unknown.
 std::optional<bool> meaning(GVariant* value) {
   Owned<GVariant> inner(g_variant_ref(value));
   while (g_variant_is_of_type(inner.get(), G_VARIANT_TYPE_VARIANT) != FALSE)

@@ -1,7 +1,7 @@
-// DESIGN: the number in the lock file is a hint and no more: it may be left from an earlier run, or
-// be that of somebody else in another pid namespace. Whom a signal reaches is settled otherwise:
-// a handle on the process is taken first, then the process has to be seen holding this very lock,
-// and only the handle is signalled, which no later process of the same number can inherit.
+// DESIGN: the process id in the lock file is only a hint: it may be from an earlier run, or denote
+// another process in another pid namespace. So a handle on the process is opened first, then the
+// process must be seen to hold this lock, and only the handle is signalled, which a later process
+// of the same id cannot inherit.
 #include "desktop/single_instance.h"
 
 #include <fcntl.h>
@@ -38,18 +38,18 @@ using std::chrono::steady_clock;
 constexpr milliseconds kBusPatience{1000};
 constexpr const char* kLockName = "/Velmora.lock";
 constexpr mode_t kMode = 0600;
-// A copy that has just started has the lock a moment before its number is in the file.
+// A copy that has just started holds the lock a moment before its process id is in the file.
 constexpr milliseconds kSignalPatience{300};
 constexpr milliseconds kSignalPause{10};
 
-// Never closed: the kernel gives the lock back when the process ends, however that happens.
+// Never closed: the kernel releases the lock when the process ends, however that happens.
 int g_lock_fd = -1;
 std::string g_directory;
 
 void write_owner() {
   if (ftruncate(g_lock_fd, 0) != 0) return;
   const std::string pid = std::to_string(getpid()) + "\n";
-  // Without the number a second copy cannot signal us; the lock holds all the same.
+  // Without the process id a second copy cannot signal us; the lock is still held.
   [[maybe_unused]] const ssize_t written = pwrite(g_lock_fd, pid.data(), pid.size(), 0);
 }
 
@@ -67,7 +67,7 @@ bool same_file(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-// Whether the kernel lists an exclusive lock among what it knows of a descriptor.
+// Whether the kernel's data about a descriptor list an exclusive lock.
 bool is_locked(const fs::path& descriptor_info) {
   std::ifstream info(descriptor_info);
   for (std::string line; std::getline(info, line);) {
@@ -79,7 +79,7 @@ bool is_locked(const fs::path& descriptor_info) {
   return false;
 }
 
-// Whether the process has our lock. Where we may not look into the process it has not.
+// Whether the process holds our lock; false if we may not inspect the process.
 bool holds_lock(const fs::path& process) {
   struct stat lock {};
   if (fstat(g_lock_fd, &lock) != 0) return false;
@@ -104,7 +104,7 @@ std::string program_name(const fs::path& process) {
   return name;
 }
 
-// Whoever else holds the lock, such as a shell that was given it, must not be ended by the signal.
+// The signal would end another program that holds the lock, such as a shell that inherited it.
 bool is_our_program(const fs::path& process) {
   const std::string name = program_name(process);
   return !name.empty() && name == program_name("/proc/self");
@@ -141,7 +141,7 @@ void on_answer(GObject* connection, GAsyncResult* result, void* data) {
   g_main_loop_quit(call->loop.get());
 }
 
-// What a launcher gave this process to bring its window to the front, to be used by the other one.
+// The launcher's proof for bringing a window to the front, to be passed to the other copy.
 desktop::Activation own_activation() {
   const auto variable = [](const char* name) {
     const char* value = std::getenv(name);
@@ -155,7 +155,7 @@ struct Method {
   GVariant* arguments;  // floating
 };
 
-// What is asked of the other copy.
+// The call to the other copy.
 Method method_for(bool compact, const std::string& file) {
   GVariant* data = desktop::to_platform_data(own_activation(), g_directory);
   std::error_code unknown;
@@ -170,7 +170,7 @@ Method method_for(bool compact, const std::string& file) {
   return {"Activate", g_variant_new("(@a{sv})", data)};
 }
 
-// Returns whether the copy with our settings has taken the call.
+// Returns whether the copy with our settings has accepted the call.
 bool call_over_bus(bool compact, const std::string& file) {
   const std::string address = bus::session_address();
   if (address.empty()) return false;

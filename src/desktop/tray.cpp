@@ -1,7 +1,8 @@
 // DESIGN: the objects are exported before they are registered with the watcher, because trays read
 // them at once. The symbolic icon is named where it is installed, so that desktops give it their
 // colour; elsewhere it is sent as a picture in grey, which can be seen on light and dark panels. A
-// window that only the tray could bring back is shown when the tray goes and does not return.
+// hidden window, which only the tray could bring back, is shown when the tray disappears and does
+// not return.
 #include "tray.h"
 
 #include <array>
@@ -82,7 +83,7 @@ Tray& g_tray = *new Tray;  // bus thread; in place as long as the process lives
 
 // The icon ------------------------------------------------------------
 
-// The directory of icons beside our program. Inside a sandbox it is of no use to those outside.
+// The directory of icons beside our program; inside a sandbox it is useless to programs outside.
 fs::path installed_icons() {
   if (paths::is_sandboxed()) return {};
   std::error_code error;
@@ -95,7 +96,7 @@ fs::path installed_icons() {
   return icons;
 }
 
-// Trays look into the system's directories by themselves.
+// Trays search the system's directories anyway.
 std::string theme_path() {
   return g_tray.icons == "/usr/share/icons" ? "" : g_tray.icons.string();
 }
@@ -149,7 +150,7 @@ void on_call(GDBusConnection*, const char*, const char*, const char*, const char
     g_variant_get(arguments, "(&s)", &token);
     g_tray.token = token;
   }
-  // The wheel does nothing, and the menu is the tray's to open.
+  // The wheel does nothing, and the tray opens the menu itself.
   g_dbus_method_invocation_return_value(call, nullptr);
 }
 
@@ -213,7 +214,7 @@ void start_patience() {
   g_source_attach(g_tray.patience, g_main_context_get_thread_default());
 }
 
-// A watcher may be there and no tray: it says so itself.
+// There may be a watcher without a tray, which it reports.
 void on_host_known(GObject* connection, GAsyncResult* result, void*) {
   const Owned<GVariant> answer(
       g_dbus_connection_call_finish(G_DBUS_CONNECTION(connection), result, nullptr));

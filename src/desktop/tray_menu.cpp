@@ -1,7 +1,7 @@
 // DESIGN: the menu is rebuilt from the state as a flat list of entries (tray_entries.h), each with
-// the command that a click on it means; what has changed is found by comparing two lists. Trays
-// differ in how they ask (one entry or many, with or without their own notice that the menu opens),
-// so all ways are served, and a click counts even after the menu has been reported closed.
+// the command that a click on it means; changes are found by comparing two lists. Trays differ in
+// how they query it (one entry or many, with or without announcing that the menu opens), so all
+// ways are supported, and a click counts even after the menu has been reported closed.
 #include "tray_menu.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // DESIGN: windowed samples, one transform, powers of the bins (power_spectrum.cpp), sums over the
-// bins of each bar. Everything that depends on no sample is worked out once and kept, so that a
-// drawn frame costs arithmetic only.
+// bins of each bar. Everything that does not depend on samples is computed once and kept, so that a
+// frame costs only arithmetic.
 #include "dsp/analyzer.h"
 
 #include <algorithm>
@@ -77,7 +77,7 @@ void Workspace::set_rate(float new_rate) {
     bars[b] = bins_of_bar(kBarFreq[b], rate);
 }
 
-// Four sums in turn, because each addition waits for the one before.
+// Four separate sums, because each addition waits for the one before.
 double sum_of(const double* first, const double* end) {
   double sums[4] = {};
   for (; end - first >= 4; first += 4) {

@@ -1,5 +1,5 @@
 // DESIGN: a curve is eleven numbers, and everything here is a pure function of them. The response
-// is evaluated from the very coefficients that the processor filters with, on the unit circle.
+// is evaluated on the unit circle, from the same coefficients that the processor filters with.
 #include <algorithm>
 #include <cmath>
 #include <complex>

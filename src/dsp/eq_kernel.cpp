@@ -5,8 +5,8 @@
 // it has room for; four lanes hold L and R of band i and L and R of band i + 1.
 //
 // Every lane does the operations of the plain loop in their order, so the bits are the same however
-// many lanes there are. Where the wave enters and leaves a block, some bands have no sample; there
-// the memory of their lanes is kept as it was.
+// many lanes there are. Where the wave enters and leaves a block, some bands have no sample; the
+// memory of their lanes then stays unchanged.
 //
 // The steps wait for each other's results, so widening a frame to doubles before the first band and
 // narrowing it after the last one costs next to nothing in between. With two lanes the cascade
@@ -33,7 +33,7 @@ using namespace cascade;
 
 constexpr int kBlockFrames = 512;
 
-// The wave must be all in before it begins to leave.
+// The wave must be complete before it begins to leave.
 constexpr int kFewestFrames = kBands - 1;
 
 constexpr std::uint32_t kMagnitudeBits = 0x7fffffffU;
@@ -189,14 +189,13 @@ template <int Lanes>
 namespace {
 
 // Some processors are slower with the widest vectors, because they halve them or lower their clock.
-// Which ones cannot be told from their features, so all widths are tried, for a fifth of a
-// millisecond.
+// Their features do not reveal which, so all widths are tried, for a fifth of a millisecond.
 int measured_lanes() {
   using Clock = std::chrono::steady_clock;
   constexpr int kRounds = 20;
   Processor p;
   for (Band& band : p.bands) {
-    // A gentle filter whose output stays of the size of its input.
+    // A gentle filter, whose output is about as large as its input.
     band = {.b0 = 1.0, .b1 = -1.8, .b2 = 0.81, .a1 = -1.8, .a2 = 0.81, .active = true};
   }
   float samples[kStereo * kBlockFrames];

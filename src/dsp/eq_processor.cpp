@@ -21,7 +21,7 @@ void Processor::set_format(float new_rate, int new_channels) {
   channels = std::clamp(new_channels, 1, kMaxChannels);
   reset();
   recompute();
-  fastest_lanes();  // found out here, not with the first sound
+  fastest_lanes();  // measured here, not with the first sound
 }
 
 void Processor::set_curve(const Curve& c) {

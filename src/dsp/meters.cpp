@@ -1,5 +1,5 @@
 // DESIGN: one step per drawn frame, scaled by the time since the last one. A level that is not
-// finite counts as silence, because a display that took it in could never fall again.
+// finite counts as silence, because otherwise the display would never fall again.
 #include <algorithm>
 #include <cmath>
 

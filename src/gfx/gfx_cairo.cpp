@@ -1,5 +1,5 @@
-// DESIGN: every call sets all it needs (path, colour, line), so that none depends on the one
-// before; only push_clip leaves something behind. Images are decoded once and kept. Text is in
+// DESIGN: every call sets all its parameters (path, colour, line), so that none depends on an
+// earlier one; only push_clip has a lasting effect. Images are decoded once and kept. Text is in
 // gfx_text.cpp.
 #include <algorithm>
 #include <cmath>
@@ -22,7 +22,7 @@ std::uint64_t g_draw_calls = 0;
 
 // Paths and paint -----------------------------------------------------
 
-// Comparisons are written so that what is not a number counts as nothing to draw.
+// Comparisons are written so that a NaN counts as nothing to draw.
 bool is_empty(const Rect& r) {
   return !(r.w > 0.0F && r.h > 0.0F);
 }

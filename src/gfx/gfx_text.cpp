@@ -1,5 +1,5 @@
-// DESIGN: fonts are made once and kept, because a frame uses the same few again and again. Texts
-// are laid out every time: they change too much.
+// DESIGN: fonts are created once and kept, because every frame uses the same few. Texts are laid
+// out every time, because they change too often.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -47,7 +47,7 @@ void use_language(PangoLayout* layout) {
   pango_layout_context_changed(layout);
 }
 
-// Where text is measured outside of drawing: null before init.
+// For measuring outside of drawing; null before init.
 Owned<PangoLayout> new_measuring_layout() {
   Owned<PangoLayout> layout(g_measure == nullptr ? nullptr : pango_layout_new(g_measure.get()));
   use_language(layout.get());
@@ -60,7 +60,7 @@ Owned<PangoLayout> new_drawing_layout() {
   return layout;
 }
 
-// One line, however long. Null when there is nothing to lay it out on.
+// A single line of any length. Null without a context.
 Owned<PangoLayout> line_layout(const std::string& utf8, float size, bool bold) {
   Owned<PangoLayout> layout = context() == nullptr ? new_measuring_layout() : new_drawing_layout();
   if (layout == nullptr) return layout;
@@ -103,14 +103,14 @@ Size pixel_size(PangoLayout* layout) {
   return s;
 }
 
-// How much of the free space lies left of a text.
+// The share of the free space that is left of a text.
 double share_before(Align align) {
   if (align == Align::Left) return 0.0;
   return align == Align::Center ? 0.5 : 1.0;
 }
 
-// Line by line, because the text library takes left for right in paragraphs that run from right to
-// left, and one text can hold paragraphs of both directions.
+// Line by line, because the text library swaps left and right in paragraphs from right to left, and
+// one text may contain paragraphs of both directions.
 void show_lines(PangoLayout* layout, const Rect& r, Align align) {
   const Owned<PangoLayoutIter> line(pango_layout_get_iter(layout));
   do {
@@ -143,7 +143,7 @@ bool init(void* /*unused*/) {
 void free_fonts() {
   g_fonts.clear();
   g_measure.reset();
-  // The fonts behind it, which the library would otherwise keep: nobody else lays text out.
+  // Frees its fonts, which the library would otherwise keep; nothing else lays out text.
   pango_cairo_font_map_set_default(nullptr);
 }
 

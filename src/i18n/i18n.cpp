@@ -1,7 +1,7 @@
 // DESIGN: the tables are constants of the program, complete in every language and checked when they
 // are made, so a lookup is one bisection and choosing a language is setting one pointer. Returned
-// texts outlive everything. Nothing is chosen before the first set_language() or T(), so that the
-// environment is read after the program has set it up.
+// texts are valid for ever. No language is chosen before the first set_language() or T(), so that
+// the environment is read after the program has set it up.
 #include "i18n/i18n.h"
 
 #include <algorithm>
@@ -18,11 +18,11 @@ namespace {
 constexpr const char* kAuto = "auto";
 constexpr const char* kFallback = "en";
 
-// The tables are shared with the other platforms' programs, which count on the same indices.
+// The tables are shared with the other platforms' programs, which rely on the same indices.
 static_assert(i18n_data::KEY_COUNT == 74);
 static_assert(i18n_data::LANG_COUNT == 44);
 
-// What only this program has stands in a table of its own, in the same order of languages.
+// Texts of this program alone are in a separate table, in the same order of languages.
 static_assert(i18n_additions::LANG_COUNT == i18n_data::LANG_COUNT);
 
 // The place of `key` among ascending keys, -1 where it is not.
@@ -61,7 +61,7 @@ const i18n_data::Lang* find(std::string_view code) {
   return nullptr;
 }
 
-// Null when there is no such language. A region that has no row of its own gives its language.
+// Null if there is no such language. An unknown region gives its language.
 const i18n_data::Lang* resolve(std::string code) {
   std::replace(code.begin(), code.end(), '-', '_');
   if (const i18n_data::Lang* const lang = find(code)) return lang;

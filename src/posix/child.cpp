@@ -1,6 +1,5 @@
-// DESIGN: posix_spawn, which does between fork and exec what a process with threads may do there,
-// and reports a program that cannot be started. A child that is left alone is waited for by a
-// thread of its own, so that it leaves no zombie.
+// DESIGN: posix_spawn, which is safe in a process with threads and reports a program that cannot be
+// started. A thread waits for each child that nobody else waits for, so that it leaves no zombie.
 #include "posix/child.h"
 
 #include <fcntl.h>
@@ -95,7 +94,7 @@ bool start(const std::vector<std::string>& arguments) {
       wait_for(pid, &status);
     }).detach();
   } catch (const std::system_error&) {
-    // No thread can be had: the child leaves a zombie until this program ends.
+    // No thread can be started: the child leaves a zombie until this program ends.
   }
   return true;
 }

@@ -1,6 +1,6 @@
 // DESIGN: plain POSIX calls, because std::filesystem and streams follow symbolic links, wait for
-// pipes, and report neither fsync nor close. One function opens and decides what to refuse;
-// whatever it truncates, it has looked at first.
+// pipes, and report neither fsync nor close. One function opens files and decides what to refuse;
+// it truncates a file only after checking it.
 #include "posix/files.h"
 
 #include <fcntl.h>
@@ -51,7 +51,7 @@ bool read_up_to(int fd, std::size_t limit, std::string* bytes) {
   }
 }
 
-// A new file: nobody can have prepared one of this name to have it filled.
+// A new file, so that nobody can have planted one of this name.
 Descriptor create(const std::string& path) {
   remove(path);
   return Descriptor(open_regular(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, kPrivate));
@@ -129,7 +129,7 @@ int open_regular(const char* path, int flags, mode_t mode) {
 }
 
 int open_for_writing(const char* path, mode_t mode) {
-  // Truncated only once it is known what it is.
+  // Truncated only after the checks.
   const int fd = open_regular(path, O_WRONLY | O_CREAT, mode);
   return fd < 0 || ftruncate(fd, 0) == 0 ? fd : refuse(fd);
 }
@@ -160,7 +160,7 @@ Written write_durably(const std::string& path, std::string_view bytes) {
   Descriptor file(open_for_writing(path.c_str(), kPrivate));
   if (!file) return Written::kNotOpened;
   const bool complete = write_all(file.get(), bytes) && fsync(file.get()) == 0;
-  // Closed in any case, and that counts too: some file systems report a full disk only then.
+  // Always closed, and the result counts: some file systems report a full disk only then.
   return file.close() && complete ? Written::kYes : Written::kIncomplete;
 }
 
@@ -173,7 +173,7 @@ bool copy(const std::string& from, const std::string& to, std::size_t limit) {
   const Descriptor source(open_regular(from.c_str(), O_RDONLY));
   struct stat info {};
   if (!source || fstat(source.get(), &info) != 0) return false;
-  // A hole takes no room where it is, but would here.
+  // A hole takes no space in the original, but would in the copy.
   if (static_cast<std::uintmax_t>(info.st_size) > limit) return false;
   std::string bytes;
   return read_up_to(source.get(), limit, &bytes) && write_new(to, bytes);
@@ -185,7 +185,7 @@ Read read_all(const std::string& path, std::size_t limit, std::string* bytes) {
   if (!file) return errno == ENOENT || errno == ENOTDIR ? Read::kMissing : Read::kFailed;
   struct stat info {};
   if (!is_regular(file.get(), &info)) return Read::kFailed;
-  // The size is not relied on any further: the file may change while it is read.
+  // The size is only a hint: the file may change while it is read.
   if (info.st_size > 0 && static_cast<std::uintmax_t>(info.st_size) > limit) return Read::kTooLarge;
   const bool read = read_up_to(file.get(), limit + 1, bytes);
   const bool too_large = bytes->size() > limit;

@@ -1,5 +1,5 @@
-// DESIGN: older readers know of a key only what the program that has the keyboard passes on. The
-// library has one listener, while any reader is there, so there is one place for it.
+// DESIGN: older readers learn of keys only from the program that has the keyboard. The library
+// installs one listener while there is any reader, so one variable holds it.
 #include "keys.h"
 
 #include <atk/atk.h>
@@ -31,8 +31,8 @@ void remove_listener(unsigned /*id*/) {
   g_heard = false;
 }
 
-// What a key types, in UTF-8, or what it is called. Symbols of Latin-1 are numbered as characters
-// are, and those of newer scripts say that they are one.
+// The character that a key types, in UTF-8, or the key's name. Key symbols of Latin-1 have the
+// characters' numbers, and those of newer scripts are marked as Unicode.
 std::string text_of(const Key& key) {
   constexpr unsigned kLatin = 0x100;
   constexpr unsigned kCharacter = 0x01000000;

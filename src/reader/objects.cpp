@@ -1,6 +1,6 @@
-// DESIGN: answers come from the node alone, as it was published last; nothing is asked of the rest
-// of the program. What kind of object a node has depends on what can be done with it, because a
-// reader takes every interface that an object has for something that it can do.
+// DESIGN: answers come from the node alone, as it was last published, never from the rest of the
+// program. The type of a node's object depends on what can be done with it, because readers assume
+// that every interface of an object can be used.
 #include "objects.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@ namespace reader {
 
 namespace {
 
-// Interfaces beside that of a place, which all have.
+// Interfaces besides the component interface, which all objects have.
 constexpr unsigned kAction = 1;
 constexpr unsigned kValue = 2;
 constexpr unsigned kText = 4;
@@ -78,7 +78,7 @@ AtkStateSet* ref_state_set(AtkObject* object) {
   return set;
 }
 
-// A status is read out when the reader has nothing better to say.
+// A status is read out when the reader has nothing more important.
 AtkAttributeSet* get_attributes(AtkObject* object) {
   const Node* node = node_of(object);
   if (node == nullptr || node->element.role != Role::kStatus) return nullptr;

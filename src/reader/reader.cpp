@@ -1,7 +1,7 @@
-// DESIGN: one thread speaks to readers, in a context of its own: connecting waits for the
-// accessibility bus, and a reader that asks for hundreds of things must not hold a frame. What it
-// shares with the main thread is one record under one lock, held for a copy. The thread is not
-// joined: neither a bus that hangs nor a log line on a slow disk may hold the end of the program.
+// DESIGN: one thread serves readers, in a context of its own: connecting waits for the
+// accessibility bus, and a reader with hundreds of questions must not delay a frame. What it shares
+// with the main thread is one record under one lock, held for a copy. The thread is not joined:
+// neither a hung bus nor a log line on a slow disk may delay the end of the program.
 #include "reader/reader.h"
 
 #include <pthread.h>
@@ -44,7 +44,7 @@ struct Shared {
 // In place as long as the process lives: the thread may outlive main.
 Shared& g_shared = *new Shared;
 
-// Made by start, on the main thread; then the thread's.
+// Created by start on the main thread; then the reader's thread owns it.
 struct Loop {
   Owned<GMainContext> context;
   Owned<GMainLoop> loop;
@@ -126,7 +126,7 @@ void run() {
   g_shared.ended.notify_all();
 }
 
-// Has the thread call a function. Under the lock.
+// Makes the thread call a function. Call it with the lock held.
 void hand_over(GSourceFunc function) {
   const Owned<GSource> source(g_idle_source_new());
   g_source_set_callback(source.get(), function, nullptr, nullptr);

@@ -1,4 +1,4 @@
-// DESIGN: two tables, from our words into the library's.
+// DESIGN: two tables that translate our roles and states into the library's.
 #include <initializer_list>
 
 #include "objects.h"

@@ -1,5 +1,5 @@
-// DESIGN: what has changed is found by comparing what is published with what was published before,
-// element by element, so nobody who changes something has to say so.
+// DESIGN: changes are found by comparing each published window with the one before, element by
+// element, so that code that changes something need not report it.
 #include "tree.h"
 
 #include <algorithm>
@@ -52,7 +52,7 @@ void tell_child(const Node& node, const char* signal, std::size_t index) {
   g_signal_emit_by_name(parent, signal, static_cast<unsigned>(index), node.object, nullptr);
 }
 
-// The focus moves when everything else is said: by then a dialog has all that is in it.
+// The focus moves last, when a new dialog is complete.
 void tell_states(const Node& node, std::uint64_t before, std::uint64_t now) {
   for (int i = 0; i < 64; ++i) {
     if (i != ATK_STATE_FOCUSED && ((before ^ now) >> i & 1) != 0)
@@ -74,7 +74,7 @@ int characters(const char* begin, const char* end) {
   return static_cast<int>(g_utf8_strlen(begin, end - begin));
 }
 
-// What is typed and deleted is at the end, so the beginning is what both have in common.
+// Typing and deleting happen at the end, so the texts have their beginning in common.
 void tell_text(const Node& node, const std::string& before) {
   const std::string& now = node.element.text;
   const char* old_end = before.c_str();
@@ -96,7 +96,7 @@ void tell_text(const Node& node, const std::string& before) {
                           characters(now.c_str(), now.c_str() + now.size()));
 }
 
-// Newer libraries know how urgent it is, older ones may know nothing of it.
+// Newer libraries support its urgency, older ones may not support it at all.
 void announce(const Node& node) {
   const GType type = library().object_type();
   const char* text = node.element.name.c_str();
@@ -107,7 +107,7 @@ void announce(const Node& node) {
   }
 }
 
-// Readers read a note out when it begins to show.
+// Readers read a note out when it appears.
 void tell_note(const Node& node) {
   if (node.element.id != kWindowId && node.element.role == Role::kNote)
     library().notify_state(node.object, ATK_STATE_SHOWING, TRUE);
@@ -150,7 +150,7 @@ void add(const Element& element, Node* parent, std::size_t index) {
   node.element = element;
   node.parent = parent;
   node.object = make_object(&node);
-  // Not by the library's function: a new object's parent is no change to report.
+  // Not by the library's function, which would report a new object's parent as a change.
   AtkObject* above = parent != nullptr ? parent->object : g_tree.program;
   node.object->accessible_parent = static_cast<AtkObject*>(g_object_ref(above));
   g_tree.nodes[element.id] = std::move(made);

@@ -1,5 +1,5 @@
-// DESIGN: services are asked from a thread of its own, because a bus may accept a connection and
-// then never answer; the sound does not wait for it. Everything on that thread can be cancelled.
+// DESIGN: a separate thread queries the services, because a bus may accept a connection and then
+// never answer, and the sound must not wait for it. Everything on that thread can be cancelled.
 //
 // Real-time CPU time is limited before the privilege is asked for: RealtimeKit demands the hard
 // limit, and the soft one is what catches a runaway. Its signal goes to some other thread, as the
@@ -38,7 +38,7 @@ constexpr const char* kThreadName = "Velq-realtime";
 constexpr int kPriority = 5;  // that of a sound server on a desktop
 constexpr int kNice = -11;
 constexpr rlim_t kSoftLimitUs = 100000;  // of computing without waiting
-constexpr rlim_t kHardLimitUs = 200000;  // what RealtimeKit asks for where it says nothing else
+constexpr rlim_t kHardLimitUs = 200000;  // RealtimeKit's default limit
 constexpr int kAnswerMs = 2000;
 
 struct Service {
@@ -57,7 +57,7 @@ constexpr Service kPortal = {bus::session_address, "org.freedesktop.portal.Deskt
 
 using bus::Owned;
 
-std::atomic<pid_t> g_realtime_thread{0};  // the one to be stopped should it run away
+std::atomic<pid_t> g_realtime_thread{0};  // stopped if it runs away
 std::thread g_asking;                     // request() and withdraw()
 Owned<GCancellable> g_cancel;             // the same
 
@@ -72,7 +72,7 @@ void on_cpu_time_used_up(int /*signal*/) {
   errno = error;
 }
 
-// Limits the real-time CPU time of the process. Returns whether no more than that is allowed now.
+// Limits the real-time CPU time of the process. Returns whether the limit is in force.
 bool limit_cpu_time(rlim_t hard_us) {
   rlimit limit{};
   if (getrlimit(RLIMIT_RTTIME, &limit) != 0) return false;
@@ -92,7 +92,7 @@ bool ask_kernel(pid_t thread) {
 
 // Services on a bus ---------------------------------------------------
 
-// A service that can be asked. Its answers are bounded in time, and their faults kept.
+// A service on a bus. Its calls have a time limit, and their errors are kept.
 class Conversation {
  public:
   Conversation(const Service& service, GCancellable* withdrawn)
@@ -149,7 +149,7 @@ class Conversation {
   std::string fault_;
 };
 
-// What the thread became, for the log; empty when nothing was granted.
+// The thread's new scheduling, for the log; empty if nothing was granted.
 std::string ask(const Service& service, pid_t thread, GCancellable* withdrawn, std::string* fault) {
   Conversation talk(service, withdrawn);
   if (!talk.connected()) return {};
@@ -176,7 +176,7 @@ std::string ask(const Service& service, pid_t thread, GCancellable* withdrawn, s
 }
 
 std::string obtain(pid_t thread, GCancellable* withdrawn, std::string* fault) {
-  // Set before the privilege is there: it may run away at once.
+  // Set before the privilege is granted: the thread may run away at once.
   g_realtime_thread.store(thread);
   if (ask_kernel(thread)) return "real-time priority " + std::to_string(kPriority);
   // In a sandbox the service would see other processes under our numbers.
