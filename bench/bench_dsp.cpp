@@ -1,5 +1,5 @@
-// How fast the signal processing is, as ratios to yardsticks that run in turn with it: what else
-// the machine does, and how fast it is, then matters little. Every counter is of the best round.
+// The speed of the signal processing, as ratios to yardsticks that run in turn with it, so that the
+// machine's speed and load matter little. Every counter is that of the best round.
 //
 //   equalizer/...  ratio = frames per second over those of the plain loop; more is better.
 //                  Two lanes are the baseline of every machine, `process` is what it chooses

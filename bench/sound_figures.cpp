@@ -1,5 +1,4 @@
-// What an audio engineer asks of the signal processing, measured on this processor with the code
-// that plays: distortion, noise, limiter, response, denormal numbers, and changes of the curve.
+// Measures the signal processing on this processor, with the code that plays: distortion, noise, limiter, response, denormal numbers, and changes of the curve.
 // Prints the tables of docs/figures-2026-11.md.
 //
 // Every signal has a whole number of periods in the second that is measured, so no window is needed

@@ -24,7 +24,7 @@ pkg_check_modules(SDL2 REQUIRED IMPORTED_TARGET sdl2)
 pkg_check_modules(CAIRO REQUIRED IMPORTED_TARGET cairo)
 pkg_check_modules(PANGO REQUIRED IMPORTED_TARGET pangocairo)
 
-# The way to the person's mail program. Pango brings the library along anyway.
+# For reaching the user's mail program. Pango depends on the library anyway.
 pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-unix-2.0)
 
 # Screen readers: the headers alone, because the libraries are loaded only where there is a reader.

@@ -1,4 +1,4 @@
-# Warnings, hardening and sanitizers, linked privately by every target of ours.
+# Warnings, hardening and sanitizers, linked privately by all our targets.
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 

@@ -10,7 +10,7 @@ const char* __lsan_default_suppressions() {
   return "leak:libfontconfig";
 }
 
-// What was suppressed is not told on the console, which tests read.
+// Suppressions are not reported on the console, which tests read.
 // NOLINTNEXTLINE(bugprone-reserved-identifier)
 const char* __lsan_default_options() {
   return "print_suppressions=0";

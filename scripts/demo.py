@@ -1,15 +1,15 @@
 #!/usr/bin/python3
-# Shows that Velmora does what it is told, on any machine: no desktop, no sound card and no sound server of
-# the user's is needed or touched.
+# Shows that Velmora works, on any machine: no desktop, sound card or sound server of the user is needed or
+# touched.
 #
 # A private sound server with one silent output device plays pink noise. What arrives at that device is
 # recorded twice, first without and then with Velmora, and compared band by band with the preset. Velmora's
 # window is on a virtual screen; a picture of it is left in build/demo. At the end the program has to leave
 # the server as it found it.
 #
-#   scripts/demo.py [PROGRAM]    PROGRAM: build/Velmora where none is given
+#   scripts/demo.py [PROGRAM]    PROGRAM: build/Velmora if none is given
 #
-# Exit status 0 when everything was as asked. Needs what scripts/install-deps.sh --tests installs.
+# Exit status 0 if everything was as expected. Needs what scripts/install-deps.sh --tests installs.
 import math
 import statistics
 import sys

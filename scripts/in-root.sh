@@ -11,10 +11,10 @@
 #   --fresh        a minimal Debian; otherwise with everything that scripts/install-deps.sh installs
 #                  for tests and packages
 #   --ccache       compile through ccache; its cache is kept beside the roots
-#   --keep NAME    the copy stays, with what was built in it, for the next run of that name; only one
-#                  at a time. Leave it out, and the copy is gone when the command ends
+#   --keep NAME    keeps the copy and its builds for the next run of that name, one run at a time;
+#                  otherwise the copy is removed when the command ends
 #   --share DIR    this machine's DIR is /share there, to hand files in and out
-#   --renew        make the root anew first, from the release as it is today
+#   --renew        first make a new root, from today's state of the release
 #
 # The checkout is /root/Velmora there: what git tracks, with its changes, and new files that it does not
 # ignore. The command is root, with processes, mounts, /dev, /run and /tmp of its own, without D-Bus
@@ -25,7 +25,7 @@
 # ${XDG_CACHE_HOME:-/var/cache}/velmora-roots. Environment: CI is handed on; DEBIAN_MIRROR names
 # another mirror than deb.debian.org.
 #
-# Exit status: the command's; 77 when there can be no such root here.
+# Exit status: the command's; 77 if no such root can be made here.
 set -euo pipefail
 umask 022
 self=$(realpath "${BASH_SOURCE[0]}")
@@ -167,7 +167,7 @@ quietly() {
   rm -f "$log"
 }
 
-# Nobody needs a root that survives a power cut: dpkg need not wait for the disk.
+# A root need not survive a power cut, so dpkg need not wait for the disk.
 bootstrap() {
   separately debootstrap --variant=minbase "$release" "$unfinished" "$mirror" &&
     echo force-unsafe-io >"$unfinished/etc/dpkg/dpkg.cfg.d/velmora-root" &&
@@ -186,8 +186,8 @@ add_packages() {
     rm -rf "$unfinished/packages"
 }
 
-# layer NAME COMMAND...: the command makes $unfinished, which becomes the layer of that name. Whoever
-# wants it meanwhile waits. It is in use until this script ends.
+# layer NAME COMMAND...: the command makes $unfinished, which becomes the layer of that name. Other
+# users of the layer wait until it is complete. It is in use until this script ends.
 layer() {
   local name=$1 lock
   shift

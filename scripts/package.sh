@@ -145,7 +145,7 @@ use_package() {
   apt install "$package"
   apt purge velmora
   nothing_left
-  [[ -f $work/config/Velmora/settings.dat ]] || fail "the person's settings are gone"
+  [[ -f $work/config/Velmora/settings.dat ]] || fail "the user's settings are gone"
 }
 
 "$root/scripts/install-deps.sh" --package

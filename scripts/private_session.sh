@@ -1,10 +1,9 @@
 # shellcheck shell=bash
-# A session of our own for scripts that show the program: a sound server with one silent device, and a
-# virtual screen. Nothing of the person's session is needed or reached. To be sourced.
+# A private session for scripts that show the program: a sound server with one silent device, and a
+# virtual screen. The user's session is neither needed nor reached. Source this file.
 #
-# Whoever sources this calls need_programs and enter_private_session, then what it needs of the
-# rest. At the end of the script, however it ends, all processes are ended; their logs are shown
-# when it failed.
+# Call need_programs and enter_private_session first. However the script ends, all processes are
+# ended; if it failed, their logs are shown.
 
 session_scripts=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 work=
@@ -101,7 +100,7 @@ enter_private_session() {
   export XDG_STATE_HOME=$work/state XDG_CACHE_HOME=$work/cache XDG_DATA_HOME=$work/data
   export PULSE_SERVER=unix:$work/run/pulse/native PULSE_CLIENTCONFIG=$work/client.conf
   export PULSE_COOKIE=$work/cookie
-  # No message of ours may reach the person's desktop.
+  # Our messages must not reach the user's desktop.
   export DBUS_SESSION_BUS_ADDRESS=unix:path=$work/no-bus DBUS_SYSTEM_BUS_ADDRESS=unix:path=$work/no-bus
   unset DISPLAY XAUTHORITY WAYLAND_DISPLAY SDL_VIDEODRIVER PULSE_SINK PULSE_SOURCE
 }
@@ -137,7 +136,7 @@ END
   running+=($!)
 }
 
-# Without hardware and without a bus, as it could disturb the person's own.
+# Without hardware and without a bus, so that it cannot disturb the user's own.
 start_pipewire() {
   local folder program
   mkdir -p "$work/config"/pipewire/{pipewire,pipewire-pulse,wireplumber}.conf.d \

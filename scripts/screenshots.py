@@ -5,7 +5,7 @@
 #   scripts/screenshots.py --readme       the pictures of the README, into docs/pictures
 #
 # Needs build/Velmora (./run.sh builds it), or another program in VELMORA, and what
-# scripts/install-deps.sh --tests installs. Looking at the pictures is left to whoever calls this.
+# scripts/install-deps.sh --tests installs. Looking at the pictures is up to you.
 import os
 import signal
 import sys
