@@ -7,7 +7,8 @@
 #   tests/lab/run.py bench/engine_figures.py share_of_a_processor --server pipewire seconds=60
 #   tests/lab/run.py bench/engine_figures.py presets_of_devices --server pipewire
 #
-# BASE names other builds of the program (PATH or PATH:PATH), measured by the last one in turn with this one.
+# BASE names other builds of the program (PATH or PATH:PATH), measured in turn with this one by delay,
+# gaps_beside_compilers, share_of_a_processor and presets_of_devices.
 #
 # The delay is measured between two recordings, of our sink's monitor and of the device's; both are
 # mapped to one clock by the earliest arrival of a frame in each, so what they have in common cancels
@@ -26,6 +27,15 @@ CLICK_S = 0.25
 SETTLED_S = 2  # after which the delay is what it stays
 GAP_MS = 5
 CYCLE_S = 512 / RATE
+OWN_DELAY_S = 0.15  # of a device like a wireless one
+BASE = list(filter(None, os.environ.get("BASE", "").split(":")))
+
+
+# Each build, again and again; the program is started from it.
+def in_turn(rounds):
+    for _ in range(rounds):
+        for velmora.EXECUTABLE in (EXECUTABLE, *BASE):
+            yield velmora.EXECUTABLE
 
 
 def median_delay(lab, count, device="speakers"):
@@ -43,17 +53,43 @@ def spread(lab, what, delays):
 
 # Starts, of which each is measured over so many clicks.
 def test_delay(lab, count=30, starts=10):
-    delays = []
-    for _ in range(starts):
+    delays = {}
+    for build in in_turn(starts):
         program = lab.start()
         lab.players.append(Player(lab.server, clicks(CLICK_S)))
         time.sleep(SETTLED_S)
         delay, text = median_delay(lab, count)
-        print(f"  {text} ms")
-        delays.append(delay)
+        print(f"  {build}: {text} ms")
+        delays.setdefault(build, []).append(delay)
         lab.silence()
         lab.end(program)
-    spread(lab, f"delay in {starts} starts", delays)
+    for build, measured in delays.items():
+        spread(lab, f"{build}: delay in {starts} starts", measured)
+
+
+# A device that delays the sound by itself, and says so, as a wireless one does. Its monitor does not.
+def add_late_device(lab):
+    if lab.server.kind == PIPEWIRE:
+        lab.server.add_sink("late")
+        node = lab.server.sinks()["late"]["properties"]["object.id"]
+        latency = f"{{ ns: {OWN_DELAY_S * 1e9:.0f} }}"
+        subprocess.run(["pw-cli", "set-param", node, "ProcessLatency", latency], env=lab.server.environment(), check=True,
+                       stdout=subprocess.DEVNULL)
+        return
+    fifo = lab.server.directory / "late"
+    os.mkfifo(fifo, 0o600)
+    pipe = os.open(fifo, os.O_RDONLY | os.O_NONBLOCK)
+
+    def take():  # what the pipe holds is the delay
+        began, taken = time.monotonic(), 0
+        while True:
+            time.sleep(0.002)
+            due = int((time.monotonic() - began) * RATE) - taken
+            with contextlib.suppress(BlockingIOError):
+                os.read(pipe, due * 8)
+            taken += due
+    lab.server.load("module-pipe-sink", "sink_name=late", "format=float32le", "rate=48000", "channels=2", f"file={fifo}")
+    threading.Thread(target=take, daemon=True).start()
 
 
 # The delay two seconds after the end of what may change it.
@@ -87,6 +123,24 @@ def test_delay_after_disturbances(lab, count=20, rounds=3):
             print(f"  {what}: {text} ms")
             delays.append(delay)
         spread(lab, f"delay after {what}", delays)
+    lab.silence()
+    lab.end(program)
+    add_late_device(lab)
+    becomes("the device is there", lambda: "late" in lab.server.sinks())
+    lab.remember()
+    for device in ("headset", "late"):
+        delays = []
+        for _ in range(rounds):
+            program = lab.start("--device", device, expect=[""], device=device)
+            lab.players.append(Player(lab.server, clicks(CLICK_S)))
+            time.sleep(SETTLED_S)
+            told = max(stream["sink_latency_usec"] for stream in lab.server.list("sink-inputs")) / 1000
+            delay, text = median_delay(lab, count, device)
+            print(f"  {device}, which tells {told:.0f} ms: {text} ms")
+            delays.append(delay)
+            lab.silence()
+            lab.end(program)
+        spread(lab, f"delay at the chosen device {device}", delays)
 
 
 def corked(lab):
@@ -117,26 +171,27 @@ def report(lab, what, program, seconds):
     print(f"{lab.server.kind}: {what}: {'; '.join(shares)}; device {lab.server.sinks()['speakers']['state'].lower()}")
 
 
-def test_share_of_a_processor(lab, seconds=60):
+def test_share_of_a_processor(lab, seconds=60, rounds=1):
     report(lab, "without the program, nothing playing", None, seconds)
-    program = lab.start("--preset", "rock")
-    player = Player(lab.server, noise())
-    report(lab, "equalizing", program, seconds)
-    player.close()
-    becomes("our stream sleeps", lambda: corked(lab), [True], limit=30)
-    report(lab, "equalizer on, asleep", program, seconds)
-    lab.end(program)
-    program = lab.launch("--off")
-    time.sleep(10)  # a spectrum alone is drawn more slowly when it has been silent for a while
-    report(lab, "equalizer off, nothing playing", program, seconds)
+    for build in in_turn(rounds):
+        program = lab.start("--preset", "rock")
+        player = Player(lab.server, noise())
+        time.sleep(SETTLED_S)
+        report(lab, f"{build}, equalizing", program, seconds)
+        player.close()
+        becomes("our stream sleeps", lambda: corked(lab), [True], limit=30)
+        report(lab, f"{build}, equalizer on, asleep", program, seconds)
+        lab.end(program)
+        program = lab.launch("--off")
+        time.sleep(10)  # a spectrum alone is drawn more slowly when it has been silent for a while
+        report(lab, f"{build}, equalizer off, nothing playing", program, seconds)
+        lab.end(program)
 
 
 # What it costs that each device has a preset of its own, with a window on a screen.
 def test_presets_of_devices(lab, seconds=10, count=16, rounds=2):
     lab.need_screen()
-    variants = {"off": (EXECUTABLE, False), "on": (EXECUTABLE, True)}
-    for base in filter(None, os.environ.get("BASE", "").split(":")):
-        variants[base] = base, False
+    variants = {"off": (EXECUTABLE, False), "on": (EXECUTABLE, True)} | {base: (base, False) for base in BASE}
     for name in list(variants) * rounds:
         velmora.EXECUTABLE, own_presets = variants[name]
         home = temp_dir()
@@ -178,22 +233,27 @@ def compilers(lab, loops):
             process.wait(60)
 
 
-# Gaps in two tones at the same time: one played through the program, one directly to a device.
-def test_gaps_beside_compilers(lab, seconds=90, loops=8):
-    program = lab.start(expect=["Audio path"])
-    lab.players += [Player(lab.server, sines((440, -6))),
-                    Player(lab.server, sines((440, -6)), application="Direct player", device="headset")]
-    lab.hears("speakers", (440, -6))
-    recorders = {name: Recorder(lab.server, f"{device}.monitor")
-                 for name, device in (("with the program", "speakers"), ("directly", "headset"))}
-    with compilers(lab, loops):
-        time.sleep(SETTLED_S)
-        firsts = [recorder.frames for recorder in recorders.values()]
-        time.sleep(seconds)
-        ends = [recorder.frames for recorder in recorders.values()]
-    for (name, recorder), first, end in zip(recorders.items(), firsts, ends):
-        sound = recorder.since()[first:end, 0]
-        gaps = [(b - a) * 1000 / RATE for a, b in runs(np.abs(sound) < 1e-4) if (b - a) * 1000 / RATE >= GAP_MS]
-        print(f"{lab.server.kind}: {name}: {len(gaps)} gaps in {len(sound) / RATE:.0f} s: "
-              f"{' '.join(f'{gap:.0f}' for gap in gaps)} ms")
-    print(f"  load {os.getloadavg()[0]:.1f}; the log: {re.findall('Audio path last.*', program.log_text())}")
+# Gaps in two tones at the same time: one played through the program, one directly to a device. The recorders are
+# not in a hurry: asking for less would make PipeWire's cycles shorter.
+def test_gaps_beside_compilers(lab, seconds=90, loops=8, rounds=1):
+    sources = {"at our sink": MONITOR, "through the program": "speakers.monitor", "directly": "headset.monitor"}
+    for build in in_turn(rounds):
+        program = lab.start(expect=["Audio path"])
+        lab.players += [Player(lab.server, sines((440, -6))),
+                        Player(lab.server, sines((440, -6)), application="Direct player", device="headset")]
+        lab.hears("speakers", (440, -6))
+        recorders = {name: Recorder(lab.server, source, fragment_s=0.1) for name, source in sources.items()}
+        with compilers(lab, loops):
+            time.sleep(SETTLED_S)
+            firsts = [recorder.frames for recorder in recorders.values()]
+            time.sleep(seconds)
+            ends = [recorder.frames for recorder in recorders.values()]
+        print(f"{lab.server.kind}: {build}, load {os.getloadavg()[0]:.1f}")
+        for (name, recorder), first, end in zip(recorders.items(), firsts, ends):
+            sound = recorder.since()[first:end, 0]
+            gaps = [(b - a) * 1000 / RATE for a, b in runs(np.abs(sound) < 1e-4) if (b - a) * 1000 / RATE >= GAP_MS]
+            print(f"  {name}: {len(gaps)} gaps in {len(sound) / RATE:.0f} s: {' '.join(f'{gap:.0f}' for gap in gaps)} ms")
+            recorder.close()
+        print(f"  the log: {re.findall('Audio path last.*|ran dry.*', program.log_text())}")
+        lab.silence()
+        lab.end(program)
