@@ -33,6 +33,9 @@ checkout=$(dirname "$(dirname "$self")")
 mirror=${DEBIAN_MIRROR:-http://deb.debian.org/debian}
 copy=root/Velmora # in the root
 
+# shellcheck source=scripts/quietly.sh
+source "$checkout/scripts/quietly.sh"
+
 no_root() {
   echo "No Debian root here: $*" >&2
   exit 77
@@ -155,17 +158,6 @@ clean_up() {
 trap clean_up EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM HUP
-
-quietly() {
-  local log
-  log=$(mktemp)
-  if ! "$@" >"$log" 2>&1; then
-    cat "$log" >&2
-    rm -f "$log"
-    return 1
-  fi
-  rm -f "$log"
-}
 
 # A root need not survive a power cut, so dpkg need not wait for the disk.
 bootstrap() {

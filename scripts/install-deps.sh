@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that are missing; silent if there are none.
+# Installs the Debian packages that are missing, and says nothing when none is.
 #
-#   scripts/install-deps.sh            for building and starting the program
-#   scripts/install-deps.sh --tests    also for the tests and the demo: private sound servers and screens
-#   scripts/install-deps.sh --package  also for scripts/package.sh
-#   scripts/install-deps.sh --ci       all of these, and for the checks of .ci/run
+#   scripts/install-deps.sh          what building and starting the program needs
+#   scripts/install-deps.sh --tests  also what the tests and the demo need: sound servers and screens
+#                                    of their own
+#   scripts/install-deps.sh --package    also what scripts/package.sh needs
+#   scripts/install-deps.sh --ci     also what the checks of .ci/run need, with all of the above
 #
 # A machine that already has a sound server keeps exactly that one: a second server would compete
 # with it for the sound card at the next login. The tests for the other server are skipped then.

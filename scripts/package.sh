@@ -12,23 +12,18 @@ build=$root/build
 
 # shellcheck source=scripts/private_session.sh
 source "$root/scripts/private_session.sh"
+# shellcheck source=scripts/quietly.sh
+source "$root/scripts/quietly.sh"
 
-quietly() {
-  local log
-  log=$(mktemp)
-  if ! "$@" >"$log" 2>&1; then
-    cat "$log" >&2
-    rm -f "$log"
-    fail "$*"
-  fi
-  rm -f "$log"
+must() {
+  quietly "$@" || fail "$*"
 }
 
 make_package() {
   rm -rf "$build/package"
   # So that nothing in the package is younger than its last change.
   (cd "$build" && SOURCE_DATE_EPOCH=$(git -C "$root" log -1 --format=%ct 2>/dev/null || date +%s) \
-    quietly cpack --config CPackConfig.cmake -B package)
+    must cpack --config CPackConfig.cmake -B package)
   package=$(find "$build/package" -maxdepth 1 -name 'velmora_*.deb')
   [[ -f $package ]] || fail "cpack made no package"
 }
@@ -50,7 +45,7 @@ offers_to_open_corrections() (
   mkdir -p "$work/empty" "$work/editor/applications"
   printf '[Desktop Entry]\nType=Application\nName=Editor\nExec=true %%f\nMimeType=text/plain;\n' \
     >"$work/editor/applications/editor.desktop"
-  quietly update-mime-database "$1/mime"
+  must update-mime-database "$1/mime"
   update-desktop-database "$1/applications" "$work/editor/applications"
   export XDG_DATA_HOME=$work/empty XDG_CONFIG_HOME=$work/empty XDG_DATA_DIRS=$1:$work/editor:/usr/share
   export LC_ALL=C.UTF-8 PATH=$1/../bin:$PATH  # a program that is not found is not offered
@@ -63,7 +58,7 @@ offers_to_open_corrections() (
 
 check_prefix() {
   local prefix=$work/prefix size
-  quietly cmake --install "$build" --prefix "$prefix"
+  must cmake --install "$build" --prefix "$prefix"
   [[ $("$prefix/bin/velmora" --version) == "$("$build/Velmora" --version)" ]] ||
     fail "the installed program does not start"
   desktop-file-validate "$prefix/share/applications/Velmora.desktop"
@@ -71,7 +66,7 @@ check_prefix() {
     "$prefix/share/applications/Velmora.desktop") == 3 ]] ||
     fail "the menu entry lacks its languages"
   offers_to_open_corrections "$prefix/share" || fail "file managers do not offer it for a correction, or before the editor"
-  quietly appstreamcli validate --no-net --pedantic "$prefix"/share/metainfo/*.metainfo.xml
+  must appstreamcli validate --no-net --pedantic "$prefix"/share/metainfo/*.metainfo.xml
   local complaints
   complaints=$(MANWIDTH=80 man --warnings -l "$prefix/share/man/man1/velmora.1.gz" 2>&1 >/dev/null)
   [[ -z $complaints ]] || fail "the man page: $complaints"
@@ -99,7 +94,7 @@ check_package() {
 }
 
 apt() {
-  quietly env DEBIAN_FRONTEND=noninteractive apt-get -o Dpkg::Use-Pty=0 --yes --no-install-recommends "$@"
+  must env DEBIAN_FRONTEND=noninteractive apt-get -o Dpkg::Use-Pty=0 --yes --no-install-recommends "$@"
 }
 
 start_installed() {

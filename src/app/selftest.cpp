@@ -24,7 +24,7 @@ constexpr int kFrames = 48000;  // one second
 constexpr int kMeasuredFrames = kFrames / 2;
 constexpr int kChannels = 2;
 constexpr float kToneAmplitude = 0.1F;  // low enough that no gain tested here meets the limiter
-constexpr int kSpectrumSamples = 4096;  // what the analyzer takes
+constexpr int kSpectrumSamples = 4096;  // input of the analyzer
 
 constexpr double kBandToleranceDb = 0.3;
 constexpr double kPreampToleranceDb = 0.1;

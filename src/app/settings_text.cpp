@@ -117,7 +117,7 @@ std::vector<UserPreset> parse_user_presets(const Lines& lines, std::int32_t coun
   return presets;
 }
 
-// Reads the value of one field over what it holds. A missing line changes nothing.
+// Reads the value of one field. A missing line leaves it unchanged.
 struct Reader {
   const Lines& lines;
   std::string_view key;

@@ -1,4 +1,4 @@
-// Collecting what the server answers. A list that broke off is no list.
+// Collecting the server's answers. An incomplete list is discarded.
 #pragma once
 
 #include "audio_private.h"
@@ -11,7 +11,7 @@ struct Answer {
   bool complete = false;
 };
 
-// For every list callback: `eol` ends the list (positive) or breaks it off (negative). Returns
+// For every list callback: `eol` is positive at the end of the list, negative on an error. Returns
 // whether there is no element.
 template <typename T>
 bool list_ended(Answer<T>* answer, int eol) {
@@ -21,7 +21,7 @@ bool list_ended(Answer<T>* answer, int eol) {
   return true;
 }
 
-// Waits for the answer and returns whether it is complete. It may be asked for more than once.
+// Waits for the answer and returns whether it is complete.
 template <typename T>
 bool received(const LoopLock& lock, pa_operation* op, const Answer<T>& answer) {
   return wait_op(lock, op) && answer.complete;

@@ -4,30 +4,30 @@
 //   engine.cpp           wishes, status, the control thread and its loop, start and stop
 //   connection.cpp       the main loop and the connection; waiting for answers, within a limit
 //   snapshot.cpp         reads the server, publishes status and device list
-//   default_device.cpp   which one it is, and asking for another
-//   requests.cpp         what else is changed on the server, request by request
+//   default_device.cpp   reading and changing it
+//   requests.cpp         the other requests that change the server
 //   routing.cpp          the default device, others' streams: reconcile and teardown
 //   routing_rules.cpp    the decisions behind it, pure
 //   virtual_sink.cpp     our sink: loaded, adopted, removed, its level
 //   handover.cpp         volumes handed over to the real device and taken back: the rule, the file
 //   server_stream.cpp    one stream on the server, of either kind
-//   record_stream.cpp    the audio path: what is recorded,
-//   stream_path.cpp        what becomes of it,
-//   device_curves.cpp        with the curve of the device that is played to,
-//   play_stream.cpp        and what is played
+//   record_stream.cpp    the audio path: recording,
+//   stream_path.cpp        processing,
+//   device_curves.cpp        with the curve of the current device,
+//   play_stream.cpp        and playing
 //   equalizer.cpp        curve, crossfade and silence, pure
 //   tap.cpp              newest samples and peaks for the display
 //   fade.cpp             fade-in and fade-out, pure
-//   play_queue.cpp       what waits in the playback stream, pure; made of
-//   queue_meter.cpp        how much it is,
-//   cushion.cpp            how much it should be,
-//   drift.cpp              how fast it is played,
+//   play_queue.cpp       the queue in the playback stream, pure; made of
+//   queue_meter.cpp        the measurement of its length,
+//   cushion.cpp            the rule that keeps it at its target,
+//   drift.cpp              the rule for the playing speed,
 //   resampler.cpp          and the resampler that does it
 //   dry_moment.cpp       why the queue ran dry, pure
 //   hardware_log.cpp     the description of the server for log and crash report
 //   guard_linux.cpp      the guard process
-//   guard_protocol.cpp   what the program sends to it
-//   rescue.cpp           what it does when the program has died
+//   guard_protocol.cpp   the messages to it
+//   rescue.cpp           its work when the program has died
 // clang-format on
 //
 // Threads: the *loop thread* ("Velq-audio") belongs to the sound library and runs every callback;

@@ -18,8 +18,8 @@ namespace audio {
 // Interleaved stereo at 48 kHz throughout.
 class Cushion {
  public:
-  static constexpr int kTargetUs = 60000;       // what the queue is kept near
-  static constexpr int kMostTargetUs = 120000;  // the same where sound comes late
+  static constexpr int kTargetUs = 60000;       // normal target
+  static constexpr int kMostTargetUs = 120000;  // target while sound often comes late
   static constexpr int kLimitUs = 300000;       // a queue longer than this is never made longer
   static constexpr std::int64_t kUnknown = -1;
 
@@ -74,7 +74,7 @@ class Cushion {
   int target_us_ = kTargetUs;
   int wary_blocks_ = 0;    // blocks for which another dry moment raises the target
   int calm_blocks_ = 0;    // blocks since the target last changed
-  int new_blocks_ = 0;     // blocks for which a dry moment belongs to what was before
+  int new_blocks_ = 0;     // blocks in which a dry moment still counts as the earlier one
   int settle_blocks_ = 0;  // blocks since playback began
   int short_blocks_ = 0;   // blocks in a row before which the queue was much too short
   int window_blocks_ = 0;  // blocks in the current window of observation

@@ -21,7 +21,7 @@ constexpr double kMostAwayUs = 20000.0;  // limit for a single measurement
 constexpr double kProportional = 0.08;   // 1/s
 constexpr double kIntegral = kProportional * kProportional / 4;  // 1/s^2: no overshoot
 constexpr double kNearUs = 5000.0;                               // drift alone does not exceed this
-constexpr double kFarUrgency = 0.1;  // 1/s, for what is beyond: sound was lost, or came twice
+constexpr double kFarUrgency = 0.1;  // 1/s, beyond that: sound was lost or repeated
 constexpr double kMaxStep = 0.0001;  // of the speed, in one decision
 
 }  // namespace

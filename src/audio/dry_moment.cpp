@@ -1,7 +1,7 @@
-// DESIGN: what the server sends is handled in order. Where sound was not recorded in time, the news
-// of the dry queue comes before the sound; where this program did not run in time, it finds the
-// sound first, and the news after it. The same where the server's thread for its clients, which has
-// no real-time priority, was kept waiting: from here the two look alike.
+// DESIGN: the server's messages are handled in order. If sound was recorded late, the report of the
+// dry queue comes before the sound; if this program ran late, it finds the sound first and the
+// report after it. If the server's thread for its clients, which has no real-time priority, ran
+// late, that looks the same from here.
 #include "dry_moment.h"
 
 #include <utility>

@@ -37,25 +37,25 @@ struct Handover {
 std::optional<Handover> hand_over(const SinkLevel& ours, const std::string& device,
                                   SinkLevel* level, const Handover* earlier);
 
-// Keeps it in place of an earlier one.
+// Stores it, replacing an earlier one.
 void keep_handover(const Handover& handover);
 
-// What was kept. It stays until it has been taken back or counts no more: the program may be killed
-// on the way.
+// The stored handover. It stays until it has been taken back or is out of date: the program may be
+// killed on the way.
 std::optional<Handover> kept_handover();
 void forget_handover();
 
-// Whether it is being taken back: the device is as it was left, and our sink is at its level again
-// or has as yet only its mute: a new sink may forget the volume that it was just given.
+// Whether it is being taken back: the device is as it was left, and our sink has its level again,
+// or only its mute so far, as a new sink may forget the volume that it was just given.
 bool being_taken_back(const Handover& handover, const SinkLevel& ours, const SinkLevel& device);
 
-// Whether a device of this volume is as the handover has left it.
+// Whether a device with this volume is as the handover left it.
 bool still_as_left(const Handover& handover, const pa_cvolume& volume, bool muted);
 
 // The server ended before the program could restore the default device: at the next start the
-// server's default device will be its own choice. Kept in a file beside the other.
+// server's default device will be its own choice. Stored in a second file.
 void keep_unrestored();
-// Whether that was kept, and forgets it.
+// Returns whether that was stored, and forgets it.
 bool consume_unrestored();
 
 }  // namespace audio

@@ -1,4 +1,4 @@
-// What the sources of the crash library share. Nothing here is for the rest of the program.
+// Shared by the sources of the crash library; not for the rest of the program.
 #pragma once
 
 #include <cstddef>

@@ -1,10 +1,10 @@
 // Inside the desktop folder: our identity on the session bus.
 //
 //   desktop.cpp          the bus thread, the queue of commands, the state
-//   application.cpp      what is exported under the application's name
-//   actions.cpp          the table of actions, and what a call of one means; pure
+//   application.cpp      the objects exported under the application's name
+//   actions.cpp          the table of actions, and the meaning of a call; pure
 //   tray.cpp             the icon in the tray
-//   tray_entries.cpp     what stands in its menu
+//   tray_entries.cpp     the entries of its menu
 //   tray_menu.cpp        the menu
 //   motion.cpp           whether the user wants less motion
 //   single_instance.cpp  the lock, and calling the copy that has it

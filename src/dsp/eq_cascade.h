@@ -16,7 +16,7 @@ inline constexpr int kStereo = 2;
 
 using Frame [[gnu::vector_size(16)]] = double;  // left and right
 
-// What a turn of the cascade consists of: groups of bands, one vector each.
+// The parts of a turn of the cascade: groups of bands, one vector each.
 template <int Lanes>
 struct Shape;
 

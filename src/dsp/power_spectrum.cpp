@@ -1,8 +1,8 @@
 // DESIGN: the textbook in-place transform: bit reversal, then stages of length 2, 4, ... kFftSize.
-// What it transforms is real, so every part mirrors itself at every stage: the upper half has the
-// conjugates of the lower one. Only the lower half is computed and stored, by the same butterflies.
-// A part of length n has n/2 numbers; its first number and its middle one are real, and the middle
-// one is kept as the first one's imaginary part.
+// Its input is real, so every part is symmetric at every stage: the upper half has the conjugates
+// of the lower one. Only the lower half is computed and stored, by the same butterflies. A part of
+// length n has n/2 numbers; its first number and its middle one are real, and the middle one is
+// kept as the first one's imaginary part.
 //
 // Real and imaginary parts are kept apart, so that neighbouring butterflies fit into the lanes of a
 // vector. Two stages at a time go over the buffer, because going over it costs as much as the

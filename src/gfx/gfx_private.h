@@ -1,4 +1,4 @@
-// What the sources of the drawing layer share.
+// Shared by the sources of the drawing layer.
 #pragma once
 
 #include <pango/pangocairo.h>

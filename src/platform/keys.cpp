@@ -21,7 +21,7 @@ struct Held {
   unsigned number = 0;
   bool taken = false;  // by the reader
   std::uint64_t since_ms = 0;
-  std::vector<SDL_Event> events;  // what the key does here
+  std::vector<SDL_Event> events;  // SDL's events for the key
 };
 
 std::deque<Held> g_held;

@@ -3,23 +3,23 @@
 //   app_sdl.cpp       run_gui: start, frame loop, teardown
 //   window.cpp        the window: its modes, size and place, and the scale of what it shows
 //   raise.cpp         brings it to the front
-//   window_state.cpp  what the window manager has made of the window
+//   window_state.cpp  the window's real state and size, as the window manager has set them
 //   aspect.cpp        keeps the window in the shape of its view
-//   renderer.cpp      the renderer and what is reported about the graphics
+//   renderer.cpp      the renderer, and the report about the graphics
 //   layers.cpp        the base and overlay layers that the interface draws into
 //   strips.cpp        the cache of pictures from which moving parts are copied
 //   compose.cpp       puts layers, bars, meters and title on the screen
-//   direct.cpp        sends what is small to an X server without waiting for it
-//   input.cpp         events to the interface, pointers, the border of the frameless window
+//   direct.cpp        sends small parts to an X server without waiting for it
+//   input.cpp         passes events to the interface; pointers, the frameless window's border
 //   keys.cpp          keys, first offered to a screen reader that listens to them
-//   calls.cpp         what is asked over the session bus
-//   reader.cpp        the window for a screen reader, and what it asks for
+//   calls.cpp         calls over the session bus
+//   reader.cpp        the window for a screen reader, and its commands
 //   signals.cpp       requests to end and to raise the window
-//   compat.cpp        time, and what not every SDL or display offers
-//   x11.cpp           what is called of the X11 library
-//   xsettings.cpp     what a desktop tells the programs on its X server
+//   compat.cpp        time, and functions that not every SDL or display has
+//   x11.cpp           the functions of the X11 library that we call
+//   xsettings.cpp     the desktop's settings for programs on its X server
 //   window_rules.cpp  the decisions behind it, pure
-//   frame_stats.h     where the time of a frame goes, in debug builds
+//   frame_stats.h     how long the phases of a frame take, in debug builds
 //
 // Vocabulary: *window points* are the desktop's unit for windows; a *logical pixel* is the
 // interface's unit, `view().zoom` points wide; a *device pixel* is the renderer's: pixel_scale() of

@@ -1,26 +1,26 @@
 // The state of the interface: one record, read and changed by all sources of this folder. Main
 // thread only.
 //
-//   ui.cpp              the state, its lifecycle, what follows from a change, the switch of views
+//   ui.cpp              the state, its lifecycle, the effects of a change, the switch of views
 //   frame.cpp           one frame: status of the engine, spectrum, delayed saving
-//   glide.cpp           all sliders on their way to a preset
-//   accessible.cpp      all of it in words, for a screen reader
-//   input.cpp           what presses, keys and the wheel do
-//   feedback.cpp        what answers the pointer: pressed buttons, switches on their way, names
+//   glide.cpp           the sliders' animation to a preset
+//   accessible.cpp      the window in words, for screen readers
+//   input.cpp           presses, keys and the wheel
+//   feedback.cpp        feedback to the pointer: pressed buttons, sliding switches, names
 //   layout.cpp          where everything is
 //   segments.cpp        the bars, the meters and the title, which move
 //   text.cpp            shortening, direction
 //   widgets.cpp         buttons and icons
 //   full_view.cpp       the main window          sliders.cpp  its sliders and response curve
 //   compact_view.cpp    the strip
-//   popup.cpp           a list that drops down   lists.cpp    what is in it
+//   popup.cpp           a list that drops down   lists.cpp    the contents of the lists
 //   presets.cpp         choosing and naming presets
-//   device_presets.cpp  an own one for each output device
+//   device_presets.cpp  a preset for each output device
 //   save_dialog.cpp     the dialog for a preset's name
 //   import.cpp          equalizer files of other programs, and the notice about a refused one
-//   settings_panel.cpp
-//   status_view.cpp     what is said about the engine
-//   overlay.cpp         what lies above the bars: notes, then panel, dialog, list
+//   settings_panel.cpp  the settings panel
+//   status_view.cpp     the engine's state in words
+//   overlay.cpp         the layers above the bars: notes, panel, dialog, list
 #pragma once
 
 #include <cstdint>

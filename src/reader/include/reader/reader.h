@@ -23,7 +23,7 @@ enum class Role {
   kChoice,  // one of a group: the others go off
   kSwitch,
   kSlider,  // a gain, in steps of 0.5 dB
-  kCombo,   // a button with a list; its text is what is chosen
+  kCombo,   // a button with a list; its text is the choice
   kList,
   kRow,
   kLabel,
