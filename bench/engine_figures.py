@@ -27,7 +27,6 @@ CLICK_S = 0.25
 SETTLED_S = 2  # after which the delay is what it stays
 GAP_MS = 5
 CYCLE_S = 512 / RATE
-OWN_DELAY_S = 0.15  # of a device like a wireless one
 BASE = list(filter(None, os.environ.get("BASE", "").split(":")))
 
 
@@ -67,15 +66,9 @@ def test_delay(lab, count=30, starts=10):
         spread(lab, f"{build}: delay in {starts} starts", measured)
 
 
-# A device that delays the sound by itself, and says so, as a wireless one does. Its monitor does not.
+# A device that delays the sound by itself, and says so, as a wireless one does. Its monitor does not. On PulseAudio:
+# PipeWire's null devices and loops take a delay, but tell nobody.
 def add_late_device(lab):
-    if lab.server.kind == PIPEWIRE:
-        lab.server.add_sink("late")
-        node = lab.server.sinks()["late"]["properties"]["object.id"]
-        latency = f"{{ ns: {OWN_DELAY_S * 1e9:.0f} }}"
-        subprocess.run(["pw-cli", "set-param", node, "ProcessLatency", latency], env=lab.server.environment(), check=True,
-                       stdout=subprocess.DEVNULL)
-        return
     fifo = lab.server.directory / "late"
     os.mkfifo(fifo, 0o600)
     pipe = os.open(fifo, os.O_RDONLY | os.O_NONBLOCK)
@@ -125,10 +118,13 @@ def test_delay_after_disturbances(lab, count=20, rounds=3):
         spread(lab, f"delay after {what}", delays)
     lab.silence()
     lab.end(program)
-    add_late_device(lab)
-    becomes("the device is there", lambda: "late" in lab.server.sinks())
-    lab.remember()
-    for device in ("headset", "late"):
+    devices = ["headset"]
+    if lab.server.kind == PULSEAUDIO:
+        add_late_device(lab)
+        becomes("the device is there", lambda: "late" in lab.server.sinks())
+        lab.remember()
+        devices.append("late")
+    for device in devices:
         delays = []
         for _ in range(rounds):
             program = lab.start("--device", device, expect=[""], device=device)
