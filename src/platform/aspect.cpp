@@ -22,12 +22,11 @@
 
 namespace {
 
+using platform::differ;
 using platform::Size;
 
 constexpr std::uint64_t kRestMs = 250;
 constexpr std::uint64_t kWatchMs = 2000;  // after a request
-constexpr int kTolerance = 2;             // points that rounding may leave
-constexpr int kAtOnce = 2;                // sizes until the window rests
 
 Size g_reference;  // the view's size at zoom 1; 0 x 0 before it is known
 Size g_hinted;     // the shape that the window manager knows; 0 x 0: none
@@ -49,10 +48,6 @@ Size current_size() {
   return size;
 }
 
-bool differ(Size a, Size b) {
-  return std::abs(a.w - b.w) >= kTolerance || std::abs(a.h - b.h) >= kTolerance;
-}
-
 void hint(Size shape) {
   if (shape == g_hinted) return;
   g_hinted = shape;
@@ -60,8 +55,8 @@ void hint(Size shape) {
 }
 
 bool has_view_shape(Size size) {
-  return g_reference.w > 0 &&
-         std::abs(size.w * g_reference.h - size.h * g_reference.w) <= kTolerance * g_reference.w;
+  return g_reference.w > 0 && std::abs(size.w * g_reference.h - size.h * g_reference.w) <=
+                                  platform::kTolerance * g_reference.w;
 }
 
 // Removes the hint from a window that the window manager has maximized or tiled. Some have limited
@@ -158,22 +153,19 @@ void correct_aspect() {
     schedule_aspect_correction();
     return;
   }
-  const bool at_once = std::exchange(g_steps, 0) <= kAtOnce;
+  const int steps = std::exchange(g_steps, 0);
   if (state.taken) return lift_hint(state);
   hint(g_reference);
   settle_place();
   g_free = state;
   const bool was_taken = std::exchange(g_was_taken, false);
   if (state.size != g_kept) g_kept = {};
-  if (!differ(state.size, g_asked)) g_last = g_asked;  // but for the window manager's rounding
-  if (g_kept.w > 0 || state.size.w < 1 || state.size.h < 1 ||
-      (at_once && video_driver_is("wayland") && !compact()))
-    g_last = state.size;
+  const bool may_be_tiled = video_driver_is("wayland") && !compact();
+  g_last = right_size({state.size, g_asked, g_last, g_kept.w > 0, may_be_tiled, steps});
   if (!differ(state.size, g_last)) return;
-  const Size wanted = wanted_size(state.size, was_taken);
-  g_last = differ(wanted, state.size) ? wanted : state.size;
+  g_last = wanted_size(state.size, was_taken);
   if (g_last == state.size) return;
-  ask_for_size(wanted);
+  ask_for_size(g_last);
   update_scale();
   invalidate_layers();
 }

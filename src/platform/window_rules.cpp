@@ -108,6 +108,18 @@ Point place_for(Point saved, Size window, const std::vector<Area>& displays,
   return {area.x + (area.w - window.w) / 2, area.y + (area.h - window.h) / 2};
 }
 
+bool differ(Size a, Size b) {
+  return std::abs(a.w - b.w) >= kTolerance || std::abs(a.h - b.h) >= kTolerance;
+}
+
+Size right_size(const Rested& window) {
+  constexpr int kAtOnce = 2;  // a user's drag of an edge takes more
+  const Size now = window.now;
+  if (window.refused || now.w < 1 || now.h < 1 || (window.may_be_tiled && window.steps <= kAtOnce))
+    return now;
+  return differ(now, window.asked) ? window.last : window.asked;
+}
+
 Size corrected_size(Size now, Size last, Size reference, Size minimum, std::optional<Size> usable) {
   const double rw = reference.w;
   const double rh = reference.h;
@@ -124,7 +136,8 @@ Size corrected_size(Size now, Size last, Size reference, Size minimum, std::opti
     const double s = std::min(usable->h / rh, usable->w / rw);
     size = {static_cast<int>(std::floor(rw * s)), static_cast<int>(std::floor(rh * s))};
   }
-  return {std::max(1, size.w), std::max(1, size.h)};
+  size = {std::max(1, size.w), std::max(1, size.h)};
+  return differ(size, now) ? size : now;
 }
 
 Border border_at(Point p, Size window) {

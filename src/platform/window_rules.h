@@ -77,7 +77,25 @@ Point place_for(Point saved, Size window, const std::vector<Area>& displays,
 
 // Shape ---------------------------------------------------------------
 
+// Two sizes are the same but for rounding while they are less than this apart, in points.
+inline constexpr int kTolerance = 2;
+bool differ(Size a, Size b);
+
+// A window that rests after a resize, and that the window manager has not taken into its hands.
+struct Rested {
+  Size now;
+  Size asked;                 // what was last asked for
+  Size last;                  // the last correct size
+  bool refused = false;       // it has kept the size from before that request
+  bool may_be_tiled = false;  // and nobody would say so
+  int steps = 0;              // how many sizes it has had until it rested
+};
+
+// The size that is right for it. From any other one, but for rounding, it is put into shape.
+Size right_size(const Rested& window);
+
 // The size that restores the shape of the reference after a resize; the side that moved more wins.
+// The present size, where that is the same but for rounding.
 //   last     the last correct size
 //   usable   the size of the display's usable area, which is not exceeded; empty when not known
 Size corrected_size(Size now, Size last, Size reference, Size minimum, std::optional<Size> usable);

@@ -68,15 +68,27 @@ TEST(Place, without_a_good_position_small_windows_go_to_the_corner_and_others_to
 
 TEST(Shape, follows_the_side_that_moved_more_between_the_smallest_size_and_the_display) {
   const std::tuple<Size, std::optional<Size>, Size> cases[] = {
-      {{1060, 640}, {}, {1060, 707}},
-      {{960, 700}, {}, {1050, 700}},
+      {{1060, 640}, {}, {1060, 707}},         {{960, 700}, {}, {1050, 700}},
       {{1020, 690}, {}, {1035, 690}},  // in proportion: 60 of 960 is less than 50 of 640
-      {{1020, 680}, {}, {1020, 680}},
-      {{300, 640}, {}, kFullMinimum},
-      {{1500, 640}, Size{1280, 770}, {1155, 770}},
+      {{1020, 680}, {}, {1020, 680}},         {{700, 466}, {}, {700, 466}},  // and not 699
+      {{300, 640}, {}, kFullMinimum},         {{1500, 640}, Size{1280, 770}, {1155, 770}},
       {{1500, 640}, Size{0, 0}, {1500, 1000}}};
   for (const auto& [now, usable, corrected] : cases)
     EXPECT_EQ(corrected_size(now, kFull, kFull, kFullMinimum, usable), corrected);
+}
+
+TEST(Shape, of_a_window_that_rests_is_right_as_asked_for_as_refused_or_as_a_tile_given_at_once) {
+  constexpr Size kTile{800, 900};
+  constexpr Size kAsked{720, 480};
+  for (const auto& [now, refused, may_be_tiled, steps, right] :
+       {std::tuple{kTile, false, false, 1, kFull},
+        {Size{721, 481}, false, false, 1, kAsked},
+        {Size{722, 480}, false, false, 1, kFull},
+        {kTile, true, false, 9, kTile},
+        {kTile, false, true, 2, kTile},
+        {kTile, false, true, 3, kFull},
+        {Size{}, false, false, 9, Size{}}})
+    EXPECT_EQ(right_size({now, kAsked, kFull, refused, may_be_tiled, steps}), right) << steps;
 }
 
 TEST(Border, is_told_by_the_place_and_corners_win_over_edges) {
