@@ -133,11 +133,11 @@ void publish(const Snapshot& s, const std::string& target, const std::string& fo
   }
 
   std::vector<Device> devices;
-  for (const SinkInfo& k : s.sinks) {
-    if (is_reserved(k.name)) continue;
-    const std::string& label = k.description.empty() ? k.name : k.description;
-    devices.push_back({k.name, utf8::one_line(label, kMaxLabel)});
-    if (k.name == target) status.target_label = devices.back().label;
+  for (const SinkInfo& real : s.sinks) {
+    if (is_reserved(real.name)) continue;
+    const std::string& label = real.description.empty() ? real.name : real.description;
+    devices.push_back({real.name, utf8::one_line(label, kMaxLabel)});
+    if (real.name == target) status.target_label = devices.back().label;
   }
   publish_status(status, std::move(devices));
 }

@@ -198,7 +198,7 @@ void get_property(GDBusMethodInvocation* call, GVariant* arguments) {
 }
 
 // Returns whether there is such an entry.
-bool take_event(int id, std::string_view event) {
+bool handle_event(int id, std::string_view event) {
   const Entry* entry = find(id);
   if (entry == nullptr) return false;
   const bool acts = entry->kind != Kind::kRule && entry->kind != Kind::kSubmenu;
@@ -206,7 +206,7 @@ bool take_event(int id, std::string_view event) {
   return true;
 }
 
-void take_events(GDBusMethodInvocation* call, GVariant* arguments) {
+void handle_events(GDBusMethodInvocation* call, GVariant* arguments) {
   const Owned<GVariant> events(g_variant_get_child_value(arguments, 0));
   GVariantBuilder unknown;
   g_variant_builder_init(&unknown, G_VARIANT_TYPE("ai"));
@@ -215,7 +215,7 @@ void take_events(GDBusMethodInvocation* call, GVariant* arguments) {
     int id = 0;
     const char* name = nullptr;
     g_variant_get(event.get(), "(i&svu)", &id, &name, nullptr, nullptr);
-    if (!take_event(id, name)) g_variant_builder_add(&unknown, "i", id);
+    if (!handle_event(id, name)) g_variant_builder_add(&unknown, "i", id);
   }
   g_dbus_method_invocation_return_value(call, g_variant_new("(ai)", &unknown));
 }
@@ -233,13 +233,13 @@ void on_call(GDBusConnection*, const char*, const char*, const char*, const char
     int id = 0;
     const char* event = nullptr;
     g_variant_get(arguments, "(i&svu)", &id, &event, nullptr, nullptr);
-    if (take_event(id, event)) {
+    if (handle_event(id, event)) {
       g_dbus_method_invocation_return_value(call, nullptr);
     } else {
       refuse(call);
     }
   } else if (name == "EventGroup") {
-    take_events(call, arguments);
+    handle_events(call, arguments);
   } else if (name == "AboutToShow") {
     g_dbus_method_invocation_return_value(call, g_variant_new("(b)", FALSE));
   } else {

@@ -119,7 +119,7 @@ void report_release();
 void fill_again(const WindowState& state);
 
 // Ends every state in which the window manager decides about the size.
-void take_back();
+void end_managed_state();
 
 // aspect.cpp ----------------------------------------------------------
 

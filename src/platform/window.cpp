@@ -143,7 +143,7 @@ void apply_mode(bool compact, bool on_top) {
   const Size size = mode_size(compact, s.collapsed, saved, usable_area(0));
   const Size minimum = mode_minimum(compact, s.collapsed);
   // Most window managers do not resize a maximized window: the strip would fill the screen.
-  if (compact) take_back();
+  if (compact) end_managed_state();
   set_frame(compact);
   adopt_aspect();
   SDL_SetWindowMinimumSize(g_window, minimum.w, minimum.h);

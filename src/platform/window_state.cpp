@@ -159,7 +159,7 @@ void fill_again(const WindowState& state) {
   if (state.high || state.wide) maximize_again(state);
 }
 
-void take_back() {
+void end_managed_state() {
   if (!window_state().taken) return;
   // SDL's way first, for displays other than X11.
   if (window_has(SDL_WINDOW_MAXIMIZED)) SDL_RestoreWindow(window());

@@ -45,7 +45,7 @@ std::string text_of(const Key& key) {
 
 }  // namespace
 
-void take_listeners() {
+void accept_listeners() {
   auto* util = static_cast<AtkUtilClass*>(g_type_class_peek(library().util_type()));
   util->add_key_event_listener = add_listener;
   util->remove_key_event_listener = remove_listener;

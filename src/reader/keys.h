@@ -12,7 +12,7 @@ struct Offer {
 };
 
 // From here on the library reports who listens to keys. Call it after make_root.
-void take_listeners();
+void accept_listeners();
 
 // Asks the reader whether a key is meant for it. Waits some seconds at most for the answer, with
 // the thread's loop running; false if nobody listens any more.

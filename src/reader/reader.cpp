@@ -104,7 +104,7 @@ void speak() {
     return;
   }
   make_root(submit);
-  take_listeners();
+  accept_listeners();
   show(take_window());
   if (library().connect(nullptr, nullptr) != 0) {
     logger::info("A screen reader is there, but no accessibility bus");

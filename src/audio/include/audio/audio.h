@@ -109,7 +109,8 @@ std::vector<Device> devices();
 // Returns false, and writes no samples, until audio has arrived for the first time.
 bool tap(float* left, float* right, int n, float* rate, std::uint64_t* serial);
 
-// Largest absolute sample (linear, 1 = full scale) of each channel since the last call.
+// Largest absolute sample (linear, 1 = full scale) of each channel since the last call; resets
+// them.
 void take_peaks(float* left, float* right);
 
 }  // namespace audio
