@@ -12,7 +12,7 @@ namespace {
 
 App g_app;  // written by install, before there are other threads
 
-std::mutex g_audio_mtx;  // guards g_audio_text
+std::mutex g_audio_mtx;  // guards audio_text()
 std::string& audio_text() {
   // Never destroyed: the engine's thread may still describe something while the process ends.
   static auto* const text = new std::string;
