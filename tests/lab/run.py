@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 # Runs one case of the lab, or lists the cases of files:
 #
 #   run.py FILE CASE [--server pulseaudio|pipewire|none] [NAME=NUMBER ...]
