@@ -28,7 +28,7 @@ int g_fd = -1;       // the open log file
 std::deque<std::string>& g_tail = *new std::deque<std::string>;
 std::size_t g_unwritten = 0;  // how many of the newest lines of g_tail are in no file yet
 
-// Writes the whole line or nothing of it. There is nowhere to report a failure.
+// Writes the complete line or none of it. There is nowhere to report a failure.
 bool write_line(const std::string& line) {
   const off_t at = lseek(g_fd, 0, SEEK_CUR);
   if (files::write_all(g_fd, line + "\n")) return true;

@@ -182,7 +182,7 @@ void begin_connection();
 
 // virtual_sink.cpp ----------------------------------------------------
 
-// The module died with its server, or somebody else removed it.
+// Forgets the module, which died with its server or was removed by someone else.
 void forget_module();
 
 // record_stream.cpp ---------------------------------------------------

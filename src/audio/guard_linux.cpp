@@ -64,7 +64,7 @@ void close_all_but(int kept) {
 
 // Never returns.
 [[noreturn]] void child(int fd, pid_t program) {
-  // A session of its own: SIGKILL to the program's whole job does not end it either.
+  // Its own session, so that SIGKILL to the program's whole job does not end it.
   setsid();
   for (const int sig : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE})
     static_cast<void>(std::signal(sig, SIG_IGN));

@@ -39,7 +39,7 @@ struct SinkInfo {
   bool in_cycles = false;    // on PipeWire, see kCycleFrames
   bool flat_volume = false;  // a stream's volume may be the device's
   pa_cvolume volume{};
-  bool running = false;  // somebody plays to it, be it silence, or did
+  bool running = false;  // a program plays to it, even if silence, or recently did
   bool suspended = false;
 };
 

@@ -190,7 +190,7 @@ void on_crash(int sig) {
 
 // Before a crash ------------------------------------------------------
 
-// The stack for the handler on one thread; below it lies a page that nobody can write to.
+// The stack for the handler on one thread; below it is a page without access rights.
 class AlternateStack {
  public:
   AlternateStack() {

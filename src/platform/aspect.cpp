@@ -41,7 +41,7 @@ std::uint64_t g_correct_at = 0;   // 0: nothing to correct
 Size g_latest;                    // the last size that the window was seen with,
 int g_steps = 0;                  // and how many it has had since it last rested
 
-// What SDL believes.
+// The size that SDL assumes.
 Size current_size() {
   Size size;
   SDL_GetWindowSize(platform::window(), &size.w, &size.h);
@@ -103,7 +103,7 @@ void adopt_aspect() {
 
 void note_window_size(Size size) {
   g_asked = g_last = size;
-  schedule_aspect_correction();  // whether it was granted
+  schedule_aspect_correction();  // to see whether it was granted
 }
 
 void ask_for_size(Size size) {

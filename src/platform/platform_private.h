@@ -130,7 +130,7 @@ void adopt_aspect();
 // Requests a size of the view's shape; the result does not count as the user's doing.
 void ask_for_size(Size size);
 
-// The size of the view, if nothing else decides about the window's size.
+// Records a size as requested and right for the view, and schedules a check that it was granted.
 void note_window_size(Size size);
 
 // Returns true if SDL believed in a wrong size and has just been sent the real one: skip drawing
