@@ -167,7 +167,7 @@ bool remove_sink(const LoopLock& lock) {
 
 void set_level(const pa_cvolume& volume, bool muted) {
   g_level = stereo(volume, muted);
-  g_earlier.reset();  // the wanted level is in force
+  g_earlier.reset();  // the earlier level is wanted now
 }
 
 void reset_level() {
