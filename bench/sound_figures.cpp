@@ -1,5 +1,6 @@
-// Measures the signal processing on this processor, with the code that plays: distortion, noise, limiter, response, denormal numbers, and changes of the curve.
-// Prints the tables of docs/figures-2026-11.md.
+// Measures the signal processing on this processor, with the code that plays: distortion, noise,
+// limiter, response, denormal numbers, and changes of the curve. Prints the tables of
+// docs/figures-2026-11.md.
 //
 // Every signal has a whole number of periods in the second that is measured, so no window is needed
 // and a tone is known to the last bit by its correlation. Levels are dB of full scale; a tone's is
