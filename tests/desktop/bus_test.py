@@ -158,6 +158,8 @@ def test_the_tray_finds_it_drives_it_and_never_keeps_its_window(session):
     equal(list(numbers), ["On", "Preset", *PRESET_NAMES, "My__own", OWN_PRESETS, "Compact view",
                            "Settings", "Hide Velmora", "Quit Velmora"])
     equal([label for label, (_, marked) in entries().items() if marked], ["Flat"])
+    some = tray(f"{menu}.GetGroupProperties", f"[{numbers['On']}, {numbers['Settings']}, 999]", "['label']", path="/Menu")
+    equal(re.findall("'label': <'(.*?)'>", some), ["On", "Settings"])
 
     # What happens to another entry meanwhile is none of this one's business.
     def click(label):
