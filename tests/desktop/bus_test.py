@@ -174,6 +174,7 @@ def test_the_tray_finds_it_drives_it_and_never_keeps_its_window(session):
         click("Compact view")
         becomes("the other view is there, and is marked", lambda: (entries()["Compact view"][1], settings(session.home)["compact"]),
                 (view == "1", view))
+    equal(states(session), "on=false preset=rock")
     def another_tray():
         watcher.kill()
         becomes("the window is back", lambda: program.count("Window visible again"), 3)
