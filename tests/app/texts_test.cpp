@@ -73,6 +73,8 @@ std::string act(approved::Action& a) {
   rest = approved::unescaped(rest);
   if (a.is("read")) return changed(parsed(rest));
   if (a.is("changed")) return changed(changed_settings());
+  Settings s;
+  if (a.is("output")) return s.output = rest, changed(s);
   if (a.is("again")) return changed(parsed(settings::serialize(parsed(rest))));
   if (a.is("presets")) return approved::beginning(changed(parsed(preset_list(rest))), 6);
   if (a.is("devices")) return lines(device_presets::serialize(device_presets::deserialize(rest)));
