@@ -22,7 +22,6 @@
 
 namespace {
 
-using platform::differ;
 using platform::Size;
 
 constexpr std::uint64_t kRestMs = 250;
