@@ -21,13 +21,13 @@ TEST_F(Autostart, an_entry_starts_the_program_as_it_runs_now) {
   }
   EXPECT_FALSE(autostart::enabled());
   EXPECT_EQ(autostart::command(), "");
-  write_file(entry_, std::string(5000, 'x'));  // it is replaced whole
+  write_file(entry_, std::string(5000, '#'));  // it is replaced whole
   ASSERT_TRUE(autostart::set(true, "--compact --off"));
   EXPECT_TRUE(autostart::enabled());
   EXPECT_EQ(autostart::command(), self + " --compact --off");
   EXPECT_THAT(read_file(entry_),
               AllOf(StartsWith("[Desktop Entry]\nType=Application\nName=Velmora\n"),
-                    HasSubstr("\nIcon=velmora\n"), Not(HasSubstr("xx"))));
+                    HasSubstr("\nIcon=velmora\n"), Not(HasSubstr("##"))));
   EXPECT_TRUE(autostart::set(false, ""));
   EXPECT_FALSE(autostart::enabled() || fs::exists(entry_));
 }
