@@ -43,8 +43,8 @@ constexpr int kExitNoServer = 1;
 constexpr int kExitUnknownSwitch = 2;
 
 constexpr const char* kLogName = "Velmora";
-constexpr const char* kDevicesLogName =
-    "Velmora-devices";  // leaves the log of a running copy alone
+// Leaves the log of a running copy alone.
+constexpr const char* kDevicesLogName = "Velmora-devices";
 
 constexpr int kConnectPolls = 40;
 constexpr std::chrono::milliseconds kConnectPoll{100};

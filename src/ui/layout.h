@@ -11,8 +11,8 @@ namespace ui {
 
 inline constexpr float kMargin = 18.0F;  // of the window
 inline constexpr float kInset = 14.0F;   // of a panel
-inline constexpr float kHalfGrip =
-    11.0F;  // a press within this distance of a knob's centre does not move it
+// A press within this distance of a knob's centre does not move it.
+inline constexpr float kHalfGrip = 11.0F;
 
 // Views ---------------------------------------------------------------
 

@@ -51,10 +51,9 @@ void replace_all(std::string* text, std::string_view what, const std::string& wi
     text->replace(at, what.size(), with);
 }
 
-// A line for a note, which is wrapped: no line of it begins with a dash or a dot, or ends with what
-// stands for the beginning of a name.
+// A line for a note, which is wrapped: no line of it begins with a dot (paragraphs see to dashes by
+// themselves), or ends with what stands for the beginning of a name.
 std::string wrappable(std::string text) {
-  replace_all(&text, kDash, std::string(kNoBreakSpace) + (kDash + 1));
   replace_all(&text, kDot, std::string(kNoBreakSpace) + kNoBreakSpace + (kDot + 2));
   replace_all(&text, kEllipsis, kEllipsis + std::string(kNoBreak));
   return text;
