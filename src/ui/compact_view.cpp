@@ -5,6 +5,7 @@
 #include "platform/platform.h"
 #include "presets.h"
 #include "state.h"
+#include "status_view.h"
 #include "text.h"
 #include "ui/theme.h"
 #include "views.h"
@@ -19,7 +20,7 @@ constexpr float kText = 12.0F;
 void background(float w, float h) {
   const theme::Colors& c = *theme::colors();
   const State& s = state();
-  const bool active = s.settings->active && s.look.status.active;
+  const bool active = s.settings->active && is_applied(s.look.status);
   gfx::fill_rect_vgrad({0.0F, 0.0F, w, h}, c.panel, c.recessed);
   gfx::stroke_round_rect({0.0F, 0.0F, w, h}, 0.0F,
                          active ? theme::with_alpha(c.accent, 0.55F) : c.border, 1.0F);
@@ -57,7 +58,7 @@ void power() {
   const float cx = r.x + 22.0F;
   const float cy = r.y + 22.0F;
   // Amber if it is switched on but does not work, as there is no status line here.
-  const unsigned on = state().look.status.active ? c.on : c.warning;
+  const unsigned on = is_applied(state().look.status) ? c.on : c.warning;
   if (active) {
     const float alpha = pressed(kHitMiniPower) ? 0.4F : over ? 0.26F : 0.16F;
     gfx::fill_circle(cx, cy, 21.0F, theme::with_alpha(on, alpha));

@@ -74,6 +74,10 @@ void find_chosen(const std::string& name, const std::vector<audio::Device>& devi
   if (found != devices.end()) chosen->label = one_line(found->label);
 }
 
+bool is_applied(const audio::Status& status) {
+  return status.state == audio::kRunning && status.active;
+}
+
 StatusView status_view(const audio::Status& status, const ChosenDevice& chosen, bool wanted,
                        bool no_line) {
   StatusView view;
@@ -88,7 +92,7 @@ StatusView status_view(const audio::Status& status, const ChosenDevice& chosen, 
   view.tone = Tone::Warning;
   if (status.target.empty()) {
     view.line = i18n::T("err_no_device");
-  } else if (wanted && !status.active) {
+  } else if (wanted && !is_applied(status)) {
     view.line = with_target(i18n::T("status_bypass"), status);
   } else if (!chosen.present) {
     view.line =

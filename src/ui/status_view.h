@@ -21,6 +21,10 @@ struct ChosenDevice {
 void find_chosen(const std::string& name, const std::vector<audio::Device>& devices,
                  ChosenDevice* chosen);
 
+// Whether all sound passes through the equalizer now. A status keeps what it last said of that when
+// the server is gone.
+bool is_applied(const audio::Status& status);
+
 enum class Tone { Good, Off, Warning, Danger };
 
 struct StatusView {
