@@ -48,7 +48,7 @@ constexpr std::chrono::seconds kTryAgain{10};  // if replacements do not last, o
 std::mutex g_mtx;        // guards all below
 bool g_wanted = false;   // between start and stop
 int g_fd = -1;           // write end of the pipe, -1 when no guard runs
-pid_t g_pid = -1;        // the guard
+pid_t g_pid = -1;        // the guard, -1 once it has been reaped
 std::string g_pending;   // not yet accepted by the pipe
 std::string g_last;      // the last message about the device or the end
 std::string g_module;    // the last message about the module
@@ -130,8 +130,11 @@ void forget_locked() {
   g_takeover.clear();
 }
 
+// Reaps a guard that has ended. Its number may then be another process's, so it is forgotten at
+// once.
 bool ended_locked() {
-  return g_pid <= 0 || waitpid(g_pid, nullptr, WNOHANG) != 0;
+  if (g_pid > 0 && waitpid(g_pid, nullptr, WNOHANG) != 0) g_pid = -1;
+  return g_pid <= 0;
 }
 
 // It must not remain as a zombie, nor wake up later and undo a routing that is in order.
@@ -192,7 +195,7 @@ bool spawn_locked() {
 
 bool replace_locked(Clock::time_point now) {
   g_replaced_at = now;
-  if (g_pid > 0) {
+  if (!ended_locked()) {
     kill(g_pid, SIGKILL);
     reap_locked();
   }
@@ -275,7 +278,7 @@ void stop() {
   const std::lock_guard lock(g_mtx);
   if (!g_wanted) return;
   send_locked("Q", &g_last);
-  if (g_pid > 0) kill(g_pid, g_pending.empty() ? SIGCONT : SIGKILL);
+  if (!ended_locked()) kill(g_pid, g_pending.empty() ? SIGCONT : SIGKILL);
   forget_locked();
   reap_locked();
 }
@@ -284,7 +287,7 @@ void abandon() {
   const std::lock_guard lock(g_mtx);
   if (!g_wanted) return;
   if (const auto now = Clock::now(); lost_locked(now)) replace_locked(now);
-  if (g_pid > 0) kill(g_pid, SIGCONT);
+  if (!ended_locked()) kill(g_pid, SIGCONT);
   forget_locked();
   g_pid = -1;
 }

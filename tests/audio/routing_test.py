@@ -195,10 +195,11 @@ def test_a_sink_left_behind_is_taken_over_or_removed_and_the_guard_leaves_it_alo
 
 def test_a_lost_guard_is_replaced_and_delays_no_end(lab):
     lab.play()
-    for losses, kill in ((("killed", "stopped"), True), (("full",), False)):
+    for losses, kill in ((("killed", "stopped"), True), (("killed", "full"), False)):
         program = lab.start(expect=[REPLACED])
         for done, loss in enumerate(losses):
             guard = program.guard()
+            becomes("it reads", lambda: proc(guard, "comm"), "Velq-waechter\n")  # noqa: B023
             os.kill(guard, signal.SIGKILL if loss == "killed" else signal.SIGSTOP)
             if loss == "full":
                 fill_pipe(guard)

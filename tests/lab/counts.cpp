@@ -1,11 +1,14 @@
 // Preloaded into the program: counts what it holds of the sound library and writes that, at its
 // end, to $LAB_COUNTS.PID: streams, connections and main loops not released, whether a late error
-// of the screen would have ended it, requests cancelled.
+// of the screen would have ended it, signals to processes that are gone and may be others' by then,
+// requests cancelled.
 #include <dlfcn.h>
 #include <pulse/pulseaudio.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -20,14 +23,14 @@ bool x_errors_are_fatal() {
 }
 
 struct Counts {
-  std::atomic<int> streams, contexts, loops, cancelled;
+  std::atomic<int> streams, contexts, loops, astray, cancelled;
 
   ~Counts() {
     const char* const file = std::getenv("LAB_COUNTS");
     if (file != nullptr)
       std::ofstream(file + ("." + std::to_string(getpid())))
           << streams << ' ' << contexts << ' ' << loops << ' ' << x_errors_are_fatal() << ' '
-          << cancelled;
+          << astray << ' ' << cancelled;
   }
 } g_counts;
 
@@ -55,3 +58,5 @@ COUNTED(void, pa_context_unref, (pa_context * c), (c), --g_counts.contexts)
 COUNTED(pa_threaded_mainloop*, pa_threaded_mainloop_new, (), (), ++g_counts.loops)
 COUNTED(void, pa_threaded_mainloop_free, (pa_threaded_mainloop * loop), (loop), --g_counts.loops)
 COUNTED(void, pa_operation_cancel, (pa_operation * op), (op), ++g_counts.cancelled)
+COUNTED(int, kill, (pid_t process, int signal), (process, signal),
+        g_counts.astray += signal != 0 && syscall(SYS_kill, process, 0) != 0 ? 1 : 0)

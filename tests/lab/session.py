@@ -94,7 +94,7 @@ class Counts:
         if not self.environment:
             return 1
         *held, cancelled = map(int, self.file.with_suffix(f".{pid}").read_text().split())
-        check(not any(held), f"streams, connections, main loops not released, errors of the screen fatal: {held}")
+        check(not any(held), f"streams, connections, main loops not released, errors of the screen fatal, signals astray: {held}")
         return cancelled
 
 
