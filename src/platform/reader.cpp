@@ -19,8 +19,14 @@ reader::Window describe() {
   window.title = SDL_GetWindowTitle(platform::window());
   window.shown = !platform::window_has(SDL_WINDOW_HIDDEN | SDL_WINDOW_MINIMIZED);
   window.active = platform::window_has(SDL_WINDOW_INPUT_FOCUS);
-  platform::window_pos(&window.x, &window.y);
-  platform::window_size(&window.w, &window.h);
+  const platform::WindowState state = platform::window_state();
+  // Under Wayland the position is unknown.
+  if (!platform::video_driver_is("wayland")) {
+    window.x = state.place.x;
+    window.y = state.place.y;
+  }
+  window.w = state.size.w;
+  window.h = state.size.h;
   window.zoom = platform::view().zoom;
   window.elements = ui::describe();
   return window;

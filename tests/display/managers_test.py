@@ -68,9 +68,6 @@ class Desk:
             self.faults.append(f"{action}: {self.window.geometry()}, not {place or size}")
         return self.window.geometry()
 
-    def state(self, action, name):
-        self.screen.run("wmctrl", "-i", "-r", self.window.id, "-b", f"{action},{name}")
-
     # A place of the view in a window of any shape: elements keep to the left, the middle, the right or the bottom.
     def click(self, spot, view):
         w, h = self.window.size()
@@ -113,13 +110,13 @@ class Desk:
         if self.name == "none":
             return self.lab.end(self.program)
         for state in ("fullscreen", "maximized_vert", "maximized_vert,maximized_horz"):
-            self.state("add", state)
+            self.window.state("add", state)
             taken = self.looks(state)
             if state == "maximized_vert,maximized_horz":
                 self.views("maximized, ", taken, free=False)
                 self.looks("maximized, full again")
             if self.window.property("_NET_WM_STATE").count("_MAXIMIZED") or state == "fullscreen":
-                self.state("remove", "maximized_vert,maximized_horz" if state != "fullscreen" else state)
+                self.window.state("remove", "maximized_vert,maximized_horz" if state != "fullscreen" else state)
             self.looks(f"back from {state}", place=place)
         for minimised in (False, True):
             self.second_start(minimised, place)

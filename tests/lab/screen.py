@@ -211,6 +211,10 @@ class Window:
     def minimise(self):
         self.hand("windowminimize", self.id)
 
+    # Asks the window manager to "add" a state, or to "remove" it.
+    def state(self, action, name="maximized_vert,maximized_horz"):
+        self.screen.run("wmctrl", "-i", "-r", self.id, "-b", f"{action},{name}")
+
     def move(self, x, y):
         self.hand("windowmove", self.id, x, y)
 

@@ -5,7 +5,7 @@ import importlib.util
 from lab.all import *
 
 SERVERS = ["any"]
-PROGRAMS = ["dbus-daemon", "gdbus"]
+PROGRAMS = ["dbus-daemon", "gdbus", "wmctrl"]
 LAUNCHER = "/usr/libexec/at-spi-bus-launcher"
 
 
@@ -98,6 +98,11 @@ def test_a_screen_reader_that_comes_later_reads_sets_and_presses_everything(lab)
     becomes("every slider has a name", lambda: len(reader.names("slider")), 11)
     slider = reader.element("slider", "62 Hz").queryValue()
     check((slider.minimumValue, slider.maximumValue, slider.minimumIncrement) == (-12, 12, 0.5), "its range")
+    for action in ("add", "remove"):  # maximized
+        window.state(action)
+        becomes("the window takes it", lambda: (window.size() == FULL) == (action == "remove"))  # noqa: B023
+        becomes("its reported place is where it is", lambda: reader.place("frame", OURS, reader.api.DESKTOP_COORDS)
+                == tuple(window.geometry()))
     window.resize(1200, 800)
     at = [[round(1.25 * length) for length in knob(band)] for band in (0, 1)]
 
