@@ -169,8 +169,9 @@ std::optional<std::string> query_default(const LoopLock&);
 
 // routing.cpp ---------------------------------------------------------
 
-// Brings the server into the wanted state. Returns false if another try is worthwhile.
-bool reconcile(const LoopLock&, const Wishes& wishes);
+// Brings the server into the wanted state, and clears the mute wish once the server has taken it.
+// Returns false if another try is worthwhile.
+bool reconcile(const LoopLock&, Wishes* wishes);
 // Restores the server to the state in which it was found. Returns false if that could not be
 // completed.
 bool restore_server(const LoopLock&, bool takeover);

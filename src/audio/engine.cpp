@@ -106,7 +106,7 @@ Wishes consume_wishes() {
   return {g_want_active, g_want_output, g_restore_hint, std::exchange(g_want_mute, -1), g_takeover};
 }
 
-// A mute wish that failed is kept for the next pass, unless there is a newer one.
+// A mute wish that was not carried out is kept for the next pass, unless there is a newer one.
 void keep_mute_wish(int mute) {
   const std::lock_guard lock(g_mtx);
   if (g_want_mute < 0) g_want_mute = mute;
@@ -130,10 +130,10 @@ bool ensure_connected(const LoopLock& lock, const Wishes& wishes) {
 }
 
 // One pass. Returns whether everything was done.
-bool run_pass(const Wishes& wishes) {
+bool run_pass(Wishes* wishes) {
   const LoopLock lock;
   begin_pass(lock);
-  if (!ensure_connected(lock, wishes)) return false;
+  if (!ensure_connected(lock, *wishes)) return false;
   const bool done = reconcile(lock, wishes);
   if (!server_silent(lock)) log_hardware(lock);
   return done && !connection_lost();
@@ -168,8 +168,8 @@ void control_loop() {
       if (!g_dirty) continue;
     }
     if (!settle()) break;
-    const Wishes wishes = consume_wishes();
-    if (run_pass(wishes)) {
+    Wishes wishes = consume_wishes();
+    if (run_pass(&wishes)) {
       g_failures = 0;
     } else {
       ++g_failures;

@@ -169,11 +169,15 @@ bool teardown(const LoopLock& lock, const Snapshot& s, const std::string& target
   return removed;
 }
 
-void apply_mute(const LoopLock& lock, int mute, const std::string& target) {
-  if (mute < 0 || target.empty()) return;
-  if (!set_sink_mute(lock, target, mute == 1)) return;
-  if (mute == 0) set_sink_mute(lock, kSinkName, false);
-  logger::info(mute == 1 ? "Muted" : "Unmuted");
+// A wish that was carried out is over even if the rest of the pass fails: what the user does to the
+// device afterwards must not be undone by the next try.
+void apply_mute(const LoopLock& lock, int* mute, const std::string& target) {
+  if (*mute < 0 || target.empty()) return;
+  const bool muted = *mute == 1;
+  if (!set_sink_mute(lock, target, muted)) return;
+  if (!muted) set_sink_mute(lock, kSinkName, false);
+  logger::info(muted ? "Muted" : "Unmuted");
+  *mute = -1;
 }
 
 void stay_passive(const LoopLock& lock) {
@@ -274,6 +278,7 @@ bool reconcile_on(const LoopLock& lock, Snapshot s, const std::string& target, b
   if (takeover) {
     const bool settled = s.default_sink == kSinkName || become_default(lock, s.default_sink);
     done = settled && done;
+    if (settled) g_history.new_connection = false;
     if (settled && !g_restricted) {
       if (!acquire_streams(lock)) return false;
       if (g_handed_over) done = turn_up_again(lock) && done;
@@ -311,8 +316,8 @@ bool check_default(const LoopLock& lock, std::optional<Snapshot>* s) {
 
 // Neither a default that the server fell back to nor the one that we requested on the way was
 // chosen by the user.
-Default meaning_of_default(const Snapshot& s, const Wishes& wishes) {
-  if (!wishes.active.value_or(false) || !wishes.takeover) return Default::kChosen;
+Default meaning_of_default(const Snapshot& s, bool takes_over) {
+  if (!takes_over) return Default::kChosen;
   if (g_tries > 0 && s.default_sink == g_asked_for) return Default::kFallback;
   return meaning_of_default(s, g_follow.device, &g_history);
 }
@@ -343,7 +348,8 @@ void log_unknown_choice(const Snapshot& s, const std::string& chosen) {
 
 }  // namespace
 
-bool reconcile(const LoopLock& lock, const Wishes& wishes) {
+bool reconcile(const LoopLock& lock, Wishes* wishes) {
+  const auto& [active, output, restore_hint, mute, takeover] = *wishes;
   auto s = query(lock);
   if (!s) return false;
   // A sink of our name that belongs to another module is another copy's; ours has been removed.
@@ -353,30 +359,33 @@ bool reconcile(const LoopLock& lock, const Wishes& wishes) {
     disown_module();
     guard::disarmed();
   }
-  if (wishes.active && s->other_instance && !has_module()) {
+  if (active && s->other_instance && !has_module()) {
     stay_passive(lock);
     return true;
   }
-  if (wishes.active.value_or(false) && wishes.takeover && !check_default(lock, &s)) return false;
-  if (wishes.active.value_or(false) &&
-      !(release_filter(lock, s->default_sink, &s) && release_filter(lock, wishes.output, &s)))
+  const bool takes_over = active.value_or(false) && takeover;
+  if (takes_over && !check_default(lock, &s)) return false;
+  if (takes_over &&
+      !(release_filter(lock, s->default_sink, &s) && release_filter(lock, output, &s)))
     return false;
   g_follow =
-      next_follow(*s, g_follow, wishes.restore_hint, meaning_of_default(*s, wishes), Clock::now());
-  const std::string target = choose_target(*s, wishes.output, g_follow.device);
+      next_follow(*s, g_follow, restore_hint, meaning_of_default(*s, takes_over), Clock::now());
+  const std::string target = choose_target(*s, output, g_follow.device);
   log_missing_device(target);
-  log_unknown_choice(*s, wishes.output);
+  log_unknown_choice(*s, output);
   publish_follow(g_follow.device);
-  if (!target.empty()) g_history.new_connection = false;
+  // A server that is still starting may fall back to another device until our sink is the default.
+  if (!target.empty() && !(takes_over && !g_history.fallback.empty()))
+    g_history.new_connection = false;
   remember_default(*s, g_follow.device, &g_history);
-  apply_mute(lock, wishes.mute, target);
-  if (!wishes.active) {
+  apply_mute(lock, &wishes->mute, target);
+  if (!active) {
     publish(*s, target, g_follow.device, false, false, false);
     return true;
   }
-  if (*wishes.active) log_surround(s->find(target));
-  return *wishes.active ? reconcile_on(lock, std::move(*s), target, wishes.takeover)
-                        : reconcile_off(lock, *s, target, wishes.takeover);
+  if (*active) log_surround(s->find(target));
+  return *active ? reconcile_on(lock, std::move(*s), target, takeover)
+                 : reconcile_off(lock, *s, target, takeover);
 }
 
 bool restore_server(const LoopLock& lock, bool takeover) {

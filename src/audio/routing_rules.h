@@ -17,7 +17,7 @@ inline constexpr std::uint32_t kNoIndex = 0xFFFFFFFFU;
 // Our sink's name; its monitor is what we record.
 inline constexpr const char* kSinkName = "velmora";
 inline constexpr const char* kMonitorName = "velmora.monitor";
-// The virtual sink of a sibling program: if it is the default device, it stays the default.
+// The virtual sink of a sibling program: streams that play to it stay there.
 inline constexpr const char* kSiblingSink = "pellavox";
 // The value of "application.name" that marks every connection and stream of this program.
 inline constexpr const char* kAppName = "Velmora";
@@ -105,8 +105,9 @@ enum class Default {
 
 // The record for telling these two apart.
 struct DefaultHistory {
-  bool new_connection = true;  // nothing was followed in it yet
-  bool expected = false;       // our sink or the followed device was the default when last seen
+  // No device was followed in it yet; after a fallback, our sink was not yet the default.
+  bool new_connection = true;
+  bool expected = false;  // our sink or the followed device was the default when last seen
   // The default that the server fell back to, as long as it is the default: becoming the default
   // instead may take several passes.
   std::string fallback{};

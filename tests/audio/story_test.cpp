@@ -47,6 +47,8 @@ void abandon() {
 
 namespace {
 
+constexpr const char* kLinkGroup = "node.link-group";
+
 using approved::Action;
 using approved::Lines;
 using approved::number;
@@ -87,8 +89,8 @@ class story : public Test {
       audio::begin_connection();
       audio::suggest_follow(wishes_.restore_hint);
     }
-    const bool done = audio::reconcile(lock, wishes_);
-    wishes_.mute = -1;
+    const bool done = audio::reconcile(lock, &wishes_);
+    if (done) wishes_.mute = -1;
     server.asked.emplace_back(done ? "pass done" : "pass failed");
   }
 
@@ -160,8 +162,10 @@ class story : public Test {
       pa_cvolume_set(&stream.volume, 2, PA_VOLUME_NORM);
       stream.properties["application.name"] = copy ? "Velmora" : a.word();
       // Of the filter that plays.
-      if (const std::string name = a.word(); !name.empty())
+      if (const std::string name = a.word(); !name.empty()) {
         stream.module = server.find(name)->module;
+        stream.properties[kLinkGroup] = server.find(name)->properties[kLinkGroup];
+      }
     }
   }
 
