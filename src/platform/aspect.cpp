@@ -31,7 +31,8 @@ Size g_reference;  // the view's size at zoom 1; 0 x 0 before it is known
 Size g_hinted;     // the shape that the window manager knows; 0 x 0: none
 Size g_asked;      // the size last asked for
 Size g_last;       // the window size last known to be right, or asked for
-std::optional<platform::WindowState> g_free;  // as it was before it was taken
+std::optional<platform::WindowState> g_free;  // as it was before it was taken, in this view
+bool g_free_strip = false;                    // whether that is the strip
 bool g_was_taken = false;
 Size g_kept;                      // the size from before the last request; 0 x 0: not any more
 Size g_reported;                  // the size last sent to SDL since then
@@ -95,6 +96,7 @@ void adopt_aspect() {
   ui::reference_size(&reference.w, &reference.h);
   if (reference == g_reference) return;
   g_reference = reference;
+  if (std::exchange(g_free_strip, compact()) != compact()) g_free.reset();
   g_kept = {};
   note_window_size(current_size());
   hint(window_state().taken ? Size{} : reference);

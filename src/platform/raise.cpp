@@ -82,9 +82,7 @@ void raise_window(const desktop::Activation& activation) {
 
 void hide_window() {
   if (window_has(SDL_WINDOW_HIDDEN)) return;
-  Point place;
-  platform::window_pos(&place.x, &place.y);
-  g_place = place;
+  g_place = lasting_place();
   SDL_HideWindow(platform::window());
 }
 

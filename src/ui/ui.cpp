@@ -207,7 +207,7 @@ void set_compact(bool on) {
 
 void toggle_collapsed() {
   Settings& s = *g_state.settings;
-  ViewSize now;
+  ViewSize now = view_size(false, s.collapsed);
   platform::window_size(&now.w, &now.h);
   const float zoom = view_for(now.w, now.h).zoom;
   s.collapsed = !s.collapsed;

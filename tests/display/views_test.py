@@ -63,4 +63,14 @@ def test_no_saved_place_or_size_loses_the_window(lab):
         becomes("the whole window is on the screen", window.geometry, lambda now: all(
             place >= 0 and place + length <= room and length >= short
             for place, length, room, short in zip(now[:2], now[2:], lab.screen.size, least)))
+        if compact:
+            time.sleep(0.4)  # until it is known to rest
+            window.state("add")
+            becomes("the strip fills the screen", lambda: window.size()[0] > FULL[0])
+            window.double_click(*MINI_BODY)
+            becomes("full", window.framed)
         lab.end(program)
+        # A view that fills the screen from the start has neither, least of all the other one's.
+        if compact:
+            stored = settings(lab.home)
+            equal([int(stored[key]) for key in ("win_x", "win_y", "win_w", "win_h", "compact")], [x, y, size, size, 0])
