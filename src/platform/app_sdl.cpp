@@ -38,6 +38,7 @@ struct Loop {
   std::uint64_t presented_at = 0;
   bool visible = true;
   bool animating = false;
+  bool unsettled = false;  // since the picture on the screen something has moved, or it moves in it
   bool first_frame = true;
   std::uint64_t repeat_until = 0;
 };
@@ -184,6 +185,7 @@ void present(Loop& loop) {
   const std::uint64_t shine = platform::less_motion() ? 0 : ticks_ms();
   platform::compose(static_cast<double>(shine) / 1000.0);
   loop.presented_at = ticks_ms();
+  loop.unsettled = loop.animating;
   if (!loop.first_frame) return;
   loop.first_frame = false;
   logger::info("First frame after " + std::to_string(loop.presented_at - loop.started_at) + " ms");
@@ -191,6 +193,8 @@ void present(Loop& loop) {
 
 void show_frame(Loop& loop) {
   loop.animating = on_frame();
+  // What has come to rest is shown once more: a late frame's last step may be a large one.
+  loop.unsettled = loop.unsettled || loop.animating;
   platform::adopt_aspect();
   platform::correct_aspect();
   if (platform::report_missed_size()) return;
@@ -202,7 +206,7 @@ void show_frame(Loop& loop) {
   if (ui::take_dirty() || !platform::layers_ready()) {
     const platform::stats::Scope scope(platform::stats::Phase::Draw);
     platform::draw_layers();
-  } else if (!due && !loop.animating) {
+  } else if (!due && !loop.unsettled) {
     return;
   }
   present(loop);

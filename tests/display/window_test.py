@@ -120,3 +120,16 @@ def test_each_channel_is_shown_where_it_belongs_and_silence_everywhere(lab):
         # Neither a server that hangs nor one that dies leaves the last bars on the screen.
         lab.silence()
         becomes("silence is shown", lambda: same(window.still(), pictures["right"]))
+    # The last step of the fall is shown in the strip, too, where nothing else moves, though it comes late.
+    window.click(*TO_COMPACT)
+    becomes("compact", window.size, COMPACT)
+    silent = window.still()
+    lab.play((1000, -63.2))
+    becomes("the lowest segments are lit", lambda: same(window.masked(), silent), False)
+    lab.silence()
+    for _ in range(12):
+        program.freeze()
+        time.sleep(0.2)
+        program.thaw()
+        time.sleep(0.01)
+    becomes("silence is shown in the strip", lambda: same(window.still(), silent), limit=4)
