@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <condition_variable>
 #include <limits>
 #include <mutex>
 #include <system_error>
@@ -36,7 +35,7 @@ constexpr milliseconds kStopLimit{4000};
 constexpr std::chrono::seconds kStatsEvery{60};
 
 PriorityMutex g_mtx;  // guards all up to the next comment
-std::condition_variable_any g_cv;
+Wakeup g_wakeup;
 bool g_dirty = false;
 bool g_quit = false;
 std::optional<bool> g_want_active;
@@ -69,7 +68,7 @@ void change_wish(F&& change) {
     if (!change()) return;
     g_dirty = true;
   }
-  g_cv.notify_all();
+  g_wakeup.notify();
 }
 
 bool connected() {
@@ -86,7 +85,7 @@ bool sound_missed() {
 bool wait_for_work(bool idle_work) {
   std::unique_lock lock(g_mtx);
   const auto woken = [] { return g_dirty || g_quit; };
-  if (!g_cv.wait_for(lock, kLookAgain, woken)) {
+  if (!g_wakeup.wait_for(lock, kLookAgain, woken)) {
     // No event came: only a passive or disconnected engine looks again unprompted.
     g_dirty = idle_work || g_status.state == kPassive;
   }
@@ -97,7 +96,7 @@ bool wait_for_work(bool idle_work) {
 bool settle() {
   const auto pause = std::min(kMaxRetry, kSettle * (1 << std::min(g_failures, 5)));
   std::unique_lock lock(g_mtx);
-  return !g_cv.wait_for(lock, pause, [] { return g_quit; });
+  return !g_wakeup.wait_for(lock, pause, [] { return g_quit; });
 }
 
 Wishes consume_wishes() {
@@ -217,7 +216,7 @@ void mark_dirty() {
     const std::lock_guard lock(g_mtx);
     g_dirty = true;
   }
-  g_cv.notify_all();
+  g_wakeup.notify();
 }
 
 Clock::time_point patience_ends() {
@@ -266,7 +265,7 @@ void stop() {
     const std::lock_guard lock(g_mtx);
     g_quit = true;
   }
-  g_cv.notify_all();
+  g_wakeup.notify();
   g_thread.join();
   loop_stop();
 }

@@ -2,10 +2,16 @@
 // the holder runs with the audio thread's priority. With an ordinary mutex a busy machine could
 // keep the holder from running, and the real-time thread from continuing.
 //
-// Works with std::lock_guard, std::unique_lock and std::condition_variable_any. Any thread.
+// Works with std::lock_guard and std::unique_lock. Any thread.
 #pragma once
 
 #include <pthread.h>
+#include <semaphore.h>
+
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <mutex>
 
 namespace audio {
 
@@ -28,6 +34,45 @@ class PriorityMutex {
 
  private:
   pthread_mutex_t mutex_{};
+};
+
+// Wakes a thread that waits for a change of data behind a PriorityMutex. It stands in for a
+// condition variable: those of the standard library and of the C library have an ordinary lock
+// inside, which a notifier may have to wait for.
+class Wakeup {
+ public:
+  Wakeup() { sem_init(&calls_, 0, 0); }
+  ~Wakeup() { sem_destroy(&calls_); }
+  Wakeup(const Wakeup&) = delete;
+  Wakeup& operator=(const Wakeup&) = delete;
+
+  // Call it after each change. Waits for nothing. Any thread.
+  void notify() { sem_post(&calls_); }
+
+  // Waits until `done`, which is asked with the lock held, or for `limit` at most. Returns whether
+  // it is done. One thread at a time.
+  template <typename Done>
+  bool wait_for(std::unique_lock<PriorityMutex>& lock, std::chrono::milliseconds limit, Done done) {
+    const timespec until = time_in(limit);
+    while (!done()) {
+      lock.unlock();
+      const bool called = sem_clockwait(&calls_, CLOCK_MONOTONIC, &until) == 0 || errno == EINTR;
+      lock.lock();
+      if (!called) return done();
+    }
+    return true;
+  }
+
+ private:
+  static timespec time_in(std::chrono::nanoseconds span) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const auto time = std::chrono::nanoseconds(now.tv_nsec) + span;
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+    return {now.tv_sec + seconds.count(), (time - seconds).count()};
+  }
+
+  sem_t calls_{};
 };
 
 }  // namespace audio

@@ -66,6 +66,7 @@ namespace {
 
 std::deque<pa_operation*> operations;
 std::size_t held_operations = 0;
+bool in_callback = false;
 std::vector<pa_context*> contexts;
 std::vector<pa_stream*> streams;
 int last_error = 0;
@@ -244,12 +245,14 @@ void Server::remove(const std::string& name) {
 }
 
 void Server::pass(double ms) {
+  in_callback = true;
   for (; ms > 0; ms -= 10) {
     now_ms += std::min(ms, 10.0);
     for (pa_stream* s : std::vector(made_up::streams))
       if (s->state == PA_STREAM_READY && !s->corked) give_sound(s, std::min(ms, 10.0));
     end_operations();
   }
+  in_callback = false;
 }
 
 std::string Server::unused() const {
@@ -262,12 +265,14 @@ std::string Server::unused() const {
 }
 
 void Server::lose_connections() {
+  in_callback = true;
   for (pa_stream* s : std::vector(made_up::streams))
     if (s->state != PA_STREAM_TERMINATED) end_stream(s, PA_STREAM_FAILED);
   for (pa_context* c : std::vector(contexts)) {
     c->state = PA_CONTEXT_FAILED;
     if (c->on_state != nullptr) c->on_state(c, nullptr);
   }
+  in_callback = false;
 }
 
 }  // namespace made_up
@@ -282,6 +287,14 @@ std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept 
 extern "C" {
 
 // ---- The loop
+
+// Who holds what its real-time thread waits for must get its priority.
+int pthread_mutex_lock(pthread_mutex_t* m) noexcept {
+  constexpr int kInherits = 32;  // of the C library's own
+  constexpr timespec kNever{std::int64_t{1} << 40, 0};
+  if (in_callback && (m->__data.__kind & kInherits) == 0) ask("a lock without its priority");
+  return pthread_mutex_timedlock(m, &kNever);
+}
 
 pa_threaded_mainloop* pa_threaded_mainloop_new() {
   return new pa_threaded_mainloop;
