@@ -223,8 +223,9 @@ class walk : public Test {
       ++sound.serial;
     }
     // A directory where the next one is to be written.
-    if (a.is("block")) fs::create_directories(settings::file_path() + ".tmp");
-    if (a.is("unblock")) fs::remove(settings::file_path() + ".tmp");
+    const auto in_the_way = [&] { return home_.config() / (a.word() + ".tmp"); };
+    if (a.is("block")) fs::create_directories(in_the_way());
+    if (a.is("unblock")) fs::remove(in_the_way());
   }
 
   void ask(Action& a) {
