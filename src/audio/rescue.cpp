@@ -198,14 +198,17 @@ std::optional<Handover> hand_over_volume(Server* server, const View& view,
   return handover;
 }
 
-void restore_default(Server* server, const View& view, const std::string& device) {
-  if (!view.device_found || view.default_sink != kSinkName) return;
-  server->finish(pa_context_set_default_sink(server->context, device.c_str(), nullptr, nullptr));
+// Returns whether our sink is not the default device any more.
+bool restore_default(Server* server, const View& view, const std::string& device) {
+  if (view.default_sink != kSinkName) return true;
+  return view.device_found && server->finish(pa_context_set_default_sink(
+                                  server->context, device.c_str(), nullptr, nullptr));
 }
 
-void undo(Server* server, const View& view, const std::string& device) {
+// Returns the same.
+bool undo(Server* server, const View& view, const std::string& device) {
   pa_context* c = server->context;
-  restore_default(server, view, device);
+  const bool restored = restore_default(server, view, device);
   if (view.device_found) {
     for (const Stream& stream : view.playbacks) {
       if (stream.device != view.sink) continue;
@@ -214,6 +217,7 @@ void undo(Server* server, const View& view, const std::string& device) {
     }
   }
   server->finish(pa_context_unload_module(c, view.module, nullptr, nullptr));
+  return restored;
 }
 
 }  // namespace
@@ -230,15 +234,19 @@ void rescue(const guard::Orders& orders, pid_t program) {
   auto last_seen = began;
   bool volume_handed_over = false;
   bool gone = false;
+  bool restored = false;  // the default device
   while (Clock::now() - last_seen < kQuiet) {
     const View view = look_at(&server, device, program);
-    if (!view.complete) return;
+    if (!view.complete) {
+      if (!restored) keep_unrestored();
+      return;
+    }
     // A copy that has just started may be about to take over our sink.
     const bool wait = !view.other_copies.empty() && Clock::now() - began < kGrace;
     if (view.sink == kNoIndex) {
       gone = true;
       if (!wait) {
-        restore_default(&server, view, device);
+        restored = restore_default(&server, view, device);
       } else if (view.default_sink == kSinkName) {
         last_seen = Clock::now();
       }
@@ -252,7 +260,7 @@ void rescue(const guard::Orders& orders, pid_t program) {
         std::optional<Handover> handover;
         if (orders.takeover && view.device_found && !std::exchange(volume_handed_over, true))
           handover = hand_over_volume(&server, view, device);
-        undo(&server, view, device);
+        restored = undo(&server, view, device);
         // Last, because a disk may be slow.
         if (handover) keep_handover(*handover);
       }
