@@ -5,8 +5,10 @@
 #include <malloc.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "app/environment.h"
 #include "app/logger.h"
@@ -20,6 +22,7 @@
 namespace {
 
 using platform::ticks_ms;
+using Clock = std::chrono::steady_clock;
 
 constexpr int kFirstTimeoutMs = 1;
 constexpr int kKeysTimeoutMs = 1;
@@ -35,6 +38,7 @@ bool g_running = true;
 // The loop's state from pass to pass.
 struct Loop {
   std::uint64_t started_at = 0;
+  Clock::time_point begun_at;  // the last picture, before it was put together
   std::uint64_t presented_at = 0;
   bool visible = true;
   bool animating = false;
@@ -136,9 +140,15 @@ void repeat_frames(Loop& loop) {
   loop.repeat_until = ticks_ms() + kRepeatMs;
 }
 
+// Waits for events are whole milliseconds; what is left of one until a frame is due is slept here.
+void sleep_until_due(const Loop& loop) {
+  const auto left = platform::kLongestFrame - (Clock::now() - loop.begun_at);
+  if (left < std::chrono::milliseconds{1}) std::this_thread::sleep_for(left);
+}
+
 void handle_events(Loop& loop, int timeout_ms) {
   SDL_Event event;
-  if (SDL_WaitEventTimeout(&event, timeout_ms) == 0) return;
+  if (SDL_WaitEventTimeout(&event, timeout_ms) == 0) return sleep_until_due(loop);
   do {
     if (changes_window(event)) repeat_frames(loop);
     if (!platform::hold_back(event)) platform::handle(event);
@@ -201,14 +211,15 @@ void show_frame(Loop& loop) {
   platform::update_scale();
   const bool repeating = ticks_ms() < loop.repeat_until;
   if (repeating) platform::invalidate_frame();
-  const bool due =
-      (repeating || shines()) && ticks_ms() - loop.presented_at > platform::kLongestFrameMs;
+  const auto now = Clock::now();
+  const bool due = (repeating || shines()) && now - loop.begun_at > platform::kLongestFrame;
   if (ui::take_dirty() || !platform::layers_ready()) {
     const platform::stats::Scope scope(platform::stats::Phase::Draw);
     platform::draw_layers();
   } else if (!due && !loop.unsettled) {
     return;
   }
+  loop.begun_at = now;
   present(loop);
 }
 
@@ -228,12 +239,12 @@ void run_loop(std::uint64_t started_at) {
       show_frame(loop);
     } else {
       loop.animating = on_frame();
-      loop.presented_at = ticks_ms();  // nothing is due
+      loop.begun_at = Clock::now();  // nothing is due
     }
     platform::serve_reader();
     timeout_ms = visible && loop.animating ? pace(loop)
                  : keys_wait               ? kKeysTimeoutMs
-                             : platform::idle_wait_ms(!shines(), ticks_ms() - loop.presented_at);
+                             : platform::idle_wait_ms(!shines(), Clock::now() - loop.begun_at);
   }
 }
 

@@ -62,12 +62,13 @@ std::uint64_t widen(WideTicks& ticks, std::uint32_t reading) {
   return ticks.high + reading;
 }
 
-int idle_wait_ms(bool at_rest, std::uint64_t passed_ms) {
-  constexpr std::uint64_t kIdleMs = 20;
+int idle_wait_ms(bool at_rest, std::chrono::nanoseconds passed) {
+  using std::chrono::milliseconds;
+  constexpr milliseconds kIdle{20};
   constexpr int kIdleAtRestMs = 50;
   if (at_rest) return kIdleAtRestMs;
-  const std::uint64_t left = kLongestFrameMs + 1 - std::min(passed_ms, kLongestFrameMs);
-  return static_cast<int>(std::min(left, kIdleMs));
+  const auto left = std::chrono::floor<milliseconds>(kLongestFrame - passed);
+  return static_cast<int>(std::clamp(left, milliseconds{1}, kIdle).count());
 }
 
 Size mode_reference(bool compact, bool collapsed) {

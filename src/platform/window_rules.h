@@ -6,6 +6,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -48,12 +49,12 @@ struct WideTicks {
 std::uint64_t widen(WideTicks& ticks, std::uint32_t reading);
 
 // While the full view's title shines, the longest time between two frames.
-inline constexpr std::uint64_t kLongestFrameMs = 49;
+inline constexpr std::chrono::milliseconds kLongestFrame{49};
 
-// How long to wait for an event while nothing moves, when the last frame is `passed_ms` old: not
-// beyond the next one that is due. At least 1.
+// How long to wait for an event while nothing moves, when the last frame was begun this long ago:
+// not beyond the moment in which more than kLongestFrame has passed. At least 1.
 //   at_rest   nothing shines, so no frame is due
-int idle_wait_ms(bool at_rest, std::uint64_t passed_ms);
+int idle_wait_ms(bool at_rest, std::chrono::nanoseconds passed);
 
 // Modes ---------------------------------------------------------------
 
