@@ -1,7 +1,9 @@
 // DESIGN: window managers rightly refuse the keyboard to a window that was not used last; but here
 // the user has just asked for it, in another process. Under X11 the request is made as a pager's,
 // with the current time; SDL's own is a program's, with the time of its last event. Under Wayland
-// only a token counts, which SDL takes from the environment when it shows a window.
+// only a token counts, which SDL takes from the environment when it shows a window. Other threads
+// may read the environment meanwhile, and programs that are started inherit it: nothing is put
+// there needlessly.
 
 #include <cstdlib>
 #include <optional>
@@ -59,7 +61,8 @@ std::optional<platform::Point> g_place;  // of the window that we have hidden
 // minimised one hidden, too, but that has kept its place.
 void show_again(const desktop::Activation& activation) {
   SDL_Window* window = platform::window();
-  if (!activation.token.empty()) setenv("XDG_ACTIVATION_TOKEN", activation.token.c_str(), 1);
+  if (!activation.token.empty() && platform::video_driver_is("wayland"))
+    setenv("XDG_ACTIVATION_TOKEN", activation.token.c_str(), 1);
   SDL_ShowWindow(window);
   const auto place = std::exchange(g_place, std::nullopt);
   if (!place || !platform::video_driver_is("x11")) return;
