@@ -16,6 +16,7 @@ namespace {
 constexpr float kLongestStep = 0.2F;  // s
 constexpr float kDefaultRate = 48000.0F;
 constexpr std::uint64_t kDevicesMs = 500;
+constexpr std::uint64_t kEngineMs = 500;
 
 float g_left[analyzer::kFftSize];
 float g_right[analyzer::kFftSize];
@@ -42,6 +43,15 @@ void poll_devices(std::uint64_t now) {
   s.devices_at = now;
   find_chosen(output, output.empty() ? std::vector<audio::Device>{} : audio::devices(),
               &s.look.chosen);
+}
+
+// After the switch the engine needs a moment; only what lasts longer is worth a note.
+void look_for_bypass(std::uint64_t now) {
+  State& s = state();
+  const audio::Status& status = s.look.status;
+  const bool bypassed = s.settings->active && status.state == audio::kRunning && !status.active;
+  if (!bypassed) s.in_force_at = now;
+  s.look.bypassed = bypassed && now >= s.in_force_at + kEngineMs;
 }
 
 void mix_channels(std::int32_t channel) {
@@ -106,6 +116,7 @@ bool on_frame() {
   if (advance_glide(now)) save_later();
   blink_caret(now);
   poll_status();
+  look_for_bypass(now);
   poll_devices(now);
   follow_device();
   follow_settings();

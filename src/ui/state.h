@@ -55,6 +55,7 @@ struct Look {
   bool autostart = false;  // as the settings panel shows it
   audio::Status status;
   ChosenDevice chosen;
+  bool bypassed = false;  // wanted, and not applied for longer than the engine needs
 
   bool operator==(const Look&) const = default;
 };
@@ -75,7 +76,8 @@ struct State {
   bool stale = true;          // or nothing yet
   std::uint64_t save_at = 0;  // ms, 0: nothing to save
   std::uint64_t last_frame = 0;
-  std::uint64_t devices_at = 0;  // when the device list was looked at
+  std::uint64_t devices_at = 0;   // when the device list was looked at
+  std::uint64_t in_force_at = 0;  // when the engine last did what is wanted, or could not know it
   float pixel_scale = 1.0F;
   ViewSize before_fold;  // the window before its sliders were last folded away or out, in points,
   ViewSize after_fold;   // and what became of it

@@ -79,7 +79,7 @@ bool is_applied(const audio::Status& status) {
 }
 
 StatusView status_view(const audio::Status& status, const ChosenDevice& chosen, bool wanted,
-                       bool no_line) {
+                       bool bypassed, bool no_line) {
   StatusView view;
   if (const char* key = note_key(status, wanted)) {
     const bool running = status.state == audio::kRunning;
@@ -94,6 +94,7 @@ StatusView status_view(const audio::Status& status, const ChosenDevice& chosen, 
     view.line = i18n::T("err_no_device");
   } else if (wanted && !is_applied(status)) {
     view.line = with_target(i18n::T("status_bypass"), status);
+    if (!bypassed) return view;
   } else if (!chosen.present) {
     view.line =
         with_target(i18n::T("err_no_device") + std::string(kDash) + isolated(chosen.label), status);
@@ -109,7 +110,7 @@ StatusView status_view(const audio::Status& status, const ChosenDevice& chosen, 
 StatusView status_view() {
   const Look& look = state().look;
   const Settings& s = *state().settings;
-  return status_view(look.status, look.chosen, s.active, s.compact || s.collapsed);
+  return status_view(look.status, look.chosen, s.active, look.bypassed, s.compact || s.collapsed);
 }
 
 unsigned tone_colour(Tone tone) {

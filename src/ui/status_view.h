@@ -34,10 +34,11 @@ struct StatusView {
   bool pressable = false;  // a press on the note helps
 };
 
-//   wanted   the settings say that the equalizer is on
-//   no_line  the view has no status line: its warnings are notes, too
+//   wanted    the settings say that the equalizer is on
+//   bypassed  it is not applied although the engine has had the time for it
+//   no_line   the view has no status line: its warnings are notes, too
 StatusView status_view(const audio::Status& status, const ChosenDevice& chosen, bool wanted,
-                       bool no_line);
+                       bool bypassed, bool no_line);
 
 // For the interface as it is now.
 StatusView status_view();

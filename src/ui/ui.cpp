@@ -125,7 +125,7 @@ void init(Settings* settings, bool autostart) {
   g_state = fresh_state(settings);
   if (crash_note) set_crash_report("");
   g_state.look.autostart = autostart;
-  g_state.last_frame = platform::ticks_ms();
+  g_state.last_frame = g_state.in_force_at = platform::ticks_ms();
   theme::set_dark(g_state.settings->theme != "light");
   begin_devices();
   if (g_open_settings) open_panel();
