@@ -5,6 +5,10 @@ SERVERS = ["any"]
 
 
 def test_a_minimised_window_is_brought_back_by_a_second_start_and_ends_in_order(lab):
+    def second_start():
+        second = lab.launch(home=lab.home)
+        check(second.wait() == 0, "the second start fails")
+        lab.programs.remove(second)
     for stopped in (False, True):
         program, window = lab.open()
         lab.routed_to("speakers")
@@ -14,11 +18,13 @@ def test_a_minimised_window_is_brought_back_by_a_second_start_and_ends_in_order(
         if stopped:
             lab.end(program)
             continue
-        second = lab.launch(home=lab.home)
-        check(second.wait() == 0, "the second start fails")
-        lab.programs.remove(second)
+        second_start()
         program.wait_for_log("Window visible again")
         becomes("the window is back", lambda: window.minimised() or (window.still() != before).any(), False)
+        window.state("add")
+        becomes("it is maximized", lambda: window.size() == FULL, False)
+        second_start()
+        check(all(window.size() != FULL for _ in range(40)), "a second start has shrunk it")
         window.key("alt+F4")
         lab.ended(program, program.wait())
 
@@ -109,13 +115,20 @@ def test_a_wish_for_less_motion_is_followed_while_it_holds(lab):
         wish(key, more)
         becomes("the title shines again", title_rests, False)
     lab.end(program)
-    portal.stop()
     rules = lab.server.directory / "xsettings"
-    rules.write_text("Gtk/EnableAnimations 0\n")
+    rules.write_text("Gtk/EnableAnimations 0\nNet/DoubleClickTime 400\nNet/DoubleClickDistance 5\n")
     shared = Process(["xsettingsd", "-c", rules], lab.server.environment() | lab.screen.environment(), rules.with_suffix(".log"))
     becomes("settings are shared", lambda: "Took ownership" in shared.output())
+    program, window = lab.open(DBUS_SESSION_BUS_ADDRESS=portal.address)
+    becomes("the title shines, as the portal's word counts first", title_rests, False)
+    lab.end(program)
+    portal.stop()
     program, window = lab.open("--preset", "flat")
     becomes("the title rests without animations", title_rests, limit=5)
+    window.click(*TO_COMPACT)
+    becomes("compact", window.size, COMPACT)
+    window.double_click(*MINI_BODY)
+    becomes("a double click at the desktop's pace leads back", window.size, FULL)
     lab.end(program)
     shared.stop()
 

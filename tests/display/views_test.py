@@ -24,12 +24,15 @@ def test_compact_and_full_view_find_their_places_again(lab):
             return seen[-1] == seen[-2] and abs(seen[-1][0] - x) < 40 and abs(seen[-1][1] - y) < 40
         becomes(f"the window is near {x}, {y}", rests)
         return seen[-1]
+    def on_top():
+        return "ABOVE" in lab.screen.run("xprop", "-id", window.id, "_NET_WM_STATE")
     program, window = lab.open()
     window.move(100, 60)
     full = settles_near(window, 100, 60)
     window.click(*TO_COMPACT)
     becomes("compact", window.size, COMPACT)
     check(not window.framed(), "the strip has a frame")
+    becomes("the strip is on top", on_top)
     beside = full[0] + FULL[0] - COMPACT[0], full[1]
     check(settles_near(window, *beside) == beside, "the strip is not at the window's upper right corner")
     # The pointer is another one at the border, and only there.
@@ -51,6 +54,7 @@ def test_compact_and_full_view_find_their_places_again(lab):
     program.thaw()
     becomes("full", window.size, FULL)
     check(window.framed(), "no frame")
+    becomes("it is not on top", on_top, False)
     check(settles_near(window, *full) == full, "the window is elsewhere")
 
 
