@@ -1,5 +1,6 @@
 #include "play_queue.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -49,6 +50,10 @@ std::int64_t PlayQueue::length_us(Clock::time_point now) const {
 
 std::int64_t PlayQueue::playing_us(Clock::time_point now) const {
   return meter_.playing() ? length_us(now) : 0;
+}
+
+std::int64_t PlayQueue::held_us(Clock::time_point now) const {
+  return std::min(meter_.length_us(now).value_or(meter_.written_us()), meter_.written_us());
 }
 
 // How late the current block is, or else how late the last late one was.

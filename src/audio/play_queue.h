@@ -77,6 +77,9 @@ class PlayQueue {
   [[nodiscard]] std::int64_t length_us(Clock::time_point now) const;
   // The same only while the device plays, else 0.
   [[nodiscard]] std::int64_t playing_us(Clock::time_point now) const;
+  // What would be lost now with the stream, in us: never more than has been written since the
+  // restart, whatever the server reports, and all of that while it has not.
+  [[nodiscard]] std::int64_t held_us(Clock::time_point now) const;
 
  private:
   static constexpr std::array<float, std::size_t{2} * kBlockFrames> kSilence{};

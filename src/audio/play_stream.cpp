@@ -31,6 +31,7 @@ struct Play {
   Fade fade;
   bool faded_out = false;
   bool asleep = false;            // it is corked, because there is nothing to be heard
+  std::int64_t quiet_us = 0;      // how long nothing to be heard has been written
   pa_time_event* asks = nullptr;  // when it goes off, the server is asked for a report
   bool in_cycles = false;         // the device's
   std::uint32_t looks = 0;
@@ -41,6 +42,7 @@ struct Play {
     fade.restart();
     faded_out = false;
     asleep = false;
+    quiet_us = kMaxLengthUs;
   }
 };
 Play g_play;
@@ -78,6 +80,18 @@ void write(std::span<const float> samples) {
                   PA_SEEK_RELATIVE);
 }
 
+void note_quiet(std::span<const float> block) {
+  const std::int64_t us = us_of(static_cast<std::int64_t>(block.size_bytes()));
+  g_play.quiet_us = inaudible(block) ? g_play.quiet_us + us : 0;
+}
+
+// Counts the sound in the queue that is about to be thrown away.
+void count_queue() {
+  if (!g_play.stream.in_place() || g_play.asleep || g_play.fade.gone()) return;
+  const std::int64_t lost_us = g_play.queue.held_us(Clock::now()) - g_play.quiet_us;
+  if (lost_us > 0) count_lost(bytes_of(static_cast<pa_usec_t>(lost_us)) / sizeof(float));
+}
+
 void on_timing(pa_stream* s, void* /*user*/) {
   const pa_timing_info* timing = pa_stream_get_timing_info(s);
   if (s != g_play.stream.get() || timing == nullptr || timing->write_index_corrupt != 0 ||
@@ -90,6 +104,7 @@ void on_timing(pa_stream* s, void* /*user*/) {
                                  .device_us = static_cast<std::int64_t>(timing->sink_usec),
                                  .playing = timing->playing != 0};
   if (!g_play.asleep && g_play.queue.miscounted(report)) {
+    count_queue();
     dismiss(pa_stream_flush(s, nullptr, nullptr));
     return g_play.queue.restart(PlayQueue::Start::kWoken, Clock::now());
   }
@@ -142,6 +157,7 @@ void play(std::span<float> block, std::size_t following) {
   const auto now = Clock::now();
   wake_up(now);
   g_play.arrivals.arrived(now);
+  note_quiet(block);
   g_play.queue.put(block, following, now, write);
   const PlayQueue::Counts counts = g_play.queue.take_counts();
   if (counts.lost > 0) count_lost(block.last(counts.lost));
@@ -185,6 +201,7 @@ bool open_play(const LoopLock& lock, const SinkInfo& sink) {
 }
 
 void close_play(const LoopLock& lock) {
+  count_queue();
   if (pa_time_event* asks = std::exchange(g_play.asks, nullptr)) loop_api(lock)->time_free(asks);
   g_play.stream.close();
 }

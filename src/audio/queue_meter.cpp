@@ -51,6 +51,7 @@ void QueueMeter::restart(bool same_device) {
   device_us_before_ = same_device ? device_us_ : -kCycleUs;
   device_us_ = device_us_before_;
   device_most_us_ = 0;
+  written_before_ = written_;
   dry_at_ = same_device ? written_ : kNeverDry;
   if (!same_device) miscounts_ = 0;
   look_again();
@@ -117,6 +118,10 @@ std::optional<std::int64_t> QueueMeter::length_us(Clock::time_point now) const {
   const std::int64_t left_us =
       playing() ? runs_out_.least(looks_) - device_us_ - us_of(now) : idle_us_;
   return std::max<std::int64_t>(0, left_us + duration_us(written_));
+}
+
+std::int64_t QueueMeter::written_us() const {
+  return duration_us(written_ - written_before_);
 }
 
 std::optional<std::int64_t> QueueMeter::settled_us() const {

@@ -42,6 +42,8 @@ class QueueMeter {
 
   // How long the queue is now, in us; nothing while the server has not reported since the restart.
   [[nodiscard]] std::optional<std::int64_t> length_us(Clock::time_point now) const;
+  // What has been written since the restart, in us.
+  [[nodiscard]] std::int64_t written_us() const;
   // How long it is right after sound has come in time and been written, in us, exact to some tenths
   // of a millisecond; nothing until it has been measured for a while.
   [[nodiscard]] std::optional<std::int64_t> settled_us() const;
@@ -66,6 +68,7 @@ class QueueMeter {
 
   std::int64_t recorded_ = 0;        // frames
   std::int64_t written_ = 0;         // frames
+  std::int64_t written_before_ = 0;  // the restart
   std::int64_t dry_at_ = kNeverDry;  // of these, when it ran dry, until a report has told of that
   int miscounts_ = 0;                // dry moments in a row
   bool known_ = false;               // there was a report since the restart

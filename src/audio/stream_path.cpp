@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cmath>
 #include <optional>
 #include <string>
 #include <utility>
@@ -27,7 +28,7 @@ Equalizer g_equalizer;
 Tap g_tap;
 std::array<float, std::size_t{2} * kBlockFrames> g_block{};  // loop thread
 
-// Counted on the loop thread, read anywhere.
+// Counted with the main-loop lock held, read anywhere.
 std::atomic<std::uint64_t> g_dropped{0};  // bytes
 std::atomic<std::uint64_t> g_drop_events{0};
 std::atomic<std::uint64_t> g_underflows{0};
@@ -90,9 +91,17 @@ bool path_silent() {
   return g_equalizer.silent();
 }
 
+bool inaudible(std::span<const float> samples) {
+  constexpr float kLeast = 1.0F / (1 << 24);
+  return std::ranges::all_of(samples, [](float x) { return std::abs(x) < kLeast; });
+}
+
 void count_lost(std::span<const float> samples) {
-  if (std::ranges::all_of(samples, [](float x) { return x == 0.0F; })) return;
-  g_dropped += samples.size_bytes();
+  if (!inaudible(samples)) count_lost(samples.size());
+}
+
+void count_lost(std::size_t samples) {
+  g_dropped += samples * sizeof(float);
   ++g_drop_events;
 }
 

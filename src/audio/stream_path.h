@@ -22,8 +22,11 @@ void show_fragment(std::span<const float> samples);
 // Whether it has been silent for so long that the device may sleep.
 bool path_silent();
 
+// Whether a block holds nothing to be heard, perhaps the filters' memory of a sound that has ended.
+bool inaudible(std::span<const float> samples);
 // Counts recorded sound that will not be played; silence does not count.
 void count_lost(std::span<const float> samples);
+void count_lost(std::size_t samples);
 // Counts samples of silence inserted between sounds.
 void count_inserted(std::size_t samples);
 void count_underrun(const DryMoment& why);

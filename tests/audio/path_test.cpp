@@ -174,6 +174,7 @@ struct Line {
       for (const auto& [timing, at] : std::exchange(answers, {})) {
         queue.report(timing, at + std::chrono::milliseconds(fragments % 4));
         if (!queue.miscounted(timing)) continue;
+        EXPECT_NEAR(static_cast<double>(queue.held_us(now)) / 1000, fill + device, 20);
         extra = 0;
         ++flushes;
         restart(PlayQueue::Start::kWoken);
@@ -315,7 +316,7 @@ TEST(PathStats, report_what_is_new_once) {
   EXPECT_EQ(report(), "");
   count_underrun({});
   count_lost(tone(480));
-  count_lost(std::vector<float>(kBlock));  // silence is no loss
+  count_lost(std::vector<float>(kBlock, 1e-30F));  // a sound that has ended, to the filters
   EXPECT_EQ(report(), "Audio path last minute: 1x dropped, 1x buffer underrun");
   count_inserted(kBlock);
   EXPECT_EQ(report(), "Audio path last minute: 1x silence inserted");

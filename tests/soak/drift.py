@@ -67,7 +67,7 @@ def test_stays_near_a_device_on_another_clock(lab, minutes=10, ppm=200, settle=0
     lab.server.set_default("skewed")
     program = lab.start(device="skewed", expect=[""])
     # Never silent, as most music: silence may be left out or put in.
-    Player(lab.server, clicks(CLICK_S, tone=sines((440, -40))))
+    music = Player(lab.server, clicks(CLICK_S, tone=sines((440, -40))))
     sent = Recorder(lab.server, MONITOR)  # one for the whole time: a new stream makes the server stumble
     time.sleep(settle * 60)
     before, began, delays = troubles(program), time.monotonic(), []
@@ -78,6 +78,8 @@ def test_stays_near_a_device_on_another_clock(lab, minutes=10, ppm=200, settle=0
         delays.append(statistics.median(measured) if len(measured) >= CLICKS / 2 else math.nan)
         print(f"{(time.monotonic() - began) / 60:5.1f} min: delay {delays[-1]:6.1f} ms, {memory(program.pid)} kB")
         time.sleep(max(0, min(55, began + minutes * 60 - time.monotonic())))
+    music.close()
+    sent.next(1)  # the queue then holds no sound that the end would drop
     program.stop()
     away = max(abs(delay - delays[0]) for delay in delays)
     dry = all_troubles(program) - before
