@@ -67,6 +67,8 @@ TEST_F(Autostart, what_cannot_be_written_is_reported) {
   fs::remove(entry_);
   fs::create_symlink(home_.path() / "elsewhere", entry_);
   EXPECT_FALSE(autostart::set(true, "") || fs::exists(home_.path() / "elsewhere"));
+  fs::remove(entry_);
+  EXPECT_FALSE((FullDisk(5), autostart::set(true, ""))) << "a part of the entry";
   home_.set("HOME", "");
   EXPECT_FALSE(autostart::set(true, "") || autostart::enabled()) << "without a home";
 }

@@ -93,6 +93,7 @@ TEST_F(SettingsFile, that_cannot_be_read_is_kept_as_it_is_until_the_user_changes
       [&] { fs::create_directories(path_ / "in the way"); },
       [&] { ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0); },     // nobody will ever write to it
       [&] { fs::create_symlink("/proc/self/mem", path_); }};  // a file that cannot be read
+  int number = 2;
   for (const auto& make : unreadable) {
     make();
     const fs::file_type type = fs::symlink_status(path_).type();
@@ -105,12 +106,11 @@ TEST_F(SettingsFile, that_cannot_be_read_is_kept_as_it_is_until_the_user_changes
     EXPECT_EQ(fs::symlink_status(path_).type(), type) << "nothing is moved, nothing replaced";
     s.theme = "light";
     EXPECT_TRUE(settings::save(s));
-    const std::string kept = path_.string() + ".unread2";
+    const std::string kept = path_.string() + ".unread" + std::to_string(number++);
     EXPECT_THAT(logger::tail(1),
                 ElementsAre(EndsWith("Settings that could not be read are kept as " + kept)));
     EXPECT_EQ(fs::symlink_status(kept).type(), type);
     EXPECT_EQ(settings::load(), s);
-    fs::remove_all(kept);
     fs::remove(path_);
   }
   EXPECT_FALSE(fs::exists(aside_));
@@ -152,14 +152,8 @@ TEST_F(SettingsFile, a_save_that_fails_leaves_the_old_file_to_the_byte) {
   fs::create_symlink(path_, temporary_);
   expect_failure("ERROR Settings not writable: " + temporary_.string());
   fs::remove(temporary_);
-  rlimit unlimited{};
-  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &unlimited), 0);
-  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-  const rlimit full{100, unlimited.rlim_max};
-  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
+  const FullDisk full(100);
   expect_failure("ERROR Settings not completely written");
-  setrlimit(RLIMIT_FSIZE, &unlimited);
-  std::signal(SIGXFSZ, handler);
 }
 
 TEST_F(SettingsFile, is_written_by_a_thread_that_takes_the_newest_record_and_keeps_nobody_waiting) {
@@ -200,6 +194,25 @@ TEST_F(SettingsFile, is_written_by_a_thread_that_takes_the_newest_record_and_kee
     EXPECT_EQ(settings::load(), s);
     EXPECT_EQ(device_presets::load(), devices);
   }
+  // A record that changes while its predecessor fails is the one that is written.
+  const fs::path file = home_.config() / "devices.dat";
+  fs::remove(file);
+  fs::create_directories(file / "in the way");
+  g_disk.slow = true;
+  g_disk.syncs = 0;
+  settings::start_saver([] {});
+  for (int i = 0; i < 2; ++i) {
+    devices.on = !devices.on;
+    device_presets::save(devices);
+    ASSERT_TRUE(wait_until("it waits for the disk", 20s, [] { return g_disk.syncs.load() > 0; }));
+  }
+  const auto log = logger::tail(500);
+  g_disk.slow = false;
+  ASSERT_TRUE(wait_until("it fails", 20s, [&] { return logger::tail(500) != log; }));
+  fs::remove_all(file);
+  settings::save(s);
+  settings::stop_saver();
+  EXPECT_EQ(device_presets::load(), devices);
   // The end does not wait for a disk that stays full.
   fs::create_directories(temporary_);
   settings::start_saver([] {});

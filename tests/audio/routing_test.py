@@ -10,7 +10,7 @@ HALF_DB = -18.06
 def test_takes_the_streams_of_the_followed_device_and_gives_everything_back(lab):
     lab.play((500, -20), application="Elsewhere", device="headset")
     lab.play()
-    lab.start()
+    check(f"default source {SINK}\n" not in lab.start().log_text(), "the log takes a sink for a source")
     lab.music_is_on(SINK)
     lab.hears("speakers")
     check(lab.server.playing("Elsewhere") == ("headset",), "a stream was taken that was put elsewhere")

@@ -151,7 +151,7 @@ class story : public Test {
     if (of_sink("volume"))
       for (unsigned c = 0; c < sink->volume.channels; ++c)
         sink->volume.values[c] =
-            static_cast<pa_volume_t>(std::lround(a.next() * (PA_VOLUME_NORM / 100.0)));
+            static_cast<pa_volume_t>(std::lround(a.next<double>() * (PA_VOLUME_NORM / 100.0)));
     const bool copy = of_sink("other-copy");
     if (copy || of_sink("stream")) {
       made_up::Stream& stream = server.streams.emplace_back();

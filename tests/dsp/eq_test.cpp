@@ -97,6 +97,15 @@ TEST(eq_processor, every_loop_gives_the_bits_of_the_plain_loop_in_blocks_of_any_
       for (const int block : {1, 2, 3, 7, 8, 9, 10, 19, 480, 511, 512, 513, 1301})
         expect_bits_of_the_plain_loop(start, source, loop, block);
     }
+    // One loud frame, wherever a loop that takes several at a time looks for it.
+    eq::Curve gentle;
+    std::ranges::fill(gentle.gain, 0.5F);
+    for (std::size_t at = 0; at < 32; ++at) {
+      std::vector<float> quiet(200, 0.001F);
+      quiet[100 + at] = 2.0F;
+      for (const Loop& loop : stereo_loops())
+        expect_bits_of_the_plain_loop(processor(gentle, rate), quiet, loop, 100);
+    }
     // Memory that fades into denormals.
     std::fill_n(&start.z1[0][0], eq::kMaxChannels * eq::kBands, 1e-307);
     for (const Loop& loop : stereo_loops())

@@ -119,6 +119,27 @@ class Home {
   std::map<std::string, std::string> before_;
 };
 
+// A disk on which no file can become longer than this, for the life of this object. Of this
+// process.
+class FullDisk {
+ public:
+  explicit FullDisk(std::uintmax_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit full{static_cast<rlim_t>(bytes), before_.rlim_max};
+    if (setrlimit(RLIMIT_FSIZE, &full) != 0) throw std::runtime_error("no limit for files");
+  }
+  ~FullDisk() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+  FullDisk(const FullDisk&) = delete;
+  FullDisk& operator=(const FullDisk&) = delete;
+
+ private:
+  rlimit before_{};
+  void (*handler_)(int) = std::signal(SIGXFSZ, SIG_IGN);
+};
+
 // Waits for a condition, never for a time. It is asked every 10 ms until it holds or the limit has
 // passed; what it leaves in `seen` ends the failure message.
 inline AssertionResult wait_until(const std::string& what, std::chrono::milliseconds limit,
