@@ -31,7 +31,9 @@ struct Press {
 platform::DoubleClick g_double_click;
 bool g_toolkits_rest = false;           // the desktop's toolkits have no animations
 std::optional<platform::Point> g_grab;  // where a press, if it comes, moves the window
+std::optional<platform::Point> g_late;  // where it comes too late for that
 std::optional<Press> g_grabbed;         // the last press that did
+std::optional<Press> g_tapped;          // the last one that came too late
 std::optional<Press> g_pressed;         // the last press that went to the interface
 bool g_repeats = false;                 // SDL may report a press twice
 
@@ -79,21 +81,30 @@ SDL_HitTestResult hit_result(platform::Border border) {
   return SDL_HITTEST_NORMAL;
 }
 
-bool is_second_press(platform::Point p) {
-  return g_grabbed &&
-         platform::is_double_click(g_double_click, platform::ticks_ms() - g_grabbed->when_ms,
-                                   g_grabbed->at, p);
+bool follows(const std::optional<Press>& first, platform::Point p) {
+  return first && platform::is_double_click(g_double_click, platform::ticks_ms() - first->when_ms,
+                                            first->at, p);
+}
+
+// A window manager that is asked to move or resize the window after the button is up, because the
+// program stood still meanwhile, does so until the next click. Only X11 knows how it is now.
+bool left_is_up() {
+  return platform::video_driver_is("x11") &&
+         (SDL_GetGlobalMouseState(nullptr, nullptr) & SDL_BUTTON_LMASK) == 0;
 }
 
 // Whether a press there is to move the window. The second press of a double click comes through to
 // the interface instead.
 bool grabs(platform::Point p) {
-  return ui::cursor_at(logical(p.x), logical(p.y)) == ui::kCursorMove && !is_second_press(p);
+  return ui::cursor_at(logical(p.x), logical(p.y)) == ui::kCursorMove && !follows(g_grabbed, p) &&
+         !follows(g_tapped, p);
 }
 
 // After a slow frame several presses are fetched at once, and SDL asks of each whether it moves the
 // window before the first one is handled. So a grab is noted where it is fetched.
 int on_fetched(void* /*user*/, SDL_Event* event) {
+  if (event->type == SDL_MOUSEBUTTONDOWN && event->button.button == SDL_BUTTON_LEFT && g_late)
+    g_tapped = Press{*g_late, platform::ticks_ms()};
   if (event->type != SDL_WINDOWEVENT) return 0;
   if (event->window.event == SDL_WINDOWEVENT_HIT_TEST && g_grab)
     g_grabbed = Press{*g_grab, platform::ticks_ms()};
@@ -180,7 +191,7 @@ void on_button_down(const SDL_MouseButtonEvent& event) {
   if (g_repeats && before &&
       platform::is_repeated_press(press.when_ms - before->when_ms, before->at, press.at))
     return;
-  const bool second = event.clicks >= 2 || is_second_press({event.x, event.y});
+  const bool second = event.clicks >= 2 || follows(g_grabbed, press.at);
   g_grabbed.reset();
   if (second) {
     ui::on_double_click(logical(event.x), logical(event.y));
@@ -279,13 +290,14 @@ void find_lost_release() {
 
 SDL_HitTestResult on_hit_test(SDL_Window*, const SDL_Point* point, void*) {
   g_grab.reset();
+  g_late.reset();
   if (!compact()) return SDL_HITTEST_NORMAL;
   const Point p{point->x, point->y};
   const Border border = border_under(p);
-  if (border != Border::None) return hit_result(border);
+  if (border != Border::None) return left_is_up() ? SDL_HITTEST_NORMAL : hit_result(border);
   if (!grabs(p)) return SDL_HITTEST_NORMAL;
-  g_grab = p;
-  return SDL_HITTEST_DRAGGABLE;
+  (left_is_up() ? g_late : g_grab) = p;
+  return g_grab ? SDL_HITTEST_DRAGGABLE : SDL_HITTEST_NORMAL;
 }
 
 }  // namespace platform

@@ -56,6 +56,8 @@ def test_compact_and_full_view_find_their_places_again(lab):
     check(window.framed(), "no frame")
     becomes("it is not on top", on_top, False)
     check(settles_near(window, *full) == full, "the window is elsewhere")
+    window.click(*COLLAPSE)
+    becomes("the window manager moves nothing that was let go", window.size, COLLAPSED)
 
 
 def test_no_saved_place_or_size_loses_the_window(lab):
