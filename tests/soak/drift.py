@@ -3,11 +3,12 @@
 #   tests/lab/run.py tests/soak/drift.py stays_near_a_device_on_another_clock --server pipewire minutes=120 ppm=-200
 #
 # Once a minute the delay from our sink's monitor to the device and the program's memory are printed. Fails when,
-# after the first `settle` minutes, sound was dropped, ran dry, or the delay went away by more than 15 ms.
+# after the first `settle` minutes, sound was dropped, ran dry, or the delay went away by more than 3 ms, on PipeWire 5.
+# Nothing else may run meanwhile, at any priority.
 from lab.all import *
 
 DEVICES = ("speakers",)
-MOST_AWAY_MS = 15
+MOST_AWAY_MS = {PULSEAUDIO: 3, PIPEWIRE: 5}
 CLICK_S, CLICKS = 0.5, 16
 
 
@@ -68,7 +69,9 @@ def test_stays_near_a_device_on_another_clock(lab, minutes=10, ppm=200, settle=0
     program = lab.start(device="skewed", expect=[""])
     # Never silent, as most music: silence may be left out or put in.
     music = Player(lab.server, clicks(CLICK_S, tone=sines((440, -40))))
-    sent = Recorder(lab.server, MONITOR)  # one for the whole time: a new stream makes the server stumble
+    # One for the whole time: a new stream makes the server stumble. One that asks PipeWire for short fragments
+    # shortens its cycles, and has up to 20 ms of them waiting now and then.
+    sent = Recorder(lab.server, MONITOR, 0.01 if lab.server.kind == PULSEAUDIO else 0.1)
     time.sleep(settle * 60)
     before, began, delays = troubles(program), time.monotonic(), []
     while time.monotonic() < began + minutes * 60:
@@ -84,6 +87,6 @@ def test_stays_near_a_device_on_another_clock(lab, minutes=10, ppm=200, settle=0
     away = max(abs(delay - delays[0]) for delay in delays)
     dry = all_troubles(program) - before
     print(f"{ppm:+} ppm, {minutes} min: delay within {away:.1f} ms of {delays[0]:.1f} ms; {dry} times dropped or dry")
-    check(away <= MOST_AWAY_MS and dry == 0, "it does not stay near the device")
+    check(away <= MOST_AWAY_MS[lab.server.kind] and dry == 0, "it does not stay near the device")
     lab.programs.remove(program)
     lab.server.stop()
