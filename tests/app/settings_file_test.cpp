@@ -110,6 +110,8 @@ TEST_F(SettingsFile, that_cannot_be_read_is_kept_as_it_is_until_the_user_changes
     EXPECT_THAT(logger::tail(1),
                 ElementsAre(EndsWith("Settings that could not be read are kept as " + kept)));
     EXPECT_EQ(fs::symlink_status(kept).type(), type);
+    EXPECT_TRUE(settings::save(s));
+    EXPECT_FALSE(fs::exists(path_.string() + ".unread" + std::to_string(number)));
     EXPECT_EQ(settings::load(), s);
     fs::remove(path_);
   }
