@@ -176,12 +176,12 @@ class walk : public Test {
     const int steps = a.is("wheel") ? a.next() : 0;
     if (a.is("row") || a.is("over-row")) {
       go_to_row(a, 20);
-    } else if (a.is("erase")) {
+    } else if (a.is("erase") || a.is("over-erase")) {
       go_to_row(a, -12);
     } else if (a.is("press") || a.is("hold") || a.is("move") || a.is("double") || a.is("wheel")) {
       go(a);
     }
-    if (a.is("move") || a.is("over-row")) ui::on_mouse_move(x_, y_);
+    if (a.is("move") || a.is("over-row") || a.is("over-erase")) ui::on_mouse_move(x_, y_);
     if (a.is("hold") || a.is("press") || a.is("row") || a.is("erase")) hold();
     if (a.is("release") || a.is("press") || a.is("row") || a.is("erase")) ui::on_mouse_up();
     if (a.is("leave")) ui::on_mouse_leave();
