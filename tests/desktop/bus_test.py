@@ -185,6 +185,7 @@ def test_the_tray_finds_it_drives_it_and_never_keeps_its_window(session):
         click("Hide Velmora")
         becomes("the window is hidden", lambda: program.count("Window not visible"), number)
         becomes("only that is not offered again", lambda: numbers.keys() - entries().keys(), {"Hide Velmora"})
+        becomes("the tray hears of that, too", lambda: listener.output().count("'visible': <false>"), number)
         back()
         becomes("the window is back", lambda: program.count("Window visible again"), number)
     session.end(program)
